@@ -1,0 +1,26 @@
+# A room is one folder under src/ and one static library. Its headers are reached as "room/Header.h", and only by
+# targets that link it: each room has an include root of its own in the build tree, so a wrong include fails to build.
+#
+#   ovalin_room(route USES base capture LIBS Qt6::Core)
+function(ovalin_room room)
+  cmake_parse_arguments(ROOM "" "" "USES;LIBS" ${ARGN})
+  file(GLOB files CONFIGURE_DEPENDS *.cpp *.h)
+  string(REPLACE / _ target ovalin_${room})
+  string(REPLACE ovalin_/ ovalin_ target ${target})
+  add_library(${target} STATIC ${files})
+  # Header by header, not the folder: platform/ must not hand out platform/x11/ with it.
+  set(root ${CMAKE_BINARY_DIR}/rooms/${target})
+  file(REMOVE_RECURSE ${root}/${room})
+  file(MAKE_DIRECTORY ${root}/${room})
+  file(GLOB headers CONFIGURE_DEPENDS *.h)
+  foreach(header ${headers})
+    get_filename_component(name ${header} NAME)
+    file(CREATE_LINK ${header} ${root}/${room}/${name} SYMBOLIC)
+  endforeach()
+  target_include_directories(${target} PUBLIC ${root})
+  foreach(used ${ROOM_USES})
+    string(REPLACE / _ used_target ${used})
+    target_link_libraries(${target} PUBLIC ovalin_${used_target})
+  endforeach()
+  target_link_libraries(${target} PUBLIC ${ROOM_LIBS})
+endfunction()

@@ -1,0 +1,55 @@
+#include "Dispatch.h"
+
+#include <QCoreApplication>
+#include <QThreadPool>
+#include <QTimer>
+
+#include <cstdlib>
+
+namespace ovalin {
+
+struct QtDispatch::Pools {
+    QThreadPool general;
+    QThreadPool files;
+    QObject mainThread; // receiver of everything that comes back
+};
+
+QtDispatch::QtDispatch()
+    : pools(std::make_unique<Pools>()) {
+    // The work waits for other processes rather than for a core: one slow application must not hold up the next
+    // opening.
+    pools->general.setMaxThreadCount(16);
+    pools->general.setExpiryTimeout(5000);
+    pools->files.setMaxThreadCount(1);
+    pools->files.setExpiryTimeout(5000);
+}
+
+QtDispatch::~QtDispatch() {
+    pools->files.waitForDone();
+    pools->general.clear();
+    // A worker may still hang on another program, and everything that had to be saved is saved.
+    if (!pools->general.waitForDone(2000))
+        std::_Exit(0);
+}
+
+double QtDispatch::now() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+QDateTime QtDispatch::wallClock() const { return QDateTime::currentDateTimeUtc(); }
+
+void QtDispatch::after(std::chrono::milliseconds delay, QObject* context, Work work) {
+    QTimer::singleShot(delay, delay.count() < 100 ? Qt::PreciseTimer : Qt::CoarseTimer, context, std::move(work));
+}
+
+void QtDispatch::toMain(Work work) {
+    QMetaObject::invokeMethod(&pools->mainThread, std::move(work), Qt::QueuedConnection);
+}
+
+void QtDispatch::run(Queue queue, Work work) {
+    QThreadPool& pool = queue == Queue::Files ? pools->files : pools->general;
+    // Utility work waits for the user's own, which has the higher priority in the pool.
+    pool.start(std::move(work), queue == Queue::UserInitiated ? 1 : 0);
+}
+
+} // namespace ovalin

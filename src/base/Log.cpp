@@ -1,0 +1,55 @@
+#include "Log.h"
+
+#include <QMutex>
+#include <QSet>
+
+#include <unistd.h>
+
+namespace ovalin {
+
+namespace {
+
+struct Sink {
+    QMutex mutex;
+    std::function<void(const QString&)> function;
+    QSet<QString> seen;
+};
+
+Sink& sink() {
+    static Sink theSink;
+    return theSink;
+}
+
+} // namespace
+
+void logLine(const QString& event) {
+    QString line = event;
+    line.replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' '));
+    QMutexLocker lock(&sink().mutex);
+    if (sink().function) {
+        sink().function(line);
+        return;
+    }
+    QByteArray bytes = line.toUtf8();
+    bytes.append('\n');
+    // One write, so that lines of several threads never mix; a reader that went away costs us the line, nothing else.
+    [[maybe_unused]] const auto written = ::write(STDERR_FILENO, bytes.constData(), static_cast<size_t>(bytes.size()));
+}
+
+void setLogSink(std::function<void(const QString&)> function) {
+    QMutexLocker lock(&sink().mutex);
+    sink().function = std::move(function);
+    sink().seen.clear();
+}
+
+void logOnce(const QString& key, const QString& event) {
+    {
+        QMutexLocker lock(&sink().mutex);
+        if (sink().seen.contains(key))
+            return;
+        sink().seen.insert(key);
+    }
+    logLine(event);
+}
+
+} // namespace ovalin

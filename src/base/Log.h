@@ -1,0 +1,19 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+namespace ovalin {
+
+/// Writes one event as one line to standard error (systemd passes that on to the journal). Line ends inside the text
+/// become blanks, so an event never takes two lines. Any thread; never blocks on anything but the descriptor.
+void logLine(const QString& event);
+
+/// Where lines go instead of standard error, for tests; an empty function restores standard error. Main thread.
+void setLogSink(std::function<void(const QString&)> sink);
+
+/// Logs an event the first time its key is seen and stays quiet about it afterwards. Any thread.
+void logOnce(const QString& key, const QString& event);
+
+} // namespace ovalin

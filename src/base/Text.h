@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QDateTime>
+#include <QString>
+
+namespace ovalin {
+
+/// The text as one single-quoted word of the shell: every quote inside becomes '\''.
+[[nodiscard]] QString shellQuoted(const QString& text);
+
+/// The first `count` user-perceived characters (grapheme clusters, UAX #29).
+[[nodiscard]] QString firstCharacters(const QString& text, qsizetype count);
+
+/// How many user-perceived characters the text has.
+[[nodiscard]] qsizetype characterCount(const QString& text);
+
+/// ISO 8601 internet date-time in UTC, whole seconds: 2026-11-16T19:30:00Z.
+[[nodiscard]] QString isoTimestamp(const QDateTime& time);
+
+} // namespace ovalin

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+#include "platform/EventMonitors.h"
+#include "platform/HotKeys.h"
+#include "platform/Keyboard.h"
+#include "platform/Notifier.h"
+#include "platform/Pasteboard.h"
+#include "platform/PrimaryGuard.h"
+#include "platform/Workspace.h"
+
+namespace ovalin {
+
+/// Every capability of the desktop that the rooms use. References: whoever builds it keeps the objects alive.
+struct Desktop {
+    HotKeys& hotKeys;
+    Workspace& workspace;
+    Accessibility& accessibility;
+    Pasteboard& pasteboard;
+    Keyboard& keyboard;
+    KeyboardHold& keyboardHold;
+    EventMonitors& eventMonitors;
+    Notifier& notifier;
+    SessionEvents& sessionEvents;
+    PrimaryGuard& primaryGuard;
+};
+
+} // namespace ovalin

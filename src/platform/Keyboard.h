@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <functional>
+
+namespace ovalin {
+
+/// Synthetic keys (XTEST), and the keyboard held for the panel.
+class Keyboard {
+public:
+    enum class Sent {
+        Yes,
+        NotTrusted, ///< the X server has no XTEST or refuses it
+        NotAllowed, ///< a terminal, in which the chord would interrupt the running command
+    };
+
+    virtual ~Keyboard() = default;
+
+    /// Whether the X server lets us send keys. Any thread.
+    [[nodiscard]] virtual bool trusted() const = 0;
+
+    /// Sends the copy chord (Ctrl+C) to the application that has the input focus; held modifiers are lifted meanwhile
+    /// and the keyboard hold opens for just these keys. Worker threads; returns when the keys are with the X server.
+    [[nodiscard]] virtual Sent sendCopy(qint32 pid) = 0;
+};
+
+/// Keeps the keyboard on one window without moving the input focus: an active keyboard grab. Main thread.
+///
+/// Screen lockers need the grab for themselves, so it is let go on a press outside our windows, after five minutes
+/// without a key, and when the session locks; holding again is asked for by the panel on a click into it.
+class KeyboardHold {
+public:
+    virtual ~KeyboardHold() = default;
+
+    /// Takes the keyboard for the X11 window; retried every 5 ms for 250 ms when another client has it. Returns at
+    /// once.
+    virtual void take(quint32 window) = 0;
+    virtual void letGo() = 0;
+    [[nodiscard]] virtual bool held() const = 0;
+
+    /// The hold could not be had at all: the caller activates its window the ordinary way.
+    std::function<void()> refused;
+};
+
+} // namespace ovalin

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+namespace ovalin {
+
+struct Notification {
+    QString title;
+    QString body;
+    QString actionLabel;            ///< empty: no button
+    std::function<void()> onAction; ///< called on the main thread when the button is pressed
+};
+
+/// Desktop notifications (org.freedesktop.Notifications). Main thread; never waits. Where nobody shows notifications
+/// the text goes to the log, so that it is said at least once.
+class Notifier {
+public:
+    virtual ~Notifier() = default;
+    virtual void notify(const Notification& notification) = 0;
+};
+
+/// What the login manager tells (org.freedesktop.login1). Called on the main thread; silent where there is no system
+/// bus.
+class SessionEvents {
+public:
+    virtual ~SessionEvents() = default;
+    std::function<void()> didWake;  ///< PrepareForSleep(false)
+    std::function<void()> willLock; ///< the session's Lock signal
+};
+
+} // namespace ovalin

@@ -1,0 +1,19 @@
+#include "base/Text.h"
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+
+TEST(Text, ShellQuotingSurvivesEveryQuote) {
+    EXPECT_EQ(shellQuoted(QStringLiteral("a'b $(x) `y`")), QStringLiteral("'a'\\''b $(x) `y`'"));
+    EXPECT_EQ(shellQuoted(QString()), QStringLiteral("''"));
+}
+
+TEST(Text, CharactersAreWhatThePersonSees) {
+    const QString family = QStringLiteral("👩‍👩‍👧");
+    const QString text = family + QStringLiteral("é!");
+    EXPECT_EQ(characterCount(text), 3);
+    EXPECT_EQ(firstCharacters(text, 1), family);
+    EXPECT_EQ(firstCharacters(text, 3), text);
+    EXPECT_EQ(firstCharacters(text, 99), text);
+}

@@ -1,0 +1,31 @@
+// main of the programs that test the X11 side in their own process: an X server first, then Qt on it.
+#include "support/TestDesk.h"
+
+#include <QApplication>
+
+#include <gmock/gmock.h>
+
+#include <cstring>
+#include <memory>
+
+namespace ovalin {
+std::unique_ptr<TestDesk> theDesk; // of this test process
+TestDesk& desk() { return *theDesk; }
+} // namespace ovalin
+
+int main(int argc, char** argv) {
+    testing::InitGoogleMock(&argc, argv);
+    if (testing::GTEST_FLAG(list_tests))
+        return RUN_ALL_TESTS();
+    ovalin::theDesk = std::make_unique<ovalin::TestDesk>();
+    ovalin::theDesk->enterEnvironment();
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    int status = 0;
+    {
+        QApplication application(argc, argv);
+        QApplication::setQuitOnLastWindowClosed(false);
+        status = RUN_ALL_TESTS();
+    }
+    ovalin::theDesk.reset();
+    return status;
+}

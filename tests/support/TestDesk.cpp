@@ -1,0 +1,188 @@
+#include "support/TestDesk.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QThread>
+
+#include <csignal>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace ovalin {
+
+namespace {
+
+// Openbox holds Alt+Space by default, and ignores a relative rc path silently.
+const char* const OPENBOX_RC = R"(<?xml version="1.0"?>
+<openbox_config xmlns="http://openbox.org/3.4/rc">
+  <focus><focusNew>yes</focusNew></focus>
+  <placement><policy>Smart</policy></placement>
+  <keyboard><keybind key="A-Tab"><action name="NextWindow"/></keybind></keyboard>
+  <mouse>
+    <context name="Client"><mousebind button="Left" action="Press"><action name="Focus"/><action name="Raise"/></mousebind></context>
+    <context name="Titlebar"><mousebind button="Left" action="Press"><action name="Focus"/><action name="Raise"/></mousebind></context>
+  </mouse>
+</openbox_config>)";
+
+QByteArray firstLine(QProcess& process, double seconds) {
+    QDeadlineTimer deadline(static_cast<qint64>(seconds * 1000));
+    while (!process.canReadLine() && !deadline.hasExpired() && process.state() != QProcess::NotRunning)
+        process.waitForReadyRead(50);
+    return process.readLine().trimmed();
+}
+
+} // namespace
+
+TestDesk::TestDesk(const Options& options) {
+    QDir(folder.path()).mkpath(QStringLiteral("run"));
+    QFile::setPermissions(path(QStringLiteral("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    for (const char* name : {"PATH", "LANG", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS"}) {
+        if (qEnvironmentVariableIsSet(name))
+            environment.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
+    }
+    environment.insert(QStringLiteral("HOME"), home());
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path(QStringLiteral("run")));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), path(QStringLiteral(".config")));
+    environment.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("memory"));
+    environment.insert(QStringLiteral("GDK_BACKEND"), QStringLiteral("x11"));
+    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent/bus"));
+
+    // Xvfb picks a free display by itself and says which.
+    QProcess& server =
+        start(QStringLiteral("/bin/sh"),
+              QStringList{QStringLiteral("-c"),
+                          QStringLiteral("exec Xvfb -displayfd 3 -screen 0 \"$0\" -nolisten tcp \"$@\" 3>display"),
+                          options.screen} +
+                  options.serverArguments);
+    if (!waitUntil([this] { return readFile(path(QStringLiteral("display"))).endsWith('\n'); }, 15))
+        throw std::runtime_error("Xvfb did not start: " + log(QStringLiteral("sh")).toStdString());
+    displayName = QLatin1Char(':') + QString::fromUtf8(readFile(path(QStringLiteral("display"))).trimmed());
+    environment.insert(QStringLiteral("DISPLAY"), displayName);
+    Q_UNUSED(server);
+
+    if (options.sessionBus) {
+        auto& bus = *programs.emplace_back(std::make_unique<QProcess>());
+        bus.setProcessEnvironment(environment);
+        bus.setWorkingDirectory(home());
+        bus.setChildProcessModifier([] { ::setpgid(0, 0); });
+        bus.start(QStringLiteral("dbus-daemon"),
+                  {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+        const QByteArray address = firstLine(bus, 10);
+        if (address.isEmpty())
+            throw std::runtime_error("dbus-daemon did not start");
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromUtf8(address));
+    }
+    if (options.windowManager == WindowManager::Openbox) {
+        writeFile(path(QStringLiteral("openbox.xml")), OPENBOX_RC);
+        start(QStringLiteral("openbox"), {QStringLiteral("--config-file"), path(QStringLiteral("openbox.xml"))});
+        waitUntil([this] {
+            return output(QStringLiteral("xprop"),
+                          {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
+                .contains(QLatin1Char('#'));
+        });
+    }
+}
+
+TestDesk::~TestDesk() {
+    for (auto process = programs.rbegin(); process != programs.rend(); ++process)
+        end(**process);
+}
+
+void TestDesk::enterEnvironment() const {
+    for (const char* name : {"DISPLAY", "HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "DBUS_SESSION_BUS_ADDRESS",
+                             "DBUS_SYSTEM_BUS_ADDRESS"})
+        qputenv(name, environment.value(QString::fromLatin1(name)).toUtf8());
+}
+
+QProcess& TestDesk::start(const QString& program, const QStringList& arguments) {
+    auto& process = *programs.emplace_back(std::make_unique<QProcess>());
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(home());
+    process.setChildProcessModifier([] { ::setpgid(0, 0); });
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.setStandardOutputFile(path(QFileInfo(program).fileName() + QStringLiteral(".log")), QIODevice::Append);
+    process.start(program, arguments);
+    if (!process.waitForStarted(10000))
+        throw std::runtime_error("cannot start " + program.toStdString());
+    return process;
+}
+
+void TestDesk::end(QProcess& process) {
+    if (process.state() == QProcess::NotRunning)
+        return;
+    const auto group = static_cast<pid_t>(process.processId());
+    ::kill(-group, SIGTERM);
+    ::kill(-group, SIGCONT); // a test may have stopped it
+    if (!process.waitForFinished(5000)) {
+        ::kill(-group, SIGKILL);
+        process.waitForFinished(5000);
+    }
+    ::kill(-group, SIGKILL);
+}
+
+QString TestDesk::output(const QString& program, const QStringList& arguments) const {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setWorkingDirectory(home());
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.start(program, arguments);
+    if (!process.waitForFinished(10000) || process.exitCode() != 0)
+        return {};
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+QString TestDesk::waitForWindow(const QString& pattern, double seconds) const {
+    QString id;
+    waitUntil(
+        [&] {
+            for (const char* by : {"--class", "--name"}) {
+                id = xdotool(
+                         {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QString::fromLatin1(by), pattern})
+                         .section(QLatin1Char('\n'), 0, 0);
+                if (!id.isEmpty())
+                    return true;
+            }
+            return false;
+        },
+        seconds);
+    return id;
+}
+
+void TestDesk::screenshot(const QString& file) const {
+    output(QStringLiteral("import"), {QStringLiteral("-window"), QStringLiteral("root"), file});
+}
+
+QString TestDesk::log(const QString& program) const {
+    return QString::fromUtf8(readFile(path(program + QStringLiteral(".log"))));
+}
+
+bool waitUntil(const std::function<bool()>& condition, double seconds) {
+    const QDeadlineTimer deadline(static_cast<qint64>(seconds * 1000));
+    while (!condition()) {
+        if (deadline.hasExpired())
+            return false;
+        if (QCoreApplication::instance())
+            QCoreApplication::processEvents();
+        QThread::msleep(5);
+    }
+    return true;
+}
+
+QByteArray readFile(const QString& path) {
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString& path, const QByteArray& bytes) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        throw std::runtime_error("cannot write " + path.toStdString());
+}
+
+} // namespace ovalin

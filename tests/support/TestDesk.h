@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace ovalin {
+
+/// A whole desktop for one test: an X server of its own (Xvfb), HOME, runtime folder, session bus, and the programs the
+/// test starts in it. Everything is ended, by pid and process group, when it goes.
+class TestDesk {
+public:
+    enum class WindowManager { None, Openbox };
+    struct Options {
+        WindowManager windowManager = WindowManager::Openbox;
+        bool sessionBus = true;
+        QString screen = QStringLiteral("1280x800x24");
+        QStringList serverArguments;
+    };
+
+    explicit TestDesk(const Options& options);
+    TestDesk()
+        : TestDesk(Options{}) {}
+    ~TestDesk();
+    TestDesk(const TestDesk&) = delete;
+    TestDesk& operator=(const TestDesk&) = delete;
+
+    [[nodiscard]] const QString& display() const { return displayName; }
+    [[nodiscard]] QString home() const { return folder.path(); }
+    [[nodiscard]] QString path(const QString& relative) const { return folder.filePath(relative); }
+
+    /// What a program of this desktop sees; change it before starting one.
+    QProcessEnvironment environment;
+
+    /// Puts DISPLAY, HOME, XDG_RUNTIME_DIR and the bus address into this process, for tests that run the X11 side in
+    /// it.
+    void enterEnvironment() const;
+
+    /// Starts a program of the desktop in a process group of its own; its output goes to the log file NAME.log in
+    /// home().
+    QProcess& start(const QString& program, const QStringList& arguments = {});
+    void end(QProcess& process);
+
+    /// Runs a program to its end (10 s at most) and returns its standard output, trimmed; empty on failure.
+    QString output(const QString& program, const QStringList& arguments = {}) const;
+
+    /// xdotool with these arguments.
+    QString xdotool(const QStringList& arguments) const { return output(QStringLiteral("xdotool"), arguments); }
+
+    /// The id of the first visible window whose WM_CLASS or title matches, within `seconds`; empty when none came.
+    QString waitForWindow(const QString& pattern, double seconds = 15) const;
+
+    /// A picture of the whole screen as PNG.
+    void screenshot(const QString& file) const;
+
+    [[nodiscard]] QString log(const QString& program) const;
+
+private:
+    QTemporaryDir folder;
+    QString displayName;
+    std::vector<std::unique_ptr<QProcess>> programs;
+};
+
+/// Polls until `condition` holds, serving the event loop meanwhile; false when `seconds` passed first.
+bool waitUntil(const std::function<bool()>& condition, double seconds = 10);
+
+[[nodiscard]] QByteArray readFile(const QString& path);
+void writeFile(const QString& path, const QByteArray& bytes);
+
+} // namespace ovalin
