@@ -1,1 +1,68 @@
-int main() { return 0; }
+// The composition root: the command line, the one running copy, the desktop, the controller, the loop.
+#include "app/AppDelegate.h"
+#include "app/CommandLine.h"
+#include "app/SingleInstance.h"
+#include "app/Termination.h"
+#include "base/ChildProcess.h"
+#include "base/Log.h"
+#include "capture/SiteOwnership.h"
+#include "capture/WindowShot.h"
+#include "platform/OcrProcess.h"
+#include "platform/Tools.h"
+#include "platform/x11/X11Desktop.h"
+
+#include <QApplication>
+#include <QDir>
+
+using namespace ovalin;
+
+int main(int argc, char** argv) {
+    rememberEnvironment();
+    const CommandLine command = parseCommandLine(argc, argv);
+    if (command.action != CommandLine::Action::Run)
+        return runCommand(command, argc, argv);
+
+    closeStandardInput();
+    std::vector<char*> arguments = platformArguments(argc, argv);
+    int count = static_cast<int>(arguments.size()) - 1;
+    QCoreApplication::setApplicationName(QStringLiteral("ovalin"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(OVALIN_VERSION));
+    QCoreApplication::setAttribute(Qt::AA_Use96Dpi); // sizes are pixels; a screen's scale factor comes on top
+    QApplication application(count, arguments.data());
+    QApplication::setDesktopFileName(QStringLiteral("ovalin"));
+    QApplication::setQuitOnLastWindowClosed(false);
+
+    const Paths paths = Paths::under(QDir::homePath());
+    SingleInstance instance(paths.runtimeDir);
+    if (!instance.acquire()) {
+        logLine(QStringLiteral("Ovalin: another instance is running (pid %1) — exiting").arg(instance.otherPid()));
+        return 0;
+    }
+
+    const QString toolFolder = Tools::folderBeside(QCoreApplication::applicationDirPath());
+    const Tools tools = Tools::under(toolFolder);
+    setHelperFolder(toolFolder);
+    QtDispatch dispatch;
+    X11Desktop x11;
+    if (!x11.usable()) {
+        logLine(QStringLiteral("Ovalin: needs an X server (DISPLAY) — exiting"));
+        return 1;
+    }
+    OcrProcess recognizer(tools);
+    WindowShots shots(x11.windows(), recognizer, tools);
+    ContextSources sources{
+        [tools](const QString& bundle) { return browserTabInfoViaOsascript(bundle, tools); },
+        [&shots](qint32 pid) { return shots.captureWindowPNG(pid); },
+        [&shots](const QByteArray& png) { return shots.ocrText(png); },
+    };
+    Desktop desktop = x11.desktop();
+    AppDelegate delegate(desktop, dispatch, paths, std::move(sources),
+                         [script = ownershipScript(paths.home)](const QString& url) { return siteOwned(url, script); });
+    instance.listen([&delegate] { delegate.toggle(); });
+    const Termination termination;
+    delegate.applicationDidFinishLaunching();
+    const int status = QApplication::exec();
+    delegate.applicationWillTerminate();
+    dispatch.finish(); // its workers use what is destroyed next
+    return status;
+}

@@ -24,10 +24,11 @@ QtDispatch::QtDispatch()
     pools->files.setExpiryTimeout(5000);
 }
 
-QtDispatch::~QtDispatch() {
+QtDispatch::~QtDispatch() { finish(); }
+
+void QtDispatch::finish() {
     pools->files.waitForDone();
     pools->general.clear();
-    // A worker may still hang on another program, and everything that had to be saved is saved.
     if (!pools->general.waitForDone(2000))
         std::_Exit(0);
 }

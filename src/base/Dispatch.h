@@ -63,12 +63,15 @@ public:
     }
 };
 
-/// The real one: Qt's event loop and two thread pools. Made and destroyed on the main thread; its destructor waits for
-/// the file work that was begun and at most 2 s for the rest, and then ends the process.
+/// The real one: Qt's event loop and two thread pools. Made and destroyed on the main thread.
 class QtDispatch final : public Dispatch {
 public:
     QtDispatch();
     ~QtDispatch() override;
+
+    /// Waits for all file work that was begun and at most 2 s for the rest; work that hangs longer ends the process there
+    /// and then, everything being saved. Main thread.
+    void finish();
 
     [[nodiscard]] double now() const override;
     [[nodiscard]] QDateTime wallClock() const override;

@@ -1,0 +1,259 @@
+#include "AppDelegate.h"
+
+#include "AccessibilityOffer.h"
+#include "ReplaceButton.h"
+#include "RuntimeScripts.h"
+
+#include "base/AgentCli.h"
+#include "base/Log.h"
+#include "panel/Brand.h"
+#include "panel/Placement.h"
+
+#include <QCursor>
+
+#include <chrono>
+
+namespace ovalin {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+const QString HOWTO_SEEN_KEY = QStringLiteral("ovalinHowtoSeen");
+constexpr double SLOW_OPEN_MS = 400;
+
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+} // namespace
+
+AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePaths, ContextSources sources,
+                         std::function<bool(const QString&)> theSiteOwned)
+    : desktop(theDesktop)
+    , dispatch(theDispatch)
+    , paths(std::move(thePaths))
+    , siteOwned(std::move(theSiteOwned))
+    , hotKey(desktop.hotKeys, dispatch)
+    , selection(desktop.accessibility, desktop.pasteboard, desktop.keyboard)
+    , pipeline(dispatch, selection, std::move(sources), context)
+    , selectionWatch(desktop.eventMonitors, dispatch, selection, context)
+    , routedRequests(std::make_unique<RoutedRequests>(dispatch, paths, AgentSearch::under(paths.home))) {
+    hotKey.fired = [this] { hotkeyFired(); };
+    hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
+    pipeline.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
+    pipeline.checkSiteOwnership = [this](const QString& url, const QUuid& token) { checkSiteOwnership(url, token); };
+    pipeline.applyShotToPendingSubmit = [this](const QUuid& token, const QString& shot) {
+        applyShotToPendingSubmit(token, shot);
+    };
+    selectionWatch.panelExists = [this] { return panel != nullptr; };
+    selectionWatch.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
+    routedRequests->onUndelivered = [this](const QueueItem& item, const QString& reason) { undelivered(item, reason); };
+    routedRequests->onAgentMissing = [this](const QString& message) { agentMissing(message); };
+    desktop.sessionEvents.didWake = [this] { hotKey.reassertHotKey(); };
+    desktop.keyboardHold.refused = [this] {
+        if (panel)
+            panel->activateWindow();
+    };
+}
+
+AppDelegate::~AppDelegate() {
+    applicationWillTerminate();
+    desktop.hotKeys.unregisterHotKey();
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    Brand::registerFonts(paths.resourcesDir);
+    intentLexicon = IntentLexicon::load(IntentLexicon::storePath(paths.systemDir));
+    offerAccessibility(desktop.accessibility, desktop.notifier, defaults);
+    hotKey.registerHotKey(0);
+    logLine(QStringLiteral("Ovalin ready — Opt+Space to capture"));
+    heartbeat = std::make_unique<Heartbeat>(dispatch, paths.heartbeatFile);
+    dispatch.run(Queue::Utility, [resources = paths.resourcesDir, bin = paths.binDir] { installBundledScripts(resources, bin); });
+    dispatch.after(500ms, this, [this] { warmUp(); });
+}
+
+void AppDelegate::warmUp() {
+    if (panel)
+        return;
+    // The first panel would pay for fonts, text shaping, the shadows and the first window: an unseen one pays for it now.
+    CapturePanel unseen(desktop.pasteboard, desktop.workspace.compositorRuns());
+    unseen.modeControl->showMode(false);
+    unseen.showExcerpt(QStringLiteral("warmup"), false);
+    unseen.promptField->setPlaceholder(QStringLiteral("What should Torvi do with this?"));
+    unseen.grab();
+    unseen.winId();
+    [[maybe_unused]] const QFontMetrics signature(Brand::signature(13));
+}
+
+void AppDelegate::toggle() { hotKey.hotkeyFired(); }
+
+void AppDelegate::hotkeyFired() {
+    if (panel && panel->isVisible()) {
+        closePanel();
+        return;
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const auto front = desktop.workspace.frontmostApplication();
+    const double workspaceMs = millisecondsSince(start);
+    const QString name = front && !front->name.isEmpty() ? front->name : QStringLiteral("Unknown");
+    context.open(name, front ? front->bundleId : QString(), front ? front->pid : 0);
+    showPanel();
+    const double totalMs = millisecondsSince(start);
+    logLine(QStringLiteral("Ovalin: panel up in %1 ms").arg(totalMs, 0, 'f', 0));
+    if (totalMs > SLOW_OPEN_MS)
+        logLine(QStringLiteral("Ovalin: SLOW OPEN breakdown — workspace %1 ms, show %2 ms")
+                    .arg(workspaceMs, 0, 'f', 0)
+                    .arg(totalMs - workspaceMs, 0, 'f', 0));
+    pipeline.startContextPipeline(context.captureToken);
+    selectionWatch.startSelectionWatch(context.captureToken);
+}
+
+void AppDelegate::showPanel() {
+    dropPanel();
+    askMode = false;
+    modeLockedByUser = false;
+    lastPredicted = OvalinIntent::neutral;
+
+    panel = std::make_unique<CapturePanel>(desktop.pasteboard, desktop.workspace.compositorRuns());
+    connectPanel();
+    if (!context.capText.isEmpty())
+        panel->showExcerpt(context.capText, false);
+    setMode(false, false);
+    if (!nextOpeningPrompt.isEmpty())
+        panel->promptField->setText(std::exchange(nextOpeningPrompt, {}));
+    if (!nextOpeningStatus.isEmpty())
+        setStatus(std::exchange(nextOpeningStatus, {}));
+
+    desktop.primaryGuard.setActive(true);
+    panel->openAt(placeUnderPointer(QCursor::pos(), panel->size(), currentScreens()));
+    desktop.keyboardHold.take(static_cast<quint32>(panel->winId()));
+
+    if (!defaults.isSet(HOWTO_SEEN_KEY)) {
+        // The flag is a file: written once the panel is on the screen.
+        dispatch.after(0ms, this, [this] { defaults.set(HOWTO_SEEN_KEY); });
+        dispatch.after(350ms, this, [this] { showHowto(); });
+    }
+}
+
+void AppDelegate::connectPanel() {
+    connect(panel.get(), &CapturePanel::submitTapped, this, &AppDelegate::sendTapped);
+    connect(panel.get(), &CapturePanel::cancelTapped, this, &AppDelegate::cancelTapped);
+    connect(panel.get(), &CapturePanel::pressed, this, [this] {
+        if (!desktop.keyboardHold.held())
+            desktop.keyboardHold.take(static_cast<quint32>(panel->winId()));
+    });
+    connect(panel->promptField, &PromptField::textEdited, this, [this] { applyIntentInference(false); });
+    connect(panel->modeControl->modeSegDo, &ModeSegment::clicked, this, &AppDelegate::modeDoTapped);
+    connect(panel->modeControl->modeSegAsk, &ModeSegment::clicked, this, &AppDelegate::modeAskTapped);
+    connect(panel->replaceBtnRef, &PillButton::clicked, this, &AppDelegate::replaceTapped);
+    connect(panel->micButton, &GlyphButton::clicked, this, &AppDelegate::micTapped);
+    connect(panel->historyBtnRef, &GlyphButton::clicked, this, &AppDelegate::historyTapped);
+    connect(panel->helpBtn, &GlyphButton::clicked, this, &AppDelegate::helpTapped);
+}
+
+void AppDelegate::closePanel() {
+    closeHowto();
+    selectionWatch.stopSelectionWatch();
+    dropPanel();
+}
+
+void AppDelegate::dropPanel() {
+    if (!panel)
+        return;
+    desktop.keyboardHold.letGo();
+    desktop.primaryGuard.setActive(false);
+    panel->hide();
+    panel->disconnect(this);
+    panel.release()->deleteLater(); // we may be in one of its own signals
+}
+
+void AppDelegate::updateCaptureUI(const QString& text) {
+    if (!panel)
+        return;
+    context.capText = text;
+    panel->showExcerpt(text, askMode);
+    showPlaceholder();
+    syncReplaceButton(text, askMode);
+}
+
+void AppDelegate::syncReplaceButton(const QString& selected, bool hidden) {
+    if (!panel)
+        return;
+    const ReplaceButton button = replaceButtonFor(context, selected, hidden);
+    panel->setReplaceButton(button.title, button.hidden);
+}
+
+void AppDelegate::checkSiteOwnership(const QString& url, const QUuid& token) {
+    if (!isWebPage(url))
+        return;
+    dispatch.inBackground(
+        Queue::UserInitiated, this, [owned = siteOwned, url] { return owned(url); },
+        [this, token](bool owned) {
+            if (token != context.captureToken)
+                return;
+            context.capSiteOwned = owned;
+            syncReplaceButton(context.capText, askMode);
+        });
+}
+
+std::function<QString()> AppDelegate::currentFocus() {
+    return [this, pid = context.capPID, stored = context.capText] { return selection.axSelection(pid).value_or(stored); };
+}
+
+void AppDelegate::setStatus(const QString& text) {
+    if (panel)
+        panel->hintField->setStatus(text);
+}
+
+void AppDelegate::cancelTapped() { closePanel(); }
+
+// The rooms behind these three are not built yet; the buttons say so rather than do nothing.
+void AppDelegate::replaceTapped() { setStatus(QStringLiteral("replace and insert are not available yet")); }
+void AppDelegate::micTapped() { setStatus(QStringLiteral("dictation is not available yet")); }
+void AppDelegate::historyTapped() { setStatus(QStringLiteral("past conversations are not available yet")); }
+
+void AppDelegate::helpTapped() {
+    if (howtoPanel)
+        closeHowto();
+    else
+        showHowto();
+}
+
+void AppDelegate::showHowto() {
+    closeHowto();
+    if (!panel)
+        return;
+    howtoPanel = std::make_unique<HowtoPanel>(QString(AGENT_INSTALL_PAGE), desktop.workspace.compositorRuns());
+    connect(howtoPanel->gotIt, &PillButton::clicked, this, &AppDelegate::closeHowto);
+    const QPoint corner = placeBeside(panel->geometry(), howtoPanel->size(), currentScreens());
+    howtoPanel->openAt(corner);
+    logLine(QStringLiteral("Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5")
+                .arg(corner.x())
+                .arg(corner.y())
+                .arg(howtoPanel->width())
+                .arg(howtoPanel->height())
+                .arg(howtoPanel->contentHeight()));
+}
+
+void AppDelegate::closeHowto() {
+    if (!howtoPanel)
+        return;
+    howtoPanel->hide();
+    howtoPanel.release()->deleteLater();
+}
+
+void AppDelegate::hotkeyTaken(int status) {
+    if (hotkeyTakenSaid)
+        return;
+    hotkeyTakenSaid = true;
+    const QString why = status > 0 ? QStringLiteral("Another program holds Alt+Space.")
+                                   : QStringLiteral("Alt+Space cannot be registered on this display.");
+    desktop.notifier.notify({QStringLiteral("Ovalin cannot use Alt+Space"),
+                             why + QStringLiteral(" To open Ovalin without it, run `ovalin toggle`, or bind that command to another "
+                                                  "shortcut in your desktop's keyboard settings."),
+                             {},
+                             {}});
+}
+
+} // namespace ovalin

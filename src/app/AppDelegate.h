@@ -1,0 +1,116 @@
+#pragma once
+
+#include "Heartbeat.h"
+#include "HotKey.h"
+#include "UserDefaults.h"
+
+#include "base/Dispatch.h"
+#include "base/Paths.h"
+#include "capture/BrowserPage.h"
+#include "capture/CaptureContext.h"
+#include "capture/ContextPipeline.h"
+#include "capture/Selection.h"
+#include "capture/SelectionWatch.h"
+#include "intent/IntentClassifier.h"
+#include "intent/IntentLexicon.h"
+#include "panel/CapturePanel.h"
+#include "panel/HowtoPanel.h"
+#include "platform/Desktop.h"
+#include "route/RoutedRequests.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <memory>
+
+namespace ovalin {
+
+/// The controller: owns the rooms and holds the flows that cross them. Main thread.
+class AppDelegate final : public QObject {
+public:
+    /// `siteOwned` blocks and is called on workers: whether the page at this address is the user's own.
+    AppDelegate(Desktop& desktop, Dispatch& dispatch, Paths paths, ContextSources sources,
+                std::function<bool(const QString& url)> siteOwned);
+    ~AppDelegate() override;
+
+    // Start-up
+    void applicationDidFinishLaunching();
+    void warmUp();
+    /// Hands over what is still under way; nothing is submitted afterwards. Dispatch then ends the work in the background.
+    void applicationWillTerminate();
+
+    // One opening
+    void toggle(); ///< what the hotkey and `ovalin toggle` do
+    void hotkeyFired();
+    void showPanel();
+    void closePanel();
+    void updateCaptureUI(const QString& text);
+    void syncReplaceButton(const QString& selection, bool hidden);
+    void checkSiteOwnership(const QString& url, const QUuid& token);
+    /// The live selection of the captured application, else the stored excerpt; worker threads.
+    [[nodiscard]] std::function<QString()> currentFocus();
+
+    // Mode
+    void setMode(bool ask, bool byUser);
+    void modeDoTapped();
+    void modeAskTapped();
+    void applyIntentInference(bool force);
+    void recordIntentCommit(const QString& prompt, bool committedAsk);
+
+    // Submit
+    void sendTapped();
+    void cancelTapped();
+    void replaceTapped();
+    void micTapped();
+    void historyTapped();
+
+    // How-to card
+    void helpTapped();
+    void showHowto();
+    void closeHowto();
+
+    [[nodiscard]] CapturePanel* currentPanel() const { return panel.get(); }
+    [[nodiscard]] const CaptureContext& capture() const { return context; }
+
+private:
+    struct Delivery;
+
+    void connectPanel();
+    void dropPanel();
+    void setStatus(const QString& text);
+    void showPlaceholder();
+    void submitDo(const QString& instruction, const QString& excerpt);
+    void deliver(const Delivery& delivery, const QString& excerpt);
+    void applyShotToPendingSubmit(const QUuid& token, const QString& shotB64);
+    void undelivered(const QueueItem& item, const QString& reason);
+    void agentMissing(const QString& message);
+    void hotkeyTaken(int status);
+
+    Desktop& desktop;
+    Dispatch& dispatch;
+    const Paths paths;
+    std::function<bool(const QString&)> siteOwned;
+    UserDefaults defaults;
+
+    HotKey hotKey;
+    CaptureContext context;
+    Selection selection;
+    ContextPipeline pipeline;
+    SelectionWatch selectionWatch;
+    IntentLexicon intentLexicon;
+    std::unique_ptr<RoutedRequests> routedRequests;
+    std::unique_ptr<Heartbeat> heartbeat;
+
+    std::unique_ptr<CapturePanel> panel;
+    std::unique_ptr<HowtoPanel> howtoPanel;
+    bool askMode = false;
+    bool modeLockedByUser = false;
+    OvalinIntent lastPredicted = OvalinIntent::neutral;
+
+    std::vector<std::shared_ptr<Delivery>> deliveries; ///< submitted, their excerpt still being read
+    bool hotkeyTakenSaid = false;
+    QString nextOpeningStatus; ///< said on the hint line of the next opening
+    QString nextOpeningPrompt; ///< an instruction that could not be delivered: not a word is lost
+};
+
+} // namespace ovalin

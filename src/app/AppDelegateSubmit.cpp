@@ -1,0 +1,150 @@
+// The flows of AppDelegate that begin in the prompt field: mode, prediction and Submit.
+#include "AppDelegate.h"
+
+#include "base/AgentCli.h"
+#include "base/Log.h"
+#include "intent/CommitLog.h"
+#include "intent/ModeInference.h"
+
+#include <algorithm>
+
+namespace ovalin {
+
+// A Do request whose excerpt is still being read from the application. It keeps what its own opening captured: the record
+// may belong to the next opening by the time the excerpt is there.
+struct AppDelegate::Delivery {
+    QUuid token;
+    QString instruction;
+    QString storedText;
+    RequestContext request;
+    RequestShot shot;
+    QDateTime time;
+};
+
+void AppDelegate::setMode(bool ask, bool byUser) {
+    askMode = ask;
+    if (!panel)
+        return;
+    panel->modeControl->showMode(ask);
+    syncReplaceButton(context.capText, ask);
+    panel->setSubmitTitle(ask ? QStringLiteral("Send") : QStringLiteral("Submit"));
+    showPlaceholder();
+    setStatus({});
+    if (byUser)
+        panel->promptField->setFocus();
+}
+
+void AppDelegate::showPlaceholder() {
+    panel->promptField->setPlaceholder(askMode                     ? QStringLiteral("Ask Torvi about this…")
+                                       : context.capText.isEmpty() ? QStringLiteral("What should happen — or type text to insert")
+                                                                   : QStringLiteral("What should Torvi do with this?"));
+}
+
+void AppDelegate::modeDoTapped() {
+    modeLockedByUser = true;
+    setMode(false, true);
+}
+
+void AppDelegate::modeAskTapped() {
+    modeLockedByUser = true;
+    setMode(true, true);
+}
+
+void AppDelegate::applyIntentInference(bool force) {
+    if (!panel)
+        return;
+    const ModeState state{askMode, modeLockedByUser, !context.capText.isEmpty()};
+    const auto inference = inferMode(panel->promptField->text(), force, state, intentLexicon);
+    if (!inference)
+        return;
+    lastPredicted = inference->predicted;
+    if (inference->askMode)
+        setMode(*inference->askMode, false);
+}
+
+void AppDelegate::recordIntentCommit(const QString& prompt, bool committedAsk) {
+    const auto commit = intentCommit(prompt, committedAsk, lastPredicted, modeLockedByUser);
+    if (!commit)
+        return;
+    intentLexicon.record(commit->head, committedAsk);
+    dispatch.run(Queue::Files, [lexicon = intentLexicon, commit = *commit, time = dispatch.wallClock(), folder = paths.systemDir] {
+        lexicon.save(IntentLexicon::storePath(folder));
+        logCommit(commitLogPath(folder), commit, time);
+    });
+}
+
+void AppDelegate::sendTapped() {
+    if (!panel)
+        return;
+    const QString instruction = panel->promptField->text().trimmed();
+    if (askMode) {
+        setStatus(QStringLiteral("asking is not available yet — Do hands it to the agent"));
+        return;
+    }
+    submitDo(instruction, panel->previewView->excerpt().trimmed());
+}
+
+void AppDelegate::submitDo(const QString& instruction, const QString& excerpt) {
+    if (!instruction.isEmpty())
+        recordIntentCommit(instruction, false);
+    auto delivery = std::make_shared<Delivery>(Delivery{
+        context.captureToken,
+        instruction,
+        context.capText,
+        {context.capApp, context.capBundle, context.capURL, context.capTitle, context.capContextMode},
+        {context.capShotB64, context.capShotText},
+        dispatch.wallClock()});
+    const auto focus = currentFocus();
+    closePanel();
+    if (!excerpt.isEmpty()) {
+        deliver(*delivery, excerpt);
+        return;
+    }
+    // Asking the application may take a quarter of a second, for which the panel does not stay.
+    deliveries.push_back(delivery);
+    dispatch.inBackground(
+        Queue::UserInitiated, this, focus, [this, delivery](const QString& live) {
+            if (std::erase(deliveries, delivery) > 0)
+                deliver(*delivery, live);
+        });
+}
+
+void AppDelegate::deliver(const Delivery& delivery, const QString& excerpt) {
+    if (!routedRequests || (delivery.instruction.isEmpty() && excerpt.isEmpty()))
+        return;
+    routedRequests->submit(makeQueueItem(delivery.instruction, excerpt, delivery.request, delivery.time), delivery.token,
+                          delivery.shot);
+}
+
+void AppDelegate::applyShotToPendingSubmit(const QUuid& token, const QString& shotB64) {
+    const bool current = token == context.captureToken;
+    for (const auto& delivery : deliveries) {
+        if (delivery->token == token)
+            delivery->shot.base64 = shotB64;
+    }
+    if (routedRequests)
+        routedRequests->applyShotToPendingSubmit(token, shotB64, current ? context.capShotText : std::nullopt);
+}
+
+void AppDelegate::applicationWillTerminate() {
+    closePanel();
+    for (const auto& delivery : std::exchange(deliveries, {}))
+        deliver(*delivery, delivery->storedText);
+    routedRequests.reset(); // finalises what still waits for its screenshot
+}
+
+void AppDelegate::undelivered(const QueueItem& item, const QString& reason) {
+    nextOpeningPrompt = item.prompt;
+    nextOpeningStatus = QStringLiteral("not sent: ") + reason;
+    desktop.notifier.notify({QStringLiteral("Ovalin could not hand over your request"),
+                             reason + QStringLiteral(". Your text is in the panel again when you open it."),
+                             {},
+                             {}});
+}
+
+void AppDelegate::agentMissing(const QString& message) {
+    nextOpeningStatus = message;
+    desktop.notifier.notify({QStringLiteral("Ovalin"), message, {}, {}});
+}
+
+} // namespace ovalin

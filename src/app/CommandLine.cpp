@@ -1,0 +1,87 @@
+#include "CommandLine.h"
+
+#include "SingleInstance.h"
+
+#include "base/Paths.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace ovalin {
+
+namespace {
+
+const char* const HELP = R"(Usage: ovalin [COMMAND]
+
+Without a command, starts the background agent; Alt+Space then opens its panel over any application.
+
+Commands:
+  toggle      opens or closes the panel of the running copy, as the hotkey does; bind it to any shortcut
+Options:
+  --help      this text
+  --version   the version
+)";
+
+} // namespace
+
+CommandLine parseCommandLine(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const char* argument = argv[i];
+        if (!std::strcmp(argument, "--help") || !std::strcmp(argument, "-h"))
+            return {CommandLine::Action::Help, {}};
+        if (!std::strcmp(argument, "--version"))
+            return {CommandLine::Action::Version, {}};
+        if (!std::strcmp(argument, "toggle"))
+            return {CommandLine::Action::Toggle, {}};
+        if (!std::strcmp(argument, "-platform") || !std::strcmp(argument, "-name") || !std::strcmp(argument, "-display"))
+            ++i;
+        else
+            return {CommandLine::Action::Wrong, QString::fromLocal8Bit(argument)};
+    }
+    return {};
+}
+
+int runCommand(const CommandLine& command, int argc, char** argv) {
+    switch (command.action) {
+    case CommandLine::Action::Help: std::fputs(HELP, stdout); return 0;
+    case CommandLine::Action::Version: std::puts("ovalin " OVALIN_VERSION); return 0;
+    case CommandLine::Action::Toggle: {
+        const QCoreApplication application(argc, argv);
+        const auto wrong = SingleInstance::sendToggle(Paths::under(QDir::homePath()).runtimeDir);
+        if (wrong)
+            std::fprintf(stderr, "ovalin: %s\n", qUtf8Printable(*wrong));
+        return wrong ? 1 : 0;
+    }
+    default:
+        std::fprintf(stderr, "ovalin: unknown argument '%s' — see ovalin --help\n", qUtf8Printable(command.wrong));
+        return 2;
+    }
+}
+
+std::vector<char*> platformArguments(int argc, char** argv) {
+    std::vector<char*> arguments(argv, argv + argc);
+    static char option[] = "-platform", xcb[] = "xcb";
+    bool chosen = qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
+    for (const char* argument : arguments)
+        chosen = chosen || !std::strcmp(argument, option);
+    if (!chosen)
+        arguments.insert(arguments.end(), {option, xcb});
+    arguments.push_back(nullptr);
+    return arguments;
+}
+
+void closeStandardInput() {
+    const int null = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (null < 0)
+        return;
+    ::dup2(null, STDIN_FILENO);
+    if (null != STDIN_FILENO)
+        ::close(null);
+}
+
+} // namespace ovalin

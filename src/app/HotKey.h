@@ -1,0 +1,39 @@
+#pragma once
+
+#include "base/Dispatch.h"
+#include "platform/HotKeys.h"
+
+#include <QObject>
+
+namespace ovalin {
+
+/// Keeps the global hotkey registered and turns presses into openings. Main thread.
+class HotKey final : public QObject {
+public:
+    HotKey(HotKeys& hotKeys, Dispatch& dispatch);
+
+    /// Tries to register; a failure is logged and tried again after 1, 2, 4, 8, 16 and 30 s, seven tries in one series.
+    void registerHotKey(int attempt);
+
+    /// Unregisters and registers anew: after sleep, after a change of the keyboard map or of the window manager.
+    void reassertHotKey();
+
+    /// One press, debounced: a second within 0.25 s is ignored. Also what `ovalin toggle` calls.
+    void hotkeyFired();
+
+    [[nodiscard]] bool registered() const { return hotKeyRef; }
+
+    std::function<void()> fired;
+    /// A whole series failed; `status` is that of its last try.
+    std::function<void(int status)> gaveUp;
+
+private:
+    HotKeys& hotKeys;
+    Dispatch& dispatch;
+    bool hotKeyRef = false;
+    bool hotkeyHandlerInstalled = false;
+    double lastHotkeyFire = 0.0;
+    quint64 series = 0; // a retry of an older series must not go on beside a newer one
+};
+
+} // namespace ovalin

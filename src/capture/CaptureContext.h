@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QString>
+#include <QUuid>
+
+#include <optional>
+
+namespace ovalin {
+
+/// What the user is looking at, for one opening of the panel. Main thread only; workers get copies of what they need.
+struct CaptureContext {
+    QUuid captureToken = QUuid::createUuid(); ///< identity of the opening; every late result carries the one it began with
+    QString capApp;
+    QString capBundle;
+    qint32 capPID = 0;
+    QString capText; ///< the excerpt
+    std::optional<QString> capURL;
+    std::optional<QString> capTitle;
+    QString capContextMode = QStringLiteral("fetch"); ///< "screenshot" or "fetch"
+    std::optional<QString> capShotB64;
+    std::optional<QString> capShotText;
+    std::optional<bool> capSiteOwned; ///< absent: not known (yet)
+    bool selectionViaClipboard = false;
+
+    /// Starts the record of a new opening over an application; everything an older one found is gone.
+    void open(const QString& app, const QString& bundle, qint32 pid) {
+        const bool viaClipboard = selectionViaClipboard; // the pipeline decides it anew when it knows
+        *this = CaptureContext();
+        capApp = app;
+        capBundle = bundle;
+        capPID = pid;
+        capContextMode = QStringLiteral("screenshot");
+        selectionViaClipboard = viaClipboard;
+    }
+};
+
+} // namespace ovalin

@@ -1,0 +1,93 @@
+#include "ContextPipeline.h"
+
+#include "BrowserPage.h"
+
+#include <QUrl>
+
+namespace ovalin {
+
+bool isRemotePage(const QString& url) {
+    if (!isWebPage(url))
+        return false;
+    const QString host = QUrl(url).host();
+    return !host.isEmpty() && !isLocalHost(host);
+}
+
+ContextPipeline::ContextPipeline(Dispatch& theDispatch, Selection& theSelection, ContextSources theSources,
+                                 CaptureContext& theContext)
+    : dispatch(theDispatch)
+    , selection(theSelection)
+    , sources(std::move(theSources))
+    , context(theContext) {}
+
+void ContextPipeline::startContextPipeline(const QUuid& token) {
+    startSelectionTask(token);
+    startPageTask(token);
+}
+
+void ContextPipeline::startSelectionTask(const QUuid& token) {
+    struct Found {
+        QString text;
+        bool viaClipboard = false;
+    };
+    const auto read = [this, pid = context.capPID] {
+        if (const auto text = selection.axSelection(pid))
+            return Found{*text, false};
+        const auto grabbed = selection.clipboardGrab(pid);
+        return Found{grabbed.value_or(QString()), grabbed.has_value()};
+    };
+    dispatch.inBackground(Queue::UserInitiated, this, read, [this, token](const Found& found) {
+        if (token != context.captureToken)
+            return;
+        context.selectionViaClipboard = found.viaClipboard;
+        updateCaptureUI(found.text);
+    });
+}
+
+void ContextPipeline::startPageTask(const QUuid& token) {
+    const auto read = [tabInfo = sources.browserTabInfo, bundle = context.capBundle] { return tabInfo(bundle); };
+    dispatch.inBackground(Queue::UserInitiated, this, read, [this, token, pid = context.capPID](const auto& tab) {
+        const bool current = token == context.captureToken;
+        const bool remote = tab && isRemotePage(tab->first);
+        if (current && tab) {
+            context.capURL = tab->first;
+            context.capTitle = tab->second;
+            checkSiteOwnership(tab->first, token);
+            if (remote)
+                context.capContextMode = QStringLiteral("fetch");
+        }
+        if (!remote)
+            startShotTask(token, pid);
+    });
+}
+
+void ContextPipeline::startShotTask(const QUuid& token, qint32 pid) {
+    struct Shot {
+        QByteArray png;
+        QString base64;
+    };
+    const auto take = [capture = sources.captureWindowPNG, pid]() -> std::optional<Shot> {
+        const auto png = capture(pid);
+        return png ? std::optional(Shot{*png, QString::fromLatin1(png->toBase64())}) : std::nullopt;
+    };
+    dispatch.inBackground(Queue::UserInitiated, this, take, [this, token](const std::optional<Shot>& shot) {
+        if (!shot)
+            return;
+        const bool current = token == context.captureToken;
+        if (current)
+            context.capShotB64 = shot->base64;
+        applyShotToPendingSubmit(token, shot->base64);
+        if (current) // nobody would read the text of an older opening
+            startTextTask(token, shot->png);
+    });
+}
+
+void ContextPipeline::startTextTask(const QUuid& token, const QByteArray& png) {
+    const auto recognise = [ocr = sources.ocrText, png] { return ocr(png); };
+    dispatch.inBackground(Queue::UserInitiated, this, recognise, [this, token](const std::optional<QString>& text) {
+        if (text && token == context.captureToken)
+            context.capShotText = *text;
+    });
+}
+
+} // namespace ovalin

@@ -1,0 +1,89 @@
+#include "Selection.h"
+
+#include "base/Log.h"
+#include "base/Text.h"
+
+#include <QThread>
+
+#include <algorithm>
+#include <array>
+
+namespace ovalin {
+
+namespace {
+
+constexpr int POLLS = 15;
+constexpr std::chrono::milliseconds POLL_STEP{20};
+
+std::optional<QString> trimmedOrAbsent(const QString& text) {
+    const QString trimmed = text.trimmed();
+    return trimmed.isEmpty() ? std::nullopt : std::optional(trimmed);
+}
+
+} // namespace
+
+bool isChromiumFamily(const QString& bundleId) {
+    static const std::array PREFIXES{"com.brave.",           "com.google.Chrome", "com.microsoft.edgemac",
+                                     "company.thebrowser",   "com.vivaldi.",      "com.operasoftware."};
+    return std::any_of(PREFIXES.begin(), PREFIXES.end(),
+                       [&](const char* prefix) { return bundleId.startsWith(QLatin1String(prefix)); });
+}
+
+Selection::Selection(Accessibility& theAccessibility, Pasteboard& thePasteboard, Keyboard& theKeyboard, Sleep theSleep)
+    : accessibility(theAccessibility)
+    , pasteboard(thePasteboard)
+    , keyboard(theKeyboard)
+    , sleep(theSleep ? std::move(theSleep) : [](std::chrono::milliseconds time) { QThread::sleep(time); }) {}
+
+std::optional<QString> Selection::axSelection(qint32 pid) {
+    if (pid < 1)
+        return std::nullopt;
+    const AccessibleSelection found = accessibility.selection(pid);
+    using Kind = AccessibleSelection::Kind;
+    if (found.kind == Kind::Secret)
+        return std::nullopt; // PRIMARY still holds what was selected before the password field
+    if (found.kind == Kind::Text && !found.page)
+        return trimmedOrAbsent(found.text);
+    // A page's running text comes in nested pieces; PRIMARY has it as the browser would copy it.
+    if (const auto primary = pasteboard.primaryText(pid, Pasteboard::Freshness::SinceLastInput)) {
+        if (const auto text = trimmedOrAbsent(*primary))
+            return text;
+    }
+    return found.kind == Kind::Text ? trimmedOrAbsent(found.text) : std::nullopt;
+}
+
+std::optional<QString> Selection::clipboardGrab(qint32 pid) {
+    if (!keyboard.trusted()) {
+        logLine(QStringLiteral("Ovalin: Accessibility not granted — cannot grab selection"));
+        return std::nullopt;
+    }
+    const QMutexLocker lock(&grabbing);
+    auto saved = pasteboard.snapshot();
+    if (!saved) {
+        logLine(QStringLiteral("Ovalin: selection fallback skipped — the clipboard's owner does not answer"));
+        return std::nullopt;
+    }
+    const quint64 before = saved->changeCount;
+    switch (keyboard.sendCopy(pid)) {
+    case Keyboard::Sent::Yes: break;
+    case Keyboard::Sent::NotTrusted:
+        logLine(QStringLiteral("Ovalin: Accessibility not granted — cannot grab selection"));
+        return std::nullopt;
+    default: return std::nullopt;
+    }
+    for (int poll = 0; poll < POLLS && pasteboard.changeCount() == before; ++poll)
+        sleep(POLL_STEP);
+    std::optional<QString> text;
+    if (pasteboard.changeCount() != before) {
+        text = pasteboard.text();
+        pasteboard.restore(std::move(*saved));
+    }
+    if (text && (text = trimmedOrAbsent(*text))) {
+        logLine(QStringLiteral("Ovalin: selection fallback grabbed %1 chars via Cmd+C").arg(characterCount(*text)));
+        return text;
+    }
+    logLine(QStringLiteral("Ovalin: selection fallback — clipboard unchanged after Cmd+C to pid %1").arg(pid));
+    return std::nullopt;
+}
+
+} // namespace ovalin

@@ -1,0 +1,51 @@
+#include "Brand.h"
+
+#include <QFontDatabase>
+#include <QStringList>
+
+#include <array>
+
+namespace ovalin {
+
+namespace {
+
+struct Face {
+    const char* file;
+    QString family; // empty: not registered
+};
+
+enum { Light, Regular, Medium, Signature };
+std::array<Face, 4> faces{{{"DMSans-Light", {}}, {"DMSans-Regular", {}}, {"DMSans-Medium", {}}, {"JosefinSans-Medium", {}}}};
+
+QFont made(const Face& face, qreal size, QFont::Weight weight) {
+    QFont font = face.family.isEmpty() ? QFontDatabase::systemFont(QFontDatabase::GeneralFont) : QFont(face.family);
+    // Only a point size may have a fraction; the program runs at Qt's fixed 96 dots per inch.
+    font.setPointSizeF(size * 72.0 / 96.0);
+    font.setWeight(weight);
+    font.setHintingPreference(QFont::PreferNoHinting);
+    return font;
+}
+
+} // namespace
+
+void Brand::registerFonts(const QString& resources) {
+    if (resources.isEmpty())
+        return;
+    for (Face& face : faces) {
+        const int id = QFontDatabase::addApplicationFont(resources + QStringLiteral("/Fonts/") +
+                                                         QString::fromLatin1(face.file) + QStringLiteral(".ttf"));
+        face.family = id < 0 ? QString() : QFontDatabase::applicationFontFamilies(id).value(0);
+    }
+}
+
+QFont Brand::font(qreal size, QFont::Weight weight) {
+    switch (weight) {
+    case QFont::Medium: return made(faces[Medium], size, weight);
+    case QFont::Normal: return made(faces[Regular], size, weight);
+    default: return made(faces[Light], size, QFont::Light);
+    }
+}
+
+QFont Brand::signature(qreal size) { return made(faces[Signature], size, QFont::Medium); }
+
+} // namespace ovalin

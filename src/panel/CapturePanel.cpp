@@ -1,0 +1,197 @@
+#include "CapturePanel.h"
+
+#include "Brand.h"
+#include "Palette.h"
+#include "Placement.h"
+
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QWindow>
+
+namespace ovalin {
+
+namespace {
+
+constexpr int INSET = 16, SPACING = 10, ROW_SPACING = 8;
+constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, INPUT_HEIGHT = 32, BOTTOM_HEIGHT = 26;
+constexpr int COLUMN_WIDTH = CapturePanel::WIDTH - 2 * INSET;
+
+QTextBrowser* makeTranscript(QWidget* parent) {
+    auto* view = new QTextBrowser(parent);
+    view->setAccessibleName(QStringLiteral("Transcript"));
+    view->setFrameShape(QFrame::NoFrame);
+    view->setOpenLinks(false);
+    view->viewport()->setAutoFillBackground(false);
+    view->hide();
+    return view;
+}
+
+} // namespace
+
+CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint)
+    , modeControl(new ModeControl(this))
+    , previewView(new PreviewTextView(pasteboard, this))
+    , emptyNoteRef(new Label(QStringLiteral("No selection captured. Your prompt still applies to what's shown on screen."), 11,
+                             Palette::ink(), this))
+    , transcriptView(makeTranscript(this))
+    , promptField(new PromptField(pasteboard, this))
+    , micButton(new GlyphButton(GlyphButton::Glyph::Mic, QStringLiteral("Dictate"), QStringLiteral("Click to dictate"), this))
+    , hintField(new StatusLine(this))
+    , cancelBtn(new PillButton(QStringLiteral("Cancel"), PillButton::Look::Soft, this))
+    , replaceBtnRef(new PillButton(QStringLiteral("Insert"), PillButton::Look::Soft, this))
+    , sendBtnRef(new PillButton(QStringLiteral("Submit"), PillButton::Look::Filled, this))
+    , historyBtnRef(new GlyphButton(GlyphButton::Glyph::History, QStringLiteral("Past conversations"),
+                                    QStringLiteral("Past conversations"), this))
+    , helpBtn(new GlyphButton(GlyphButton::Glyph::Help, QStringLiteral("How Ovalin works"), QStringLiteral("How Ovalin works"), this))
+    , composited(isComposited) {
+    setWindowTitle(QStringLiteral("Ovalin"));
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_AlwaysShowToolTips);
+    if (composited)
+        setAttribute(Qt::WA_TranslucentBackground);
+    else
+        setAttribute(Qt::WA_OpaquePaintEvent);
+    previewView->hide();
+    emptyNoteRef->hide();
+    resize(WIDTH, BASE_HEIGHT);
+
+    connect(promptField, &PromptField::submitted, this, &CapturePanel::submitTapped);
+    connect(promptField, &PromptField::cancelled, this, &CapturePanel::cancelTapped);
+    connect(sendBtnRef, &PillButton::clicked, this, &CapturePanel::submitTapped);
+    connect(cancelBtn, &PillButton::clicked, this, &CapturePanel::cancelTapped);
+
+    QWidget* const order[] = {promptField, micButton, cancelBtn, replaceBtnRef, sendBtnRef, historyBtnRef, helpBtn,
+                              modeControl->modeSegDo, modeControl->modeSegAsk, previewView};
+    for (size_t i = 1; i < std::size(order); ++i)
+        setTabOrder(order[i - 1], order[i]);
+    promptField->setFocus();
+}
+
+void CapturePanel::openAt(QPoint corner) {
+    glass.capture(QRect(corner, size()));
+    move(corner);
+    winId();
+    windowHandle()->installEventFilter(this);
+    show();
+}
+
+void CapturePanel::showExcerpt(const QString& text, bool ask) {
+    if (!text.isEmpty()) {
+        previewView->setExcerpt(text);
+        previewHeightC = previewHeight(text);
+    }
+    previewView->setVisible(!text.isEmpty());
+    emptyNoteRef->setVisible(text.isEmpty() && !ask);
+    setExtraHeight(!text.isEmpty() ? previewHeightC + SPACING : ask ? 0 : NOTE_HEIGHT + SPACING);
+    layOut();
+    update();
+}
+
+void CapturePanel::setReplaceButton(const QString& title, bool hidden) {
+    if (replaceBtnRef->isHidden() == hidden && replaceBtnRef->text() == title)
+        return;
+    replaceBtnRef->setHidden(hidden);
+    replaceBtnRef->setTitle(title);
+    layOut();
+    update();
+}
+
+void CapturePanel::setSubmitTitle(const QString& title) {
+    sendBtnRef->setTitle(title);
+    layOut();
+}
+
+void CapturePanel::setExtraHeight(int height) {
+    if (height == extraHeight)
+        return;
+    const int wanted = this->height() + height - extraHeight;
+    extraHeight = height;
+    const QRect grown(placeResized(geometry(), wanted, currentScreens()), QSize(WIDTH, wanted));
+    if (isVisible())
+        glass.extendTo(grown);
+    setGeometry(grown);
+}
+
+QRect CapturePanel::inputContainer() const {
+    return {INSET, height() - INSET - BOTTOM_HEIGHT - SPACING - INPUT_HEIGHT, COLUMN_WIDTH - 32 - ROW_SPACING, INPUT_HEIGHT};
+}
+
+void CapturePanel::layOut() {
+    modeControl->move(INSET, INSET);
+    helpBtn->move(width() - INSET - 20, INSET);
+    historyBtnRef->move(helpBtn->x() - ROW_SPACING - 20, INSET);
+    const int top = INSET + MODE_HEIGHT + SPACING;
+    previewView->setGeometry(INSET, top, COLUMN_WIDTH, previewHeightC);
+    emptyNoteRef->setGeometry(INSET, top, COLUMN_WIDTH, NOTE_HEIGHT);
+
+    const QRect input = inputContainer();
+    promptField->setGeometry(input.adjusted(10, 0, -10, 0));
+    micButton->move(input.x() + input.width() + ROW_SPACING, input.y());
+
+    const int bottom = height() - INSET - BOTTOM_HEIGHT;
+    int right = width() - INSET;
+    for (PillButton* button : {sendBtnRef, replaceBtnRef, cancelBtn}) {
+        if (button->isHidden())
+            continue;
+        const QSize size = button->sizeHint();
+        button->setGeometry(right - size.width(), bottom, size.width(), size.height());
+        right -= size.width() + ROW_SPACING;
+    }
+    hintField->setGeometry(INSET, bottom, right - INSET, BOTTOM_HEIGHT);
+}
+
+void CapturePanel::resizeEvent(QResizeEvent*) { layOut(); }
+
+void CapturePanel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    glass.paint(painter, QRectF(rect()), glassRadius, !composited);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(Palette::fill());
+    for (const QWidget* view : {static_cast<QWidget*>(previewView), static_cast<QWidget*>(transcriptView)}) {
+        if (view->isVisible())
+            painter.drawRoundedRect(view->geometry(), innerRadius, innerRadius);
+    }
+    painter.setBrush(Palette::fillInput());
+    painter.drawRoundedRect(inputContainer(), innerRadius, innerRadius);
+    for (const FlushButton* button : findChildren<FlushButton*>()) {
+        if (button->isVisible() && button->lift() > 0)
+            paintSoftLift(painter, QRectF(button->mapTo(this, QPoint()), button->size()), button->cornerRadius(), button->lift());
+    }
+    if (firstFrame) {
+        firstFrame = false;
+        Q_EMIT painted();
+    }
+}
+
+bool CapturePanel::eventFilter(QObject* watched, QEvent* event) {
+    // At the window, before any child takes it: a press anywhere in the panel asks for the keyboard.
+    if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress)
+        Q_EMIT pressed();
+    return QWidget::eventFilter(watched, event);
+}
+
+void CapturePanel::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+    case Qt::Key_Escape: Q_EMIT cancelTapped(); break;
+    case Qt::Key_Return:
+    case Qt::Key_Enter: Q_EMIT submitTapped(); break;
+    default: QWidget::keyPressEvent(event);
+    }
+}
+
+void CapturePanel::mousePressEvent(QMouseEvent* event) { dragFrom = event->globalPosition().toPoint() - pos(); }
+
+void CapturePanel::mouseMoveEvent(QMouseEvent* event) {
+    if (!(event->buttons() & Qt::LeftButton))
+        return;
+    const QPoint corner = event->globalPosition().toPoint() - dragFrom;
+    if (corner == pos())
+        return;
+    glass.setStale();
+    move(corner);
+    update();
+}
+
+} // namespace ovalin

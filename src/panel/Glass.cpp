@@ -1,0 +1,158 @@
+#include "Glass.h"
+
+#include "Palette.h"
+
+#include <QGuiApplication>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScreen>
+
+#include <algorithm>
+#include <vector>
+
+namespace ovalin {
+
+namespace {
+
+constexpr int SHRINK = 4;
+constexpr int BLUR_RADIUS = 24;
+
+// One box blur along a line of pixels that lie `step` apart; edge pixels count as repeated.
+void boxBlurLine(QRgb* line, int length, std::ptrdiff_t step, int radius, std::vector<QRgb>& copy) {
+    copy.resize(static_cast<size_t>(length));
+    for (int i = 0; i < length; ++i)
+        copy[static_cast<size_t>(i)] = line[i * step];
+    const auto at = [&](int i) { return copy[static_cast<size_t>(std::clamp(i, 0, length - 1))]; };
+    int red = 0, green = 0, blue = 0;
+    for (int i = -radius; i <= radius; ++i) {
+        red += qRed(at(i));
+        green += qGreen(at(i));
+        blue += qBlue(at(i));
+    }
+    const int count = 2 * radius + 1;
+    for (int i = 0; i < length; ++i) {
+        line[i * step] = qRgb(red / count, green / count, blue / count);
+        const QRgb leaves = at(i - radius), enters = at(i + radius + 1);
+        red += qRed(enters) - qRed(leaves);
+        green += qGreen(enters) - qGreen(leaves);
+        blue += qBlue(enters) - qBlue(leaves);
+    }
+}
+
+QImage grabbed(QRect area) {
+    QScreen* screen = QGuiApplication::screenAt(area.center());
+    if (!screen)
+        screen = QGuiApplication::primaryScreen();
+    if (!screen || area.isEmpty())
+        return {};
+    const QPoint offset = area.topLeft() - screen->geometry().topLeft();
+    return screen->grabWindow(0, offset.x(), offset.y(), area.width(), area.height()).toImage();
+}
+
+} // namespace
+
+QImage blurredCopy(const QImage& image, int radius) {
+    if (image.isNull())
+        return {};
+    const QSize small(std::max(1, image.width() / SHRINK), std::max(1, image.height() / SHRINK));
+    QImage work = image.scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).convertToFormat(QImage::Format_RGB32);
+    const int r = std::max(1, radius / SHRINK);
+    auto* pixels = reinterpret_cast<QRgb*>(work.bits());
+    const auto stride = static_cast<std::ptrdiff_t>(work.bytesPerLine() / qsizetype(sizeof(QRgb)));
+    std::vector<QRgb> copy;
+    for (int pass = 0; pass < 3; ++pass) {
+        for (int y = 0; y < work.height(); ++y)
+            boxBlurLine(pixels + y * stride, work.width(), 1, r, copy);
+        for (int x = 0; x < work.width(); ++x)
+            boxBlurLine(pixels + x, work.height(), stride, r, copy);
+    }
+    return work;
+}
+
+int readableTintAlpha(const QImage& backdrop) {
+    constexpr int READABLE = 226, LIGHT = 250;
+    if (backdrop.isNull())
+        return 235;
+    const QImage sample = backdrop.scaled(24, 8, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    int darkest = 255;
+    for (int y = 0; y < sample.height(); ++y) {
+        for (int x = 0; x < sample.width(); ++x)
+            darkest = std::min(darkest, qGray(sample.pixel(x, y)));
+    }
+    return std::clamp(255 * (READABLE - darkest) / std::max(1, LIGHT - darkest), 150, 245);
+}
+
+void Glass::capture(QRect newArea) {
+    area = newArea;
+    stale = false;
+    sharp = grabbed(area);
+    refresh();
+}
+
+void Glass::extendTo(QRect newArea) {
+    if (stale || sharp.isNull()) {
+        area = newArea;
+        return;
+    }
+    const qreal ratio = sharp.devicePixelRatio();
+    QImage whole(newArea.size() * ratio, QImage::Format_RGB32);
+    whole.setDevicePixelRatio(ratio);
+    whole.fill(Palette::bg());
+    QPainter painter(&whole);
+    painter.drawImage(area.topLeft() - newArea.topLeft(), sharp);
+    const QRegion uncovered = QRegion(newArea) - QRegion(area);
+    for (const QRect& strip : uncovered)
+        painter.drawImage(strip.topLeft() - newArea.topLeft(), grabbed(strip));
+    painter.end();
+    sharp = whole;
+    area = newArea;
+    refresh();
+}
+
+void Glass::setStale() {
+    if (stale)
+        return;
+    stale = true;
+    sharp = blurred = {};
+    tintAlpha = 250;
+}
+
+void Glass::refresh() {
+    blurred = blurredCopy(sharp, qRound(BLUR_RADIUS * sharp.devicePixelRatio()));
+    tintAlpha = readableTintAlpha(blurred);
+}
+
+void Glass::paint(QPainter& painter, QRectF card, qreal radius, bool sharpCorners) const {
+    painter.setRenderHint(QPainter::Antialiasing);
+    if (sharpCorners) {
+        if (sharp.isNull())
+            painter.fillRect(card, Palette::bg());
+        else
+            painter.drawImage(QPointF(0, 0), sharp);
+    }
+    QPainterPath shape;
+    shape.addRoundedRect(card, radius, radius);
+    if (!blurred.isNull()) {
+        // As a brush, not through a clip: clip edges are not anti-aliased.
+        QBrush backdrop(blurred);
+        backdrop.setTransform(QTransform::fromTranslate(card.x(), card.y())
+                                  .scale(card.width() / blurred.width(), card.height() / blurred.height()));
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.fillPath(shape, backdrop);
+    }
+    QColor upper = Qt::white, lower = Palette::bg();
+    upper.setAlpha(std::min(255, tintAlpha + 8));
+    lower.setAlpha(tintAlpha);
+    QLinearGradient tint(card.topLeft(), card.bottomLeft());
+    tint.setColorAt(0, upper);
+    tint.setColorAt(0.35, lower);
+    tint.setColorAt(1, lower);
+    painter.fillPath(shape, tint);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(QColor(20, 18, 40, 44), 1));
+    painter.drawRoundedRect(card.adjusted(.5, .5, -.5, -.5), radius - .5, radius - .5);
+    painter.setPen(QPen(Palette::rim(), 1));
+    painter.drawRoundedRect(card.adjusted(1.5, 1.5, -1.5, -1.5), radius - 1.5, radius - 1.5);
+}
+
+} // namespace ovalin

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QImage>
+#include <QRect>
+
+class QPainter;
+
+namespace ovalin {
+
+/// The blurred backdrop under a readable tint that all cards are made of. Main thread.
+///
+/// What lies behind a card is grabbed once, before the card shows: X11 offers no blur that works everywhere, and a
+/// picture serves with and without a compositing manager.
+class Glass {
+public:
+    /// Takes what the screen shows at `area` (root coordinates, logical pixels). One round trip to the X server.
+    void capture(QRect area);
+
+    /// The card moved or grew: its backdrop now is `area`. Adds what is newly uncovered below by a second grab of that
+    /// strip; must be called before the window covers it.
+    void extendTo(QRect area);
+
+    /// The card was dragged away from what was grabbed: from now on it is nearly opaque.
+    void setStale();
+
+    /// Paints the card's ground into `card`. `sharpCorners`: no compositing manager, so the grabbed pixels stand outside
+    /// the rounded corners.
+    void paint(QPainter& painter, QRectF card, qreal radius, bool sharpCorners) const;
+
+private:
+    void refresh();
+
+    QRect area;
+    QImage sharp;
+    QImage blurred;
+    int tintAlpha = 235;
+    bool stale = false;
+};
+
+/// Three box blurs on a quarter-size copy, close to a Gaussian of `radius` pixels. Pure.
+[[nodiscard]] QImage blurredCopy(const QImage& image, int radius);
+
+/// How opaque the light tint must be for dark text to stay readable over the darkest part of `backdrop`: 0..255. Pure.
+[[nodiscard]] int readableTintAlpha(const QImage& backdrop);
+
+} // namespace ovalin

@@ -1,0 +1,128 @@
+#include "HowtoPanel.h"
+
+#include "Brand.h"
+#include "Palette.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <QTextLayout>
+
+#include <cmath>
+
+namespace ovalin {
+
+namespace {
+
+constexpr int TOP = 18, LEFT = 20, SPACING = 10, TEXT_WIDTH = 300, LEAST_HEIGHT = 120;
+
+struct Line {
+    const char* lead;
+    const char* text;
+};
+
+const Line LINES[] = {
+    {"⌥Space", "opens Ovalin over whatever you’re working on — it already carries the page or screen as context."},
+    {"Highlight", "text before or after opening to point it at a specific part."},
+    {"Do", "say what should happen and Submit — the work runs in the background and notifies you."},
+    {"Ask", "chat about what’s on screen; a request made there is carried out right in the thread. The clock reopens past "
+            "conversations."},
+    {"/stop", "type it while Torvi is answering to stop the answer — Esc would close Ovalin instead. The half-finished answer "
+              "is kept, and the next question picks the conversation back up."},
+    {nullptr, "Closed a chat mid-answer by mistake? It’s in the clock, marked unfinished — open it and carry on."},
+    {"Replace", "with text highlighted, type an instruction — the text is transformed in place. Nothing highlighted? It becomes "
+                "Insert, typing at your cursor. On live websites, Replace edits the site’s source and only appears on pages "
+                "whose source lives on this machine — it stays hidden on pages you don’t own."},
+    {nullptr, "Esc closes · drag the glass to move it · click the mic to dictate."},
+    {nullptr, "Ovalin runs on YOUR Claude: install Claude Code (%1) and sign in once — your subscription does the thinking."},
+};
+
+QTextCharFormat format(const QFont& font, const QColor& color) {
+    QTextCharFormat result;
+    result.setFont(font);
+    result.setForeground(color);
+    return result;
+}
+
+// A wrapping line whose lead word stands out.
+class LeadLine final : public QLabel {
+public:
+    LeadLine(const QString& lead, const QString& text, QWidget* parent) : QLabel(parent) {
+        const QString start = lead.isEmpty() ? QString() : lead + QStringLiteral("  ");
+        setTextFormat(Qt::PlainText);
+        setText(start + text);
+        layout.setText(start + text);
+        layout.setFont(Brand::font(12, QFont::Light));
+        const auto leadLength = static_cast<int>(start.size()), length = static_cast<int>(start.size() + text.size());
+        layout.setFormats({{0, leadLength, format(Brand::font(12, QFont::Medium), Palette::ink())},
+                           {leadLength, length - leadLength, format(Brand::font(12, QFont::Light), Palette::body())}});
+        layout.beginLayout();
+        qreal height = 0;
+        for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+            line.setLineWidth(TEXT_WIDTH);
+            line.setPosition({0, height});
+            height += line.height();
+        }
+        layout.endLayout();
+        setFixedSize(TEXT_WIDTH, static_cast<int>(std::ceil(height)));
+    }
+
+protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        layout.draw(&painter, {});
+    }
+
+private:
+    QTextLayout layout;
+};
+
+} // namespace
+
+HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint |
+                           Qt::WindowDoesNotAcceptFocus)
+    , gotIt(new PillButton(QStringLiteral("Got it"), PillButton::Look::Filled, this))
+    , composited(isComposited) {
+    setWindowTitle(QStringLiteral("How Ovalin works"));
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(composited ? Qt::WA_TranslucentBackground : Qt::WA_OpaquePaintEvent);
+
+    auto* title = new Label(QStringLiteral("How Ovalin works"), 14, Palette::ink(), this);
+    title->setFont(Brand::signature(14));
+    title->setGeometry(LEFT, TOP, TEXT_WIDTH, QFontMetrics(title->font()).height());
+    int bottom = TOP + title->height();
+    for (const Line& line : LINES) {
+        QString text = QString::fromUtf8(line.text);
+        text.replace(QStringLiteral("%1"), installPage);
+        auto* label = new LeadLine(line.lead ? QString::fromUtf8(line.lead) : QString(), text, this);
+        label->move(LEFT, bottom + SPACING);
+        bottom += SPACING + label->height();
+    }
+    gotIt->setGeometry(QRect(QPoint(LEFT, bottom + SPACING), gotIt->sizeHint()));
+    fitting = bottom + SPACING + gotIt->height() + TOP;
+    setFixedSize(WIDTH, std::max(fitting, LEAST_HEIGHT));
+}
+
+void HowtoPanel::openAt(QPoint corner) {
+    glass.capture(QRect(corner, size()));
+    move(corner);
+    show();
+}
+
+void HowtoPanel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    glass.paint(painter, QRectF(rect()), glassRadius, !composited);
+    paintSoftLift(painter, gotIt->geometry(), gotIt->cornerRadius(), gotIt->lift());
+}
+
+void HowtoPanel::mousePressEvent(QMouseEvent* event) { dragFrom = event->globalPosition().toPoint() - pos(); }
+
+void HowtoPanel::mouseMoveEvent(QMouseEvent* event) {
+    if (!(event->buttons() & Qt::LeftButton))
+        return;
+    glass.setStale();
+    move(event->globalPosition().toPoint() - dragFrom);
+    update();
+}
+
+} // namespace ovalin

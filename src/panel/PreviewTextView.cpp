@@ -1,0 +1,122 @@
+#include "PreviewTextView.h"
+
+#include "Brand.h"
+#include "EditMenu.h"
+#include "Palette.h"
+
+#include <QContextMenuEvent>
+#include <QScrollBar>
+#include <QTextDocument>
+#include <QTextLayout>
+
+#include <cmath>
+
+namespace ovalin {
+
+namespace {
+
+constexpr int LEAST = 44, MOST = 150, PADDING = 20;
+// A paragraph is measured in pieces: laying out megabytes to learn that they are more than 150 pixels high would take
+// seconds.
+constexpr qsizetype PIECE = 4096;
+
+qreal paragraphHeight(QStringView paragraph, const QFont& font, qreal lineHeight, qreal enough) {
+    if (paragraph.isEmpty())
+        return lineHeight;
+    qreal height = 0;
+    for (qsizetype from = 0; from < paragraph.size() && height < enough; from += PIECE) {
+        QTextLayout layout(paragraph.mid(from, PIECE).toString(), font);
+        layout.beginLayout();
+        for (QTextLine line = layout.createLine(); line.isValid() && height < enough; line = layout.createLine()) {
+            line.setLineWidth(PREVIEW_TEXT_WIDTH);
+            height += line.height();
+        }
+        layout.endLayout();
+    }
+    return height;
+}
+
+} // namespace
+
+int previewHeight(const QString& text) {
+    if (text.isEmpty())
+        return 0;
+    const QFont font = Brand::font(12.5, QFont::Light);
+    const qreal lineHeight = QFontMetricsF(font).height();
+    qreal height = 0;
+    qsizetype from = 0;
+    while (from <= text.size() && height < MOST - PADDING) {
+        qsizetype end = text.indexOf(QLatin1Char('\n'), from);
+        if (end < 0)
+            end = text.size();
+        height += paragraphHeight(QStringView(text).mid(from, end - from), font, lineHeight, MOST - PADDING - height);
+        from = end + 1;
+    }
+    return std::clamp(static_cast<int>(std::ceil(height)) + PADDING, LEAST, MOST);
+}
+
+PreviewTextView::PreviewTextView(Pasteboard& thePasteboard, QWidget* parent)
+    : QPlainTextEdit(parent)
+    , pasteboard(thePasteboard) {
+    setAccessibleName(QStringLiteral("Excerpt"));
+    setFrameShape(QFrame::NoFrame);
+    setTabChangesFocus(true);
+    setAcceptDrops(false);
+    viewport()->setAutoFillBackground(false);
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setFont(Brand::font(12.5, QFont::Light));
+    document()->setDocumentMargin(0);
+    setViewportMargins(10, 8, 0, 8);
+    QPalette colors = palette();
+    colors.setColor(QPalette::Base, Qt::transparent);
+    colors.setColor(QPalette::Text, Palette::body());
+    colors.setColor(QPalette::Highlight, QColor(140, 137, 231, 120));
+    colors.setColor(QPalette::HighlightedText, Palette::ink());
+    setPalette(colors);
+}
+
+void PreviewTextView::setExcerpt(const QString& text) {
+    hiddenTail = text.mid(SHOWN_LENGTH);
+    setPlainText(hiddenTail.isEmpty() ? text : text.left(SHOWN_LENGTH));
+}
+
+QString PreviewTextView::excerpt() const { return toPlainText() + hiddenTail; }
+
+void PreviewTextView::keyPressEvent(QKeyEvent* event) {
+    if (isPaste(event)) {
+        event->accept();
+        pasteFrom(Pasteboard::Selection::Clipboard);
+        return;
+    }
+    QPlainTextEdit::keyPressEvent(event);
+}
+
+void PreviewTextView::mouseReleaseEvent(QMouseEvent* event) {
+    if (event->button() == Qt::MiddleButton) {
+        setTextCursor(cursorForPosition(event->position().toPoint()));
+        pasteFrom(Pasteboard::Selection::Primary);
+        return;
+    }
+    QPlainTextEdit::mouseReleaseEvent(event);
+}
+
+void PreviewTextView::contextMenuEvent(QContextMenuEvent* event) {
+    EditActions actions;
+    actions.canUndo = document()->isUndoAvailable();
+    actions.canRedo = document()->isRedoAvailable();
+    actions.hasSelection = textCursor().hasSelection();
+    actions.undo = [this] { undo(); };
+    actions.redo = [this] { redo(); };
+    actions.cut = [this] { cut(); };
+    actions.copy = [this] { copy(); };
+    actions.paste = [this] { pasteFrom(Pasteboard::Selection::Clipboard); };
+    actions.clear = [this] { textCursor().removeSelectedText(); };
+    actions.selectAll = [this] { selectAll(); };
+    showEditMenu(this, event->globalPos(), actions);
+}
+
+void PreviewTextView::pasteFrom(Pasteboard::Selection selection) {
+    pasteboard.readText(selection, this, [this](const QString& text) { insertPlainText(text); });
+}
+
+} // namespace ovalin

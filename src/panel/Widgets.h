@@ -1,0 +1,95 @@
+#pragma once
+
+#include <QAbstractButton>
+#include <QLabel>
+
+namespace ovalin {
+
+/// Paints the soft shadow of a button under it; called by the parent, since a widget cannot paint outside itself.
+/// `strength` is the opacity of what casts the shadow.
+void paintSoftLift(QPainter& painter, QRectF button, qreal radius, qreal strength);
+
+/// A one-line label in Brand's regular weight, cut at its tail when there is too little room.
+class Label : public QLabel {
+    Q_OBJECT
+public:
+    Label(const QString& text, qreal size, const QColor& color, QWidget* parent);
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+};
+
+/// The panel's hint line: a bullet in amethyst and a short text in ink; two lines at most, the whole text as tool tip.
+class StatusLine final : public Label {
+    Q_OBJECT
+public:
+    explicit StatusLine(QWidget* parent);
+
+    /// Shows a status message; an empty text clears the line.
+    void setStatus(const QString& text);
+    [[nodiscard]] const QString& status() const { return message; }
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+
+private:
+    QString message;
+};
+
+/// What every button shares: it paints itself, takes the focus only by Tab, and says where a shadow belongs.
+class FlushButton : public QAbstractButton {
+    Q_OBJECT
+public:
+    FlushButton(const QString& name, const QString& toolTip, QWidget* parent);
+
+    /// Opacity of the shadow under the button; 0 for none.
+    [[nodiscard]] virtual qreal lift() const { return 0; }
+    [[nodiscard]] virtual qreal cornerRadius() const;
+
+protected:
+    void paintEvent(QPaintEvent*) override;
+    void enterEvent(QEnterEvent*) override;
+    void leaveEvent(QEvent*) override;
+
+    virtual void paintFace(QPainter& painter, QRectF face) = 0;
+    /// `color`, a little lighter under the pointer and darker while pressed.
+    [[nodiscard]] QColor reacting(QColor color) const;
+};
+
+/// A button with a title: filled in amethyst, or soft.
+class PillButton final : public FlushButton {
+    Q_OBJECT
+public:
+    enum class Look { Filled, Soft };
+    PillButton(const QString& title, Look look, QWidget* parent);
+
+    void setTitle(const QString& title);
+    [[nodiscard]] QSize sizeHint() const override;
+    [[nodiscard]] qreal lift() const override;
+
+protected:
+    void paintFace(QPainter& painter, QRectF face) override;
+
+private:
+    Look look;
+};
+
+/// A button with a drawn glyph: the mic (32 x 32), the clock of the past conversations and the help mark (20 x 20).
+class GlyphButton final : public FlushButton {
+    Q_OBJECT
+public:
+    enum class Glyph { Mic, History, Help };
+    GlyphButton(Glyph glyph, const QString& name, const QString& toolTip, QWidget* parent);
+
+    void setTint(const QColor& color);
+    [[nodiscard]] qreal cornerRadius() const override;
+
+protected:
+    void paintFace(QPainter& painter, QRectF face) override;
+
+private:
+    Glyph glyph;
+    QColor tint;
+};
+
+} // namespace ovalin

@@ -1,0 +1,148 @@
+#pragma once
+
+#include "base/Log.h"
+#include "platform/Desktop.h"
+
+#include <QStringList>
+
+#include <map>
+
+namespace ovalin {
+
+struct FakeHotKeys final : HotKeys {
+    std::vector<int> statuses; ///< results of the next registrations; 0 when used up
+    int registrations = 0, unregistrations = 0;
+    int registerHotKey() override {
+        ++registrations;
+        if (statuses.empty())
+            return 0;
+        const int status = statuses.front();
+        statuses.erase(statuses.begin());
+        return status;
+    }
+    void unregisterHotKey() override { ++unregistrations; }
+};
+
+struct FakeWorkspace final : Workspace {
+    std::optional<FrontApplication> front = FrontApplication{QStringLiteral("Editor"), QStringLiteral("Mousepad"), 4711, 1};
+    std::optional<FrontApplication> frontmostApplication() override { return front; }
+    bool compositorRuns() override { return false; }
+};
+
+struct FakeAccessibility final : Accessibility {
+    AccessibleSelection answer;
+    int asked = 0;
+    bool enabled = true, turnedOn = false;
+    AccessibleSelection selection(qint32) override {
+        ++asked;
+        return answer;
+    }
+    void queryEnabled(std::function<void(bool)> done) override { done(enabled); }
+    void enable() override { turnedOn = true; }
+};
+
+struct FakePasteboard final : Pasteboard {
+    std::optional<QString> primary, clipboard;
+    std::optional<QString> readable; ///< what readText() finds
+    bool answers = true;
+    quint64 changes = 7;
+    std::vector<PasteboardSnapshot> restored;
+    std::optional<QString> primaryText(qint32, Freshness) override { return primary; }
+    quint64 changeCount() override { return changes; }
+    std::optional<PasteboardSnapshot> snapshot() override {
+        PasteboardSnapshot saved;
+        saved.changeCount = changes;
+        return answers ? std::optional(saved) : std::nullopt;
+    }
+    std::optional<QString> text() override { return clipboard; }
+    void restore(PasteboardSnapshot snapshot) override { restored.push_back(std::move(snapshot)); }
+    void readText(Selection, QObject*, std::function<void(const QString&)> done) override {
+        if (readable)
+            done(*readable);
+    }
+};
+
+struct FakeKeyboard final : Keyboard {
+    bool mayType = true;
+    Sent result = Sent::Yes;
+    int copies = 0;
+    std::function<void()> onCopy; ///< what the application does with the chord
+    bool trusted() const override { return mayType; }
+    Sent sendCopy(qint32) override {
+        ++copies;
+        if (onCopy)
+            onCopy();
+        return result;
+    }
+};
+
+struct FakeKeyboardHold final : KeyboardHold {
+    quint32 window = 0;
+    void take(quint32 wanted) override { window = wanted; }
+    void letGo() override { window = 0; }
+    bool held() const override { return window != 0; }
+};
+
+struct FakeEventMonitors final : EventMonitors {
+    std::map<Handle, std::function<void()>> mouse;
+    std::map<Handle, std::function<void(const KeyUp&)>> keys;
+    Handle next = 1;
+    Handle onLeftMouseUp(std::function<void()> seen) override {
+        mouse[next] = std::move(seen);
+        return next++;
+    }
+    Handle onKeyUp(std::function<void(const KeyUp&)> seen) override {
+        keys[next] = std::move(seen);
+        return next++;
+    }
+    void removeMonitor(Handle handle) override {
+        mouse.erase(handle);
+        keys.erase(handle);
+    }
+    void mouseUp() {
+        for (const auto& [handle, seen] : mouse)
+            seen();
+    }
+    void keyUp(const KeyUp& key) {
+        for (const auto& [handle, seen] : keys)
+            seen(key);
+    }
+};
+
+struct FakeNotifier final : Notifier {
+    std::vector<Notification> shown;
+    void notify(const Notification& notification) override { shown.push_back(notification); }
+};
+
+struct FakePrimaryGuard final : PrimaryGuard {
+    bool active = false;
+    void setActive(bool on) override { active = on; }
+};
+
+/// A desktop of which every piece records what was asked of it and can be told to fail.
+struct FakeDesktop {
+    FakeHotKeys hotKeys;
+    FakeWorkspace workspace;
+    FakeAccessibility accessibility;
+    FakePasteboard pasteboard;
+    FakeKeyboard keyboard;
+    FakeKeyboardHold keyboardHold;
+    FakeEventMonitors eventMonitors;
+    FakeNotifier notifier;
+    SessionEvents sessionEvents;
+    FakePrimaryGuard primaryGuard;
+    Desktop desktop{hotKeys,      workspace,     accessibility, pasteboard,    keyboard,
+                    keyboardHold, eventMonitors, notifier,      sessionEvents, primaryGuard};
+};
+
+/// The lines logged while it lives.
+struct LogRecorder {
+    QStringList lines;
+    LogRecorder() {
+        setLogSink([this](const QString& line) { lines.append(line); });
+    }
+    ~LogRecorder() { setLogSink({}); }
+    [[nodiscard]] int count(const QString& part) const { return static_cast<int>(lines.filter(part).size()); }
+};
+
+} // namespace ovalin
