@@ -1,0 +1,95 @@
+#include "X11Desktop.h"
+
+#include "ActivityClock.h"
+#include "AtSpiAccessibility.h"
+#include "FreedesktopNotifier.h"
+#include "Logind.h"
+#include "QtConnection.h"
+#include "SyntheticKeys.h"
+#include "X11HotKeys.h"
+#include "X11Keyboard.h"
+#include "X11KeyboardHold.h"
+#include "X11Monitors.h"
+#include "X11Pasteboard.h"
+#include "X11PrimaryGuard.h"
+#include "X11Windows.h"
+#include "X11Workspace.h"
+#include "XThread.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+
+namespace ovalin {
+
+namespace {
+
+// Positions of raw events are device pixels of the root window.
+bool liesInOurWindows(QPoint rootPosition) {
+    const auto windows = QGuiApplication::topLevelWindows();
+    return std::any_of(windows.begin(), windows.end(), [rootPosition](const QWindow* window) {
+        const qreal ratio = window->devicePixelRatio();
+        const QRect frame = window->geometry();
+        return window->isVisible() && QRectF(QPointF(frame.topLeft()) * ratio, QSizeF(frame.size()) * ratio).contains(rootPosition);
+    });
+}
+
+} // namespace
+
+struct X11Desktop::Parts {
+    explicit Parts(Dispatch& dispatch)
+        : pasteboard(thread, activity)
+        , monitors(thread, activity, synthetic)
+        , hotKeys(dispatch)
+        , workspace(dispatch)
+        , hold(dispatch)
+        , keyboard(hold, [this](bool sending) { markSynthetic(sending); })
+        , accessibility(dispatch)
+        , notifier(dispatch) {
+        monitors.setOwnWindows(liesInOurWindows);
+        outside = monitors.onPressOutside([this](QPoint) { hold.pressOutside(); });
+        hold.heldChanged = [this](bool held) { monitors.setKeyboardOurs(held); };
+        logind.willLock = [this] { hold.letGo(); };
+    }
+    ~Parts() { monitors.removeMonitor(outside); }
+
+    // On the worker that sends the keys: the monitors may read them later than it is done.
+    void markSynthetic(bool sending) {
+        if (sending) {
+            synthetic.begin();
+            return;
+        }
+        const Deadline deadline = deadlineIn(std::chrono::milliseconds(50));
+        synthetic.end(thread.call(deadline, [this, deadline] { return thread.connection().serverTime(deadline).value_or(0); })
+                          .value_or(0));
+    }
+
+    XThread thread;
+    ActivityClock activity;
+    SyntheticKeys synthetic;
+    X11Pasteboard pasteboard;
+    X11Monitors monitors;
+    X11HotKeys hotKeys;
+    X11Workspace workspace;
+    X11KeyboardHold hold;
+    X11Keyboard keyboard;
+    AtSpiAccessibility accessibility;
+    FreedesktopNotifier notifier;
+    Logind logind;
+    X11PrimaryGuard guard;
+    X11Windows windows;
+    EventMonitors::Handle outside = 0;
+};
+
+X11Desktop::X11Desktop(Dispatch& dispatch) : parts(std::make_unique<Parts>(dispatch)) {}
+X11Desktop::~X11Desktop() = default;
+
+bool X11Desktop::usable() const { return qtConnection() != nullptr; }
+
+Desktop X11Desktop::desktop() {
+    return {parts->hotKeys, parts->workspace,     parts->accessibility, parts->pasteboard, parts->keyboard,
+            parts->hold,    parts->monitors,      parts->notifier,      parts->logind,     parts->guard};
+}
+
+Windows& X11Desktop::windows() { return parts->windows; }
+
+} // namespace ovalin

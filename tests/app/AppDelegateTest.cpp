@@ -1,0 +1,296 @@
+#include "app/AppDelegate.h"
+
+#include "app/ReplaceButton.h"
+#include "fakes/FakeDesktop.h"
+#include "fakes/FakeDispatch.h"
+#include "support/TestDesk.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <gmock/gmock.h>
+
+using namespace ovalin;
+using Kind = AccessibleSelection::Kind;
+
+namespace {
+
+/// The whole controller over a desktop that records, with a HOME of its own and a clock that stands still.
+struct AppDelegateTest : testing::Test {
+    QTemporaryDir home;
+    FakeDesktop fake;
+    FakeDispatch dispatch;
+    LogRecorder log;
+    Paths paths = Paths::under(home.path());
+    std::optional<std::pair<QString, QString>> tab;
+    std::optional<QByteArray> png = QByteArrayLiteral("png");
+    bool siteIsOwned = false;
+    std::unique_ptr<AppDelegate> delegate;
+
+    AppDelegateTest() {
+        paths.heartbeatFile = home.filePath(QStringLiteral("heartbeat"));
+        fake.accessibility.answer = {Kind::Text, QStringLiteral("the excerpt"), false};
+        // The router is a script, so that no test looks for an agent on this machine.
+        writeFile(paths.routerScript, "#!/bin/sh\n");
+        QFile::setPermissions(paths.routerScript, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        UserDefaults().set(QStringLiteral("ovalinHowtoSeen"));
+        restart();
+    }
+    void restart() {
+        delegate.reset();
+        delegate = std::make_unique<AppDelegate>(fake.desktop, dispatch, paths,
+                                                 ContextSources{[this](const QString&) { return tab; },
+                                                                [this](qint32) { return png; },
+                                                                [](const QByteArray&) { return std::optional<QString>(); }},
+                                                 [this](const QString&) { return siteIsOwned; });
+    }
+    void open() {
+        dispatch.advance(1);
+        delegate->toggle();
+        ASSERT_NE(delegate->currentPanel(), nullptr);
+    }
+    void settle() {
+        for (int i = 0; i < 10; ++i) {
+            dispatch.runBackground();
+            dispatch.runMain();
+        }
+    }
+    CapturePanel& panel() { return *delegate->currentPanel(); }
+    void typePrompt(const QString& text) {
+        for (const QChar letter : text)
+            QTest::sendKeyEvent(QTest::Click, panel().promptField, Qt::Key_unknown, QString(letter), Qt::NoModifier);
+    }
+    [[nodiscard]] QStringList queueFiles() const { return QDir(paths.queueDir).entryList({QStringLiteral("*.json")}, QDir::Files); }
+    [[nodiscard]] QJsonObject queued(int index = 0) const {
+        return QJsonDocument::fromJson(readFile(paths.queueDir + QLatin1Char('/') + queueFiles().value(index))).object();
+    }
+    [[nodiscard]] QJsonArray ledger() const {
+        return QJsonDocument::fromJson(readFile(paths.capturesFile)).object().value(QStringLiteral("items")).toArray();
+    }
+};
+
+} // namespace
+
+TEST_F(AppDelegateTest, ARequestTravelsFromTheHotkeyToTheQueue) {
+    open();
+    EXPECT_TRUE(fake.keyboardHold.held());
+    EXPECT_TRUE(fake.primaryGuard.active);
+    settle();
+    EXPECT_EQ(panel().previewView->excerpt(), QStringLiteral("the excerpt"));
+    EXPECT_EQ(panel().replaceBtnRef->text(), QStringLiteral("Replace"));
+    EXPECT_EQ(panel().promptField->placeholderText(), QStringLiteral("What should Torvi do with this?"));
+    typePrompt(QStringLiteral("  send this to Ann  "));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    EXPECT_EQ(delegate->currentPanel(), nullptr);
+    EXPECT_FALSE(fake.keyboardHold.held());
+    EXPECT_FALSE(fake.primaryGuard.active);
+    settle();
+    ASSERT_EQ(queueFiles().size(), 1);
+    const QJsonObject item = queued();
+    EXPECT_EQ(item.value(QStringLiteral("prompt")), QStringLiteral("send this to Ann"));
+    EXPECT_EQ(item.value(QStringLiteral("text")), QStringLiteral("the excerpt"));
+    EXPECT_EQ(item.value(QStringLiteral("source_bundle")), QStringLiteral("Mousepad"));
+    EXPECT_EQ(item.value(QStringLiteral("context_mode")), QStringLiteral("screenshot"));
+    EXPECT_TRUE(item.contains(QStringLiteral("screenshot")));
+    ASSERT_EQ(ledger().size(), 1);
+    EXPECT_EQ(ledger().first().toObject().value(QStringLiteral("id")), item.value(QStringLiteral("id")));
+}
+
+TEST_F(AppDelegateTest, TheHotkeyTogglesAndAnUnknownFrontIsNoObstacle) {
+    open();
+    dispatch.advance(0.1);
+    delegate->toggle();
+    EXPECT_NE(delegate->currentPanel(), nullptr) << "too soon after the first press";
+    dispatch.advance(0.3);
+    delegate->toggle();
+    EXPECT_EQ(delegate->currentPanel(), nullptr);
+    fake.workspace.front.reset();
+    open();
+    EXPECT_EQ(delegate->capture().capApp, QStringLiteral("Unknown"));
+    EXPECT_EQ(delegate->capture().capBundle, QString());
+    EXPECT_EQ(delegate->capture().capPID, 0);
+}
+
+TEST_F(AppDelegateTest, NothingAskedAndNothingSelectedWritesNothing) {
+    fake.accessibility.answer = {};
+    open();
+    settle();
+    EXPECT_TRUE(panel().emptyNoteRef->isVisible());
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    EXPECT_EQ(delegate->currentPanel(), nullptr);
+    EXPECT_TRUE(queueFiles().isEmpty());
+    EXPECT_TRUE(ledger().isEmpty());
+}
+
+TEST_F(AppDelegateTest, AnExcerptThatIsReadAfterSubmitFindsItsRequestAndItsScreenshot) {
+    dispatch.runAtOnce = false;
+    open();
+    typePrompt(QStringLiteral("note this"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    EXPECT_EQ(delegate->currentPanel(), nullptr) << "the panel does not wait for the application";
+    // The next opening takes over the record before anything of the first has come back.
+    open();
+    settle();
+    delegate->closePanel();
+    settle();
+    ASSERT_EQ(queueFiles().size(), 1);
+    EXPECT_EQ(queued().value(QStringLiteral("text")), QStringLiteral("the excerpt"));
+    EXPECT_TRUE(queued().contains(QStringLiteral("screenshot")));
+}
+
+TEST_F(AppDelegateTest, EveryRequestIsFinalisedExactlyOnceWithItsOwnScreenshotOrNone) {
+    png.reset();
+    open();
+    settle();
+    typePrompt(QStringLiteral("first"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    EXPECT_TRUE(queueFiles().isEmpty()) << "waits for its screenshot";
+    open();
+    png = QByteArrayLiteral("of the second opening");
+    settle();
+    typePrompt(QStringLiteral("second"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    dispatch.advance(5);
+    settle();
+    ASSERT_EQ(queueFiles().size(), 2);
+    for (int i = 0; i < 2; ++i)
+        EXPECT_FALSE(queued(i).value(QStringLiteral("prompt")) == QStringLiteral("first") && queued(i).contains(QStringLiteral("screenshot")));
+}
+
+TEST_F(AppDelegateTest, AnInstructionThatCannotBeWrittenComesBack) {
+    writeFile(home.filePath(QStringLiteral("CLAUDE")), "a file where the folder should be");
+    open();
+    settle();
+    typePrompt(QStringLiteral("do not lose me"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    dispatch.advance(2);
+    settle();
+    EXPECT_GE(log.count(QStringLiteral("Ovalin: queue write failed — ")), 1);
+    ASSERT_EQ(fake.notifier.shown.size(), 1u);
+    open();
+    EXPECT_EQ(panel().promptField->text(), QStringLiteral("do not lose me"));
+    EXPECT_FALSE(panel().hintField->status().isEmpty());
+    delegate->closePanel();
+    open();
+    EXPECT_EQ(panel().promptField->text(), QString()) << "once";
+}
+
+TEST_F(AppDelegateTest, TheModeFollowsTheWordingUntilTheUserChooses) {
+    open();
+    settle();
+    typePrompt(QStringLiteral("what is"));
+    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "not inside a word";
+    typePrompt(QStringLiteral(" "));
+    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Send"));
+    EXPECT_TRUE(panel().replaceBtnRef->isHidden());
+    EXPECT_EQ(panel().promptField->placeholderText(), QStringLiteral("Ask Torvi about this…"));
+    QTest::mouseClick(panel().modeControl->modeSegDo, Qt::LeftButton);
+    typePrompt(QStringLiteral("the difference between these? "));
+    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "an explicit choice is never overruled";
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    const QByteArray commits = readFile(paths.systemDir + QStringLiteral("/ovalin-intent-log.jsonl"));
+    EXPECT_TRUE(commits.contains("\"overridden\":true")) << commits.toStdString();
+    open();
+    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit"));
+    typePrompt(QStringLiteral("is it cheaper? "));
+    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Send")) << "a new opening is unlocked";
+}
+
+TEST_F(AppDelegateTest, TheReplaceButtonFollowsPageAndOwner) {
+    CaptureContext context;
+    const QString selected = QStringLiteral("x");
+    EXPECT_EQ(replaceButtonFor(context, selected, false), (ReplaceButton{QStringLiteral("Replace"), false}));
+    EXPECT_EQ(replaceButtonFor(context, {}, false), (ReplaceButton{QStringLiteral("Insert"), false}));
+    EXPECT_TRUE(replaceButtonFor(context, {}, true).hidden);
+    context.capURL = QStringLiteral("https://example.org/");
+    EXPECT_TRUE(replaceButtonFor(context, selected, false).hidden) << "owner unknown";
+    context.capSiteOwned = false;
+    EXPECT_TRUE(replaceButtonFor(context, selected, false).hidden);
+    context.capSiteOwned = true;
+    EXPECT_FALSE(replaceButtonFor(context, selected, false).hidden);
+    context.capURL = QStringLiteral("file:///tmp/a.html");
+    context.capSiteOwned.reset();
+    EXPECT_FALSE(replaceButtonFor(context, selected, false).hidden);
+    context.capURL = QStringLiteral("http://example.org/");
+    context.capBundle = QStringLiteral("com.tamsery.quarn");
+    EXPECT_FALSE(replaceButtonFor(context, selected, false).hidden);
+
+    tab = std::pair(QStringLiteral("https://example.org/"), QString());
+    siteIsOwned = true;
+    open();
+    EXPECT_FALSE(panel().replaceBtnRef->isHidden());
+    settle();
+    EXPECT_FALSE(panel().replaceBtnRef->isHidden());
+    EXPECT_EQ(delegate->capture().capSiteOwned, true);
+}
+
+TEST_F(AppDelegateTest, TheFirstOpeningEverExplainsItselfOnce) {
+    QFile::remove(QDir::homePath() + QStringLiteral("/.config/ovalin/ovalin.conf"));
+    restart();
+    open();
+    dispatch.advance(0.34);
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 0);
+    dispatch.advance(0.02);
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 1);
+    delegate->helpTapped();
+    delegate->helpTapped();
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 2) << "the button hides it, then shows it";
+    delegate->closePanel();
+    open();
+    dispatch.advance(1);
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 2);
+}
+
+TEST_F(AppDelegateTest, TheUserIsToldWhatHeCannotSee) {
+    fake.hotKeys.statuses = std::vector<int>(7, 10);
+    fake.accessibility.enabled = false;
+    delegate->applicationDidFinishLaunching();
+    ASSERT_EQ(fake.notifier.shown.size(), 1u);
+    EXPECT_FALSE(fake.accessibility.turnedOn) << "never silently";
+    fake.notifier.shown[0].onAction();
+    EXPECT_TRUE(fake.accessibility.turnedOn);
+    dispatch.advance(100);
+    ASSERT_EQ(fake.notifier.shown.size(), 2u);
+    EXPECT_TRUE(fake.notifier.shown[1].body.contains(QStringLiteral("ovalin toggle")));
+    restart();
+    delegate->applicationDidFinishLaunching();
+    EXPECT_EQ(fake.notifier.shown.size(), 2u) << "the offer is made once";
+    fake.sessionEvents.didWake();
+    EXPECT_GE(fake.hotKeys.unregistrations, 1);
+}
+
+TEST_F(AppDelegateTest, NoAgentIsSaidByNotificationAndOnTheNextOpening) {
+    QFile::remove(paths.routerScript);
+    open();
+    settle();
+    typePrompt(QStringLiteral("note this"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    if (fake.notifier.shown.empty())
+        return; // an agent is installed on this machine
+    EXPECT_TRUE(fake.notifier.shown[0].body.startsWith(QStringLiteral("Claude Code not found — install it from ")));
+    open();
+    EXPECT_EQ(panel().hintField->status(), fake.notifier.shown[0].body);
+    EXPECT_EQ(queueFiles().size(), 1) << "the request waits in the queue";
+}
+
+TEST_F(AppDelegateTest, ARequestUnderWayIsWrittenWhenTheProgramEnds) {
+    png.reset();
+    open();
+    settle();
+    typePrompt(QStringLiteral("last words"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    EXPECT_TRUE(queueFiles().isEmpty());
+    delegate->applicationWillTerminate();
+    settle();
+    EXPECT_EQ(queueFiles().size(), 1);
+}

@@ -1,0 +1,82 @@
+#include "app/HotKey.h"
+
+#include "fakes/FakeDesktop.h"
+#include "fakes/FakeDispatch.h"
+
+#include <gmock/gmock.h>
+
+using namespace ovalin;
+using testing::ElementsAre;
+
+namespace {
+
+struct HotKeyTest : testing::Test {
+    FakeHotKeys keys;
+    FakeDispatch dispatch;
+    LogRecorder log;
+    int fired = 0, gaveUp = 0;
+    HotKey hotKey{keys, dispatch};
+
+    HotKeyTest() {
+        hotKey.fired = [this] { ++fired; };
+        hotKey.gaveUp = [this](int) { ++gaveUp; };
+    }
+};
+
+} // namespace
+
+TEST_F(HotKeyTest, RetriesBackOffAndSayWhenTheySucceed) {
+    keys.statuses = {10, 10, 10};
+    hotKey.registerHotKey(0);
+    for (const double delay : {1.0, 2.0, 4.0}) {
+        const int before = keys.registrations;
+        dispatch.advance(delay - 0.01);
+        EXPECT_EQ(keys.registrations, before);
+        dispatch.advance(0.02);
+        EXPECT_EQ(keys.registrations, before + 1);
+    }
+    EXPECT_TRUE(hotKey.registered());
+    EXPECT_THAT(log.lines, ElementsAre(QStringLiteral("Ovalin: RegisterEventHotKey failed (10), attempt 0"),
+                                       QStringLiteral("Ovalin: RegisterEventHotKey failed (10), attempt 1"),
+                                       QStringLiteral("Ovalin: RegisterEventHotKey failed (10), attempt 2"),
+                                       QStringLiteral("Ovalin: hotkey registered after 3 retries")));
+}
+
+TEST_F(HotKeyTest, ASeriesEndsAfterSevenTriesAndWakeStartsAnother) {
+    keys.statuses = std::vector<int>(7, 10);
+    hotKey.registerHotKey(0);
+    dispatch.advance(1 + 2 + 4 + 8 + 16 + 30 + 0.1);
+    EXPECT_EQ(keys.registrations, 7);
+    EXPECT_EQ(gaveUp, 1);
+    dispatch.advance(1000);
+    EXPECT_EQ(keys.registrations, 7);
+    hotKey.reassertHotKey();
+    EXPECT_TRUE(hotKey.registered());
+    EXPECT_EQ(keys.unregistrations, 0) << "there was nothing to unregister";
+    hotKey.reassertHotKey();
+    EXPECT_EQ(keys.unregistrations, 1);
+}
+
+TEST_F(HotKeyTest, ANewSeriesReplacesTheOneUnderWay) {
+    keys.statuses = {10, 10};
+    hotKey.registerHotKey(0);
+    hotKey.reassertHotKey();
+    dispatch.advance(1.1);
+    EXPECT_EQ(keys.registrations, 3) << "one retry, of the newer series";
+    dispatch.advance(100);
+    EXPECT_EQ(keys.registrations, 3);
+}
+
+TEST_F(HotKeyTest, PressesWithinAQuarterSecondCountOnce) {
+    hotKey.registerHotKey(0);
+    keys.pressed();
+    EXPECT_EQ(fired, 0) << "the handler only posts";
+    dispatch.runMain();
+    EXPECT_EQ(fired, 1);
+    dispatch.advance(0.2);
+    hotKey.hotkeyFired();
+    dispatch.advance(0.06);
+    EXPECT_EQ(fired, 1);
+    hotKey.hotkeyFired();
+    EXPECT_EQ(fired, 2) << "an ignored press does not extend the wait";
+}

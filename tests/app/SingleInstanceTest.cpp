@@ -1,0 +1,87 @@
+#include "app/SingleInstance.h"
+
+#include "fakes/FakeDesktop.h"
+#include "support/TestDesk.h"
+
+#include <QDir>
+#include <QLocalSocket>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <thread>
+#include <unistd.h>
+
+using namespace ovalin;
+
+namespace {
+
+// The client blocks, as it may in the command-line program, so it gets a thread here.
+std::optional<QString> toggleFromOutside(const QString& folder) {
+    std::optional<QString> answer;
+    std::atomic<bool> done = false;
+    std::thread client([&] {
+        answer = SingleInstance::sendToggle(folder);
+        done = true;
+    });
+    waitUntil([&] { return done.load(); });
+    client.join();
+    return answer;
+}
+
+} // namespace
+
+TEST(SingleInstance, OnlyOneHoldsTheLockAndItsPidIsKnown) {
+    const QTemporaryDir folder;
+    auto first = std::make_unique<SingleInstance>(folder.path());
+    EXPECT_TRUE(first->acquire());
+    SingleInstance second(folder.path());
+    EXPECT_FALSE(second.acquire());
+    EXPECT_EQ(second.otherPid(), ::getpid());
+    first.reset();
+    EXPECT_TRUE(second.acquire()) << "the lock dies with its holder";
+}
+
+TEST(SingleInstance, ToggleReachesTheRunningCopyOrSaysThatThereIsNone) {
+    const QTemporaryDir folder;
+    EXPECT_TRUE(toggleFromOutside(folder.path()).value().contains(QStringLiteral("not running")));
+    int toggled = 0;
+    {
+        SingleInstance instance(folder.path());
+        ASSERT_TRUE(instance.acquire());
+        instance.listen([&] { ++toggled; });
+        EXPECT_EQ(toggleFromOutside(folder.path()), std::nullopt);
+        EXPECT_EQ(toggled, 1);
+        for (const QByteArray& nonsense : {QByteArray("toggle"), QByteArray("quit\n"), QByteArray(100'000, 'x'), QByteArray("\0\n", 2)}) {
+            QLocalSocket socket;
+            socket.connectToServer(folder.filePath(QStringLiteral("ovalin.socket")));
+            socket.write(nonsense);
+            socket.flush();
+            waitUntil([] { return false; }, 0.05);
+        }
+        EXPECT_EQ(toggled, 1);
+        EXPECT_EQ(toggleFromOutside(folder.path()), std::nullopt) << "still served after nonsense";
+    }
+    EXPECT_TRUE(toggleFromOutside(folder.path()).has_value());
+}
+
+TEST(SingleInstance, ASocketLeftByAKilledCopyIsInNobodysWay) {
+    const QTemporaryDir folder;
+    writeFile(folder.filePath(QStringLiteral("ovalin.socket")), "");
+    SingleInstance instance(folder.path());
+    ASSERT_TRUE(instance.acquire());
+    int toggled = 0;
+    instance.listen([&] { ++toggled; });
+    EXPECT_EQ(toggleFromOutside(folder.path()), std::nullopt);
+    EXPECT_EQ(toggled, 1);
+}
+
+TEST(SingleInstance, AForeignFolderIsNotTrusted) {
+    const LogRecorder log;
+    const QTemporaryDir folder;
+    const QString link = folder.filePath(QStringLiteral("link"));
+    ASSERT_EQ(::symlink("/tmp", link.toUtf8().constData()), 0);
+    SingleInstance instance(link);
+    EXPECT_TRUE(instance.acquire()) << "runs all the same";
+    EXPECT_EQ(log.count(QStringLiteral("is not a folder of this user")), 1);
+}

@@ -1,0 +1,173 @@
+#include "panel/CapturePanel.h"
+
+#include "panel/HowtoPanel.h"
+
+#include "fakes/FakeDesktop.h"
+
+#include <QApplication>
+#include <QInputMethodEvent>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+
+namespace {
+
+struct CapturePanelTest : testing::Test {
+    FakePasteboard pasteboard;
+    CapturePanel panel{pasteboard, false};
+
+    CapturePanelTest() {
+        panel.openAt({100, 100});
+        panel.activateWindow();
+        EXPECT_TRUE(QTest::qWaitForWindowActive(&panel));
+    }
+};
+
+void type(QWidget* widget, const QString& text) {
+    for (const QChar& letter : text)
+        QTest::sendKeyEvent(QTest::Click, widget, Qt::Key_unknown, QString(letter), Qt::NoModifier);
+}
+
+} // namespace
+
+TEST_F(CapturePanelTest, HeightsFollowTheExcerpt) {
+    const QString longText = QString(QStringLiteral("word ")).repeated(4000);
+    EXPECT_EQ(panel.size(), QSize(480, 134));
+    panel.showExcerpt({}, false);
+    EXPECT_EQ(panel.height(), 134 + 24) << "the note that nothing is selected";
+    EXPECT_TRUE(panel.emptyNoteRef->isVisible());
+    panel.showExcerpt(QStringLiteral("one line"), false);
+    EXPECT_EQ(panel.height(), 134 + 44 + 10);
+    EXPECT_FALSE(panel.emptyNoteRef->isVisible());
+    panel.showExcerpt(longText, false);
+    EXPECT_EQ(panel.height(), 134 + 150 + 10);
+    panel.showExcerpt({}, true);
+    EXPECT_EQ(panel.height(), 134) << "no note in Ask mode";
+    EXPECT_EQ(panel.pos(), QPoint(100, 100));
+}
+
+TEST_F(CapturePanelTest, EveryControlStaysInsideTheCardAndApart) {
+    for (const bool ask : {false, true}) {
+        panel.showExcerpt(QStringLiteral("some text"), ask);
+        panel.setReplaceButton(QStringLiteral("Replace"), ask);
+        const QList<QWidget*> controls = {panel.modeControl,   panel.previewView, panel.promptField,   panel.micButton, panel.hintField,
+                                          panel.cancelBtn,     panel.sendBtnRef,  panel.historyBtnRef, panel.helpBtn};
+        for (const QWidget* one : controls) {
+            EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(one->geometry())) << one->accessibleName().toStdString();
+            for (const QWidget* other : controls)
+                EXPECT_TRUE(one == other || !one->geometry().intersects(other->geometry())) << one->accessibleName().toStdString();
+        }
+    }
+}
+
+TEST(PreviewHeight, IsBoundedWhateverTheText) {
+    EXPECT_EQ(previewHeight({}), 0);
+    EXPECT_EQ(previewHeight(QStringLiteral("x")), 44);
+    const int three = previewHeight(QStringLiteral("a\nb\nc\nd"));
+    EXPECT_GT(three, 44);
+    EXPECT_LT(three, 150);
+    EXPECT_EQ(previewHeight(QString(100, QLatin1Char('\n'))), 150);
+    EXPECT_EQ(previewHeight(QString(20'000'000, QLatin1Char('m'))), 150) << "measured no further than needed";
+}
+
+TEST_F(CapturePanelTest, KeysSubmitAndClose) {
+    const QSignalSpy submitted(&panel, &CapturePanel::submitTapped), cancelled(&panel, &CapturePanel::cancelTapped);
+    QTest::keyClick(panel.promptField, Qt::Key_Return);
+    QTest::keyClick(panel.promptField, Qt::Key_Enter);
+    QTest::keyClick(panel.cancelBtn, Qt::Key_Return);
+    EXPECT_EQ(submitted.count(), 3) << "Return submits from the buttons too";
+    QTest::keyClick(panel.promptField, Qt::Key_Escape);
+    QTest::keyClick(panel.helpBtn, Qt::Key_Escape);
+    panel.showExcerpt(QStringLiteral("text"), false);
+    QTest::keyClick(panel.previewView, Qt::Key_Escape);
+    EXPECT_EQ(cancelled.count(), 3);
+    QTest::keyClick(panel.cancelBtn, Qt::Key_Space);
+    EXPECT_EQ(cancelled.count(), 4);
+}
+
+TEST_F(CapturePanelTest, ReturnDuringACompositionDoesNotSubmit) {
+    const QSignalSpy submitted(&panel, &CapturePanel::submitTapped), cancelled(&panel, &CapturePanel::cancelTapped);
+    QInputMethodEvent composing(QStringLiteral("にほ"), {});
+    QApplication::sendEvent(panel.promptField, &composing);
+    QTest::keyClick(panel.promptField, Qt::Key_Return);
+    QTest::keyClick(panel.promptField, Qt::Key_Escape);
+    EXPECT_EQ(submitted.count() + cancelled.count(), 0);
+    QInputMethodEvent commit;
+    commit.setCommitString(QStringLiteral("日本"));
+    QApplication::sendEvent(panel.promptField, &commit);
+    QTest::keyClick(panel.promptField, Qt::Key_Return);
+    EXPECT_EQ(submitted.count(), 1);
+    EXPECT_EQ(panel.promptField->text(), QStringLiteral("日本"));
+}
+
+TEST_F(CapturePanelTest, PastesComeFromThePasteboardAndKeepEveryCharacter) {
+    const QString pasted = QStringLiteral("two\nlines \"$(x)\" `y` 🙂");
+    pasteboard.readable = pasted;
+    const QSignalSpy edited(panel.promptField, &PromptField::textEdited);
+    QTest::keyClick(panel.promptField, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(panel.promptField->text(), pasted);
+    EXPECT_GE(edited.count(), 1) << "a paste counts as typing";
+    QTest::keyClick(panel.promptField, Qt::Key_Insert, Qt::ShiftModifier);
+    EXPECT_EQ(panel.promptField->text(), pasted + pasted);
+    panel.showExcerpt(QStringLiteral("excerpt "), false);
+    panel.previewView->moveCursor(QTextCursor::End);
+    QTest::keyClick(panel.previewView, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(panel.previewView->excerpt(), QStringLiteral("excerpt ") + pasted);
+    pasteboard.readable.reset(); // an owner that never answers
+    QTest::keyClick(panel.promptField, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(panel.promptField->text(), pasted + pasted);
+}
+
+TEST_F(CapturePanelTest, ALongExcerptIsShownInPartAndKeptWhole) {
+    const QString text = QString(QStringLiteral("line of text\n")).repeated(20'000);
+    panel.showExcerpt(text, false);
+    EXPECT_LE(panel.previewView->toPlainText().size(), PreviewTextView::SHOWN_LENGTH);
+    EXPECT_EQ(panel.previewView->excerpt(), text);
+    QTest::keyClick(panel.previewView, Qt::Key_X);
+    EXPECT_EQ(panel.previewView->excerpt().size(), text.size() + 1) << "and can be edited";
+}
+
+TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {
+    panel.showExcerpt(QStringLiteral("text"), false);
+    QSet<QWidget*> reached;
+    panel.promptField->setFocus();
+    for (int i = 0; i < 20 && !(i > 0 && panel.promptField->hasFocus()); ++i) {
+        reached.insert(QApplication::focusWidget());
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
+    }
+    for (QWidget* control : {static_cast<QWidget*>(panel.promptField), static_cast<QWidget*>(panel.micButton),
+                             static_cast<QWidget*>(panel.cancelBtn), static_cast<QWidget*>(panel.replaceBtnRef),
+                             static_cast<QWidget*>(panel.sendBtnRef), static_cast<QWidget*>(panel.historyBtnRef),
+                             static_cast<QWidget*>(panel.helpBtn), static_cast<QWidget*>(panel.modeControl->modeSegDo),
+                             static_cast<QWidget*>(panel.modeControl->modeSegAsk), static_cast<QWidget*>(panel.previewView)}) {
+        EXPECT_TRUE(reached.contains(control)) << control->accessibleName().toStdString();
+        EXPECT_FALSE(control->accessibleName().isEmpty());
+    }
+    EXPECT_TRUE(panel.promptField->hasFocus());
+}
+
+TEST_F(CapturePanelTest, AMegabyteOfInstructionIsKept) {
+    const QString text = QString(QStringLiteral("abc \"$(x)\" ")).repeated(95'000);
+    pasteboard.readable = text;
+    QTest::keyClick(panel.promptField, Qt::Key_V, Qt::ControlModifier);
+    type(panel.promptField, QStringLiteral("!"));
+    EXPECT_EQ(panel.promptField->text(), text + QLatin1Char('!'));
+}
+
+TEST(HowtoPanelTest, FitsItsText) {
+    const HowtoPanel card(QStringLiteral("https://example.org/install"), false);
+    EXPECT_EQ(card.width(), 340);
+    EXPECT_EQ(card.height(), std::max(card.contentHeight(), 120));
+    QString all;
+    for (const QLabel* label : card.findChildren<QLabel*>()) {
+        EXPECT_TRUE(card.rect().contains(label->geometry()));
+        EXPECT_LE(label->width(), 300);
+        all += label->text();
+    }
+    EXPECT_TRUE(all.contains(QStringLiteral("install Claude Code (https://example.org/install) and sign in once")));
+    EXPECT_TRUE(all.contains(QStringLiteral("⌥Space  opens Ovalin")));
+    EXPECT_EQ(card.findChildren<QLabel*>().size(), 10);
+}

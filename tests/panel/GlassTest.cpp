@@ -1,0 +1,32 @@
+#include "panel/Glass.h"
+
+#include <QColor>
+#include <QPainter>
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+
+TEST(Glass, TheTintKeepsDarkTextReadableOverAnyGround) {
+    for (const QColor& ground : {QColor(Qt::black), QColor(Qt::white), QColor(200, 30, 30), QColor(20, 20, 90)}) {
+        QImage image(480, 160, QImage::Format_RGB32);
+        image.fill(Qt::white);
+        QPainter(&image).fillRect(0, 0, 200, 160, ground);
+        const int alpha = readableTintAlpha(blurredCopy(image, 24));
+        const int seen = (alpha * 250 + (255 - alpha) * qGray(ground.rgb())) / 255;
+        EXPECT_GE(seen, 215) << ground.name().toStdString();
+    }
+}
+
+TEST(Glass, BlurKeepsTheMeanAndTakesTheDetail) {
+    QImage stripes(320, 160, QImage::Format_RGB32);
+    for (int y = 0; y < 160; ++y) {
+        for (int x = 0; x < 320; ++x)
+            stripes.setPixel(x, y, x % 8 < 4 ? qRgb(0, 0, 0) : qRgb(255, 255, 255));
+    }
+    const QImage soft = blurredCopy(stripes, 24);
+    for (int x = soft.width() / 3; x < 2 * soft.width() / 3; ++x) // edges repeat their last pixel
+        EXPECT_NEAR(qGray(soft.pixel(x, soft.height() / 2)), 127, 12);
+    EXPECT_TRUE(blurredCopy({}, 24).isNull());
+    EXPECT_FALSE(blurredCopy(stripes.copy(0, 0, 1, 1), 24).isNull());
+}
