@@ -1,0 +1,120 @@
+#include "IntentLexicon.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QSaveFile>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+namespace ovalin {
+
+namespace {
+
+const auto HEADS = QStringLiteral("heads");
+const auto ASK = QStringLiteral("ask");
+const auto DO = QStringLiteral("do");
+
+// Beyond this a double cannot count in ones; a file with larger numbers is read as if it held this.
+constexpr qint64 MAX_COUNT = qint64(1) << 53;
+
+std::optional<qint64> wholeNumber(const QJsonValue& value) {
+    if (!value.isDouble())
+        return {};
+    const double number = value.toDouble();
+    if (number != std::trunc(number))
+        return {};
+    if (std::abs(number) >= static_cast<double>(MAX_COUNT))
+        return number < 0 ? -MAX_COUNT : MAX_COUNT;
+    return value.toInteger();
+}
+
+std::optional<IntentLexicon::Counters> countersFrom(const QJsonValue& value) {
+    if (!value.isObject())
+        return {};
+    IntentLexicon::Counters counters;
+    const QJsonObject object = value.toObject();
+    for (auto member = object.begin(); member != object.end(); ++member) {
+        const auto count = wholeNumber(member.value());
+        if (!count)
+            return {};
+        counters.insert(counters.cend(), member.key(), *count);
+    }
+    return counters;
+}
+
+} // namespace
+
+QString IntentLexicon::storePath(const QString& systemDir) { return systemDir + QStringLiteral("/ovalin-intent.json"); }
+
+IntentLexicon IntentLexicon::load(const QString& path) {
+    QFile file(path);
+    // A pipe or a device could keep us waiting for ever.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+        return {};
+    const QJsonValue stored = QJsonDocument::fromJson(file.readAll()).object().value(HEADS);
+    if (!stored.isObject())
+        return {};
+    IntentLexicon lexicon;
+    const QJsonObject object = stored.toObject();
+    for (auto member = object.begin(); member != object.end(); ++member) {
+        const auto counters = countersFrom(member.value());
+        if (!counters)
+            return {};
+        lexicon.heads.insert(lexicon.heads.cend(), member.key(), *counters);
+    }
+    return lexicon;
+}
+
+QByteArray IntentLexicon::serialised() const {
+    QJsonObject words;
+    for (auto head = heads.begin(); head != heads.end(); ++head) {
+        QJsonObject counters;
+        for (auto counter = head->begin(); counter != head->end(); ++counter)
+            counters.insert(counter.key(), counter.value());
+        words.insert(head.key(), counters);
+    }
+    return QJsonDocument(QJsonObject{{HEADS, words}}).toJson(QJsonDocument::Compact);
+}
+
+bool IntentLexicon::save(const QString& path) const {
+    const QByteArray bytes = serialised();
+    const bool isNew = !QFileInfo::exists(path);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    if (isNew)
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
+    return file.write(bytes) == bytes.size() && file.commit();
+}
+
+int IntentLexicon::weightFor(std::u16string_view head) const {
+    // A view on the caller's letters: the lookup copies nothing.
+    const auto word = QString::fromRawData(reinterpret_cast<const QChar*>(head.data()), // NOLINT: QChar is one char16_t
+                                           static_cast<qsizetype>(head.size()));
+    const auto entry = heads.constFind(word);
+    if (entry == heads.cend())
+        return 0;
+    const auto asks = static_cast<double>(entry->value(ASK));
+    const auto dos = static_cast<double>(entry->value(DO));
+    const double weight = std::round(std::log((asks + 1) / (dos + 1)));
+    // Counters below zero, from a file that somebody edited.
+    if (std::isnan(weight))
+        return 0;
+    return static_cast<int>(std::clamp(weight, -2.0, 2.0));
+}
+
+void IntentLexicon::record(const QString& head, bool committedAsk) {
+    if (head.isEmpty())
+        return;
+    auto entry = heads.find(head);
+    if (entry == heads.end())
+        entry = heads.insert(head, {{ASK, 0}, {DO, 0}});
+    qint64& count = (*entry)[committedAsk ? ASK : DO];
+    count = std::min(count, MAX_COUNT - 1) + 1;
+}
+
+} // namespace ovalin

@@ -1,0 +1,141 @@
+#include "intent/IntentLexicon.h"
+
+#include "support/TestDesk.h"
+
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <sys/stat.h>
+
+using namespace ovalin;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class LexiconFile : public testing::Test {
+protected:
+    QTemporaryDir folder;
+    QString path = IntentLexicon::storePath(folder.path());
+
+    [[nodiscard]] IntentLexicon loaded(const QByteArray& bytes) const {
+        writeFile(path, bytes);
+        return IntentLexicon::load(path);
+    }
+};
+
+} // namespace
+
+TEST(Lexicon, WeightFollowsTheCounts) {
+    constexpr qint64 huge = std::numeric_limits<qint64>::max();
+    struct Row {
+        qint64 ask, did;
+        int weight;
+    };
+    const Row rows[] = {{0, 0, 0},   {1, 0, 1},  {3, 0, 1},   {4, 0, 2},    {400, 0, 2},     {1, 1, 0},
+                        {0, 1, -1},  {0, 3, -1}, {0, 4, -2},  {10, 20, -1}, {huge, 0, 2},    {0, huge, -2},
+                        {-1, 0, -2}, {0, -1, 2}, {-1, -1, 0}, {-5, 3, 0},   {huge, huge, 0}, {-huge, 1, 0}};
+    for (const Row& row : rows) {
+        IntentLexicon lexicon;
+        lexicon.heads[u"word"_s] = {{u"ask"_s, row.ask}, {u"do"_s, row.did}};
+        EXPECT_EQ(lexicon.weightFor(u"word"), row.weight) << row.ask << ' ' << row.did;
+        EXPECT_EQ(lexicon.weightFor(u"wor"), 0);
+    }
+}
+
+TEST(Lexicon, CountsEachSubmissionAndNeverOverflows) {
+    IntentLexicon lexicon;
+    lexicon.record(u"compare"_s, true);
+    lexicon.record(u"compare"_s, false);
+    lexicon.record(u"compare"_s, false);
+    lexicon.record(QString(), true);
+    EXPECT_EQ(lexicon.serialised(), R"({"heads":{"compare":{"ask":1,"do":2}}})");
+
+    lexicon.heads = {{u"bare"_s, {{u"seen"_s, 3}}}, {u"full"_s, {{u"ask"_s, std::numeric_limits<qint64>::max()}}}};
+    lexicon.record(u"bare"_s, false);
+    lexicon.record(u"full"_s, true);
+    EXPECT_EQ(lexicon.heads[u"bare"_s], (IntentLexicon::Counters{{u"do"_s, 1}, {u"seen"_s, 3}}));
+    EXPECT_EQ(lexicon.weightFor(u"full"), 2);
+}
+
+TEST_F(LexiconFile, SurvivesTheFileWithSortedKeysAndUnknownCounters) {
+    const QByteArray stored = R"({"heads":{"remind":{"ask":0,"do":3},"what":{"ask":5,"do":1,"skipped":7},"é\"\\":{}}})";
+    const IntentLexicon lexicon = loaded(stored);
+    EXPECT_EQ(lexicon.weightFor(u"remind"), -1);
+    EXPECT_TRUE(lexicon.save(path));
+    EXPECT_EQ(readFile(path), stored);
+}
+
+TEST_F(LexiconFile, AnotherShapeIsAnEmptyLexicon) {
+    const char* const rows[] = {
+        "",
+        "{",
+        "[]",
+        "null",
+        "{}",
+        R"({"heads":[]})",
+        R"({"heads":{"a":1}})",
+        R"({"heads":{"a":{"ask":1},"b":{"ask":1.5}}})",
+        R"({"heads":{"a":{"ask":true}}})",
+        R"({"heads":{"a":{"ask":"1"}}})",
+        R"({"heads":{"a":{"ask":null}}})",
+        R"({"heads":{"a":{"ask":1,"other":0.5}}})",
+        R"({"heads":{"a":{"ask":1e999}}})",
+        "{\"heads\":{\"\xff\":{\"ask\":1}}}",
+    };
+    for (const char* const row : rows)
+        EXPECT_TRUE(loaded(row).heads.isEmpty()) << row;
+    EXPECT_TRUE(loaded(QByteArray(20'000'000, '[')).heads.isEmpty());
+    EXPECT_TRUE(loaded(QByteArray(20'000'000, '\0')).heads.isEmpty());
+}
+
+TEST_F(LexiconFile, LargeNumbersAreReadAsTheLargestThatCounts) {
+    const IntentLexicon lexicon =
+        loaded(R"({"heads":{"a":{"ask":1e300,"do":2.0},"b":{"ask":9223372036854775807,"do":-1e300}}})");
+    EXPECT_EQ(lexicon.heads.size(), 2);
+    EXPECT_EQ(lexicon.heads[u"a"_s][u"do"_s], 2);
+    EXPECT_EQ(lexicon.heads[u"a"_s][u"ask"_s], lexicon.heads[u"b"_s][u"ask"_s]);
+    EXPECT_EQ(lexicon.weightFor(u"a"), 2);
+}
+
+TEST_F(LexiconFile, ManyWordsComeBackWhole) {
+    IntentLexicon lexicon;
+    for (int i = 0; i < 20'000; ++i)
+        lexicon.heads[u"word%1"_s.arg(i)] = {{u"ask"_s, i}, {u"do"_s, 1}};
+    ASSERT_TRUE(lexicon.save(path));
+    EXPECT_EQ(IntentLexicon::load(path).heads, lexicon.heads);
+}
+
+TEST_F(LexiconFile, WhatIsNoFileIsNeverWaitedForOrHarmed) {
+    EXPECT_TRUE(IntentLexicon::load(path).heads.isEmpty());
+    EXPECT_TRUE(IntentLexicon::load(folder.path()).heads.isEmpty());
+    const QString pipe = folder.filePath(u"pipe"_s);
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    EXPECT_TRUE(IntentLexicon::load(pipe).heads.isEmpty());
+
+    IntentLexicon lexicon;
+    lexicon.record(u"what"_s, true);
+    EXPECT_FALSE(lexicon.save(folder.filePath(u"missing/store.json"_s)));
+    EXPECT_FALSE(lexicon.save(folder.path()));
+    EXPECT_EQ(lexicon.weightFor(u"what"), 1);
+}
+
+TEST_F(LexiconFile, ReplacingKeepsModeAndLinks) {
+    const auto modeOf = [](const QString& file) {
+        struct stat status {};
+        ::stat(QFile::encodeName(file).constData(), &status);
+        return status.st_mode & 07777;
+    };
+    ASSERT_TRUE(IntentLexicon().save(path));
+    EXPECT_EQ(modeOf(path), 0600U);
+    ::chmod(QFile::encodeName(path).constData(), 0640);
+    const QString link = folder.filePath(u"link"_s);
+    ASSERT_TRUE(QFile::link(path, link));
+    IntentLexicon lexicon;
+    lexicon.record(u"what"_s, true);
+    ASSERT_TRUE(lexicon.save(link));
+    EXPECT_EQ(modeOf(path), 0640U);
+    EXPECT_EQ(readFile(path), lexicon.serialised());
+}
