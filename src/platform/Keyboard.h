@@ -11,8 +11,9 @@ class Keyboard {
 public:
     enum class Sent {
         Yes,
-        NotTrusted, ///< the X server has no XTEST or refuses it
+        NotTrusted, ///< the X server has no XTEST, or no key of the keyboard layout gives the chord
         NotAllowed, ///< a terminal, in which the chord would interrupt the running command
+        NoTarget,   ///< the input focus is not with the application any more; nothing was sent
     };
 
     virtual ~Keyboard() = default;
@@ -20,8 +21,9 @@ public:
     /// Whether the X server lets us send keys. Any thread.
     [[nodiscard]] virtual bool trusted() const = 0;
 
-    /// Sends the copy chord (Ctrl+C) to the application that has the input focus; held modifiers are lifted meanwhile
-    /// and the keyboard hold opens for just these keys. Worker threads; returns when the keys are with the X server.
+    /// Sends the copy chord (Ctrl+C) to the application that has the input focus, which must be `pid`'s unless that is
+    /// below 1; held modifiers are lifted meanwhile and the keyboard hold opens for just these keys. Worker threads;
+    /// returns when the X server has worked the keys off.
     [[nodiscard]] virtual Sent sendCopy(qint32 pid) = 0;
 };
 

@@ -1,0 +1,17 @@
+#pragma once
+
+struct xcb_connection_t;
+
+namespace ovalin {
+
+/// The connection that Qt's windows live on; null when Qt does not run on X11. Main thread. libxcb lets other threads
+/// send requests on it and wait for their replies; its events go to Qt, and to native event filters.
+[[nodiscard]] xcb_connection_t* qtConnection();
+
+/// The number in DISPLAY's ":0.NUMBER".
+[[nodiscard]] int screenNumber();
+
+/// The root window of that screen.
+[[nodiscard]] unsigned rootWindow(xcb_connection_t* connection);
+
+} // namespace ovalin

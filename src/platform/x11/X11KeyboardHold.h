@@ -1,0 +1,60 @@
+#pragma once
+
+#include "KeyboardGrab.h"
+#include "base/Dispatch.h"
+#include "platform/Keyboard.h"
+
+#include <QAbstractNativeEventFilter>
+#include <QObject>
+
+namespace ovalin {
+
+/// The hold as an active grab (XGrabKeyboard) on Qt's connection: the input focus, the active window and the selections
+/// of the other application stay as they are, and Qt takes the grab's FocusIn for the focus. Main thread.
+class X11KeyboardHold final : public KeyboardHold, public QAbstractNativeEventFilter {
+public:
+    explicit X11KeyboardHold(Dispatch& dispatch);
+    ~X11KeyboardHold() override;
+
+    void take(quint32 window) override;
+    void letGo() override;
+    [[nodiscard]] bool held() const override;
+
+    /// A button went down outside our windows: lets go, since a screen locker may be what the user started.
+    void pressOutside();
+
+    /// Takes the keyboard again if it is still wanted; silent when it cannot be had. Called by itself after a Qt popup,
+    /// which ungrabs when it closes, and after a synthetic copy that could not close its gap.
+    void retake();
+
+    /// The keyboard came to us (true) or went (false), for monitors that must not see what is typed here.
+    std::function<void(bool held)> heldChanged;
+
+    /// Shared with X11Keyboard.
+    [[nodiscard]] KeyboardGrab& sharedGrab() { return grab; }
+    [[nodiscard]] Dispatch& clock() { return dispatch; }
+    [[nodiscard]] QObject* receiver() { return &context; }
+
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
+
+private:
+    enum class Refusal { Tell, Silent };
+
+    void attempt(quint64 series, double deadline, Refusal refusal);
+    void restartIdleClock();
+    void letGoWhenIdle(quint64 series);
+    void tell();
+
+    Dispatch& dispatch;
+    KeyboardGrab grab;
+    quint32 wanted = 0;
+    quint64 currentSeries = 0; // of attempts; an older one stops by itself
+    quint64 idleSeries = 0;
+    double lastKey = 0;
+    bool attempting = false;
+    bool retakePending = false;
+    bool told = false;
+    QObject context;
+};
+
+} // namespace ovalin

@@ -1,0 +1,142 @@
+#include "keyboard/KeyboardDesk.h"
+#include "platform/x11/KeyMap.h"
+#include "platform/x11/X11Keyboard.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+
+#include <algorithm>
+#include <thread>
+
+#include <X11/keysym.h>
+
+using namespace ovalin;
+using Sent = Keyboard::Sent;
+
+namespace {
+
+struct Copy : testing::Test {
+    QtDispatch dispatch;
+    OtherClient other;
+    X11KeyboardHold hold{dispatch};
+    int marks = 0;
+    X11Keyboard keyboard{hold, [this](bool sending) { marks += sending ? 1 : -1; }};
+    std::optional<Editor> editor;
+    quint8 alt = KeyMap::read(other.connection)->modifierKeys(3).front();
+    quint8 shift = KeyMap::read(other.connection)->modifierKeys(0).front();
+    quint8 control = KeyMap::read(other.connection)->modifierKeys(2).front();
+
+    void open(const char* text) {
+        editor.emplace(openEditor(QString::fromUtf8(text)));
+        setSelection("clipboard", QStringLiteral("old"));
+        tap("ctrl+a");
+        ASSERT_TRUE(waitUntil([&] { return clipboard("primary") == QString::fromUtf8(text); }));
+    }
+    Sent copy(qint32 pid) {
+        std::optional<Sent> sent;
+        std::thread worker([&] {
+            const Sent result = keyboard.sendCopy(pid);
+            dispatch.toMain([&sent, result] { sent = result; });
+        });
+        waitUntil([&] { return sent.has_value(); });
+        worker.join();
+        EXPECT_EQ(marks, 0);
+        return sent.value_or(Sent::NotTrusted);
+    }
+    Sent copy() { return copy(editor->pid()); }
+    void TearDown() override {
+        if (editor)
+            desk().end(editor->process);
+    }
+};
+
+TEST_F(Copy, ReachesTheTargetThroughTheHoldAndNoTypedKeyIsLost) {
+    open("selected words");
+    PanelWindow panel;
+    hold.take(static_cast<quint32>(panel.winId()));
+    QProcess typist;
+    typist.setProcessEnvironment(desk().environment);
+    typist.start(QStringLiteral("xdotool"), {QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("2"),
+                                             QString(300, QLatin1Char('k'))});
+    int copies = 0;
+    while (typist.state() != QProcess::NotRunning) {
+        EXPECT_EQ(copy(), Sent::Yes);
+        ++copies;
+        waitUntil([&] { return typist.state() == QProcess::NotRunning; }, 0.02);
+    }
+    EXPECT_GT(copies, 5);
+    EXPECT_TRUE(waitUntil([&] { return panel.line.text() == QString(300, QLatin1Char('k')); }))
+        << panel.line.text().toStdString();
+    EXPECT_EQ(clipboard(), QStringLiteral("selected words"));
+    EXPECT_EQ(clipboard("primary"), QStringLiteral("selected words")) << "a key changed the text";
+    EXPECT_TRUE(hold.held());
+    EXPECT_FALSE(other.grabKeyboard());
+}
+
+TEST_F(Copy, HeldModifiersDoNotGarbleItAndAreHeldAgainAfterwards) {
+    open("text");
+    PanelWindow panel;
+    hold.take(static_cast<quint32>(panel.winId()));
+    for (const quint8 key : {alt, shift, control}) {
+        setSelection("clipboard", QStringLiteral("old"));
+        other.finger(key, true);
+        EXPECT_EQ(copy(), Sent::Yes);
+        EXPECT_TRUE(waitUntil([&] { return clipboard() == QStringLiteral("text"); })) << "holding " << int{key};
+        EXPECT_TRUE(other.isDown(key));
+        other.finger(key, false);
+        EXPECT_FALSE(other.isDown(key)) << "stuck";
+        // The finger is off, while XTEST's own device still believes in the key.
+        setSelection("clipboard", QStringLiteral("old"));
+        EXPECT_EQ(copy(), Sent::Yes);
+        EXPECT_TRUE(waitUntil([&] { return clipboard() == QStringLiteral("text"); })) << "after " << int{key};
+    }
+    EXPECT_EQ(clipboard("primary"), QStringLiteral("text")) << "a bare c replaced the selection";
+    EXPECT_EQ(panel.line.text(), QString());
+}
+
+TEST_F(Copy, FindsTheKeyInEveryLayoutOrSendsNothing) {
+    open("text");
+    const struct {
+        const char* layout;
+        const char* variant;
+        Sent sent;
+    } rows[] = {{"de", "", Sent::Yes},    {"us", "dvorak", Sent::Yes}, {"fr", "bepo", Sent::Yes},
+                {"us,ru", "", Sent::Yes}, {"ru,us", "", Sent::Yes},    {"ru", "", Sent::NotTrusted}};
+    for (const auto& row : rows) {
+        setSelection("clipboard", QStringLiteral("old"));
+        desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("-layout"), QString::fromLatin1(row.layout),
+                                                    QStringLiteral("-variant"), QString::fromLatin1(row.variant)});
+        EXPECT_EQ(copy(), row.sent) << row.layout;
+        const QString expected = row.sent == Sent::Yes ? QStringLiteral("text") : QStringLiteral("old");
+        EXPECT_TRUE(waitUntil([&] { return clipboard() == expected; })) << row.layout << row.variant;
+    }
+    desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
+    EXPECT_EQ(clipboard("primary"), QStringLiteral("text"));
+}
+
+TEST_F(Copy, IsNotSentToTerminalsNorWhenTheTargetIsNotInFront) {
+    open("text");
+    const Editor terminal = openTerminal();
+    EXPECT_EQ(copy(terminal.pid()), Sent::NotAllowed);
+    EXPECT_EQ(copy(0), Sent::NotAllowed);
+    EXPECT_EQ(copy(), Sent::NoTarget) << "the focus has moved";
+    EXPECT_EQ(terminal.process.state(), QProcess::Running) << "interrupted";
+    desk().end(terminal.process);
+    ASSERT_TRUE(waitUntil([&] { return focusedWindow() == editor->window; }));
+    EXPECT_EQ(copy(0), Sent::Yes);
+    EXPECT_TRUE(waitUntil([&] { return clipboard() == QStringLiteral("text"); }));
+    desk().end(editor->process);
+    EXPECT_EQ(copy(), Sent::NoTarget);
+    EXPECT_EQ(copy(0), Sent::NoTarget);
+}
+
+TEST_F(Copy, AStoppedTargetDoesNotHoldItUp) {
+    open("text");
+    ::kill(editor->pid(), SIGSTOP);
+    EXPECT_EQ(copy(), Sent::Yes);
+    ::kill(editor->pid(), SIGCONT);
+    EXPECT_TRUE(waitUntil([&] { return clipboard() == QStringLiteral("text"); }));
+}
+
+} // namespace

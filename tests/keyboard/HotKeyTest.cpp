@@ -1,0 +1,149 @@
+#include "keyboard/KeyboardDesk.h"
+#include "platform/x11/KeyMap.h"
+#include "platform/x11/X11HotKeys.h"
+#include "platform/x11/X11KeyboardHold.h"
+
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <X11/keysym.h>
+#include <xcb/xcb.h>
+
+using namespace ovalin;
+
+namespace {
+
+/// Counts what Qt's connection is sent for the key, to know that repeats did happen.
+struct KeyCounter final : QAbstractNativeEventFilter {
+    KeyCounter() { qApp->installNativeEventFilter(this); }
+    ~KeyCounter() override { qApp->removeNativeEventFilter(this); }
+    bool nativeEventFilter(const QByteArray&, void* message, qintptr*) override {
+        presses += static_cast<xcb_generic_event_t*>(message)->response_type == XCB_KEY_PRESS;
+        return false;
+    }
+    int presses = 0;
+};
+
+struct HotKey : testing::Test {
+    HotKey() {
+        keys.pressed = [this] { ++fired; };
+        keys.shouldReassert = [this] {
+            ++reasserted;
+            EXPECT_EQ(keys.registerHotKey(), 0);
+        };
+        map = KeyMap::read(other.connection);
+        space = map->plainKey(XK_space);
+    }
+
+    QtDispatch dispatch;
+    OtherClient other;
+    X11HotKeys keys{dispatch};
+    std::optional<KeyMap> map;
+    quint8 space = 0;
+    int fired = 0;
+    int reasserted = 0;
+};
+
+TEST_F(HotKey, FiresOnceForEachPressWhateverLocksAreOn) {
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    int presses = 0;
+    for (const char* lock : {"", "Caps_Lock", "Num_Lock"}) {
+        if (*lock)
+            tap(lock);
+        tap("alt+space");
+        EXPECT_TRUE(waitUntil([&] { return fired == presses + 1; })) << fired << " with " << lock;
+        ++presses;
+    }
+    tap("Caps_Lock");
+    tap("Num_Lock");
+    tap("space");
+    tap("ctrl+alt+space");
+    tap("alt+space");
+    EXPECT_TRUE(waitUntil([&] { return fired == presses + 1; }));
+    keys.unregisterHotKey();
+    EXPECT_EQ(other.grabKey(space, XCB_MOD_MASK_1), 0) << "unregistered, and still grabbed";
+}
+
+TEST_F(HotKey, AHeldKeyFiresOnceAndRepeatsNeitherFireNorType) {
+    desk().output(QStringLiteral("xset"),
+                  {QStringLiteral("r"), QStringLiteral("rate"), QStringLiteral("60"), QStringLiteral("50")});
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    X11KeyboardHold hold(dispatch);
+    PanelWindow panel;
+    KeyCounter counter;
+    keys.pressed = [&] {
+        ++fired;
+        hold.take(static_cast<quint32>(panel.winId()));
+    };
+    for (int round = 1; round <= 2; ++round) {
+        counter.presses = 0;
+        other.finger(map->modifierKeys(3).front(), true);
+        other.finger(space, true);
+        EXPECT_TRUE(waitUntil([&] { return counter.presses > 4; }));
+        other.finger(map->modifierKeys(3).front(), false);
+        const int atRelease = counter.presses;
+        EXPECT_TRUE(waitUntil([&] { return counter.presses > atRelease + 3; }));
+        other.finger(space, false);
+        tap("x");
+        EXPECT_TRUE(waitUntil([&] { return panel.line.text() == QString(round, QLatin1Char('x')); }))
+            << panel.line.text().toStdString();
+        EXPECT_EQ(fired, round);
+    }
+}
+
+TEST_F(HotKey, AKeyThatAnotherClientHoldsIsRefusedAndNothingStaysGrabbed) {
+    const auto numLock = static_cast<quint16>(XCB_MOD_MASK_1 | map->modifierMask(XK_Num_Lock));
+    ASSERT_EQ(other.grabKey(space, numLock), 0); // only one of the combinations
+    EXPECT_EQ(keys.registerHotKey(), 10);
+    OtherClient third;
+    for (const int locks : {0, int{XCB_MOD_MASK_LOCK}})
+        EXPECT_EQ(third.grabKey(space, static_cast<quint16>(XCB_MOD_MASK_1 | locks)), 0);
+    EXPECT_EQ(keys.registerHotKey(), 10);
+    for (const int locks : {0, int{XCB_MOD_MASK_LOCK}})
+        third.ungrabKey(space, static_cast<quint16>(XCB_MOD_MASK_1 | locks));
+    other.ungrabKey(space, numLock);
+    EXPECT_EQ(keys.registerHotKey(), 0);
+}
+
+TEST_F(HotKey, OnlyAMapThatMovesTheKeyAsksForANewRegistrationAndOnlyOnce) {
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("de")});
+    for (int i = 0; i < 200; ++i)
+        other.setSymbolsOf(200, static_cast<quint32>(XK_F1 + i % 2));
+    tap("alt+space");
+    EXPECT_TRUE(waitUntil([&] { return fired == 1; }));
+
+    const quint8 spare = 201;
+    other.setSymbolsOf(space, XK_F3);
+    other.setSymbolsOf(spare, XK_space);
+    EXPECT_TRUE(waitUntil([&] { return reasserted > 0; }));
+    tap("alt+space");
+    EXPECT_TRUE(waitUntil([&] { return fired == 2; }));
+    EXPECT_EQ(reasserted, 1);
+    desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
+    EXPECT_TRUE(waitUntil([&] { return reasserted == 2; }));
+}
+
+TEST_F(HotKey, AWindowManagerThatGoesOrComesAsksForANewRegistration) {
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    killWindowManager();
+    EXPECT_TRUE(waitUntil([&] { return reasserted == 1; }));
+    startWindowManager();
+    EXPECT_TRUE(waitUntil([&] { return reasserted >= 2; }));
+    tap("alt+space");
+    EXPECT_TRUE(waitUntil([&] { return fired == 1; }));
+}
+
+TEST_F(HotKey, IsSeenThroughOurOwnHoldOfTheKeyboard) {
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    X11KeyboardHold hold(dispatch);
+    PanelWindow panel;
+    hold.take(static_cast<quint32>(panel.winId()));
+    ASSERT_TRUE(hold.held());
+    tap("alt+space");
+    EXPECT_TRUE(waitUntil([&] { return fired == 1; }));
+}
+
+} // namespace

@@ -1,0 +1,149 @@
+#include "keyboard/KeyboardDesk.h"
+
+#include "platform/x11/QtConnection.h"
+#include "platform/x11/XReply.h"
+
+#include <QFile>
+
+#include <csignal>
+#include <string_view>
+#include <unistd.h>
+
+#include <xcb/xcb.h>
+#include <xcb/xinput.h>
+#include <xcb/xtest.h>
+
+namespace ovalin {
+
+OtherClient::OtherClient()
+    : connection(xcb_connect(nullptr, nullptr)) {
+    const XReply<xcb_input_xi_query_device_reply_t> devices(xcb_input_xi_query_device_reply(
+        connection, xcb_input_xi_query_device(connection, XCB_INPUT_DEVICE_ALL), nullptr));
+    for (auto it = xcb_input_xi_query_device_infos_iterator(devices.get()); it.rem;
+         xcb_input_xi_device_info_next(&it)) {
+        const std::string_view name(xcb_input_xi_device_info_name(it.data),
+                                    static_cast<size_t>(xcb_input_xi_device_info_name_length(it.data)));
+        if (it.data->type == XCB_INPUT_DEVICE_TYPE_SLAVE_KEYBOARD && name.find("XTEST") == std::string_view::npos)
+            keyboardDevice = static_cast<quint8>(it.data->deviceid);
+    }
+}
+
+OtherClient::~OtherClient() { xcb_disconnect(connection); }
+
+int OtherClient::grabKey(quint8 key, quint16 state) {
+    const auto cookie = xcb_grab_key_checked(connection, 0, rootWindow(connection), state, key, XCB_GRAB_MODE_ASYNC,
+                                             XCB_GRAB_MODE_ASYNC);
+    const XReply<xcb_generic_error_t> error(xcb_request_check(connection, cookie));
+    return error ? error->error_code : 0;
+}
+
+void OtherClient::ungrabKey(quint8 key, quint16 state) {
+    std::free(xcb_request_check(connection, xcb_ungrab_key_checked(connection, key, rootWindow(connection), state)));
+}
+
+bool OtherClient::grabKeyboard() {
+    const XReply<xcb_grab_keyboard_reply_t> reply(
+        xcb_grab_keyboard_reply(connection,
+                                xcb_grab_keyboard(connection, 0, rootWindow(connection), XCB_CURRENT_TIME,
+                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+                                nullptr));
+    return reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+}
+
+void OtherClient::ungrabKeyboard() {
+    std::free(xcb_request_check(connection, xcb_ungrab_keyboard_checked(connection, XCB_CURRENT_TIME)));
+}
+
+void OtherClient::finger(quint8 key, bool down) {
+    const quint8 first = xcb_get_extension_data(connection, &xcb_input_id)->first_event;
+    const auto type = static_cast<uint8_t>(first + (down ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE));
+    std::free(xcb_request_check(connection, xcb_test_fake_input_checked(connection, type, key, XCB_CURRENT_TIME,
+                                                                        XCB_NONE, 0, 0, keyboardDevice)));
+}
+
+bool OtherClient::isDown(quint8 key) {
+    const XReply<xcb_query_keymap_reply_t> keys(
+        xcb_query_keymap_reply(connection, xcb_query_keymap(connection), nullptr));
+    return keys->keys[key / 8] >> (key % 8) & 1;
+}
+
+void OtherClient::setSymbolsOf(quint8 key, quint32 symbol) {
+    std::free(xcb_request_check(connection, xcb_change_keyboard_mapping_checked(connection, 1, key, 1, &symbol)));
+}
+
+namespace {
+QString xdotool(const char* what, const char* name) {
+    return desk().xdotool({QString::fromLatin1(what), QString::fromLatin1(name)});
+}
+} // namespace
+
+void keyDown(const char* name) { xdotool("keydown", name); }
+void keyUp(const char* name) { xdotool("keyup", name); }
+void tap(const char* name) { xdotool("key", name); }
+
+QString focusedWindow() { return desk().xdotool({QStringLiteral("getwindowfocus")}); }
+QString activeWindow() { return desk().xdotool({QStringLiteral("getactivewindow")}); }
+
+Editor openEditor(const QString& text) {
+    static int count = 0;
+    const QString file = QStringLiteral("text%1.txt").arg(++count);
+    writeFile(desk().path(file), text.toUtf8());
+    Editor editor{desk().start(QStringLiteral("mousepad"), {QStringLiteral("--disable-server"), desk().path(file)}),
+                  QString()};
+    editor.window = desk().waitForWindow(file);
+    waitUntil([&] { return !editor.window.isEmpty() && focusedWindow() == editor.window; });
+    return editor;
+}
+
+Editor openTerminal() {
+    Editor terminal{desk().start(QStringLiteral("xterm"), {QStringLiteral("-e"), QStringLiteral("cat")}), QString()};
+    terminal.window = desk().waitForWindow(QStringLiteral("XTerm"));
+    waitUntil([&] { return activeWindow() == terminal.window; });
+    return terminal;
+}
+
+QString clipboard(const char* selection) {
+    return desk().output(QStringLiteral("xclip"),
+                         {QStringLiteral("-o"), QStringLiteral("-selection"), QString::fromLatin1(selection)});
+}
+
+void setSelection(const char* selection, const QString& text) {
+    writeFile(desk().path(QStringLiteral("selection")), text.toUtf8());
+    // -quiet keeps it in the foreground, so that it ends with the desk.
+    desk().start(QStringLiteral("xclip"), {QStringLiteral("-quiet"), QStringLiteral("-i"), QStringLiteral("-selection"),
+                                           QString::fromLatin1(selection), desk().path(QStringLiteral("selection"))});
+    waitUntil([&] { return clipboard(selection) == text; });
+}
+
+void killWindowManager() {
+    const QString pid = desk()
+                            .output(QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_OPENBOX_PID")})
+                            .section(QStringLiteral("= "), 1);
+    ::kill(pid.toInt(), SIGKILL); // as in a crash: the root keeps its properties
+    waitUntil([&] {
+        return desk()
+            .output(QStringLiteral("xprop"),
+                    {QStringLiteral("-id"),
+                     desk().xdotool({QStringLiteral("search"), QStringLiteral("--name"), QStringLiteral("^Openbox$")})})
+            .isEmpty();
+    });
+}
+
+void startWindowManager() {
+    desk().start(QStringLiteral("openbox"),
+                 {QStringLiteral("--config-file"), desk().path(QStringLiteral("openbox.xml"))});
+}
+
+PanelWindow::PanelWindow()
+    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint)
+    , line(this) {
+    setAttribute(Qt::WA_ShowWithoutActivating);
+    setGeometry(700, 500, 300, 60);
+    line.setGeometry(10, 10, 280, 30);
+    line.setFocus();
+    show();
+}
+
+PanelWindow::~PanelWindow() { line.setParent(nullptr); }
+
+} // namespace ovalin

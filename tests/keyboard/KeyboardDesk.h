@@ -1,0 +1,74 @@
+#pragma once
+
+#include "base/Dispatch.h"
+#include "support/TestDesk.h"
+
+#include <QLineEdit>
+#include <QWidget>
+
+#include <initializer_list>
+
+struct xcb_connection_t;
+
+namespace ovalin {
+
+TestDesk& desk();
+
+/// A second X client in this process, as another program would be one.
+class OtherClient {
+public:
+    OtherClient();
+    ~OtherClient();
+    OtherClient(const OtherClient&) = delete;
+    OtherClient& operator=(const OtherClient&) = delete;
+
+    /// X error code, 0 when it got the key.
+    int grabKey(quint8 key, quint16 state);
+    void ungrabKey(quint8 key, quint16 state);
+    bool grabKeyboard();
+    void ungrabKeyboard();
+
+    /// The key of the keyboard device itself, not of XTEST's own device: as if a finger pressed it.
+    void finger(quint8 key, bool down);
+    /// Whether the server believes the key to be down.
+    bool isDown(quint8 key);
+
+    /// Gives `key` the symbols of `from`, without a change when they are the same.
+    void setSymbolsOf(quint8 key, quint32 symbol);
+
+    xcb_connection_t* connection;
+
+private:
+    quint8 keyboardDevice = 0;
+};
+
+/// A key by its name on the XTEST device: xdotool keydown/keyup/key.
+void keyDown(const char* name);
+void keyUp(const char* name);
+void tap(const char* name);
+
+/// An application with text in it that has the focus.
+struct Editor {
+    QProcess& process;
+    QString window;
+    [[nodiscard]] qint32 pid() const { return static_cast<qint32>(process.processId()); }
+};
+Editor openEditor(const QString& text);
+Editor openTerminal();
+QString focusedWindow();
+QString activeWindow();
+QString clipboard(const char* selection = "clipboard");
+void setSelection(const char* selection, const QString& text);
+
+void killWindowManager();
+void startWindowManager();
+
+/// The panel's shape: unmanaged, unfocused, with a line to type into.
+class PanelWindow : public QWidget {
+public:
+    PanelWindow();
+    ~PanelWindow() override;
+    QLineEdit line;
+};
+
+} // namespace ovalin

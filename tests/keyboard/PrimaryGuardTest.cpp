@@ -1,0 +1,51 @@
+#include "keyboard/KeyboardDesk.h"
+#include "platform/x11/X11KeyboardHold.h"
+#include "platform/x11/X11PrimaryGuard.h"
+#include "platform/x11/XReply.h"
+
+#include <gtest/gtest.h>
+
+#include <xcb/xcb.h>
+
+using namespace ovalin;
+
+namespace {
+
+quint32 primaryOwner(const OtherClient& client) {
+    const XReply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        client.connection, xcb_get_selection_owner(client.connection, XCB_ATOM_PRIMARY), nullptr));
+    return reply->owner;
+}
+
+TEST(PrimaryGuard, SelectingInOurOwnFieldLeavesPrimaryToTheOtherApplicationWhileActive) {
+    const OtherClient other;
+    setSelection("primary", QStringLiteral("theirs"));
+    const quint32 theirs = primaryOwner(other);
+    PanelWindow panel;
+    panel.line.setText(QStringLiteral("ours"));
+    QtDispatch dispatch;
+    X11KeyboardHold hold(dispatch);
+    hold.take(static_cast<quint32>(panel.winId()));
+    const auto select = [&] { // real keys: Qt claims with the time of the last one
+        tap("End");
+        ASSERT_TRUE(waitUntil([&] { return panel.line.selectedText().isEmpty(); }));
+        tap("shift+Home");
+        ASSERT_TRUE(waitUntil([&] { return panel.line.selectedText() == QStringLiteral("ours"); }));
+    };
+    X11PrimaryGuard guard;
+    guard.setActive(true);
+    select();
+    EXPECT_EQ(primaryOwner(other), theirs);
+    EXPECT_EQ(clipboard("primary"), QStringLiteral("theirs"));
+    guard.setActive(false);
+    select();
+    const quint32 ours = primaryOwner(other);
+    EXPECT_NE(ours, theirs) << "the guard stays on";
+
+    guard.setActive(true);
+    xcb_set_selection_owner(other.connection, XCB_NONE, XCB_ATOM_PRIMARY, XCB_CURRENT_TIME);
+    EXPECT_EQ(primaryOwner(other), quint32{XCB_NONE}) << "giving it up is no claim";
+    guard.setActive(false);
+}
+
+} // namespace

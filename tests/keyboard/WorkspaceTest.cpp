@@ -1,0 +1,174 @@
+#include "fakes/FakeDispatch.h"
+#include "keyboard/KeyboardDesk.h"
+#include "platform/x11/BundleIds.h"
+#include "platform/x11/DesktopEntries.h"
+#include "platform/x11/X11Workspace.h"
+
+#include <gtest/gtest.h>
+
+#include <QElapsedTimer>
+
+#include <algorithm>
+
+using namespace ovalin;
+
+namespace {
+
+QString id(const FrontApplication& front) { return QString::number(front.window); }
+
+struct WorkspaceDesk : testing::Test {
+    QtDispatch dispatch;
+};
+
+TEST_F(WorkspaceDesk, NamesTheApplicationTheUserWorksIn) {
+    X11Workspace workspace(dispatch);
+    EXPECT_FALSE(workspace.frontmostApplication()) << "nothing is open";
+    EXPECT_FALSE(workspace.compositorRuns());
+
+    Editor editor = openEditor(QStringLiteral("text"));
+    auto front = workspace.frontmostApplication();
+    ASSERT_TRUE(front);
+    EXPECT_TRUE(waitUntil([&] { return workspace.frontmostApplication()->name == QLatin1String("Mousepad"); }));
+    EXPECT_EQ(front->bundleId, QStringLiteral("Mousepad"));
+    EXPECT_EQ(front->pid, editor.pid());
+    EXPECT_EQ(id(*front), editor.window);
+
+    Editor terminal = openTerminal();
+    front = workspace.frontmostApplication();
+    ASSERT_TRUE(front);
+    EXPECT_EQ(front->pid, terminal.pid());
+    EXPECT_EQ(front->bundleId, QStringLiteral("XTerm"));
+
+    std::vector<qint64> times;
+    for (int i = 0; i < 50; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        EXPECT_TRUE(workspace.frontmostApplication());
+        times.push_back(timer.nsecsElapsed() / 1000);
+    }
+    std::ranges::sort(times);
+    RecordProperty("median_microseconds", std::to_string(times[times.size() / 2]));
+    std::printf("frontmostApplication: median %lld us, max %lld us\n", static_cast<long long>(times[times.size() / 2]),
+                static_cast<long long>(times.back()));
+
+    // The dead manager goes on naming xterm; the focus tells the truth.
+    killWindowManager();
+    desk().xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), editor.window});
+    front = workspace.frontmostApplication();
+    ASSERT_TRUE(front);
+    EXPECT_EQ(front->pid, editor.pid());
+
+    desk().end(editor.process);
+    desk().end(terminal.process);
+    EXPECT_TRUE(waitUntil([&] { return !workspace.frontmostApplication(); }));
+    startWindowManager();
+}
+
+TEST_F(WorkspaceDesk, WithoutAWindowManagerFindsWhatLiesUnderThePointer) {
+    killWindowManager();
+    X11Workspace workspace(dispatch);
+    Editor terminal = {
+        desk().start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("80x24+0+0")}), {}};
+    terminal.window = desk().waitForWindow(QStringLiteral("XTerm"));
+    desk().xdotool({QStringLiteral("mousemove"), QStringLiteral("100"), QStringLiteral("100")});
+    EXPECT_TRUE(waitUntil([&] {
+        const auto front = workspace.frontmostApplication();
+        return front && front->pid == terminal.pid();
+    }));
+    desk().end(terminal.process);
+    startWindowManager();
+}
+
+TEST_F(WorkspaceDesk, NeverReportsThisProcess) {
+    QWidget own;
+    own.show();
+    own.activateWindow();
+    ASSERT_TRUE(waitUntil([&] { return own.isActiveWindow(); }));
+    X11Workspace workspace(dispatch);
+    EXPECT_FALSE(workspace.frontmostApplication());
+}
+
+TEST(BundleIds, KnowsBrowsersByClassOrDesktopFile) {
+    const struct {
+        const char* instance;
+        const char* wmClass;
+        const char* desktopId;
+        const char* bundle;
+    } rows[] = {
+        {"google-chrome", "Google-chrome", "", "com.google.Chrome"},
+        {"google-chrome (/home/u/profile)", "Google-chrome", "", "com.google.Chrome"},
+        {"chromium", "Chromium", "", "org.chromium.Chromium"},
+        {"brave-browser", "Brave-browser", "", "com.brave.Browser"},
+        {"microsoft-edge", "Microsoft-edge", "", "com.microsoft.edgemac"},
+        {"vivaldi-stable", "Vivaldi-stable", "", "com.vivaldi.Vivaldi"},
+        {"opera", "Opera", "", "com.operasoftware.Opera"},
+        {"Navigator", "firefox-esr", "", "org.mozilla.firefox"},
+        {"web", "Web", "org.mozilla.firefox", "org.mozilla.firefox"},
+        {"mousepad", "Mousepad", "org.xfce.mousepad", "Mousepad"},
+        {"bare", "", "", "bare"},
+        {"", "", "", ""},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(bundleIdentifier(QString::fromLatin1(row.instance), QString::fromLatin1(row.wmClass),
+                                   QString::fromLatin1(row.desktopId)),
+                  QString::fromLatin1(row.bundle));
+}
+
+TEST(BundleIds, KnowsTerminalsWhateverTheirCase) {
+    for (const char* name :
+         {"XTerm", "UXTerm", "URxvt", "konsole", "Gnome-terminal", "org.gnome.Terminal", "kitty", "Alacritty", "Tilix",
+          "st-256color", "foot", "com.mitchellh.ghostty", "org.wezfurlong.wezterm"})
+        EXPECT_TRUE(isTerminal(QString::fromLatin1(name))) << name;
+    for (const char* name : {"Mousepad", "firefox-esr", "Code", ""})
+        EXPECT_FALSE(isTerminal(QString::fromLatin1(name))) << name;
+}
+
+TEST(DesktopEntries, AreFoundByClassIdOrProgramAndSpeakTheUsersLanguage) {
+    const QTemporaryDir root;
+    const auto write = [&](const char* path, const char* text) {
+        writeFile(root.filePath(QString::fromLatin1(path)), QByteArray("[Desktop Entry]\nType=Application\n") + text);
+    };
+    write("user/editor.desktop", "Name=My Editor\nExec=/opt/my/editor %F\n");
+    write("system/editor.desktop", "Name=Editor\nExec=editor\n"); // hidden by the user's
+    write(
+        "system/org.example.Viewer.desktop",
+        "Name=Viewer\nName[de]=Betrachter\nName[de_AT]=Schauer\nExec=env A=1 viewer\n[Desktop Action x]\nName=Wrong\n");
+    write("system/shop/app.desktop", "Name=Shop\nStartupWMClass=ShopWindow\nExec=\"/usr/bin/shop\" run\n");
+    write("system/helper.desktop", "Name=Helper\nNoDisplay=true\nExec=editor --helper\n");
+    write("system/gone.desktop", "Name=Gone\nHidden=true\n");
+    writeFile(root.filePath(QStringLiteral("system/broken.desktop")), QByteArray("\xff\xfe=\n[Desktop", 12));
+    const auto read = [&](const char* locale) {
+        return DesktopEntries::read({root.filePath(QStringLiteral("user")), root.filePath(QStringLiteral("system")),
+                                     root.filePath(QStringLiteral("missing"))},
+                                    QString::fromLatin1(locale));
+    };
+    const struct {
+        const char* locale;
+        const char* wmClass;
+        const char* instance;
+        const char* program;
+        const char* name;
+    } rows[] = {
+        {"C", "Editor", "", "", "My Editor"},
+        {"C", "Unknown", "", "editor", "My Editor"},
+        {"C", "shopwindow", "", "", "Shop"},
+        {"C", "X", "shop-app", "", "Shop"},
+        {"C", "org.example.Viewer", "", "", "Viewer"},
+        {"de_DE.UTF-8", "viewer", "", "", "Betrachter"},
+        {"de_AT.UTF-8@euro", "viewer", "", "", "Schauer"},
+        {"fr_FR", "viewer", "", "", "Viewer"},
+        {"C", "helper", "", "", "Helper"},
+        {"C", "gone", "", "", ""},
+        {"C", "", "", "env", ""},
+        {"C", "", "", "", ""},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(read(row.locale)
+                      .find(QString::fromLatin1(row.wmClass), QString::fromLatin1(row.instance),
+                            QString::fromLatin1(row.program))
+                      .name,
+                  QString::fromLatin1(row.name))
+            << row.locale << " " << row.wmClass;
+}
+
+} // namespace
