@@ -31,6 +31,8 @@ QDBusArgument& operator<<(QDBusArgument& out, const WireRule& rule) {
     return out;
 }
 
+QVariant propertyValue(const QVariantList& answer) { return answer.value(0).value<QDBusVariant>().variant(); }
+
 // Rules are only sent; QtDBus wants both directions.
 const QDBusArgument& operator>>(const QDBusArgument& in, WireRule&) { return in; }
 
@@ -138,16 +140,17 @@ bool AtSpiQuery::hasText(const AtSpiRef& object) const {
         .contains(QLatin1String("org.a11y.atspi.Text"));
 }
 
-QVariant AtSpiQuery::property(const AtSpiRef& object, const char* name) const {
-    const QVariantList arguments{QString::fromLatin1(ACCESSIBLE), QString::fromLatin1(name)};
-    const QVariant wrapped = answer(begin(object, "org.freedesktop.DBus.Properties", "Get", arguments), "v").value(0);
-    return wrapped.value<QDBusVariant>().variant();
+QDBusPendingCall AtSpiQuery::beginProperty(const AtSpiRef& object, const char* name) const {
+    return begin(object, "org.freedesktop.DBus.Properties", "Get",
+                 {QString::fromLatin1(ACCESSIBLE), QString::fromLatin1(name)});
 }
+QDBusPendingCall AtSpiQuery::beginName(const AtSpiRef& object) const { return beginProperty(object, "Name"); }
+QDBusPendingCall AtSpiQuery::beginParent(const AtSpiRef& object) const { return beginProperty(object, "Parent"); }
 
-QString AtSpiQuery::name(const AtSpiRef& object) const { return property(object, "Name").toString(); }
+QString AtSpiQuery::name(QDBusPendingCall call) { return propertyValue(answer(std::move(call), "v")).toString(); }
 
-AtSpiRef AtSpiQuery::parent(const AtSpiRef& object) const {
-    const QVariant value = property(object, "Parent");
+AtSpiRef AtSpiQuery::parent(QDBusPendingCall call) {
+    const QVariant value = propertyValue(answer(std::move(call), "v"));
     if (value.metaType() != QMetaType::fromType<QDBusArgument>() ||
         value.value<QDBusArgument>().currentSignature() != QLatin1String("(so)"))
         return {};

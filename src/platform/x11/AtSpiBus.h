@@ -106,16 +106,18 @@ public:
     [[nodiscard]] QList<AtSpiRef> children(const AtSpiRef& object) const;
     [[nodiscard]] AtSpiStates states(const AtSpiRef& object) const;
     [[nodiscard]] uint role(const AtSpiRef& object) const;
-    [[nodiscard]] QString name(const AtSpiRef& object) const;
-    [[nodiscard]] AtSpiRef parent(const AtSpiRef& object) const;
     [[nodiscard]] bool hasText(const AtSpiRef& object) const;
 
     [[nodiscard]] QDBusPendingCall beginChildren(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginStates(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginRole(const AtSpiRef& object) const;
+    [[nodiscard]] QDBusPendingCall beginName(const AtSpiRef& object) const;
+    [[nodiscard]] QDBusPendingCall beginParent(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginMatches(const AtSpiRef& window, const AtSpiMatch& match, int count) const;
     [[nodiscard]] static QList<AtSpiRef> refs(QDBusPendingCall call);
     [[nodiscard]] static AtSpiRef ref(QDBusPendingCall call);
+    [[nodiscard]] static QString name(QDBusPendingCall call);
+    [[nodiscard]] static AtSpiRef parent(QDBusPendingCall call);
     [[nodiscard]] static AtSpiStates states(QDBusPendingCall call);
     [[nodiscard]] static uint role(QDBusPendingCall call);
 
@@ -123,7 +125,7 @@ public:
     [[nodiscard]] std::optional<std::vector<AtSpiCacheItem>> cacheItems(const AtSpiRef& application) const;
 
 private:
-    [[nodiscard]] QVariant property(const AtSpiRef& object, const char* name) const;
+    [[nodiscard]] QDBusPendingCall beginProperty(const AtSpiRef& object, const char* name) const;
     [[nodiscard]] int timeLeft() const;
 
     QDBusConnection bus;

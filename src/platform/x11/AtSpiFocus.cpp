@@ -116,9 +116,10 @@ AtSpiFocus focusedObject(const AtSpiQuery& query, const AtSpiRef& application) {
 AtSpiRef enclosingDocument(const AtSpiQuery& query, const AtSpiRef& object) {
     AtSpiRef at = object;
     for (int level = 0; level < 40 && !at.isNull() && !query.expired(); ++level) {
+        const QDBusPendingCall parent = query.beginParent(at);
         if (query.role(at) == AtSpiRole::DocumentWeb)
             return at;
-        at = query.parent(at);
+        at = AtSpiQuery::parent(parent);
     }
     return {};
 }

@@ -179,21 +179,19 @@ AccessibleSelection selectionOf(const AtSpiQuery& query, const AtSpiRef& object)
     const uint role = AtSpiQuery::role(roleCall);
     if (role == AtSpiRole::PasswordText)
         return {Kind::Secret, {}, false};
+    const bool terminal = role == AtSpiRole::Terminal; // Konsole's offsets are off by one
     const QVariantList count = AtSpiQuery::answer(countCall, "i");
     if (role == 0 || count.isEmpty())
         return {};
     if (count.first().toInt() < 1)
-        return {Kind::None, {}, false};
+        return {Kind::None, {}, terminal};
     const Range range = rangeOf(beginSelection(query, object));
     if (!range.answered || range.start < 0)
         return {};
     if (range.start == range.end)
-        return {Kind::None, {}, false};
-    const auto text = expandedText(query, object, range);
-    if (!text)
-        return {};
-    const QString clean = withoutByteOrderMarks(*text);
-    return {clean.isEmpty() ? Kind::Unavailable : Kind::Text, clean, false};
+        return {Kind::None, {}, terminal};
+    const QString text = withoutByteOrderMarks(expandedText(query, object, range).value_or(QString()));
+    return {text.isEmpty() ? Kind::Unavailable : Kind::Text, text, terminal};
 }
 
 } // namespace ovalin

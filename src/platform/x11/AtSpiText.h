@@ -5,7 +5,8 @@
 
 namespace ovalin {
 
-/// The selection of one object that may hold text. `page` is left to the caller.
+/// The selection of one object that may hold text. `page` is set for terminals; that an object lies on a page is for
+/// the caller to say.
 [[nodiscard]] AccessibleSelection selectionOf(const AtSpiQuery& query, const AtSpiRef& object);
 
 /// The text without U+FEFF, which Firefox puts after characters outside the basic plane.
