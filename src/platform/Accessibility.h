@@ -16,7 +16,8 @@ struct AccessibleSelection {
     };
     Kind kind = Kind::Unavailable;
     QString text;
-    bool page = false; ///< running text of a web page; the PRIMARY selection renders it better when it is fresh
+    bool page =
+        false; ///< of a web page outside its fields, or of a terminal: PRIMARY renders it better when it is fresh
 };
 
 /// The desktop's accessibility service (AT-SPI 2).

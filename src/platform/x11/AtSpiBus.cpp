@@ -1,0 +1,220 @@
+#include "AtSpiBus.h"
+
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusVariant>
+
+#include <algorithm>
+
+namespace ovalin {
+
+namespace {
+
+const char* const ACCESSIBLE = "org.a11y.atspi.Accessible";
+const char* const ROOT = "/org/a11y/atspi/accessible/root";
+const AtSpiRef REGISTRY{QStringLiteral("org.a11y.atspi.Registry"), QString::fromLatin1(ROOT)};
+const AtSpiRef BUS_DAEMON{QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus")};
+
+/// The rule of Collection.GetMatches as it goes over the bus: (aiia{ss}iaiiasib). Each list has a kind of match: 1 all
+/// of it, 2 any of it.
+struct WireRule {
+    QList<int> states{0, 0};
+    QList<int> roles{0, 0, 0, 0};
+};
+
+QDBusArgument& operator<<(QDBusArgument& out, const WireRule& rule) {
+    const int all = 1, any = 2;
+    out.beginStructure();
+    out << rule.states << all << QMap<QString, QString>() << all << rule.roles << any << QStringList() << all << false;
+    out.endStructure();
+    return out;
+}
+
+QVariant propertyValue(const QVariantList& answer) { return answer.value(0).value<QDBusVariant>().variant(); }
+
+// Rules are only sent; QtDBus wants both directions.
+const QDBusArgument& operator>>(const QDBusArgument& in, WireRule&) { return in; }
+
+} // namespace
+
+QDBusArgument& operator<<(QDBusArgument& out, const AtSpiRef& ref) {
+    out.beginStructure();
+    out << ref.service << QDBusObjectPath(ref.path.isEmpty() ? QStringLiteral("/") : ref.path);
+    out.endStructure();
+    return out;
+}
+
+const QDBusArgument& operator>>(const QDBusArgument& in, AtSpiRef& ref) {
+    QDBusObjectPath path;
+    in.beginStructure();
+    in >> ref.service >> path;
+    in.endStructure();
+    ref.path = path.path();
+    return in;
+}
+
+bool AtSpiRef::isNull() const {
+    return service.isEmpty() || path.isEmpty() || path == QLatin1String("/org/a11y/atspi/null");
+}
+
+AtSpiQuery::AtSpiQuery(const QDBusConnection& connection, QDeadlineTimer until)
+    : bus(connection)
+    , deadline(until) {
+    [[maybe_unused]] static const bool registered = [] {
+        qDBusRegisterMetaType<AtSpiRef>();
+        qDBusRegisterMetaType<QList<AtSpiRef>>();
+        qDBusRegisterMetaType<QMap<QString, QString>>();
+        qDBusRegisterMetaType<WireRule>();
+        return true;
+    }();
+}
+
+int AtSpiQuery::timeLeft() const { return static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 1, 60'000)); }
+
+QDBusPendingCall AtSpiQuery::begin(const AtSpiRef& object, const char* interface, const char* method,
+                                   const QVariantList& arguments) const {
+    if (expired() || object.isNull())
+        return QDBusPendingCall::fromError(QDBusError(QDBusError::NoReply, QStringLiteral("the deadline passed")));
+    QDBusMessage message = QDBusMessage::createMethodCall(object.service, object.path, QString::fromLatin1(interface),
+                                                          QString::fromLatin1(method));
+    message.setArguments(arguments);
+    message.setAutoStartService(false);
+    return bus.asyncCall(message, timeLeft());
+}
+
+QVariantList AtSpiQuery::answer(QDBusPendingCall call, const char* signature) {
+    call.waitForFinished();
+    const QDBusMessage reply = call.reply();
+    if (reply.type() != QDBusMessage::ReplyMessage || reply.signature() != QLatin1String(signature))
+        return {};
+    return reply.arguments();
+}
+
+QList<AtSpiRef> AtSpiQuery::refs(QDBusPendingCall call) {
+    return qdbus_cast<QList<AtSpiRef>>(answer(std::move(call), "a(so)").value(0));
+}
+
+AtSpiRef AtSpiQuery::ref(QDBusPendingCall call) {
+    return qdbus_cast<AtSpiRef>(answer(std::move(call), "(so)").value(0));
+}
+
+AtSpiStates AtSpiQuery::states(QDBusPendingCall call) {
+    return {qdbus_cast<QList<uint>>(answer(std::move(call), "au").value(0))};
+}
+
+uint AtSpiQuery::role(QDBusPendingCall call) { return answer(std::move(call), "u").value(0).toUInt(); }
+
+std::vector<AtSpiQuery::Application> AtSpiQuery::applications() const {
+    const QList<AtSpiRef> roots = children(REGISTRY);
+    std::vector<QDBusPendingCall> pids;
+    for (const AtSpiRef& root : roots)
+        pids.push_back(begin(BUS_DAEMON, "org.freedesktop.DBus", "GetConnectionUnixProcessID", {root.service}));
+    std::vector<Application> found;
+    for (qsizetype i = 0; i < roots.size(); ++i) {
+        if (const uint pid = role(pids[static_cast<size_t>(i)]))
+            found.push_back({roots[i], static_cast<qint32>(pid)});
+    }
+    return found;
+}
+
+std::optional<AtSpiRef> AtSpiQuery::application(qint32 pid) const {
+    const auto all = applications();
+    const auto found = std::find_if(all.begin(), all.end(), [pid](const auto& each) { return each.pid == pid; });
+    return found == all.end() ? std::nullopt : std::optional(found->root);
+}
+
+QDBusPendingCall AtSpiQuery::beginChildren(const AtSpiRef& object) const {
+    return begin(object, ACCESSIBLE, "GetChildren");
+}
+QDBusPendingCall AtSpiQuery::beginStates(const AtSpiRef& object) const { return begin(object, ACCESSIBLE, "GetState"); }
+QDBusPendingCall AtSpiQuery::beginRole(const AtSpiRef& object) const { return begin(object, ACCESSIBLE, "GetRole"); }
+QList<AtSpiRef> AtSpiQuery::children(const AtSpiRef& object) const { return refs(beginChildren(object)); }
+AtSpiStates AtSpiQuery::states(const AtSpiRef& object) const { return states(beginStates(object)); }
+uint AtSpiQuery::role(const AtSpiRef& object) const { return role(beginRole(object)); }
+
+bool AtSpiQuery::hasText(const AtSpiRef& object) const {
+    return answer(begin(object, ACCESSIBLE, "GetInterfaces"), "as")
+        .value(0)
+        .toStringList()
+        .contains(QLatin1String("org.a11y.atspi.Text"));
+}
+
+QDBusPendingCall AtSpiQuery::beginProperty(const AtSpiRef& object, const char* name) const {
+    return begin(object, "org.freedesktop.DBus.Properties", "Get",
+                 {QString::fromLatin1(ACCESSIBLE), QString::fromLatin1(name)});
+}
+QDBusPendingCall AtSpiQuery::beginName(const AtSpiRef& object) const { return beginProperty(object, "Name"); }
+QDBusPendingCall AtSpiQuery::beginParent(const AtSpiRef& object) const { return beginProperty(object, "Parent"); }
+
+QString AtSpiQuery::name(QDBusPendingCall call) { return propertyValue(answer(std::move(call), "v")).toString(); }
+
+AtSpiRef AtSpiQuery::parent(QDBusPendingCall call) {
+    const QVariant value = propertyValue(answer(std::move(call), "v"));
+    if (value.metaType() != QMetaType::fromType<QDBusArgument>() ||
+        value.value<QDBusArgument>().currentSignature() != QLatin1String("(so)"))
+        return {};
+    return qdbus_cast<AtSpiRef>(value);
+}
+
+QDBusPendingCall AtSpiQuery::beginMatches(const AtSpiRef& window, const AtSpiMatch& match, int count) const {
+    WireRule rule;
+    for (const uint state : match.states) {
+        int& word = rule.states[state / 32];
+        word = static_cast<int>(static_cast<uint>(word) | 1U << (state % 32));
+    }
+    if (match.role != 0)
+        rule.roles[match.role / 32] = static_cast<int>(1U << (match.role % 32));
+    const uint canonicalOrder = 1;
+    return begin(window, "org.a11y.atspi.Collection", "GetMatches",
+                 {QVariant::fromValue(rule), canonicalOrder, count, true});
+}
+
+std::optional<std::vector<AtSpiCacheItem>> AtSpiQuery::cacheItems(const AtSpiRef& application) const {
+    const AtSpiRef cache{application.service, QStringLiteral("/org/a11y/atspi/cache")};
+    const QVariantList arguments = answer(begin(cache, "org.a11y.atspi.Cache", "GetItems"), "a((so)(so)(so)iiassusau)");
+    if (arguments.isEmpty())
+        return std::nullopt;
+    const auto items = arguments.first().value<QDBusArgument>(); // const: else QtDBus takes it for one to write to
+    std::vector<AtSpiCacheItem> found;
+    items.beginArray();
+    while (!items.atEnd()) {
+        AtSpiCacheItem item;
+        AtSpiRef root, parent;
+        int index = 0, childCount = 0;
+        QString name, description;
+        items.beginStructure();
+        items >> item.object >> root >> parent >> index >> childCount >> item.interfaces >> name >> item.role >>
+            description >> item.states.words;
+        items.endStructure();
+        found.push_back(std::move(item));
+    }
+    items.endArray();
+    return found;
+}
+
+AtSpiBus::AtSpiBus(QString address)
+    : sessionAddress(std::move(address)) {}
+
+std::optional<QDBusConnection> AtSpiBus::session(QDeadlineTimer deadline) {
+    return sessionLink.connection([this] { return sessionAddress; }, deadline);
+}
+
+std::optional<AtSpiQuery> AtSpiBus::open(QDeadlineTimer deadline) {
+    const auto askAddress = [this, deadline]() -> QString {
+        const auto session = this->session(deadline);
+        if (!session)
+            return {};
+        const QDBusMessage message =
+            QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                           QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
+        const int left = static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 1, 60'000));
+        return AtSpiQuery::answer(session->asyncCall(message, left), "s").value(0).toString();
+    };
+    const auto connection = accessibilityLink.connection(askAddress, deadline);
+    if (!connection)
+        return std::nullopt;
+    return AtSpiQuery(*connection, deadline);
+}
+
+} // namespace ovalin

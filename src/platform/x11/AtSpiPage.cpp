@@ -1,0 +1,94 @@
+#include "AtSpiPage.h"
+
+#include <algorithm>
+
+namespace ovalin {
+
+namespace {
+
+struct Candidate {
+    AtSpiRef window;
+    QString name;
+    bool active = false;
+    QList<AtSpiRef> documents;
+};
+
+QDBusPendingCall beginDocuments(const AtSpiQuery& query, const AtSpiRef& window, int count) {
+    return query.beginMatches(window, {{AtSpiState::Showing}, AtSpiRole::DocumentWeb}, count);
+}
+
+std::vector<Candidate> windowsWithPages(const AtSpiQuery& query, const std::function<bool(qint32)>& isBrowser) {
+    std::vector<QDBusPendingCall> windowLists;
+    for (const auto& application : query.applications()) {
+        if (isBrowser(application.pid))
+            windowLists.push_back(query.beginChildren(application.root));
+    }
+    std::vector<AtSpiRef> windows;
+    for (const QDBusPendingCall& list : windowLists) {
+        for (const AtSpiRef& window : AtSpiQuery::refs(list))
+            windows.push_back(window);
+    }
+    std::vector<QDBusPendingCall> states, names, documents;
+    for (const AtSpiRef& window : windows) {
+        states.push_back(query.beginStates(window));
+        names.push_back(query.beginName(window));
+        documents.push_back(beginDocuments(query, window, 1));
+    }
+    std::vector<Candidate> found;
+    for (size_t i = 0; i < windows.size(); ++i) {
+        Candidate candidate{windows[i], AtSpiQuery::name(names[i]),
+                            AtSpiQuery::states(states[i]).has(AtSpiState::Active), AtSpiQuery::refs(documents[i])};
+        if (!candidate.documents.isEmpty())
+            found.push_back(std::move(candidate));
+    }
+    return found;
+}
+
+void frontFirst(std::vector<Candidate>& candidates, const QStringList& windowNames) {
+    const auto rank = [&](const Candidate& candidate) {
+        const auto place = windowNames.indexOf(candidate.name);
+        return std::pair(!candidate.active, place < 0 ? windowNames.size() : place);
+    };
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [&](const Candidate& a, const Candidate& b) { return rank(a) < rank(b); });
+}
+
+QString oneLine(QString text) {
+    std::replace_if(
+        text.begin(), text.end(), [](QChar each) { return each.category() == QChar::Other_Control; }, QLatin1Char(' '));
+    return text.trimmed();
+}
+
+/// Firefox says DocURL, Chromium URI and Title. Chromium's hidden frames have an empty address.
+std::optional<AtSpiPage> pageOf(const AtSpiQuery& query, const AtSpiRef& document) {
+    const QDBusPendingCall nameCall = query.beginName(document);
+    const auto attributes = qdbus_cast<QMap<QString, QString>>(
+        AtSpiQuery::answer(query.begin(document, "org.a11y.atspi.Document", "GetAttributes"), "a{ss}").value(0));
+    const QString url = attributes.value(QStringLiteral("URI"), attributes.value(QStringLiteral("DocURL")));
+    if (url.isEmpty())
+        return std::nullopt;
+    const QString title = attributes.value(QStringLiteral("Title"));
+    return AtSpiPage{oneLine(url), oneLine(title.isEmpty() ? AtSpiQuery::name(nameCall) : title)};
+}
+
+} // namespace
+
+std::optional<AtSpiPage> frontPage(const AtSpiQuery& query, const std::function<bool(qint32)>& isBrowser,
+                                   const std::function<QStringList()>& windowNames) {
+    std::vector<Candidate> candidates = windowsWithPages(query, isBrowser);
+    if (candidates.size() > 1)
+        frontFirst(candidates, windowNames());
+    for (const Candidate& candidate : candidates) {
+        if (auto page = pageOf(query, candidate.documents.first()))
+            return page;
+        // Asking for several makes the browser walk through the whole page: only when the first was none.
+        const QList<AtSpiRef> more = AtSpiQuery::refs(beginDocuments(query, candidate.window, 8));
+        for (const AtSpiRef& document : more.mid(1)) {
+            if (auto page = pageOf(query, document))
+                return page;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace ovalin

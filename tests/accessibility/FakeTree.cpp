@@ -1,0 +1,198 @@
+#include "FakeTree.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusVariant>
+
+#include <csignal>
+#include <stdexcept>
+
+namespace ovalin {
+
+namespace {
+
+/// GTK 4's form of a cache item.
+struct CacheItem {
+    AtSpiRef object;
+    QStringList interfaces;
+    uint role = 0;
+    QList<uint> states;
+};
+
+QDBusArgument& operator<<(QDBusArgument& out, const CacheItem& item) {
+    const AtSpiRef nowhere{item.object.service, QStringLiteral("/app")};
+    out.beginStructure();
+    out << item.object << nowhere << nowhere << 0 << 0 << item.interfaces << QString() << item.role << QString()
+        << item.states;
+    out.endStructure();
+    return out;
+}
+const QDBusArgument& operator>>(const QDBusArgument& in, CacheItem&) { return in; }
+
+QList<uint> words(const FakeObject& object) {
+    QList<uint> out{0, 0};
+    for (const uint state : object.states)
+        out[state / 32] |= 1U << (state % 32);
+    return out;
+}
+
+bool has(const FakeObject& object, uint state) {
+    return std::find(object.states.begin(), object.states.end(), state) != object.states.end();
+}
+
+QStringList interfaces(const FakeObject& object) {
+    QStringList list{QStringLiteral("org.a11y.atspi.Accessible")};
+    if (object.text)
+        list << QStringLiteral("org.a11y.atspi.Text");
+    return list;
+}
+
+} // namespace
+
+Stopped::Stopped(QProcess& process)
+    : group(static_cast<int>(process.processId())) {
+    ::kill(-group, SIGSTOP);
+}
+Stopped::~Stopped() { ::kill(-group, SIGCONT); }
+
+FakeTree::FakeTree() {
+    qDBusRegisterMetaType<AtSpiRef>();
+    qDBusRegisterMetaType<QList<AtSpiRef>>();
+    qDBusRegisterMetaType<CacheItem>();
+    qDBusRegisterMetaType<QList<CacheItem>>();
+    static int count = 0;
+    socket = desk().path(QStringLiteral("fake-bus-%1").arg(++count));
+    startBus();
+}
+
+void FakeTree::startBus() {
+    daemon = &desk().start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                                                           QStringLiteral("--address=") + address()});
+    if (!waitUntil([this] { return busAnswers(address(), QDeadlineTimer(1000)); }))
+        throw std::runtime_error("the bus did not start");
+    QDBusConnection connection = QDBusConnection::connectToBus(address(), socket);
+    service = connection.baseService();
+    connection.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
+    connection.registerService(QStringLiteral("org.a11y.Bus"));
+    connection.registerService(QStringLiteral("org.a11y.atspi.Registry"));
+}
+
+void FakeTree::restart() {
+    QDBusConnection::disconnectFromBus(socket);
+    desk().end(*daemon);
+    startBus();
+}
+
+FakeTree::~FakeTree() {
+    QDBusConnection::disconnectFromBus(socket);
+    desk().end(*daemon);
+}
+
+QString FakeTree::address() const { return QStringLiteral("unix:path=") + socket; }
+AtSpiRef FakeTree::ref(const QString& path) const { return {service, path}; }
+
+QList<AtSpiRef> FakeTree::refs(const QStringList& paths) const {
+    QList<AtSpiRef> list;
+    for (const QString& path : paths)
+        list << ref(path);
+    return list;
+}
+
+QString FakeTree::parentOf(const QString& path) const {
+    for (const auto& [parent, object] : objects) {
+        if (object.children.contains(path))
+            return parent;
+    }
+    return QStringLiteral("/org/a11y/atspi/null");
+}
+
+QStringList FakeTree::below(const QString& path) const {
+    QStringList list{path};
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        for (const QString& child : objects.at(list[i]).children) {
+            if (!list.contains(child))
+                list << child;
+        }
+    }
+    return list;
+}
+
+std::optional<QVariantList> FakeTree::textReply(const FakeObject& object, const QDBusMessage& message) const {
+    const QString method = message.member();
+    if (method == QLatin1String("GetNSelections"))
+        return QVariantList{object.selected ? 1 : 0};
+    if (method == QLatin1String("GetSelection")) {
+        const auto range = object.selected.value_or(std::pair(-1, -1));
+        return QVariantList{range.first, range.second};
+    }
+    if (method == QLatin1String("GetText")) {
+        const auto characters = object.text->toUcs4();
+        const auto from = message.arguments().at(0).toInt();
+        return QVariantList{QString::fromUcs4(reinterpret_cast<const char32_t*>(characters.constData()) + from,
+                                              message.arguments().at(1).toInt() - from)};
+    }
+    if (method == QLatin1String("GetLinkIndex")) {
+        const auto characters = object.text->toUcs4();
+        const auto at = message.arguments().at(0).toInt();
+        return QVariantList{static_cast<int>(std::count(characters.begin(), characters.begin() + at, 0xFFFCU))};
+    }
+    if (method == QLatin1String("GetLink"))
+        return QVariantList{QVariant::fromValue(ref(object.embedded.value(message.arguments().at(0).toInt())))};
+    return std::nullopt;
+}
+
+std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
+    const QString method = message.member();
+    if (method == QLatin1String("GetAddress"))
+        return QVariantList{address()};
+    if (message.path() == QLatin1String("/org/a11y/atspi/accessible/root"))
+        return QVariantList{QVariant::fromValue(refs({QStringLiteral("/app")}))};
+    if (method == QLatin1String("GetItems") && finds == Finds::ByCache) {
+        QList<CacheItem> items;
+        for (const auto& [path, object] : objects)
+            items << CacheItem{ref(path), interfaces(object), object.role, words(object)};
+        return QVariantList{QVariant::fromValue(items)};
+    }
+    const auto found = objects.find(message.path());
+    if (found == objects.end())
+        return std::nullopt;
+    const FakeObject& object = found->second;
+    if (method == QLatin1String("GetMatches") && finds == Finds::ByCollection) {
+        QStringList matches;
+        for (const QString& path : below(message.path())) {
+            if (has(objects.at(path), AtSpiState::Focused))
+                matches << path;
+        }
+        return QVariantList{QVariant::fromValue(refs(matches.mid(0, message.arguments().at(2).toInt())))};
+    }
+    if (method == QLatin1String("GetChildren"))
+        return QVariantList{QVariant::fromValue(refs(object.children))};
+    if (method == QLatin1String("GetState"))
+        return QVariantList{QVariant::fromValue(words(object))};
+    if (method == QLatin1String("GetRole"))
+        return QVariantList{object.role};
+    if (method == QLatin1String("GetInterfaces"))
+        return QVariantList{interfaces(object)};
+    if (method == QLatin1String("GetObject"))
+        return QVariantList{QVariant::fromValue(ref(message.path()))};
+    if (method == QLatin1String("Get") && message.arguments().value(1).toString() == QLatin1String("Parent"))
+        return QVariantList{QVariant::fromValue(QDBusVariant(QVariant::fromValue(ref(parentOf(message.path())))))};
+    return object.text ? textReply(object, message) : std::nullopt;
+}
+
+bool FakeTree::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
+    ++calls;
+    if (silent.contains(message.member()))
+        return true;
+    if (garbled.contains(message.member())) {
+        connection.send(message.createReply(QVariantList{QStringLiteral("?"), 1.5}));
+        return true;
+    }
+    const auto answer = reply(message);
+    connection.send(answer ? message.createReply(*answer)
+                           : message.createErrorReply(QDBusError::UnknownMethod, message.member()));
+    return true;
+}
+
+} // namespace ovalin

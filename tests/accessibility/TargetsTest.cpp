@@ -1,0 +1,78 @@
+// Real programs: GTK 3 (mousepad) and Qt (featherpad).
+#include "Support.h"
+
+#include "base/Dispatch.h"
+#include "platform/x11/AtSpiAccessibility.h"
+
+#include <cstdio>
+
+using namespace ovalin;
+using namespace std::chrono_literals;
+
+namespace {
+
+using Kind = AccessibleSelection::Kind;
+
+/// An editor showing a file of its own; ended with the test.
+class Editor {
+public:
+    Editor(const QString& program, const QStringList& options, const QByteArray& text)
+        : process(launch(program, options, text))
+        , window(desk().waitForWindow(program)) {}
+    ~Editor() { desk().end(process); }
+    Editor(const Editor&) = delete;
+    Editor& operator=(const Editor&) = delete;
+
+    [[nodiscard]] qint32 pid() const { return static_cast<qint32>(process.processId()); }
+    void press(const QString& key) const {
+        desk().xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
+        desk().xdotool({QStringLiteral("key"), key});
+    }
+
+    QProcess& process;
+
+private:
+    static QProcess& launch(const QString& program, const QStringList& options, const QByteArray& text) {
+        const QString file = desk().path(program + QStringLiteral(".txt"));
+        writeFile(file, text);
+        desk().environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
+        return desk().start(program, options + QStringList{file});
+    }
+    QString window;
+};
+
+AccessibleSelection read(AtSpiAccessibility& accessibility, const Editor& editor) {
+    return onWorker([&] { return accessibility.selection(editor.pid()); });
+}
+
+/// Selects everything until the editor, which may just be starting, says so.
+bool selectsAll(AtSpiAccessibility& accessibility, const Editor& editor, const QString& text) {
+    return waitUntil(
+        [&] {
+            editor.press(QStringLiteral("ctrl+a"));
+            return read(accessibility, editor).text.trimmed() == text;
+        },
+        20);
+}
+
+} // namespace
+
+TEST(AtSpiTargets, SelectionsOfGtkAndQtAreReadWhileOthersHang) {
+    QtDispatch dispatch;
+    AtSpiAccessibility accessibility(dispatch, sessionBusAddress(), 3s);
+    AtSpiAccessibility hurried(dispatch);
+    const Editor gtk(QStringLiteral("mousepad"), {QStringLiteral("--disable-server")}, "Grüße, 世界 😀\nsecond");
+    ASSERT_TRUE(selectsAll(accessibility, gtk, QStringLiteral("Grüße, 世界 😀\nsecond")));
+    {
+        const Editor qt(QStringLiteral("featherpad"), {QStringLiteral("--standalone")}, "One 😀 line\nanother");
+        const Stopped stop(gtk.process);
+        ASSERT_TRUE(selectsAll(accessibility, qt, QStringLiteral("One 😀 line\nanother")));
+        EXPECT_EQ(read(hurried, gtk).kind, Kind::Unavailable) << "a stopped target";
+
+        qt.press(QStringLiteral("Right"));
+        EXPECT_TRUE(waitUntil([&] { return read(accessibility, qt).kind == Kind::None; }));
+    }
+    gtk.press(QStringLiteral("Home"));
+    EXPECT_TRUE(waitUntil([&] { return read(accessibility, gtk).kind == Kind::None; }));
+    EXPECT_EQ(onWorker([&] { return accessibility.selection(0); }).kind, Kind::Unavailable);
+}
