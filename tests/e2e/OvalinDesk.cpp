@@ -1,0 +1,91 @@
+#include "e2e/OvalinDesk.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+
+#include <stdexcept>
+
+namespace ovalin {
+
+namespace {
+
+const QString BINARY = QStringLiteral(OVALIN_BINARY);
+
+} // namespace
+
+OvalinDesk::OvalinDesk(const Options& options) : TestDesk(options) {
+    // The first opening's help card is a test of its own.
+    writeFile(path(QStringLiteral(".config/ovalin/ovalin.conf")), "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true\n");
+    environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
+    environment.insert(QStringLiteral("IS_SANDBOX"), QStringLiteral("1"));
+}
+
+void OvalinDesk::startOvalin(const QStringList& arguments) {
+    program = &start(BINARY, arguments);
+    if (!waitForLog(QStringLiteral("Ovalin ready"), 30))
+        throw std::runtime_error("the program did not start: " + log().toStdString());
+}
+
+OvalinDesk::Run OvalinDesk::runOvalin(const QStringList& arguments) const {
+    QProcess process;
+    process.setProcessEnvironment(environment);
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setStandardInputFile(QProcess::nullDevice());
+    process.start(BINARY, arguments);
+    if (!process.waitForFinished(20000))
+        return {};
+    return {process.exitCode(), QString::fromUtf8(process.readAll())};
+}
+
+bool OvalinDesk::waitForLog(const QString& text, double seconds) const {
+    return waitUntil([&] { return log().contains(text); }, seconds);
+}
+
+QString OvalinDesk::openEditor(const QByteArray& text) {
+    const QString file = path(QStringLiteral("document.txt"));
+    writeFile(file, text);
+    start(QStringLiteral("mousepad"), {QStringLiteral("--disable-server"), file});
+    const QString window = waitForWindow(QStringLiteral("mousepad"), 30);
+    if (window.isEmpty())
+        throw std::runtime_error("no editor: " + TestDesk::log(QStringLiteral("mousepad")).toStdString());
+    xdotool({QStringLiteral("windowsize"), QStringLiteral("--sync"), window, QStringLiteral("700"), QStringLiteral("500")});
+    xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), window});
+    return window;
+}
+
+QString OvalinDesk::panelWindow() const {
+    return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"), QStringLiteral("^Ovalin$")})
+        .section(QLatin1Char('\n'), 0, 0);
+}
+
+bool OvalinDesk::waitForPanel(bool open, double seconds) const {
+    return waitUntil([&] { return panelWindow().isEmpty() != open; }, seconds);
+}
+
+QString OvalinDesk::primary() const {
+    return output(QStringLiteral("xclip"), {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("primary")});
+}
+
+QJsonObject OvalinDesk::waitForRequest(double seconds) const {
+    QJsonObject request;
+    waitUntil(
+        [&] {
+            for (const char* folder : {"/capture-queue", "/capture-queue/processed"}) {
+                const QDir queue(systemDir() + QString::fromLatin1(folder));
+                const QStringList files = queue.entryList({QStringLiteral("*.json")}, QDir::Files);
+                if (files.size() == 1)
+                    request = QJsonDocument::fromJson(readFile(queue.filePath(files.first()))).object();
+            }
+            return !request.isEmpty();
+        },
+        seconds);
+    return request;
+}
+
+void OvalinDesk::installScript(const QString& relative, const QByteArray& text) const {
+    writeFile(path(relative), text);
+    QFile::setPermissions(path(relative), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+} // namespace ovalin

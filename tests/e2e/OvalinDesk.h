@@ -1,0 +1,51 @@
+#pragma once
+
+#include "support/TestDesk.h"
+
+#include <QJsonObject>
+
+namespace ovalin {
+
+/// A desktop on which the real program runs, driven from outside as a user would.
+class OvalinDesk final : public TestDesk {
+public:
+    explicit OvalinDesk(const Options& options = {});
+
+    /// Starts the program and waits for its ready line. Extra arguments go to it.
+    void startOvalin(const QStringList& arguments = {});
+    [[nodiscard]] QProcess& ovalin() { return *program; }
+    /// The program's exit status and output, for a second copy or a command; it is waited for.
+    struct Run {
+        int status = -1;
+        QString output;
+    };
+    [[nodiscard]] Run runOvalin(const QStringList& arguments) const;
+
+    /// What the program has logged so far.
+    [[nodiscard]] QString log() const { return TestDesk::log(QStringLiteral("ovalin")); }
+    bool waitForLog(const QString& text, double seconds = 15) const;
+
+    /// A text editor (GTK) with this text; returns its window.
+    QString openEditor(const QByteArray& text);
+
+    void pressKey(const QString& key) const { xdotool({QStringLiteral("key"), key}); }
+    void type(const QString& text) const { xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("8"), text}); }
+    /// The panel's window while it shows, else empty.
+    [[nodiscard]] QString panelWindow() const;
+    bool waitForPanel(bool open, double seconds = 10) const;
+
+    [[nodiscard]] QString activeWindow() const { return xdotool({QStringLiteral("getactivewindow")}); }
+    [[nodiscard]] QString primary() const;
+
+    /// The queue file of the only request, once it is there and whole.
+    [[nodiscard]] QJsonObject waitForRequest(double seconds = 15) const;
+    [[nodiscard]] QString systemDir() const { return path(QStringLiteral("CLAUDE/system")); }
+
+    /// Puts an executable file there.
+    void installScript(const QString& relative, const QByteArray& text) const;
+
+private:
+    QProcess* program = nullptr;
+};
+
+} // namespace ovalin
