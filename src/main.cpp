@@ -43,21 +43,21 @@ int main(int argc, char** argv) {
     const Tools tools = Tools::under(toolFolder);
     setHelperFolder(toolFolder);
     QtDispatch dispatch;
-    X11Desktop x11;
+    X11Desktop x11(dispatch);
     if (!x11.usable()) {
         logLine(QStringLiteral("Ovalin: needs an X server (DISPLAY) — exiting"));
         return 1;
     }
-    OcrProcess recognizer(tools);
+    OcrProcess recognizer(tools.ocr);
     WindowShots shots(x11.windows(), recognizer, tools);
     ContextSources sources{
-        [tools](const QString& bundle) { return browserTabInfoViaOsascript(bundle, tools); },
+        [tools](const QString& bundle) { return browserTabInfoViaOsascript(bundle, tools.osascript); },
         [&shots](qint32 pid) { return shots.captureWindowPNG(pid); },
         [&shots](const QByteArray& png) { return shots.ocrText(png); },
     };
     Desktop desktop = x11.desktop();
     AppDelegate delegate(desktop, dispatch, paths, std::move(sources),
-                         [script = ownershipScript(paths.home)](const QString& url) { return siteOwned(url, script); });
+                         [script = paths.binDir + QStringLiteral("/ovalin-replace-web.sh")](const QString& url) { return siteOwned(url, script); });
     instance.listen([&delegate] { delegate.toggle(); });
     const Termination termination;
     delegate.applicationDidFinishLaunching();

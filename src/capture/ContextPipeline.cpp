@@ -1,7 +1,5 @@
 #include "ContextPipeline.h"
 
-#include "BrowserPage.h"
-
 #include <QUrl>
 
 namespace ovalin {
@@ -46,13 +44,13 @@ void ContextPipeline::startSelectionTask(const QUuid& token) {
 
 void ContextPipeline::startPageTask(const QUuid& token) {
     const auto read = [tabInfo = sources.browserTabInfo, bundle = context.capBundle] { return tabInfo(bundle); };
-    dispatch.inBackground(Queue::UserInitiated, this, read, [this, token, pid = context.capPID](const auto& tab) {
+    dispatch.inBackground(Queue::UserInitiated, this, read, [this, token, pid = context.capPID](const std::optional<BrowserTab>& tab) {
         const bool current = token == context.captureToken;
-        const bool remote = tab && isRemotePage(tab->first);
+        const bool remote = tab && isRemotePage(tab->url);
         if (current && tab) {
-            context.capURL = tab->first;
-            context.capTitle = tab->second;
-            checkSiteOwnership(tab->first, token);
+            context.capURL = tab->url;
+            context.capTitle = tab->title;
+            checkSiteOwnership(tab->url, token);
             if (remote)
                 context.capContextMode = QStringLiteral("fetch");
         }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BrowserPage.h"
 #include "CaptureContext.h"
 #include "Selection.h"
 
@@ -8,14 +9,12 @@
 #include <QByteArray>
 #include <QObject>
 
-#include <utility>
-
 namespace ovalin {
 
 /// Where page, picture and text of the front window come from. Each blocks and is called on a worker thread; an absent
 /// result means that the source has nothing.
 struct ContextSources {
-    std::function<std::optional<std::pair<QString, QString>>(const QString& bundleId)> browserTabInfo; ///< url, title
+    std::function<std::optional<BrowserTab>(const QString& bundleId)> browserTabInfo;
     std::function<std::optional<QByteArray>(qint32 pid)> captureWindowPNG;
     std::function<std::optional<QString>(const QByteArray& png)> ocrText;
 };

@@ -26,7 +26,7 @@ struct AppDelegateTest : testing::Test {
     FakeDispatch dispatch;
     LogRecorder log;
     Paths paths = Paths::under(home.path());
-    std::optional<std::pair<QString, QString>> tab;
+    std::optional<BrowserTab> tab;
     std::optional<QByteArray> png = QByteArrayLiteral("png");
     bool siteIsOwned = false;
     std::unique_ptr<AppDelegate> delegate;
@@ -223,7 +223,7 @@ TEST_F(AppDelegateTest, TheReplaceButtonFollowsPageAndOwner) {
     context.capBundle = QStringLiteral("com.tamsery.quarn");
     EXPECT_FALSE(replaceButtonFor(context, selected, false).hidden);
 
-    tab = std::pair(QStringLiteral("https://example.org/"), QString());
+    tab = BrowserTab{QStringLiteral("https://example.org/"), QString()};
     siteIsOwned = true;
     open();
     EXPECT_FALSE(panel().replaceBtnRef->isHidden());

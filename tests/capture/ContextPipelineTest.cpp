@@ -20,7 +20,7 @@ struct CaptureTest : testing::Test {
     FakeDispatch dispatch;
     LogRecorder log;
     CaptureContext context;
-    std::optional<std::pair<QString, QString>> tab;
+    std::optional<BrowserTab> tab;
     std::optional<QByteArray> png = PNG;
     std::optional<QString> recognised = QStringLiteral("recognised");
     int shotsTaken = 0;
@@ -84,11 +84,11 @@ TEST_F(CaptureTest, OnlyARemotePageIsFetchedInsteadOfPictured) {
                            {"file:///etc/hosts", false}, {"about:blank", false}, {"not a url", false}, {"https:///nohost", false}}) {
         context.open(QStringLiteral("Browser"), QStringLiteral("com.google.Chrome"), 42);
         shotsTaken = 0;
-        tab = std::pair(QString::fromLatin1(row.url), QStringLiteral("Title"));
+        tab = BrowserTab{QString::fromLatin1(row.url), QStringLiteral("Title")};
         pipeline.startContextPipeline(context.captureToken);
         runAll();
         EXPECT_EQ(context.capURL, QString::fromLatin1(row.url));
-        EXPECT_EQ(context.capTitle, QStringLiteral("Title"));
+        EXPECT_EQ(context.capTitle, QStringLiteral("Title")};
         EXPECT_EQ(context.capContextMode, row.fetched ? QStringLiteral("fetch") : QStringLiteral("screenshot")) << row.url;
         EXPECT_EQ(shotsTaken, row.fetched ? 0 : 1) << row.url;
         EXPECT_EQ(context.capShotB64.has_value(), !row.fetched) << row.url;
@@ -97,7 +97,7 @@ TEST_F(CaptureTest, OnlyARemotePageIsFetchedInsteadOfPictured) {
 
 TEST_F(CaptureTest, NothingOfAnOlderOpeningReachesTheNewRecord) {
     dispatch.runAtOnce = false;
-    tab = std::pair(QStringLiteral("http://localhost/"), QStringLiteral("Old"));
+    tab = BrowserTab{QStringLiteral("http://localhost/"), QStringLiteral("Old")};
     const QUuid old = context.captureToken;
     pipeline.startContextPipeline(old);
     context.open(QStringLiteral("Other"), QStringLiteral("xterm"), 43);
