@@ -1,0 +1,64 @@
+#include "AgentCli.h"
+
+#include "ChildProcess.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QStringDecoder>
+
+#include <unistd.h>
+
+namespace ovalin {
+
+namespace {
+
+std::optional<QString> askLoginShell(std::chrono::milliseconds deadline) {
+    // Only a login shell has the PATH that the user's own start-up files set up.
+    RunOptions options;
+    options.deadline = deadline;
+    options.outputLimit = 1 << 16;
+    const ChildRun run =
+        runToEnd({shellPath(), {QStringLiteral("-lc"), QStringLiteral("command -v claude")}, {}, {}}, options);
+    if (run.end.kind == ChildEnd::Kind::FailedToStart || run.timedOut || run.truncated)
+        return std::nullopt;
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QString printed = decoder.decode(run.output);
+    if (decoder.hasError() || printed.trimmed().isEmpty())
+        return std::nullopt;
+    return printed.trimmed();
+}
+
+} // namespace
+
+QString agentMissingMessage() {
+    return QStringLiteral("Claude Code not found — install it from ") + AGENT_INSTALL_PAGE;
+}
+
+QString agentMissingChatMessage() {
+    return agentMissingMessage() + QStringLiteral(" and run `claude` once to sign in");
+}
+
+bool scriptExists(const QString& path) {
+    return QFileInfo(path).isFile() && ::access(QFile::encodeName(path).constData(), X_OK) == 0;
+}
+
+AgentSearch AgentSearch::under(const QString& home) {
+    AgentSearch search;
+    search.candidates = {home + QStringLiteral("/.local/bin/claude"), QStringLiteral("/opt/homebrew/bin/claude"),
+                         QStringLiteral("/usr/local/bin/claude"), QStringLiteral("/usr/bin/claude")};
+    return search;
+}
+
+std::optional<QString> findClaudeBinary(const AgentSearch& search) {
+    for (const QString& candidate : search.candidates) {
+        if (scriptExists(candidate))
+            return candidate;
+    }
+    // An alias or a shell function is printed too, and is no file.
+    const auto printed = askLoginShell(search.probeDeadline);
+    if (printed && printed->startsWith(QLatin1Char('/')) && scriptExists(*printed))
+        return printed;
+    return std::nullopt;
+}
+
+} // namespace ovalin

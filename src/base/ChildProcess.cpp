@@ -1,0 +1,392 @@
+#include "ChildProcess.h"
+
+#include "Descriptor.h"
+
+#include <QFile>
+#include <QMutex>
+
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+extern "C" { // glibc 2.36 forgot to say so in this header
+#include <sys/pidfd.h>
+}
+
+namespace ovalin {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Surroundings {
+    QMutex mutex;
+    std::optional<QByteArrayList> environment;
+    QString helperFolder;
+    QString shell = QStringLiteral("/bin/zsh");
+};
+
+Surroundings& surroundings() {
+    static Surroundings theSurroundings;
+    return theSurroundings;
+}
+
+QByteArrayList currentEnvironment() {
+    QByteArrayList list;
+    for (char** entry = environ; entry && *entry; ++entry)
+        list.append(*entry);
+    return list;
+}
+
+QByteArray nameOf(const QByteArray& entry) { return entry.left(entry.indexOf('=')); }
+
+QByteArrayList environmentWith(const ChildVariables& variables) {
+    QByteArrayList list = originalEnvironment();
+    const auto set = [&list](const QByteArray& name, const QByteArray& value) {
+        list.removeIf([&name](const QByteArray& entry) { return nameOf(entry) == name; });
+        list.append(name + '=' + value);
+    };
+    QString helpers;
+    {
+        QMutexLocker lock(&surroundings().mutex);
+        helpers = surroundings().helperFolder;
+    }
+    if (!helpers.isEmpty()) {
+        QByteArray path = "/usr/local/bin:/usr/bin:/bin"; // a lone helper folder would hide the system's programs
+        for (const QByteArray& entry : std::as_const(list)) {
+            if (nameOf(entry) == "PATH")
+                path = entry.mid(5);
+        }
+        set("PATH", path + ':' + QFile::encodeName(helpers));
+    }
+    for (auto variable = variables.begin(); variable != variables.end(); ++variable)
+        set(variable.key().toUtf8(), variable.value().toUtf8().replace('\0', ""));
+    return list;
+}
+
+std::vector<char*> pointersTo(QByteArrayList& strings) {
+    std::vector<char*> pointers;
+    for (QByteArray& string : strings)
+        pointers.push_back(string.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+void prepareSignalsOnce() {
+    static const bool prepared = [] {
+        ::signal(SIGPIPE, SIG_IGN);
+        // Inherited as ignored, the system would throw away how our children ended.
+        struct sigaction onChild {};
+        if (::sigaction(SIGCHLD, nullptr, &onChild) == 0 && onChild.sa_handler == SIG_IGN)
+            ::signal(SIGCHLD, SIG_DFL);
+        return true;
+    }();
+    Q_UNUSED(prepared);
+}
+
+struct SpawnSetup {
+    posix_spawn_file_actions_t actions;
+    posix_spawnattr_t attributes;
+
+    SpawnSetup() {
+        ::posix_spawn_file_actions_init(&actions);
+        ::posix_spawnattr_init(&attributes);
+    }
+    ~SpawnSetup() {
+        ::posix_spawn_file_actions_destroy(&actions);
+        ::posix_spawnattr_destroy(&attributes);
+    }
+    SpawnSetup(const SpawnSetup&) = delete;
+    SpawnSetup& operator=(const SpawnSetup&) = delete;
+
+    void standard(int number, int given) {
+        if (given >= 0)
+            ::posix_spawn_file_actions_adddup2(&actions, given, number);
+        else
+            ::posix_spawn_file_actions_addopen(&actions, number, "/dev/null", number == 0 ? O_RDONLY : O_WRONLY, 0);
+    }
+};
+
+/// `group` is POSIX_SPAWN_SETPGROUP or POSIX_SPAWN_SETSID. A negative descriptor stands for /dev/null.
+tl::expected<pid_t, QString> spawn(const ChildCommand& command, int input, int output, short group) {
+    prepareSignalsOnce();
+    SpawnSetup setup;
+    setup.standard(STDIN_FILENO, input);
+    setup.standard(STDOUT_FILENO, output);
+    setup.standard(STDERR_FILENO, -1);
+    // Libraries open descriptors without the close-on-exec mark.
+    ::posix_spawn_file_actions_addclosefrom_np(&setup.actions, STDERR_FILENO + 1);
+    const QByteArray directory = QFile::encodeName(command.workingDirectory);
+    if (!directory.isEmpty())
+        ::posix_spawn_file_actions_addchdir_np(&setup.actions, directory.constData());
+
+    sigset_t pipeSignal, none;
+    sigemptyset(&pipeSignal);
+    sigaddset(&pipeSignal, SIGPIPE);
+    sigemptyset(&none);
+    ::posix_spawnattr_setsigdefault(&setup.attributes, &pipeSignal);
+    ::posix_spawnattr_setsigmask(&setup.attributes, &none);
+    ::posix_spawnattr_setpgroup(&setup.attributes, 0);
+    ::posix_spawnattr_setflags(&setup.attributes,
+                               static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | group));
+
+    QByteArrayList words{QFile::encodeName(command.executable)};
+    for (const QString& argument : command.arguments)
+        words.append(argument.toUtf8());
+    QByteArrayList environment = environmentWith(command.variables);
+    pid_t pid = -1;
+    const int error = ::posix_spawn(&pid, words.first().constData(), &setup.actions, &setup.attributes,
+                                    pointersTo(words).data(), pointersTo(environment).data());
+    if (error != 0)
+        return tl::unexpected(QStringLiteral("%1: %2").arg(command.executable, qt_error_string(error)));
+    return pid;
+}
+
+struct Pipe {
+    Descriptor read, write;
+};
+
+/// Both ends lie above the standard three, which the child's own would overwrite.
+tl::expected<Pipe, QString> makePipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
+        return tl::unexpected(QStringLiteral("pipe: %1").arg(qt_error_string(errno)));
+    Pipe pipe{Descriptor(ends[0]), Descriptor(ends[1])};
+    for (Descriptor* end : {&pipe.read, &pipe.write}) {
+        if (end->get() <= STDERR_FILENO)
+            *end = Descriptor(::fcntl(end->get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    }
+    return pipe;
+}
+
+void makeNonBlocking(const Descriptor& end) { ::fcntl(end.get(), F_SETFL, ::fcntl(end.get(), F_GETFL) | O_NONBLOCK); }
+
+bool wouldBlock() { return errno == EAGAIN || errno == EINTR; }
+
+/// A child that we feed and drain until it has ended.
+class RunningChild {
+public:
+    RunningChild(pid_t child, Descriptor feed, Descriptor drain, const RunOptions& how)
+        : pid(child)
+        , processFd(::pidfd_open(child, 0))
+        , in(std::move(feed))
+        , out(std::move(drain))
+        , options(how) {
+        if (options.deadline)
+            endAt = Clock::now() + *options.deadline;
+    }
+
+    ChildRun toEnd() {
+        while (!finished()) {
+            const auto now = Clock::now();
+            if (!terminated && endAt && now >= *endAt) {
+                run.timedOut = true;
+                terminate();
+            }
+            if (terminated && !killed && now >= killAt) {
+                ::kill(-pid, SIGKILL);
+                killed = true;
+            }
+            waitForNews();
+        }
+        return reaped();
+    }
+
+private:
+    /// Only looks: the pid, and with it the group's number, stays ours until reaped().
+    bool hasEnded() {
+        siginfo_t info{};
+        if (!ended &&
+            (::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == pid)) {
+            ended = true;
+            drainUntil = Clock::now() + options.grace;
+        }
+        return ended;
+    }
+
+    bool finished() { return hasEnded() && (!out || killed || Clock::now() >= drainUntil); }
+
+    void terminate() {
+        if (terminated)
+            return;
+        ::kill(-pid, SIGTERM);
+        terminated = true;
+        killAt = Clock::now() + options.grace;
+    }
+
+    void waitForNews() {
+        std::array<pollfd, 3> news{
+            {{ended ? -1 : processFd.get(), POLLIN, 0}, {in.get(), POLLOUT, 0}, {out.get(), POLLIN, 0}}};
+        if (::poll(news.data(), news.size(), patience()) <= 0)
+            return;
+        if (news[1].revents != 0)
+            feed();
+        if (news[2].revents != 0)
+            drain();
+    }
+
+    /// Milliseconds until the next thing that we do by the clock.
+    int patience() const {
+        using std::chrono::milliseconds;
+        milliseconds wait = processFd ? milliseconds(60000) : milliseconds(20); // no pidfd: look now and then
+        const auto until = [&wait](Clock::time_point when) {
+            wait = std::min(wait, std::chrono::ceil<milliseconds>(when - Clock::now()));
+        };
+        if (!terminated && endAt)
+            until(*endAt);
+        if (terminated && !killed)
+            until(killAt);
+        if (ended)
+            until(drainUntil);
+        return static_cast<int>(std::max(wait, milliseconds(0)).count());
+    }
+
+    void feed() {
+        const QByteArray& input = *options.input;
+        const auto count = ::write(in.get(), input.constData() + fed, static_cast<size_t>(input.size() - fed));
+        if (count < 0 && wouldBlock())
+            return;
+        fed += std::max<qsizetype>(count, 0);
+        if (count < 0 || fed == input.size()) // it may well not want the rest
+            in.close();
+    }
+
+    void drain() {
+        const auto count = ::read(out.get(), buffer.data(), buffer.size());
+        if (count < 0 && wouldBlock())
+            return;
+        if (count <= 0) {
+            out.close();
+            return;
+        }
+        const qsizetype room = options.outputLimit - run.output.size();
+        run.output.append(buffer.data(), std::min<qsizetype>(room, count));
+        if (count > room) {
+            run.truncated = true;
+            terminate();
+        }
+    }
+
+    ChildRun reaped() {
+        if (terminated)
+            ::kill(-pid, SIGKILL); // whoever of the group passed over SIGTERM
+        int status = 0;
+        while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+        }
+        if (WIFSIGNALED(status))
+            run.end = {ChildEnd::Kind::Killed, WTERMSIG(status), {}};
+        else
+            run.end = {ChildEnd::Kind::Exited, WEXITSTATUS(status), {}};
+        return std::move(run);
+    }
+
+    const pid_t pid;
+    Descriptor processFd, in, out;
+    const RunOptions& options;
+    std::array<char, 65536> buffer{};
+    ChildRun run;
+    qsizetype fed = 0;
+    std::optional<Clock::time_point> endAt;
+    Clock::time_point killAt, drainUntil;
+    bool ended = false, terminated = false, killed = false;
+};
+
+ChildRun failedToStart(const QString& reason) { return {{ChildEnd::Kind::FailedToStart, 0, reason}, {}, false, false}; }
+
+} // namespace
+
+void rememberEnvironment() {
+    QMutexLocker lock(&surroundings().mutex);
+    surroundings().environment = currentEnvironment();
+}
+
+QByteArrayList originalEnvironment() {
+    QMutexLocker lock(&surroundings().mutex);
+    if (!surroundings().environment)
+        surroundings().environment = currentEnvironment();
+    return *surroundings().environment;
+}
+
+void setHelperFolder(const QString& folder) {
+    QMutexLocker lock(&surroundings().mutex);
+    surroundings().helperFolder = folder;
+}
+
+QString shellPath() {
+    QMutexLocker lock(&surroundings().mutex);
+    return surroundings().shell;
+}
+
+void setShellPath(const QString& path) {
+    QMutexLocker lock(&surroundings().mutex);
+    surroundings().shell = path;
+}
+
+QProcessEnvironment childEnvironment(const ChildVariables& variables) {
+    QProcessEnvironment environment;
+    for (const QByteArray& entry : environmentWith(variables)) {
+        const QByteArray name = nameOf(entry);
+        environment.insert(QFile::decodeName(name), QFile::decodeName(entry.mid(name.size() + 1)));
+    }
+    return environment;
+}
+
+ChildCommand shellCommand(const QString& line, const ChildVariables& variables) {
+    return {shellPath(), {QStringLiteral("-c"), line}, variables, {}};
+}
+
+QString ChildEnd::describe() const {
+    switch (kind) {
+    case Kind::FailedToStart:
+        return reason;
+    case Kind::Exited:
+        return QStringLiteral("exit status %1").arg(number);
+    case Kind::Killed:
+        return QStringLiteral("ended by signal %1").arg(number);
+    }
+    return {};
+}
+
+ChildRun runToEnd(const ChildCommand& command, const RunOptions& options) {
+    Pipe input;
+    if (options.input) {
+        auto made = makePipe();
+        if (!made)
+            return failedToStart(made.error());
+        input = std::move(*made);
+        makeNonBlocking(input.write);
+    }
+    auto output = makePipe();
+    if (!output)
+        return failedToStart(output.error());
+    makeNonBlocking(output->read);
+    const auto pid = spawn(command, input.read.get(), output->write.get(), POSIX_SPAWN_SETPGROUP);
+    if (!pid)
+        return failedToStart(pid.error());
+    input.read.close();
+    output->write.close();
+    return RunningChild(*pid, std::move(input.write), std::move(output->read), options).toEnd();
+}
+
+tl::expected<void, QString> launchDetached(const ChildCommand& command) {
+    const auto pid = spawn(command, -1, -1, POSIX_SPAWN_SETSID);
+    if (!pid)
+        return tl::unexpected(pid.error());
+    // Somebody has to wait for it, or it stays a zombie until we end.
+    try {
+        std::thread([child = *pid] { ::waitpid(child, nullptr, 0); }).detach();
+    } catch (const std::system_error&) {
+        // No thread to be had: a zombie costs less than the job.
+    }
+    return {};
+}
+
+} // namespace ovalin

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <tl/expected.hpp>
+
+#include <QByteArrayList>
+#include <QMap>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+
+#include <chrono>
+#include <optional>
+
+namespace ovalin {
+
+// The one way children are launched. Each gets the environment that this process received plus its own variables, a
+// process group of its own, and none of our descriptors but the standard three. A child never kills us by SIGPIPE.
+
+/// Takes the environment that children get: main calls it before anything changes ours. Without a call it is taken at
+/// the first launch. Any thread.
+void rememberEnvironment();
+
+/// "NAME=value", byte for byte as this process received it.
+[[nodiscard]] QByteArrayList originalEnvironment();
+
+/// A folder put behind the PATH of every child, so that scripts find the helper programs. Empty: none. Any thread.
+void setHelperFolder(const QString& folder);
+
+/// The shell of every command line, /bin/zsh; tests put another, or none, in its place. Any thread.
+[[nodiscard]] QString shellPath();
+void setShellPath(const QString& path);
+
+/// Names ("OVALIN_…") and values on top of the original environment. NUL characters are left out of a value; a value
+/// of 128 KiB and more is refused by the system when the child starts (E2BIG).
+using ChildVariables = QMap<QString, QString>;
+
+/// The environment of a child, for those who drive a QProcess of their own (the long-lived chat).
+[[nodiscard]] QProcessEnvironment childEnvironment(const ChildVariables& variables = {});
+
+struct ChildCommand {
+    QString executable; ///< absolute
+    QStringList arguments;
+    ChildVariables variables;
+    QString workingDirectory; ///< empty: ours
+};
+
+/// `/bin/zsh -c line`.
+[[nodiscard]] ChildCommand shellCommand(const QString& line, const ChildVariables& variables = {});
+
+/// How a child ended.
+struct ChildEnd {
+    enum class Kind { FailedToStart, Exited, Killed };
+
+    Kind kind = Kind::FailedToStart;
+    int number = 0; ///< exit status, or the signal
+    QString reason; ///< why it did not start
+
+    [[nodiscard]] bool succeeded() const { return kind == Kind::Exited && number == 0; }
+    [[nodiscard]] QString describe() const;
+};
+
+struct RunOptions {
+    std::optional<QByteArray> input;                   ///< absent: /dev/null
+    std::optional<std::chrono::milliseconds> deadline; ///< then SIGTERM to the group, and SIGKILL after `grace`
+    std::chrono::milliseconds grace{2000};
+    qsizetype outputLimit = qsizetype{64} << 20; ///< bytes; a child that prints more is ended like one that is late
+};
+
+struct ChildRun {
+    ChildEnd end;
+    QByteArray output;
+    bool timedOut = false;
+    bool truncated = false; ///< there was more output than the limit
+
+    /// The output as text, white space at both ends removed; invalid UTF-8 becomes U+FFFD.
+    [[nodiscard]] QString text() const { return QString::fromUtf8(output).trimmed(); }
+};
+
+/// Runs a child to its end: feeds its input while it drains its output, so that no size of either blocks. Standard
+/// error goes to /dev/null. What the child left running may hold its output open: that is read for `grace` longer and
+/// no more. Blocks: for worker threads.
+[[nodiscard]] ChildRun runToEnd(const ChildCommand& command, const RunOptions& options = {});
+
+/// Starts a job that outlives us, in a session of its own, with /dev/null for the standard three. Does not wait for it
+/// and leaves no zombie. The error says why it did not start. Any thread.
+[[nodiscard]] tl::expected<void, QString> launchDetached(const ChildCommand& command);
+
+} // namespace ovalin

@@ -1,0 +1,23 @@
+#include "FileLock.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QThread>
+
+#include <sys/file.h>
+
+namespace ovalin {
+
+FileLock::FileLock(const QString& path, std::chrono::milliseconds patience)
+    : file(::open(QFile::encodeName(path + QStringLiteral(".lock")).constData(),
+                  O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600)) {
+    const QDeadlineTimer deadline(patience);
+    while (file && !locked) {
+        locked = ::flock(file.get(), LOCK_EX | LOCK_NB) == 0;
+        if (locked || deadline.hasExpired())
+            return;
+        QThread::msleep(5);
+    }
+}
+
+} // namespace ovalin

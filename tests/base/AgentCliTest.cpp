@@ -1,0 +1,88 @@
+#include "base/AgentCli.h"
+
+#include "base/ChildProcess.h"
+#include "support/TestDesk.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct AgentCli : testing::Test {
+    QTemporaryDir folder;
+    QByteArray homeBefore = qgetenv("HOME");
+
+    AgentCli() {
+        qputenv("HOME", folder.path().toUtf8());
+        rememberEnvironment();
+    }
+    ~AgentCli() override {
+        setShellPath(QStringLiteral("/bin/zsh"));
+        qputenv("HOME", homeBefore);
+        rememberEnvironment();
+    }
+
+    QString path(const QString& name) const { return folder.filePath(name); }
+    QString program(const QString& name, const QByteArray& lines = "#!/bin/sh\n", bool executable = true) const {
+        writeFile(path(name), lines);
+        QFile::setPermissions(path(name), executable ? QFile::Permissions(0x7755) : QFile::Permissions(0x6644));
+        return path(name);
+    }
+    AgentSearch search(const QStringList& names = {QStringLiteral("1/claude"), QStringLiteral("2/claude")}) const {
+        AgentSearch found;
+        for (const QString& name : names)
+            found.candidates.append(path(name));
+        return found;
+    }
+};
+
+} // namespace
+
+TEST_F(AgentCli, TheFirstExecutableCandidateWins) {
+    const QString second = program(QStringLiteral("2/claude"));
+    EXPECT_EQ(findClaudeBinary(search()), second);
+    program(QStringLiteral("1/claude"), "text", false);
+    EXPECT_EQ(findClaudeBinary(search()), second) << "one that is not executable is passed over";
+    QFile::remove(path(QStringLiteral("1/claude")));
+    QDir(folder.path()).mkpath(QStringLiteral("1/claude"));
+    EXPECT_EQ(findClaudeBinary(search()), second) << "a folder is no program";
+    QDir(folder.path()).rmdir(QStringLiteral("1/claude"));
+    const QString first = program(QStringLiteral("1/claude"));
+    // Also against a PATH that lists the other first.
+    program(QStringLiteral(".zprofile"), "path=($HOME/2 $path)\n", false);
+    EXPECT_EQ(findClaudeBinary(search()), first);
+    EXPECT_EQ(AgentSearch::under(folder.path()).candidates.first(), path(QStringLiteral(".local/bin/claude")));
+}
+
+TEST_F(AgentCli, TheLoginShellFindsWhatItsProfileReaches) {
+    const QString agent = program(QStringLiteral("version manager/claude"));
+    const struct {
+        const char* profile;
+        bool found;
+    } rows[] = {
+        {"path=(\"$HOME/version manager\" $path)\n", true},
+        {"path=()\n", false},
+        {"alias claude='print hello'\n", false},
+        {"claude() { print hello }\n", false},
+        {"print -n '\\xff\\xfe'\npath=(\"$HOME/version manager\" $path)\n", false},
+        {"exit 0\n", false},
+    };
+    for (const auto& row : rows) {
+        program(QStringLiteral(".zprofile"), row.profile, false);
+        EXPECT_EQ(findClaudeBinary(search()), row.found ? std::optional(agent) : std::nullopt) << row.profile;
+    }
+}
+
+TEST_F(AgentCli, AShellThatIsMissingOrHangsFindsNothing) {
+    setShellPath(path(QStringLiteral("missing")));
+    EXPECT_EQ(findClaudeBinary(search()), std::nullopt);
+    setShellPath(program(QStringLiteral("hangs"), "#!/bin/sh\nsleep 1000 & echo /bin/true; wait\n"));
+    AgentSearch impatient = search();
+    impatient.probeDeadline = 200ms;
+    EXPECT_EQ(findClaudeBinary(impatient), std::nullopt);
+}

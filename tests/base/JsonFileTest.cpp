@@ -1,0 +1,210 @@
+#include "base/JsonFile.h"
+
+#include "base/Descriptor.h"
+#include "base/FileLock.h"
+#include "support/TestDesk.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <thread>
+
+using namespace ovalin;
+using namespace std::chrono_literals;
+
+namespace {
+
+/// While it lives no file can grow beyond `bytes`: what a full disk does, for a process that is root.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit now{bytes, before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &now);
+        ::signal(SIGXFSZ, SIG_IGN);
+    }
+    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before); }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit before{};
+};
+
+struct JsonFile : testing::Test {
+    QTemporaryDir folder;
+    QString path(const QString& name) const { return folder.filePath(name); }
+    QString file = path(QStringLiteral("a.json"));
+
+    QStringList names() const {
+        return QDir(folder.path()).entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+    static mode_t modeOf(const QString& name) {
+        struct stat status {};
+        ::stat(QFile::encodeName(name).constData(), &status);
+        return status.st_mode & 07777;
+    }
+};
+
+} // namespace
+
+TEST_F(JsonFile, ReplacingKeepsTheModeAndANewFileIsPrivate) {
+    ASSERT_TRUE(replaceFile(file, "one"));
+    EXPECT_EQ(modeOf(file), 0600U);
+    ::chmod(QFile::encodeName(file).constData(), 0644);
+    ASSERT_TRUE(replaceFile(file, "two"));
+    EXPECT_EQ(modeOf(file), 0644U);
+    EXPECT_EQ(readFile(file), "two");
+    EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")});
+}
+
+TEST_F(JsonFile, SymbolicLinksAreFollowedUnlessTold) {
+    QDir(folder.path()).mkpath(QStringLiteral("far"));
+    QFile::link(QStringLiteral("far/b.json"), file); // dangling, relative
+    QFile::link(file, path(QStringLiteral("c.json")));
+    ASSERT_TRUE(replaceFile(path(QStringLiteral("c.json")), "x"));
+    EXPECT_EQ(readFile(path(QStringLiteral("far/b.json"))), "x");
+    EXPECT_TRUE(QFileInfo(file).isSymLink());
+
+    ReplaceOptions options;
+    options.followLinks = false;
+    ASSERT_TRUE(replaceFile(file, "y", options));
+    EXPECT_FALSE(QFileInfo(file).isSymLink());
+    EXPECT_EQ(readFile(path(QStringLiteral("far/b.json"))), "x");
+}
+
+TEST_F(JsonFile, AFailureNamesItsStepAndLeavesWhatWasThere) {
+    writeFile(path(QStringLiteral("plain")), "text");
+    QFile::link(QStringLiteral("loop"), path(QStringLiteral("loop")));
+    QFile::link(QStringLiteral("/dev/full"), path(QStringLiteral("device")));
+    QDir(folder.path()).mkpath(QStringLiteral("folder"));
+    const QStringList before = names();
+    const std::pair<const char*, const char*> rows[] = {{"plain/a.json", "Not a directory"},
+                                                        {"missing/a.json", "No such file or directory"},
+                                                        {"loop", "Too many levels"},
+                                                        {"device", "Invalid argument"},
+                                                        {"folder", "Is a directory"}};
+    for (const auto& [name, reason] : rows) {
+        const auto replaced = replaceFile(path(QLatin1String(name)), "x");
+        ASSERT_FALSE(replaced) << name;
+        EXPECT_TRUE(replaced.error().contains(QLatin1String(reason))) << replaced.error().toStdString();
+    }
+    {
+        const FileSizeLimit full(1000);
+        EXPECT_TRUE(replaceFile(path(QStringLiteral("plain")), QByteArray(5000, 'x'))
+                        .error()
+                        .startsWith(QStringLiteral("write ")));
+    }
+    EXPECT_EQ(readFile(path(QStringLiteral("plain"))), "text");
+    EXPECT_FALSE(ensureFolder(path(QStringLiteral("plain/below"))));
+    EXPECT_EQ(names(), before);
+}
+
+TEST_F(JsonFile, ReadingPassesOverWhatIsNoFile) {
+    ::mkfifo(QFile::encodeName(file).constData(), 0600);
+    EXPECT_FALSE(readWholeFile(file)) << "and does not wait for a writer";
+    EXPECT_FALSE(readWholeFile(folder.path()));
+    const auto missing = readWholeFile(path(QStringLiteral("missing")));
+    ASSERT_TRUE(missing);
+    EXPECT_FALSE(missing->version.exists);
+}
+
+TEST_F(JsonFile, AnEditThatCameBetweenStands) {
+    const std::pair<const char*, std::function<void()>> rows[] = {
+        {"replaced",
+         [this] {
+             writeFile(path(QStringLiteral("other")), "theirs");
+             ::rename(QFile::encodeName(path(QStringLiteral("other"))).constData(),
+                      QFile::encodeName(file).constData());
+         }},
+        {"in place", [this] { writeFile(file, "theirs"); }},
+        {"in place, same size and time",
+         [this] {
+             struct stat status {};
+             ::stat(QFile::encodeName(file).constData(), &status);
+             QFile edited(file);
+             ASSERT_TRUE(edited.open(QIODevice::ReadWrite));
+             edited.write("theirs");
+             edited.close();
+             const timespec times[] = {status.st_atim, status.st_mtim};
+             ::utimensat(AT_FDCWD, QFile::encodeName(file).constData(), times, 0);
+         }},
+    };
+    for (const auto& [name, edit] : rows) {
+        writeFile(file, "before");
+        const auto read = readWholeFile(file);
+        ASSERT_TRUE(read);
+        edit();
+        EXPECT_EQ(replaceIfUnchanged(file, *read, "ours"), Replaced::Changed) << name;
+        EXPECT_EQ(readFile(file), "theirs") << name;
+        EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")}) << name;
+    }
+
+    const FileContents theirs = *readWholeFile(file);
+    {
+        const Descriptor writer(::open(QFile::encodeName(file).constData(), O_WRONLY));
+        EXPECT_EQ(replaceIfUnchanged(file, theirs, "ours"), Replaced::Changed) << "he may write at any moment";
+    }
+    EXPECT_EQ(replaceIfUnchanged(file, {}, "ours"), Replaced::Changed) << "there was none";
+    EXPECT_EQ(replaceIfUnchanged(file, theirs, "ours"), Replaced::Done);
+    EXPECT_EQ(readFile(file), "ours");
+    QFile::remove(file);
+    EXPECT_EQ(replaceIfUnchanged(file, theirs, "ours"), Replaced::Changed) << "it was removed";
+    EXPECT_EQ(replaceIfUnchanged(file, {}, "new"), Replaced::Done);
+    EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")});
+}
+
+TEST_F(JsonFile, AReaderNeverSeesHalfAFile) {
+    const QByteArray versions[] = {QByteArray(300000, 'a'), QByteArray(200001, 'b')};
+    ASSERT_TRUE(replaceFile(file, versions[0]));
+    std::atomic<bool> stop = false;
+    std::atomic<int> reads = 0, torn = 0;
+    std::thread reader([&] {
+        while (!stop) {
+            const QByteArray seen = readFile(file);
+            ++reads;
+            if (seen != versions[0] && seen != versions[1])
+                ++torn;
+        }
+    });
+    for (int i = 1; i < 60 || reads < 60; ++i) {
+        const FileContents before = *readWholeFile(file);
+        ASSERT_EQ(replaceIfUnchanged(file, before, versions[i % 2]), Replaced::Done);
+    }
+    stop = true;
+    reader.join();
+    EXPECT_EQ(torn, 0);
+}
+
+TEST_F(JsonFile, SettingAsideTakesAFreeNameAndOnlyTheFileThatWasSeen) {
+    QStringList asides;
+    for (const char* text : {"one", "two"}) {
+        writeFile(file, text);
+        const auto aside = setAside(file, versionOf(file));
+        ASSERT_TRUE(aside && !aside->isEmpty());
+        EXPECT_EQ(readFile(*aside), text);
+        asides.append(*aside);
+    }
+    EXPECT_NE(asides[0], asides[1]);
+    writeFile(file, "damaged");
+    const FileVersion seen = versionOf(file);
+    writeFile(file, "put right");
+    EXPECT_EQ(setAside(file, seen), QString());
+    EXPECT_EQ(readFile(file), "put right");
+}
+
+TEST_F(JsonFile, ALockThatIsHeldIsWaitedForButNotForEver) {
+    auto first = std::make_unique<FileLock>(file);
+    EXPECT_TRUE(first->held());
+    EXPECT_FALSE(FileLock(file, 30ms).held());
+    std::thread later([&] { first.reset(); });
+    EXPECT_TRUE(FileLock(file, 10s).held());
+    later.join();
+    EXPECT_FALSE(FileLock(path(QStringLiteral("missing/a.json"))).held()) << "where no lock file can be made";
+}
