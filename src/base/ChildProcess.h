@@ -13,8 +13,8 @@
 
 namespace ovalin {
 
-/// The one way children are launched. Each gets the environment that this process received plus its own variables, a
-/// process group of its own, and none of our descriptors but the standard three. A child never kills us by SIGPIPE.
+// The one way children are launched. Each gets the environment that this process received plus its own variables, a
+// process group of its own, and none of our descriptors but the standard three. A child never kills us by SIGPIPE.
 
 /// Takes the environment that children get: main calls it before anything changes ours. Without a call it is taken at
 /// the first launch. Any thread.

@@ -275,31 +275,30 @@ FileResult<Replaced> replaceIfUnchanged(const QString& path, const FileContents&
     if (!prepared)
         return tl::unexpected(prepared.error());
     const QString& temporary = prepared->temporary.name();
+    const QString& target = prepared->target;
     if (!asRead.version.exists) {
-        if (renameToFreeName(temporary, prepared->target) != 0) {
+        if (renameToFreeName(temporary, target) != 0) {
             if (errno == EEXIST)
                 return Replaced::Changed;
-            return failure("replace", prepared->target);
+            return failure("replace", target);
         }
         prepared->temporary.release();
-    } else if (rename(temporary, prepared->target, RENAME_EXCHANGE) == 0) {
+    } else if (!isStill(target, asRead)) { // so that a wrong exchange, which others can see, is very rare
+        return Replaced::Changed;
+    } else if (rename(temporary, target, RENAME_EXCHANGE) == 0) {
         if (!isStill(temporary, asRead)) {
             putBack(*prepared, bytes);
             return Replaced::Changed;
         }
-    } else if (errno == EINVAL || errno == ENOSYS) {
-        if (!isStill(prepared->target, asRead))
-            return Replaced::Changed;
-        if (rename(temporary, prepared->target) != 0)
-            return failure("replace", prepared->target);
-        prepared->temporary.release();
     } else if (errno == ENOENT) {
         return Replaced::Changed;
+    } else if ((errno == EINVAL || errno == ENOSYS) && rename(temporary, target) == 0) {
+        prepared->temporary.release();
     } else {
-        return failure("replace", prepared->target);
+        return failure("replace", target);
     }
     if (options.durable)
-        syncFolderOf(prepared->target);
+        syncFolderOf(target);
     return Replaced::Done;
 }
 

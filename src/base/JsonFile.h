@@ -11,8 +11,8 @@
 
 namespace ovalin {
 
-/// Files that are replaced whole: a reader never sees half of one, and a crash leaves the old or the new one. Errors
-/// name the step that failed and the system's reason. All of it blocks on the disk: for workers (Queue::Files).
+// Files that are replaced whole: a reader never sees half of one, and a crash leaves the old or the new one. Errors
+// name the step that failed and the system's reason. All of it blocks on the disk: for workers (Queue::Files).
 
 template <class T>
 using FileResult = tl::expected<T, QString>;

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "base/Dispatch.h"
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+namespace ovalin {
+
+/// Writes `time` as whole seconds since 1970, in decimal without a line end, for tools that watch whether we are alive.
+/// The folder is everybody's: a symbolic link planted there is replaced, never followed. A failure is ignored. Any
+/// thread.
+void writeHeartbeat(const QString& file, const QDateTime& time);
+
+/// Writes the heartbeat now and every 60 seconds, as long as the main loop turns. Main thread.
+class Heartbeat final : public QObject {
+public:
+    Heartbeat(Dispatch& dispatch, const QString& file, QObject* parent = nullptr);
+
+private:
+    void beat();
+
+    Dispatch& dispatch;
+    const QString file;
+    QTimer timer;
+};
+
+} // namespace ovalin

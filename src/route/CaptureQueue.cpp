@@ -1,0 +1,40 @@
+#include "CaptureQueue.h"
+
+#include "base/JsonFile.h"
+#include "base/Text.h"
+
+#include <QDir>
+
+namespace ovalin {
+
+namespace {
+
+constexpr qsizetype SCREEN_TEXT_LIMIT = 6000;
+
+std::optional<QString> writeShot(const QString& queueDir, const QString& id, const QString& base64) {
+    const auto png = QByteArray::fromBase64Encoding(base64.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
+    if (!png || (*png).isEmpty())
+        return std::nullopt;
+    const QString path = QDir(queueDir).absoluteFilePath(id + QStringLiteral(".png"));
+    if (!ensureFolder(queueDir) || !replaceFile(path, *png))
+        return std::nullopt;
+    return path;
+}
+
+} // namespace
+
+void storeScreenshot(const QString& queueDir, QueueItem& item, const RequestShot& shot) {
+    if (item.wantsScreenshot() && shot.base64)
+        item.screenshot = writeShot(queueDir, item.id, *shot.base64);
+    if (shot.text && !shot.text->isEmpty())
+        item.screenText = firstCharacters(*shot.text, SCREEN_TEXT_LIMIT);
+}
+
+tl::expected<QString, QString> writeQueueFile(const QString& queueDir, const QueueItem& item) {
+    const QString path = QDir(queueDir).absoluteFilePath(item.id + QStringLiteral(".json"));
+    return ensureFolder(queueDir).and_then([&] { return replaceFile(path, prettyJson(item.queueEntry())); }).map([&] {
+        return path;
+    });
+}
+
+} // namespace ovalin

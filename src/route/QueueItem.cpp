@@ -1,0 +1,54 @@
+#include "QueueItem.h"
+
+#include "base/Text.h"
+
+#include <QRandomGenerator>
+
+namespace ovalin {
+
+QJsonObject QueueItem::ledgerEntry() const {
+    QJsonObject entry{{QStringLiteral("id"), id},
+                      {QStringLiteral("ts"), ts},
+                      {QStringLiteral("text"), text},
+                      {QStringLiteral("source_app"), sourceApp},
+                      {QStringLiteral("source_bundle"), sourceBundle},
+                      {QStringLiteral("prompt"), prompt},
+                      {QStringLiteral("kind"), QStringLiteral("pending")},
+                      {QStringLiteral("status"), QStringLiteral("queued")},
+                      {QStringLiteral("context_mode"), contextMode}};
+    if (sourceUrl)
+        entry[QStringLiteral("source_url")] = *sourceUrl;
+    if (sourceTitle && !sourceTitle->isEmpty())
+        entry[QStringLiteral("source_title")] = *sourceTitle;
+    return entry;
+}
+
+QJsonObject QueueItem::queueEntry() const {
+    QJsonObject entry = ledgerEntry();
+    if (screenshot)
+        entry[QStringLiteral("screenshot")] = *screenshot;
+    if (screenText)
+        entry[QStringLiteral("screen_text")] = *screenText;
+    return entry;
+}
+
+QString requestId(const QDateTime& time, quint32 random) {
+    return QStringLiteral("cap-%1-%2").arg(time.toMSecsSinceEpoch()).arg(random, 4, 16, QLatin1Char('0'));
+}
+
+QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const RequestContext& context,
+                        const QDateTime& time) {
+    QueueItem item;
+    item.id = requestId(time, QRandomGenerator::global()->bounded(65535U));
+    item.ts = isoTimestamp(time);
+    item.text = excerpt;
+    item.sourceApp = context.app;
+    item.sourceBundle = context.bundle;
+    item.prompt = instruction;
+    item.sourceUrl = context.url;
+    item.sourceTitle = context.title;
+    item.contextMode = context.contextMode;
+    return item;
+}
+
+} // namespace ovalin

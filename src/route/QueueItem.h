@@ -1,0 +1,48 @@
+#pragma once
+
+#include <QDateTime>
+#include <QJsonObject>
+#include <QString>
+
+#include <optional>
+
+namespace ovalin {
+
+/// What was captured when the panel opened, as far as a Do request carries it.
+struct RequestContext {
+    QString app;
+    QString bundle;
+    std::optional<QString> url;
+    std::optional<QString> title;
+    QString contextMode; ///< "fetch" or "screenshot"
+};
+
+/// One Do request: a queue file of its own, and an entry in the captures ledger.
+struct QueueItem {
+    QString id;
+    QString ts; ///< ISO 8601, UTC, whole seconds
+    QString text;
+    QString sourceApp;
+    QString sourceBundle;
+    QString prompt;
+    std::optional<QString> sourceUrl;
+    std::optional<QString> sourceTitle;
+    QString contextMode;
+    std::optional<QString> screenshot; ///< queue file only: absolute path of the PNG file
+    std::optional<QString> screenText; ///< queue file only
+
+    [[nodiscard]] bool wantsScreenshot() const { return contextMode == QLatin1String("screenshot"); }
+
+    /// Without the two keys of the queue file.
+    [[nodiscard]] QJsonObject ledgerEntry() const;
+    [[nodiscard]] QJsonObject queueEntry() const;
+};
+
+/// "cap-", the milliseconds since 1970, "-", and `random` (0 to 65534) as four hexadecimal digits.
+[[nodiscard]] QString requestId(const QDateTime& time, quint32 random);
+
+/// A request as it is submitted at `time`. `instruction` and `excerpt` are trimmed already and may be empty.
+[[nodiscard]] QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const RequestContext& context,
+                                      const QDateTime& time);
+
+} // namespace ovalin

@@ -1,0 +1,66 @@
+#include "Router.h"
+
+#include "base/ChildProcess.h"
+#include "base/Log.h"
+#include "base/Text.h"
+
+namespace ovalin {
+
+namespace {
+
+QString backgroundLine(const QString& command, const QString& log) {
+    return QStringLiteral("mkdir -p \"$HOME/.claude/logs\"; nohup ") + command + QStringLiteral(" >> ") +
+           shellQuoted(log) + QStringLiteral(" 2>&1 &");
+}
+
+} // namespace
+
+const QString& fallbackRouterPrompt() {
+    static const QString prompt = QStringLiteral(
+        "Read the JSON file at the path given below. It is a captured request from Ovalin: fields include "
+        "id, prompt (what the user wants), text (highlighted excerpt), source_app, source_url, "
+        "context_mode, and possibly a screenshot path beside it. Do what the prompt asks, using the "
+        "context. Then: (1) update ~/CLAUDE/system/captures.json — find .items[] entry with the same id "
+        "and set status to \"ready\" (or \"needs attention\" with a short question if you could not proceed) "
+        "and result.summary to one concrete sentence of what you did, creating the file with {\"items\":[]} "
+        "first if it does not exist; (2) move the queue file (and any screenshot beside it) into a "
+        "processed/ subdirectory next to it; (3) run: osascript -e 'display notification \"<your one-line "
+        "summary>\" with title \"Ovalin — ready\"'. Keep everything on this machine. If the request implies "
+        "recurrence (\"every day/Friday...\") or real work at a future time, instead schedule execution: "
+        "write the instruction to ~/CLAUDE/system/ovalin-jobs/<id>/prompt.md plus a run.sh that executes "
+        "it via `claude -p --permission-mode bypassPermissions`, appends a result row to captures.json, "
+        "and posts a notification; create and bootstrap a launchd agent com.orlanvex.ovalin-job-<id> in "
+        "~/Library/LaunchAgents with the matching StartCalendarInterval; set the originating capture's "
+        "status to ready with the schedule described in result.summary.");
+    return prompt;
+}
+
+QString routerScriptLine(const QString& script, const QString& queueFile, const QString& log) {
+    return backgroundLine(shellQuoted(script) + QLatin1Char(' ') + shellQuoted(queueFile), log);
+}
+
+QString routerAgentLine(const QString& agent, const QString& queueFile, const QString& log) {
+    const QString prompt = fallbackRouterPrompt() + QStringLiteral("\n\nQueue file: ") + queueFile;
+    return backgroundLine(shellQuoted(agent) + QStringLiteral(" -p ") + shellQuoted(prompt) +
+                              QStringLiteral(" --permission-mode bypassPermissions"),
+                          log);
+}
+
+RouterStart spawnRouter(const QString& queueFile, const Paths& paths, const AgentSearch& search) {
+    QString line;
+    if (scriptExists(paths.routerScript)) {
+        line = routerScriptLine(paths.routerScript, queueFile, paths.routerLog);
+    } else {
+        const auto agent = findClaudeBinary(search);
+        if (!agent)
+            return RouterStart::AgentMissing;
+        line = routerAgentLine(*agent, queueFile, paths.routerLog);
+    }
+    if (const auto launched = launchDetached(shellCommand(line)); !launched) {
+        logLine(QStringLiteral("Ovalin: router spawn failed — ") + launched.error());
+        return RouterStart::LaunchFailed;
+    }
+    return RouterStart::Launched;
+}
+
+} // namespace ovalin

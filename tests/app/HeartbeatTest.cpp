@@ -1,0 +1,30 @@
+#include "app/Heartbeat.h"
+
+#include "fakes/FakeDispatch.h"
+#include "support/TestDesk.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+
+TEST(Heartbeat, HoldsTheSecondsAloneAndFollowsNoPlantedLink) {
+    QTemporaryDir folder;
+    FakeDispatch dispatch;
+    const QString file = folder.filePath(QStringLiteral("beat"));
+    const QString victim = folder.filePath(QStringLiteral("victim"));
+    writeFile(victim, "mine");
+    QFile::link(victim, file);
+    dispatch.wall = dispatch.wall.addMSecs(999);
+    const Heartbeat heartbeat(dispatch, file);
+    EXPECT_EQ(readFile(file), QByteArray::number(dispatch.wall.toSecsSinceEpoch()));
+    EXPECT_EQ(readFile(victim), "mine");
+    EXPECT_FALSE(QFileInfo(file).isSymLink());
+    // Others may watch it; and where it cannot be written nothing happens.
+    EXPECT_TRUE(QFileInfo(file).permission(QFile::ReadOther));
+    writeHeartbeat(folder.filePath(QStringLiteral("missing/beat")), dispatch.wall);
+    writeHeartbeat(folder.path(), dispatch.wall);
+}

@@ -1,0 +1,210 @@
+#include "route/CapturesLedger.h"
+
+#include "RouteFolder.h"
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+using namespace ovalin;
+
+namespace {
+
+const char* const EDITOR = R"(
+# Another program that marks the entry "counter" over and over: a quarter of the time by rename under the lock that it
+# shares with us, else in place and without any lock, in two writes.
+import fcntl, json, os, sys, time
+path = sys.argv[1]
+def mark(ledger):
+    entry = next(e for e in ledger["items"] if e["id"] == "counter")
+    entry["n"] += 1
+    return json.dumps(ledger).encode()
+n = 0
+while not os.path.exists(path + ".stop"):
+    if n % 4 == 0:
+        with open(path + ".lock", "a") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            with open(path, "rb") as f: text = mark(json.load(f))
+            with open(path + ".new", "wb") as f: f.write(text)
+            os.rename(path + ".new", path)
+    else:
+        with open(path, "r+b", buffering=0) as f:
+            text = mark(json.loads(f.read()))
+            f.seek(0); f.truncate()
+            f.write(text[:len(text) // 2]); time.sleep(0.001); f.write(text[len(text) // 2:])
+    n += 1
+    time.sleep(0.003)
+print(n)
+)";
+
+struct CapturesLedger : RouteFolder {
+    const QString file = paths.capturesFile;
+
+    tl::expected<void, QString> append(const QString& prompt) const { return appendToCaptures(file, item(prompt)); }
+
+    /// Written long ago, so that nobody can be in the middle of it.
+    void writeOld(const QByteArray& bytes) const {
+        writeFile(file, bytes);
+        const timespec times[] = {{0, 0}, {0, 0}};
+        ::utimensat(AT_FDCWD, QFile::encodeName(file).constData(), times, 0);
+    }
+    QStringList names() const {
+        QStringList found = QDir(paths.systemDir).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+        found.removeAll(QStringLiteral("captures.json.lock"));
+        return found;
+    }
+    QStringList asides() const { return names().filter(QStringLiteral("unreadable")); }
+};
+
+QByteArray ledgerOf(int count) {
+    QJsonArray items;
+    for (int i = 0; i < count; ++i)
+        items.append(
+            QJsonObject{{QStringLiteral("id"), QString::number(i)}, {QStringLiteral("prompt"), QString::number(i)}});
+    return QJsonDocument(QJsonObject{{QStringLiteral("items"), items}}).toJson();
+}
+
+} // namespace
+
+TEST_F(CapturesLedger, AnItemGoesFirstAndTheOldestBeyondFiveHundredGo) {
+    for (const int count : {0, 499, 500, 700}) {
+        const auto before = parseLedger(ledgerOf(count));
+        ASSERT_TRUE(before);
+        const QJsonArray items = withItem(*before, item(QStringLiteral("new")))[QStringLiteral("items")].toArray();
+        EXPECT_EQ(items.size(), std::min(count + 1, 500));
+        EXPECT_EQ(items.at(0)[QStringLiteral("prompt")].toString(), QStringLiteral("new"));
+        EXPECT_EQ(items.last()[QStringLiteral("prompt")].toString(),
+                  count == 0 ? QStringLiteral("new") : QString::number(std::min(count, 499) - 1));
+    }
+}
+
+TEST_F(CapturesLedger, WhatOthersKeepThereStays) {
+    const auto before =
+        parseLedger(R"({"items":[{"id":"a","result":{"summary":"s","n":9007199254740993}}],"theirs":[1,2.5,null],
+        "meta":{"last_update":"old","owner":"me"}})");
+    ASSERT_TRUE(before);
+    const QueueItem added = item(QStringLiteral("new"));
+    QJsonObject expected = *before;
+    expected[QStringLiteral("items")] =
+        QJsonArray{added.ledgerEntry(), before->value(QStringLiteral("items")).toArray().at(0)};
+    expected[QStringLiteral("meta")] =
+        QJsonObject{{QStringLiteral("last_update"), added.ts}, {QStringLiteral("owner"), QStringLiteral("me")}};
+    EXPECT_EQ(withItem(*before, added), expected);
+    EXPECT_EQ(parseLedger(QJsonDocument(expected).toJson()), expected);
+    QueueItem timeless = added;
+    timeless.ts.clear();
+    EXPECT_FALSE(
+        withItem(*before, timeless)[QStringLiteral("meta")].toObject().contains(QStringLiteral("last_update")));
+}
+
+TEST_F(CapturesLedger, AMissingOrBlankFileCountsAsEmpty) {
+    ASSERT_TRUE(append(QStringLiteral("first"))) << "the folders are made";
+    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("first")});
+    EXPECT_EQ(ledger()[QStringLiteral("meta")][QStringLiteral("last_update")].toString(),
+              QStringLiteral("2026-11-16T19:30:00Z"));
+    for (const char* blank : {"", " \n\t"}) {
+        writeOld(blank);
+        ASSERT_TRUE(append(QStringLiteral("again")));
+        EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("again")});
+    }
+    EXPECT_EQ(names(), QStringList{QStringLiteral("captures.json")});
+}
+
+TEST_F(CapturesLedger, WhatIsNoLedgerIsSetAsideWhole) {
+    QByteArray damaged = ledgerOf(3);
+    damaged.chop(10);
+    const QByteArray rows[] = {damaged,
+                               "[1,2]",
+                               "null",
+                               "text",
+                               R"({"items":7})",
+                               R"({"items":{"id":"x"}})",
+                               R"({"items":[{}, 1]})",
+                               QByteArray(3, '\0')};
+    qsizetype count = 0;
+    for (const QByteArray& row : rows) {
+        writeOld(row);
+        ASSERT_TRUE(append(QStringLiteral("new"))) << row.constData();
+        EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("new")});
+        ASSERT_EQ(asides().size(), ++count) << row.constData();
+    }
+    QList<QByteArray> kept;
+    for (const QString& name : asides())
+        kept.append(readFile(paths.systemDir + QLatin1Char('/') + name));
+    for (const QByteArray& row : rows)
+        EXPECT_TRUE(kept.contains(row));
+    EXPECT_EQ(log.size(), count);
+}
+
+TEST_F(CapturesLedger, WhatCannotBeReadIsSetAsideToo) {
+    QDir().mkpath(file + QStringLiteral("/inside"));
+    ASSERT_TRUE(append(QStringLiteral("new")));
+    ASSERT_EQ(asides().size(), 1);
+    EXPECT_TRUE(QDir(paths.systemDir + QLatin1Char('/') + asides().first()).exists(QStringLiteral("inside")));
+    QFile::remove(file);
+    ::mkfifo(QFile::encodeName(file).constData(), 0600);
+    ASSERT_TRUE(append(QStringLiteral("new")));
+    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("new")});
+}
+
+TEST_F(CapturesLedger, ASymbolicLinkStaysOneAndItsTargetIsTheLedger) {
+    const QString target = folder.filePath(QStringLiteral("synced/tasks.json"));
+    writeFile(target, "damaged");
+    QDir().mkpath(paths.systemDir);
+    QFile::link(target, file);
+    ASSERT_TRUE(append(QStringLiteral("one")));
+    ASSERT_TRUE(append(QStringLiteral("two")));
+    EXPECT_TRUE(QFileInfo(file).isSymLink());
+    EXPECT_EQ(ledgerPrompts(), (QStringList{QStringLiteral("two"), QStringLiteral("one")}));
+    EXPECT_EQ(QFileInfo(target).dir().entryList({QStringLiteral("tasks-unreadable-*.json")}).size(), 1);
+}
+
+TEST_F(CapturesLedger, AFailureLeavesTheLedgerAsItWas) {
+    writeOld(ledgerOf(300));
+    rlimit before{};
+    ::getrlimit(RLIMIT_FSIZE, &before);
+    const rlimit full{100, before.rlim_max};
+    ::signal(SIGXFSZ, SIG_IGN);
+    ::setrlimit(RLIMIT_FSIZE, &full);
+    const auto appended = append(QStringLiteral("new"));
+    ::setrlimit(RLIMIT_FSIZE, &before);
+    ASSERT_FALSE(appended);
+    EXPECT_TRUE(appended.error().contains(QStringLiteral("File too large"))) << appended.error().toStdString();
+    EXPECT_EQ(readFile(file), ledgerOf(300));
+    EXPECT_EQ(names(), QStringList{QStringLiteral("captures.json")});
+    QDir(paths.systemDir).removeRecursively();
+    writeFile(paths.systemDir, "a file");
+    EXPECT_FALSE(append(QStringLiteral("new")));
+}
+
+TEST_F(CapturesLedger, AVeryLargeLedgerIsAppendedTo) {
+    QJsonObject large{{QStringLiteral("notes"), QString(50 << 20, QLatin1Char('n'))}};
+    writeOld(QJsonDocument(large).toJson());
+    ASSERT_TRUE(append(QStringLiteral("new")));
+    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("new")});
+    EXPECT_EQ(ledger()[QStringLiteral("notes")].toString().size(), 50 << 20);
+}
+
+TEST_F(CapturesLedger, NothingIsLostBetweenUsAndAnEditorOfTheSameFile) {
+    writeFile(file, R"({"items":[{"id":"counter","n":0}]})");
+    QProcess editor;
+    editor.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), QString::fromLatin1(EDITOR), file});
+    ASSERT_TRUE(editor.waitForStarted());
+    QStringList expected;
+    for (int i = 0; i < 100; ++i) {
+        const auto appended = append(QString::number(i));
+        ASSERT_TRUE(appended) << appended.error().toStdString();
+        expected.prepend(QString::number(i));
+    }
+    writeFile(file + QStringLiteral(".stop"), {});
+    ASSERT_TRUE(editor.waitForFinished());
+    const int edits = editor.readAllStandardOutput().trimmed().toInt();
+    ASSERT_GT(edits, 0) << editor.readAllStandardError().constData();
+    QStringList prompts = ledgerPrompts();
+    EXPECT_EQ(prompts.takeLast(), QString()) << "the editor's entry is the oldest";
+    EXPECT_EQ(prompts, expected);
+    EXPECT_EQ(ledger()[QStringLiteral("items")].toArray().last()[QStringLiteral("n")].toInt(), edits);
+    EXPECT_TRUE(asides().isEmpty()) << "a half-written ledger was taken for a damaged one";
+    EXPECT_TRUE(names().filter(QStringLiteral("conflict")).isEmpty());
+}
