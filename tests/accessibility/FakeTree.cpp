@@ -5,6 +5,7 @@
 #include <QDBusMetaType>
 #include <QDBusVariant>
 
+#include <algorithm>
 #include <csignal>
 #include <stdexcept>
 
@@ -37,10 +38,6 @@ QList<uint> words(const FakeObject& object) {
     return out;
 }
 
-bool has(const FakeObject& object, uint state) {
-    return std::find(object.states.begin(), object.states.end(), state) != object.states.end();
-}
-
 QStringList interfaces(const FakeObject& object) {
     QStringList list{QStringLiteral("org.a11y.atspi.Accessible")};
     if (object.text)
@@ -59,6 +56,7 @@ Stopped::~Stopped() { ::kill(-group, SIGCONT); }
 FakeTree::FakeTree() {
     qDBusRegisterMetaType<AtSpiRef>();
     qDBusRegisterMetaType<QList<AtSpiRef>>();
+    qDBusRegisterMetaType<QMap<QString, QString>>();
     qDBusRegisterMetaType<CacheItem>();
     qDBusRegisterMetaType<QList<CacheItem>>();
     static int count = 0;
@@ -118,6 +116,27 @@ QStringList FakeTree::below(const QString& path) const {
     return list;
 }
 
+QStringList FakeTree::matches(const QDBusMessage& message) const {
+    QList<int> states, roles;
+    int kind = 0;
+    QMap<QString, QString> attributes;
+    const auto rule = message.arguments().at(0).value<QDBusArgument>();
+    rule.beginStructure();
+    QStringList names;
+    bool inverted = false;
+    rule >> states >> kind >> attributes >> kind >> roles >> kind >> names >> kind >> inverted;
+    rule.endStructure();
+    QStringList found;
+    for (const QString& path : below(message.path())) {
+        const FakeObject& object = objects.at(path);
+        const bool inState = (words(object)[0] & static_cast<uint>(states[0])) == static_cast<uint>(states[0]);
+        const bool anyRole = std::all_of(roles.begin(), roles.end(), [](int word) { return word == 0; });
+        if (inState && (anyRole || (static_cast<uint>(roles[object.role / 32]) >> (object.role % 32) & 1U)))
+            found << path;
+    }
+    return found.mid(0, message.arguments().at(2).toInt());
+}
+
 std::optional<QVariantList> FakeTree::textReply(const FakeObject& object, const QDBusMessage& message) const {
     const QString method = message.member();
     if (method == QLatin1String("GetNSelections"))
@@ -158,14 +177,8 @@ std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
     if (found == objects.end())
         return std::nullopt;
     const FakeObject& object = found->second;
-    if (method == QLatin1String("GetMatches") && finds == Finds::ByCollection) {
-        QStringList matches;
-        for (const QString& path : below(message.path())) {
-            if (has(objects.at(path), AtSpiState::Focused))
-                matches << path;
-        }
-        return QVariantList{QVariant::fromValue(refs(matches.mid(0, message.arguments().at(2).toInt())))};
-    }
+    if (method == QLatin1String("GetMatches") && finds == Finds::ByCollection)
+        return QVariantList{QVariant::fromValue(refs(matches(message)))};
     if (method == QLatin1String("GetChildren"))
         return QVariantList{QVariant::fromValue(refs(object.children))};
     if (method == QLatin1String("GetState"))
@@ -176,6 +189,10 @@ std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
         return QVariantList{interfaces(object)};
     if (method == QLatin1String("GetObject"))
         return QVariantList{QVariant::fromValue(ref(message.path()))};
+    if (method == QLatin1String("GetAttributes"))
+        return QVariantList{QVariant::fromValue(object.document)};
+    if (method == QLatin1String("Get") && message.arguments().value(1).toString() == QLatin1String("Name"))
+        return QVariantList{QVariant::fromValue(QDBusVariant(object.name))};
     if (method == QLatin1String("Get") && message.arguments().value(1).toString() == QLatin1String("Parent"))
         return QVariantList{QVariant::fromValue(QDBusVariant(QVariant::fromValue(ref(parentOf(message.path())))))};
     return object.text ? textReply(object, message) : std::nullopt;

@@ -55,6 +55,7 @@ private:
     [[nodiscard]] QString parentOf(const QString& path) const;
     [[nodiscard]] std::optional<QVariantList> reply(const QDBusMessage& message) const;
     [[nodiscard]] std::optional<QVariantList> textReply(const FakeObject& object, const QDBusMessage& message) const;
+    [[nodiscard]] QStringList matches(const QDBusMessage& message) const;
     [[nodiscard]] QStringList below(const QString& path) const;
 
     QString socket;

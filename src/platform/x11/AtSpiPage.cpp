@@ -44,10 +44,14 @@ std::vector<Candidate> windowsWithPages(const AtSpiQuery& query, const std::func
     return found;
 }
 
+/// By the window's title, for Chromium goes on calling a window active when another one has become so. Long titles may
+/// be cut by either side.
 void frontFirst(std::vector<Candidate>& candidates, const QStringList& windowNames) {
     const auto rank = [&](const Candidate& candidate) {
-        const auto place = windowNames.indexOf(candidate.name);
-        return std::pair(!candidate.active, place < 0 ? windowNames.size() : place);
+        const auto place = std::find_if(windowNames.begin(), windowNames.end(), [&](const QString& name) {
+            return QStringView(name).left(200) == QStringView(candidate.name).left(200);
+        });
+        return std::pair(place - windowNames.begin(), !candidate.active);
     };
     std::stable_sort(candidates.begin(), candidates.end(),
                      [&](const Candidate& a, const Candidate& b) { return rank(a) < rank(b); });

@@ -1,0 +1,80 @@
+#include "BrowserPage.h"
+
+#include "base/ChildProcess.h"
+
+#include <QMap>
+#include <QStringDecoder>
+#include <QUrl>
+
+#include <algorithm>
+#include <array>
+
+namespace ovalin {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto TAB_LIMIT = 2s;
+constexpr auto TAB_GRACE = 100ms;
+
+QString tabScript(const char* application) {
+    return QStringLiteral(R"(tell application "%1" to return (URL of active tab of front window) & "\n" & )"
+                          R"((title of active tab of front window))")
+        .arg(QLatin1String(application));
+}
+
+} // namespace
+
+std::optional<QString> browserScript(const QString& bundleId) {
+    static const QMap<QString, QString> table{
+        {QStringLiteral("com.brave.Browser"), tabScript("Brave Browser")},
+        {QStringLiteral("com.google.Chrome"), tabScript("Google Chrome")},
+        {QStringLiteral("com.apple.Safari"),
+         QStringLiteral(
+             R"(tell application "Safari" to return (URL of front document) & "\n" & (name of front document))")},
+        {QStringLiteral("org.chromium.Chromium"), tabScript("Chromium")},
+        {QStringLiteral("org.mozilla.firefox"), tabScript("Firefox")},
+    };
+    const auto found = table.find(bundleId);
+    return found == table.end() ? std::nullopt : std::optional(*found);
+}
+
+std::optional<BrowserTab> parseBrowserTab(int exitStatus, const QByteArray& output) {
+    QStringDecoder utf8(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    const QString text = utf8(output);
+    if (exitStatus != 0 || utf8.hasError())
+        return std::nullopt;
+    const QStringList lines = text.trimmed().split(QLatin1Char('\n'));
+    if (lines.first().isEmpty())
+        return std::nullopt;
+    return BrowserTab{lines.first(), lines.value(1)};
+}
+
+std::optional<BrowserTab> browserTabInfoViaOsascript(const QString& bundleId, const QString& osascript) {
+    const auto script = browserScript(bundleId);
+    if (!script)
+        return std::nullopt;
+    const ChildRun run = runToEnd({osascript, {QStringLiteral("-e"), *script}, {}, {}},
+                                  {.input = {}, .deadline = TAB_LIMIT, .grace = TAB_GRACE});
+    if (run.end.kind != ChildEnd::Kind::Exited || run.timedOut || run.truncated)
+        return std::nullopt;
+    return parseBrowserTab(run.end.number, run.output);
+}
+
+bool isWebPage(const std::optional<QString>& url) {
+    const QUrl address(url.value_or(QString()));
+    const QString scheme = address.isValid() ? address.scheme() : QString(); // QUrl lower-cases it
+    return scheme == QLatin1String("http") || scheme == QLatin1String("https");
+}
+
+bool isLocalHost(const QString& host) {
+    const QString name = host.toLower();
+    constexpr std::array beginnings{"192.168.", "10.", "172."};
+    return name == QLatin1String("localhost") || name == QLatin1String("127.0.0.1") ||
+           name.endsWith(QLatin1String(".local")) ||
+           std::any_of(beginnings.begin(), beginnings.end(),
+                       [&](const char* each) { return name.startsWith(QLatin1String(each)); });
+}
+
+} // namespace ovalin

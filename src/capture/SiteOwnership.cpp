@@ -1,0 +1,23 @@
+#include "SiteOwnership.h"
+
+#include "base/ChildProcess.h"
+#include "base/Text.h"
+
+#include <QFileInfo>
+
+namespace ovalin {
+
+using namespace std::chrono_literals;
+
+bool siteOwned(const QString& url, const QString& scriptPath) {
+    const QFileInfo script(scriptPath);
+    if (!script.isFile() || !script.isExecutable())
+        return false;
+    QString address = url;
+    address.remove(QLatin1Char('\''));
+    const QString line = shellQuoted(scriptPath) + QStringLiteral(" --check ") + shellQuoted(address);
+    const ChildRun run = runToEnd(shellCommand(line), {.input = {}, .deadline = 10s, .grace = 500ms});
+    return !run.timedOut && run.end.succeeded();
+}
+
+} // namespace ovalin
