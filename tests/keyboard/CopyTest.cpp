@@ -1,5 +1,6 @@
 #include "keyboard/KeyboardDesk.h"
 #include "platform/x11/KeyMap.h"
+#include "platform/x11/X11HotKeys.h"
 #include "platform/x11/X11Keyboard.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <thread>
+#include <utility>
 
 #include <X11/keysym.h>
 
@@ -93,6 +95,48 @@ TEST_F(Copy, HeldModifiersDoNotGarbleItAndAreHeldAgainAfterwards) {
     }
     EXPECT_EQ(clipboard("primary"), QStringLiteral("text")) << "a bare c replaced the selection";
     EXPECT_EQ(panel.line.text(), QString());
+
+    // Other programs' synthetic chords are complete again as well.
+    other.finger(shift, true);
+    EXPECT_EQ(copy(), Sent::Yes);
+    other.finger(shift, false);
+    tap("y");
+    EXPECT_TRUE(waitUntil([&] { return panel.line.text() == QStringLiteral("y"); })); // so the release was seen
+    tap("shift+x");
+    EXPECT_TRUE(waitUntil([&] { return panel.line.text() == QStringLiteral("yX"); }))
+        << panel.line.text().toStdString();
+}
+
+TEST_F(Copy, AHotkeyStillHeldFiresOnceAndTypesNothing) {
+    open("text");
+    desk().output(QStringLiteral("xset"),
+                  {QStringLiteral("r"), QStringLiteral("rate"), QStringLiteral("60"), QStringLiteral("50")});
+    PanelWindow panel;
+    X11HotKeys keys(dispatch);
+    int fired = 0;
+    keys.pressed = [&] {
+        ++fired;
+        hold.take(static_cast<quint32>(panel.winId()));
+    };
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    const quint8 space = KeyMap::read(other.connection)->plainKey(XK_space);
+    for (const bool panelHolds : {true, false}) {
+        setSelection("clipboard", QStringLiteral("old"));
+        other.finger(alt, true);
+        other.finger(space, true);
+        EXPECT_TRUE(waitUntil([&] { return fired > 0; }));
+        if (!panelHolds)
+            hold.letGo();
+        EXPECT_EQ(copy(), Sent::Yes);
+        EXPECT_TRUE(waitUntil([&] { return clipboard() == QStringLiteral("text"); })) << panelHolds;
+        EXPECT_EQ(copy(), Sent::Yes); // time for repeats
+        other.finger(space, false);
+        other.finger(alt, false);
+        EXPECT_EQ(std::exchange(fired, 0), 1) << panelHolds;
+        EXPECT_EQ(panel.line.text(), QString());
+        hold.letGo();
+    }
+    EXPECT_EQ(clipboard("primary"), QStringLiteral("text")) << "a blank replaced the selection";
 }
 
 TEST_F(Copy, FindsTheKeyInEveryLayoutOrSendsNothing) {

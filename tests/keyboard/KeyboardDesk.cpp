@@ -84,14 +84,15 @@ void tap(const char* name) { xdotool("key", name); }
 QString focusedWindow() { return desk().xdotool({QStringLiteral("getwindowfocus")}); }
 QString activeWindow() { return desk().xdotool({QStringLiteral("getactivewindow")}); }
 
-Editor openEditor(const QString& text) {
+Editor openEditor(const QString& text, Focus awaited) {
     static int count = 0;
     const QString file = QStringLiteral("text%1.txt").arg(++count);
     writeFile(desk().path(file), text.toUtf8());
     Editor editor{desk().start(QStringLiteral("mousepad"), {QStringLiteral("--disable-server"), desk().path(file)}),
                   QString()};
     editor.window = desk().waitForWindow(file);
-    waitUntil([&] { return !editor.window.isEmpty() && focusedWindow() == editor.window; });
+    if (awaited == Focus::Yes)
+        waitUntil([&] { return !editor.window.isEmpty() && focusedWindow() == editor.window; });
     return editor;
 }
 

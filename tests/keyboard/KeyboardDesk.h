@@ -47,13 +47,14 @@ void keyDown(const char* name);
 void keyUp(const char* name);
 void tap(const char* name);
 
-/// An application with text in it that has the focus.
+/// An application with text in it; opened, it has the focus.
 struct Editor {
     QProcess& process;
     QString window;
     [[nodiscard]] qint32 pid() const { return static_cast<qint32>(process.processId()); }
 };
-Editor openEditor(const QString& text);
+enum class Focus { No, Yes };
+Editor openEditor(const QString& text, Focus awaited = Focus::Yes);
 Editor openTerminal();
 QString focusedWindow();
 QString activeWindow();

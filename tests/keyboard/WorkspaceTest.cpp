@@ -67,15 +67,14 @@ TEST_F(WorkspaceDesk, NamesTheApplicationTheUserWorksIn) {
 TEST_F(WorkspaceDesk, WithoutAWindowManagerFindsWhatLiesUnderThePointer) {
     killWindowManager();
     X11Workspace workspace(dispatch);
-    Editor terminal = {
-        desk().start(QStringLiteral("xterm"), {QStringLiteral("-geometry"), QStringLiteral("80x24+0+0")}), {}};
-    terminal.window = desk().waitForWindow(QStringLiteral("XTerm"));
-    desk().xdotool({QStringLiteral("mousemove"), QStringLiteral("100"), QStringLiteral("100")});
+    const Editor editor = openEditor(QStringLiteral("text"), Focus::No);
+    desk().xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), editor.window, QStringLiteral("50"),
+                    QStringLiteral("50")});
     EXPECT_TRUE(waitUntil([&] {
         const auto front = workspace.frontmostApplication();
-        return front && front->pid == terminal.pid();
+        return front && front->pid == editor.pid();
     }));
-    desk().end(terminal.process);
+    desk().end(editor.process);
     startWindowManager();
 }
 

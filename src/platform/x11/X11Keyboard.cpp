@@ -5,6 +5,7 @@
 #include "XReply.h"
 #include "base/Log.h"
 
+#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
@@ -60,6 +61,12 @@ X11Keyboard::X11Keyboard(X11KeyboardHold& theHold, std::function<void(bool)> the
     reader.emplace(connection);
     const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_test_id);
     xtest = extension && extension->present;
+    qApp->installNativeEventFilter(this);
+}
+
+X11Keyboard::~X11Keyboard() {
+    if (qApp)
+        qApp->removeNativeEventFilter(this);
 }
 
 Keyboard::Sent X11Keyboard::sendCopy(qint32 pid) {
@@ -124,8 +131,10 @@ void X11Keyboard::copyChord(const KeyMap& map, KeyMap::Key letter) {
         [&] {
             for (const KeyMap::Key key : modifiers)
                 fake(connection, XCB_KEY_PRESS, key);
+            const std::lock_guard lock(pressedAgainMutex);
+            pressedAgain.insert(pressedAgain.end(), modifiers.cbegin(), modifiers.cend());
         });
-    // Who let go of a modifier just before the keys must not find it stuck.
+    // A modifier that went up just before the keys must not be stuck now.
     const Keymap stillHeld(xcb_query_keymap_reply(connection, askStillHeld, nullptr));
     for (const KeyMap::Key key : modifiers) {
         if (stillHeld && !isDown(stillHeld, key))
@@ -137,6 +146,28 @@ void X11Keyboard::copyChord(const KeyMap& map, KeyMap::Key letter) {
             if (guard)
                 hold->retake();
         });
+}
+
+bool X11Keyboard::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
+    const auto* event = static_cast<const xcb_key_release_event_t*>(message);
+    if (event->response_type == XCB_KEY_RELEASE) {
+        const std::lock_guard lock(pressedAgainMutex);
+        if (std::ranges::find(pressedAgain, event->detail) != pressedAgain.end())
+            letGoOfPressedAgain();
+    }
+    return false;
+}
+
+void X11Keyboard::letGoOfPressedAgain() {
+    // This release may be the one of a copy that is under way; what is down stays down.
+    const Keymap now(xcb_query_keymap_reply(connection, xcb_query_keymap(connection), nullptr));
+    std::erase_if(pressedAgain, [&](KeyMap::Key key) {
+        if (!now || isDown(now, key))
+            return false;
+        fake(connection, XCB_KEY_RELEASE, key);
+        return true;
+    });
+    xcb_flush(connection);
 }
 
 } // namespace ovalin
