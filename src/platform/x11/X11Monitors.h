@@ -1,0 +1,46 @@
+#pragma once
+
+#include "platform/EventMonitors.h"
+
+#include <QPoint>
+
+#include <functional>
+#include <memory>
+
+namespace ovalin {
+
+class ActivityClock;
+class SyntheticKeys;
+class XThread;
+
+/// EventMonitors by XInput2 raw events on the root window; feeds the activity clock. Where XInput 2.2 is missing it
+/// stays silent and the clock says that nobody watches. Main thread; the three it is made of outlive it.
+class X11Monitors final : public EventMonitors {
+public:
+    X11Monitors(XThread& thread, ActivityClock& clock, const SyntheticKeys& synthetic);
+    ~X11Monitors() override;
+
+    [[nodiscard]] Handle onLeftMouseUp(std::function<void()> seen) override;
+    [[nodiscard]] Handle onKeyUp(std::function<void(const KeyUp&)> seen) override;
+    void removeMonitor(Handle handle) override;
+
+    /// A button other than the wheel went down outside our own windows, at this position of the root window (device
+    /// pixels).
+    [[nodiscard]] Handle onPressOutside(std::function<void(QPoint)> seen);
+
+    /// Says which positions of the root window (device pixels) lie in windows of ours; presses there are nobody's
+    /// business and do not count as input. Asked on the main thread, shortly after the press. Empty: none are ours.
+    void setOwnWindows(std::function<bool(QPoint rootPosition)> isOurs);
+
+    /// While the panel holds the keyboard, keys are not asked for: what is typed into it is never seen here.
+    void setKeyboardOurs(bool ours);
+
+private:
+    struct Shared;
+    class Watch;
+    std::unique_ptr<Shared> shared; // main thread's side
+    std::unique_ptr<Watch> watch;   // X thread's side
+    XThread& thread;
+};
+
+} // namespace ovalin

@@ -1,0 +1,277 @@
+#include "X11Pasteboard.h"
+
+#include "SelectionChanges.h"
+#include "SelectionReader.h"
+#include "SelectionServer.h"
+#include "base/Log.h"
+
+#include <QPointer>
+
+#include <utility>
+
+namespace ovalin {
+
+namespace {
+
+constexpr std::chrono::seconds OWN_DEADLINE{2};
+
+using TextDone = std::function<void(std::optional<QString>)>;
+
+QByteArrayList atomNames(XConnection& server, const SelectionReading& targets) {
+    if (targets.format != 32)
+        return {};
+    const auto* first = reinterpret_cast<const xcb_atom_t*>(targets.bytes.constData());
+    const auto names = server.atomNames({first, first + targets.bytes.size() / 4});
+    return {names.begin(), names.end()};
+}
+
+} // namespace
+
+/// What lives on the X thread.
+class X11Pasteboard::Parts {
+public:
+    Parts(XThread& xThread, const ActivityClock& activity, std::atomic<quint64>& clipboardChanges);
+
+    xcb_atom_t atom(Selection selection) const { return selection == Selection::Primary ? primary : clipboard; }
+    void readText(xcb_atom_t selection, Deadline deadline, TextDone done) { readText(selection, deadline, 0, done); }
+    [[nodiscard]] xcb_window_t ownerOf(xcb_atom_t selection);
+    [[nodiscard]] xcb_window_t primaryOwnerIn(qint32 pid);
+    void readPrimary(xcb_window_t owner, Freshness freshness, Deadline deadline, TextDone done);
+    void readTargets(Deadline deadline, std::function<void(std::optional<QByteArrayList>)> done);
+
+    XThread& thread;
+    const ActivityClock& clock;
+    const xcb_atom_t clipboard;
+    const xcb_atom_t primary = XCB_ATOM_PRIMARY;
+    SelectionReader reader;
+    SelectionServer server;
+
+private:
+    struct PrimaryState {
+        quint64 changes = 0;
+        xcb_window_t owner = XCB_WINDOW_NONE;
+        std::optional<quint32> since; // of that owner; none when it was set before our start
+    };
+
+    void readText(xcb_atom_t selection, Deadline deadline, qsizetype attempt, const TextDone& done);
+    void readPrimaryTime(Deadline deadline, std::function<void(std::optional<quint32>)> done);
+
+    PrimaryState primaryState;
+    SelectionChanges changes;
+};
+
+X11Pasteboard::Parts::Parts(XThread& xThread, const ActivityClock& activity, std::atomic<quint64>& clipboardChanges)
+    : thread(xThread)
+    , clock(activity)
+    , clipboard(xThread.connection().atom("CLIPBOARD"))
+    , reader(xThread)
+    , server(xThread, clipboard)
+    , changes(xThread, [this, &clipboardChanges](const SelectionChanges::Change& change) {
+        if (change.selection == clipboard) {
+            ++clipboardChanges;
+        } else {
+            ++primaryState.changes;
+            primaryState.owner = change.owner;
+            primaryState.since = change.time;
+        }
+        if (change.ownerDied)
+            reader.ownerGone(change.selection);
+    }) {}
+
+xcb_window_t X11Pasteboard::Parts::ownerOf(xcb_atom_t selection) {
+    xcb_connection_t* c = thread.connection().get();
+    const XReply<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, selection), nullptr));
+    return reply ? reply->owner : xcb_window_t{XCB_WINDOW_NONE};
+}
+
+xcb_window_t X11Pasteboard::Parts::primaryOwnerIn(qint32 pid) {
+    const xcb_window_t owner = ownerOf(primary);
+    return thread.connection().clientPid(owner) == pid ? owner : xcb_window_t{XCB_WINDOW_NONE};
+}
+
+void X11Pasteboard::Parts::readText(xcb_atom_t selection, Deadline deadline, qsizetype attempt, const TextDone& done) {
+    if (attempt == textTargets().size()) {
+        done({});
+        return;
+    }
+    const xcb_atom_t target = thread.connection().atom(textTargets()[attempt]);
+    reader.read({selection, target, deadline}, [this, selection, deadline, attempt, done](SelectionReading reading) {
+        if (reading.end == SelectionReading::End::Refused)
+            readText(selection, deadline, attempt + 1, done);
+        else if (reading.end == SelectionReading::End::Data)
+            done(selectionText(thread.connection().atomName(reading.type), reading.format, reading.bytes));
+        else
+            done({});
+    });
+}
+
+void X11Pasteboard::Parts::readPrimaryTime(Deadline deadline, std::function<void(std::optional<quint32>)> done) {
+    if (primaryState.since) {
+        done(primaryState.since);
+        return;
+    }
+    // Set before our start: only the owner knows.
+    const xcb_atom_t timestamp = thread.connection().atom("TIMESTAMP");
+    reader.read({primary, timestamp, deadline}, [done = std::move(done)](const SelectionReading& reading) {
+        std::optional<quint32> time;
+        if (reading.end == SelectionReading::End::Data && reading.format == 32 && reading.bytes.size() >= 4)
+            time = *reinterpret_cast<const quint32*>(reading.bytes.constData());
+        done(time);
+    });
+}
+
+void X11Pasteboard::Parts::readPrimary(xcb_window_t owner, Freshness freshness, Deadline deadline, TextDone done) {
+    if (primaryState.since && primaryState.owner != owner) {
+        done({});
+        return;
+    }
+    auto readNow = [this, deadline, before = primaryState.changes, done] {
+        readText(primary, deadline, [this, before, done](std::optional<QString> text) {
+            // Another owner since we looked: the text may be that one's.
+            done(primaryState.changes == before ? std::move(text) : std::nullopt);
+        });
+    };
+    if (freshness == Freshness::Any) {
+        readNow();
+        return;
+    }
+    readPrimaryTime(deadline, [this, readNow, done](std::optional<quint32> time) {
+        if (isPrimaryFresh(time, clock.read()))
+            readNow();
+        else
+            done({});
+    });
+}
+
+void X11Pasteboard::Parts::readTargets(Deadline deadline, std::function<void(std::optional<QByteArrayList>)> done) {
+    const xcb_atom_t targets = thread.connection().atom("TARGETS");
+    reader.read({clipboard, targets, deadline}, [this, done = std::move(done)](const SelectionReading& reading) {
+        if (reading.end == SelectionReading::End::Data)
+            done(targetsToTake(atomNames(thread.connection(), reading)));
+        else if (reading.end == SelectionReading::End::Refused)
+            done(textTargets()); // an owner too simple to list what it has
+        else
+            done({});
+    });
+}
+
+X11Pasteboard::X11Pasteboard(XThread& xThread, const ActivityClock& clock, const PasteboardLimits& theLimits)
+    : thread(xThread)
+    , limits(theLimits) {
+    thread.post([this, &clock] { parts = std::make_unique<Parts>(thread, clock, clipboardChanges); });
+}
+
+X11Pasteboard::~X11Pasteboard() {
+    thread.runAndWait([this] { parts.reset(); });
+}
+
+std::optional<QString> X11Pasteboard::primaryText(qint32 pid, Freshness freshness) {
+    const Deadline deadline = deadlineIn(limits.text);
+    const auto owner = thread.call(deadline, [this, pid] { return parts->primaryOwnerIn(pid); });
+    if (!owner || *owner == XCB_WINDOW_NONE)
+        return {};
+    // A second task: what the server told about this owner has been handled before it.
+    return thread
+        .ask<std::optional<QString>>(deadline,
+                                     [this, window = *owner, freshness, deadline](TextDone answer) {
+                                         parts->readPrimary(window, freshness, deadline, std::move(answer));
+                                     })
+        .value_or(std::nullopt);
+}
+
+std::optional<QString> X11Pasteboard::text() {
+    const Deadline deadline = deadlineIn(limits.text);
+    return thread
+        .ask<std::optional<QString>>(
+            deadline,
+            [this, deadline](TextDone answer) { parts->readText(parts->clipboard, deadline, std::move(answer)); })
+        .value_or(std::nullopt);
+}
+
+std::optional<PasteboardSnapshot> X11Pasteboard::snapshot() {
+    const Deadline deadline = deadlineIn(limits.snapshot.time);
+    PasteboardSnapshot snapshot;
+    const auto owner = thread.call(deadline, [this] { return parts->ownerOf(parts->clipboard); });
+    if (!owner)
+        return {};
+    snapshot.owned = *owner != XCB_WINDOW_NONE;
+    // A second task: the changes that the server told of until then are counted before it.
+    const auto count = thread.call(deadline, [this] { return clipboardChanges.load(); });
+    if (!count)
+        return {};
+    snapshot.changeCount = *count;
+    if (snapshot.owned && !readItems(snapshot, deadline))
+        return {};
+    const auto countAfter = thread.call(deadline, [this] { return clipboardChanges.load(); });
+    if (!countAfter || !isFaithful(snapshot, *countAfter))
+        return {};
+    return snapshot;
+}
+
+bool X11Pasteboard::readItems(PasteboardSnapshot& snapshot, std::chrono::steady_clock::time_point deadline) {
+    const auto targets =
+        thread
+            .ask<std::optional<QByteArrayList>>(
+                deadline, [this, deadline](auto answer) { parts->readTargets(deadline, std::move(answer)); })
+            .value_or(std::nullopt);
+    if (!targets)
+        return false;
+    qsizetype room = limits.snapshot.bytes;
+    for (const QByteArray& target : *targets) {
+        struct Named {
+            SelectionReading reading;
+            QByteArray type;
+        };
+        const auto read = thread.ask<Named>(deadline, [this, target, deadline, room](auto answer) {
+            const SelectionReader::Request request{parts->clipboard, thread.connection().atom(target), deadline, room};
+            parts->reader.read(request, [this, answer](SelectionReading reading) {
+                QByteArray type = thread.connection().atomName(reading.type);
+                answer({std::move(reading), std::move(type)});
+            });
+        });
+        if (!read || read->reading.end == SelectionReading::End::Late ||
+            read->reading.end == SelectionReading::End::TooLarge)
+            return false;
+        if (read->reading.end == SelectionReading::End::Refused)
+            continue; // listed, but not to be had: nobody else could have it either
+        room -= read->reading.bytes.size();
+        snapshot.items.push_back({target, read->type, read->reading.format, read->reading.bytes});
+    }
+    return true;
+}
+
+void X11Pasteboard::restore(PasteboardSnapshot snapshot) {
+    auto content = std::make_shared<PasteboardSnapshot>(std::move(snapshot));
+    const auto restored = thread.call(deadlineIn(OWN_DEADLINE), [this, content] {
+        if (!needsRestore(*content, clipboardChanges))
+            return true;
+        if (content->owned)
+            return parts->server.own(std::move(content->items));
+        parts->server.clear();
+        return true;
+    });
+    if (!restored.value_or(false))
+        logLine(QStringLiteral("Ovalin: the clipboard could not be put back"));
+}
+
+void X11Pasteboard::readText(Selection selection, QObject* context, std::function<void(const QString&)> done) {
+    auto deliver = [this, guard = QPointer<QObject>(context), done = std::move(done)](const QString& text) {
+        QMetaObject::invokeMethod(
+            &mainThread,
+            [guard, done, text] {
+                if (guard)
+                    done(text);
+            },
+            Qt::QueuedConnection);
+    };
+    const Deadline deadline = deadlineIn(limits.fieldText);
+    thread.post([this, selection, deadline, deliver = std::move(deliver)] {
+        parts->readText(parts->atom(selection), deadline, [deliver](const std::optional<QString>& text) {
+            if (text)
+                deliver(*text);
+        });
+    });
+}
+
+} // namespace ovalin

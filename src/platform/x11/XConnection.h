@@ -1,0 +1,75 @@
+#pragma once
+
+#include "platform/x11/XReply.h"
+
+#include <QByteArray>
+#include <QHash>
+
+#include <chrono>
+#include <optional>
+#include <vector>
+
+#include <xcb/xcb.h>
+
+namespace ovalin {
+
+/// A point of the monotonic clock.
+using Deadline = std::chrono::steady_clock::time_point;
+
+[[nodiscard]] inline Deadline deadlineIn(std::chrono::milliseconds time) {
+    return std::chrono::steady_clock::now() + time;
+}
+
+/// A connection of our own to the X server, apart from Qt's. One thread at a time. All calls are harmless when there is
+/// no server or when it went away: they return nothing, 0 or an empty value.
+class XConnection {
+public:
+    /// Connects to `display`, or to $DISPLAY when that is empty.
+    explicit XConnection(const QByteArray& display = {});
+    ~XConnection();
+    XConnection(const XConnection&) = delete;
+    XConnection& operator=(const XConnection&) = delete;
+
+    [[nodiscard]] bool isOpen() const { return xcb_connection_has_error(connection) == 0; }
+    [[nodiscard]] xcb_connection_t* get() const { return connection; }
+    [[nodiscard]] int descriptor() const { return xcb_get_file_descriptor(connection); }
+    [[nodiscard]] xcb_window_t root() const { return rootWindow; }
+    [[nodiscard]] bool isOwn(quint32 id) const;
+
+    /// Atoms are asked for once and remembered; they live as long as the server.
+    [[nodiscard]] xcb_atom_t atom(const QByteArray& name);
+    [[nodiscard]] QByteArray atomName(xcb_atom_t atom) { return atomNames({atom}).front(); }
+    /// As many round trips as there are unknown atoms, but all of them in one go. Empty for an atom that does not
+    /// exist.
+    [[nodiscard]] std::vector<QByteArray> atomNames(const std::vector<xcb_atom_t>& atoms);
+
+    /// The process that made the window (X-Resource 1.2), 0 when unknown. _NET_WM_PID is missing in many clients.
+    [[nodiscard]] qint32 clientPid(xcb_window_t window);
+
+    /// The event type of XFixes' SelectionNotify; 0 when the server has no XFixes. Asked for once.
+    [[nodiscard]] quint8 selectionNotifyType();
+
+    /// A 1x1 window that is never shown, for properties and selections.
+    [[nodiscard]] xcb_window_t makeHiddenWindow(quint32 eventMask);
+
+    /// The next event, or nothing at the deadline or when the server is gone. Not for a connection with an XThread.
+    [[nodiscard]] XReply<xcb_generic_event_t> waitForEvent(Deadline deadline);
+
+    /// X time of the server at this moment, after everything sent before was processed (ICCCM 2.1: the time of a
+    /// PropertyNotify). Drops the events that come before it. Not for a connection with an XThread.
+    [[nodiscard]] std::optional<quint32> serverTime(Deadline deadline);
+
+private:
+    xcb_connection_t* connection = nullptr; // never null: libxcb hands out a broken connection instead
+    xcb_window_t rootWindow = XCB_WINDOW_NONE;
+    xcb_window_t clockWindow = XCB_WINDOW_NONE;
+    bool clientIds = false; // X-Resource 1.2 is there
+    std::optional<quint8> selectionNotify;
+    QHash<QByteArray, xcb_atom_t> atoms;
+    QHash<xcb_atom_t, QByteArray> names;
+};
+
+/// Milliseconds for poll(): rounded up, so that a loop never spins through the last fraction; 0 when it has passed.
+[[nodiscard]] int pollTimeout(Deadline deadline);
+
+} // namespace ovalin
