@@ -1,10 +1,9 @@
 #pragma once
 
+#include "ChildEnvironment.h"
+
 #include <tl/expected.hpp>
 
-#include <QByteArrayList>
-#include <QMap>
-#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 
@@ -16,26 +15,9 @@ namespace ovalin {
 // The one way children are launched. Each gets the environment that this process received plus its own variables, a
 // process group of its own, and none of our descriptors but the standard three. A child never kills us by SIGPIPE.
 
-/// Takes the environment that children get: main calls it before anything changes ours. Without a call it is taken at
-/// the first launch. Any thread.
-void rememberEnvironment();
-
-/// "NAME=value", byte for byte as this process received it.
-[[nodiscard]] QByteArrayList originalEnvironment();
-
-/// A folder put behind the PATH of every child, so that scripts find the helper programs. Empty: none. Any thread.
-void setHelperFolder(const QString& folder);
-
 /// The shell of every command line, /bin/zsh; tests put another, or none, in its place. Any thread.
 [[nodiscard]] QString shellPath();
 void setShellPath(const QString& path);
-
-/// Names ("OVALIN_…") and values on top of the original environment. NUL characters are left out of a value; a value
-/// of 128 KiB and more is refused by the system when the child starts (E2BIG).
-using ChildVariables = QMap<QString, QString>;
-
-/// The environment of a child, for those who drive a QProcess of their own (the long-lived chat).
-[[nodiscard]] QProcessEnvironment childEnvironment(const ChildVariables& variables = {});
 
 struct ChildCommand {
     QString executable; ///< absolute

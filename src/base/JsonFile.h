@@ -8,7 +8,6 @@
 
 #include <sys/types.h>
 
-
 namespace ovalin {
 
 // Files that are replaced whole: a reader never sees half of one, and a crash leaves the old or the new one. Errors

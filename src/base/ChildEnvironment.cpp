@@ -1,0 +1,86 @@
+#include "ChildEnvironment.h"
+
+#include <QFile>
+#include <QMutex>
+
+#include <unistd.h>
+
+#include <optional>
+
+namespace ovalin {
+
+namespace {
+
+struct Surroundings {
+    QMutex mutex;
+    std::optional<QByteArrayList> environment;
+    QString helperFolder;
+};
+
+Surroundings& surroundings() {
+    static Surroundings theSurroundings;
+    return theSurroundings;
+}
+
+QByteArrayList currentEnvironment() {
+    QByteArrayList list;
+    for (char** entry = environ; entry && *entry; ++entry)
+        list.append(*entry);
+    return list;
+}
+
+QByteArray nameOf(const QByteArray& entry) { return entry.left(entry.indexOf('=')); }
+
+} // namespace
+
+void rememberEnvironment() {
+    QMutexLocker lock(&surroundings().mutex);
+    surroundings().environment = currentEnvironment();
+}
+
+QByteArrayList originalEnvironment() {
+    QMutexLocker lock(&surroundings().mutex);
+    if (!surroundings().environment)
+        surroundings().environment = currentEnvironment();
+    return *surroundings().environment;
+}
+
+void setHelperFolder(const QString& folder) {
+    QMutexLocker lock(&surroundings().mutex);
+    surroundings().helperFolder = folder;
+}
+
+QByteArrayList environmentWith(const ChildVariables& variables) {
+    QByteArrayList list = originalEnvironment();
+    const auto set = [&list](const QByteArray& name, const QByteArray& value) {
+        list.removeIf([&name](const QByteArray& entry) { return nameOf(entry) == name; });
+        list.append(name + '=' + value);
+    };
+    QString helpers;
+    {
+        QMutexLocker lock(&surroundings().mutex);
+        helpers = surroundings().helperFolder;
+    }
+    if (!helpers.isEmpty()) {
+        QByteArray path = "/usr/local/bin:/usr/bin:/bin"; // a lone helper folder would hide the system's programs
+        for (const QByteArray& entry : std::as_const(list)) {
+            if (nameOf(entry) == "PATH")
+                path = entry.mid(5);
+        }
+        set("PATH", path + ':' + QFile::encodeName(helpers));
+    }
+    for (auto variable = variables.begin(); variable != variables.end(); ++variable)
+        set(variable.key().toUtf8(), variable.value().toUtf8().replace('\0', ""));
+    return list;
+}
+
+QProcessEnvironment childEnvironment(const ChildVariables& variables) {
+    QProcessEnvironment environment;
+    for (const QByteArray& entry : environmentWith(variables)) {
+        const QByteArray name = nameOf(entry);
+        environment.insert(QFile::decodeName(name), QFile::decodeName(entry.mid(name.size() + 1)));
+    }
+    return environment;
+}
+
+} // namespace ovalin

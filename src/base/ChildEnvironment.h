@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QByteArrayList>
+#include <QMap>
+#include <QProcessEnvironment>
+#include <QString>
+
+namespace ovalin {
+
+/// Takes the environment that children get: main calls it before anything changes ours. Without a call it is taken at
+/// the first launch. Any thread.
+void rememberEnvironment();
+
+/// "NAME=value", byte for byte as this process received it.
+[[nodiscard]] QByteArrayList originalEnvironment();
+
+/// A folder put behind the PATH of every child, so that scripts find the helper programs. Empty: none. Any thread.
+void setHelperFolder(const QString& folder);
+
+/// Names ("OVALIN_…") and values on top of the original environment. NUL characters are left out of a value; a value
+/// of 128 KiB and more is refused by the system when the child starts (E2BIG).
+using ChildVariables = QMap<QString, QString>;
+
+/// The whole environment of a child, "NAME=value". Any thread.
+[[nodiscard]] QByteArrayList environmentWith(const ChildVariables& variables);
+
+/// The same for those who drive a QProcess of their own (the long-lived chat).
+[[nodiscard]] QProcessEnvironment childEnvironment(const ChildVariables& variables = {});
+
+} // namespace ovalin
