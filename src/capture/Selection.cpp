@@ -33,7 +33,7 @@ Selection::Selection(Accessibility& theAccessibility, Pasteboard& thePasteboard,
     : accessibility(theAccessibility)
     , pasteboard(thePasteboard)
     , keyboard(theKeyboard)
-    , sleep(theSleep ? std::move(theSleep) : [](std::chrono::milliseconds time) { QThread::sleep(time); }) {}
+    , sleep(theSleep ? std::move(theSleep) : [](std::chrono::milliseconds time) { QThread::msleep(static_cast<unsigned long>(time.count())); }) {}
 
 std::optional<QString> Selection::axSelection(qint32 pid) {
     if (pid < 1)
