@@ -57,7 +57,9 @@ int main(int argc, char** argv) {
     };
     Desktop desktop = x11.desktop();
     AppDelegate delegate(desktop, dispatch, paths, std::move(sources),
-                         [script = paths.binDir + QStringLiteral("/ovalin-replace-web.sh")](const QString& url) { return siteOwned(url, script); });
+                         [script = paths.binDir + QStringLiteral("/ovalin-replace-web.sh")](const QString& url) {
+                             return siteOwned(url, script);
+                         });
     instance.listen([&delegate] { delegate.toggle(); });
     const Termination termination;
     delegate.applicationDidFinishLaunching();

@@ -69,14 +69,16 @@ void AppDelegate::applicationDidFinishLaunching() {
     hotKey.registerHotKey(0);
     logLine(QStringLiteral("Ovalin ready — Opt+Space to capture"));
     heartbeat = std::make_unique<Heartbeat>(dispatch, paths.heartbeatFile);
-    dispatch.run(Queue::Utility, [resources = paths.resourcesDir, bin = paths.binDir] { installBundledScripts(resources, bin); });
+    dispatch.run(Queue::Utility,
+                 [resources = paths.resourcesDir, bin = paths.binDir] { installBundledScripts(resources, bin); });
     dispatch.after(500ms, this, [this] { warmUp(); });
 }
 
 void AppDelegate::warmUp() {
     if (panel)
         return;
-    // The first panel would pay for fonts, text shaping, the shadows and the first window: an unseen one pays for it now.
+    // The first panel would pay for fonts, text shaping, the shadows and the first window: an unseen one pays for it
+    // now.
     CapturePanel unseen(desktop.pasteboard, desktop.workspace.compositorRuns());
     unseen.modeControl->showMode(false);
     unseen.showExcerpt(QStringLiteral("warmup"), false);
@@ -198,7 +200,8 @@ void AppDelegate::checkSiteOwnership(const QString& url, const QUuid& token) {
 }
 
 std::function<QString()> AppDelegate::currentFocus() {
-    return [this, pid = context.capPID, stored = context.capText] { return selection.axSelection(pid).value_or(stored); };
+    return
+        [this, pid = context.capPID, stored = context.capText] { return selection.axSelection(pid).value_or(stored); };
 }
 
 void AppDelegate::setStatus(const QString& text) {
@@ -249,11 +252,12 @@ void AppDelegate::hotkeyTaken(int status) {
     hotkeyTakenSaid = true;
     const QString why = status > 0 ? QStringLiteral("Another program holds Alt+Space.")
                                    : QStringLiteral("Alt+Space cannot be registered on this display.");
-    desktop.notifier.notify({QStringLiteral("Ovalin cannot use Alt+Space"),
-                             why + QStringLiteral(" To open Ovalin without it, run `ovalin toggle`, or bind that command to another "
-                                                  "shortcut in your desktop's keyboard settings."),
-                             {},
-                             {}});
+    desktop.notifier.notify(
+        {QStringLiteral("Ovalin cannot use Alt+Space"),
+         why + QStringLiteral(" To open Ovalin without it, run `ovalin toggle`, or bind that command to another "
+                              "shortcut in your desktop's keyboard settings."),
+         {},
+         {}});
 }
 
 } // namespace ovalin

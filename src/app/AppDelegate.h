@@ -36,7 +36,8 @@ public:
     // Start-up
     void applicationDidFinishLaunching();
     void warmUp();
-    /// Hands over what is still under way; nothing is submitted afterwards. Dispatch then ends the work in the background.
+    /// Hands over what is still under way; nothing is submitted afterwards. Dispatch then ends the work in the
+    /// background.
     void applicationWillTerminate();
 
     // One opening

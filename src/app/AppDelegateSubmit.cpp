@@ -10,8 +10,8 @@
 
 namespace ovalin {
 
-// A Do request whose excerpt is still being read from the application. It keeps what its own opening captured: the record
-// may belong to the next opening by the time the excerpt is there.
+// A Do request whose excerpt is still being read from the application. It keeps what its own opening captured: the
+// record may belong to the next opening by the time the excerpt is there.
 struct AppDelegate::Delivery {
     QUuid token;
     QString instruction;
@@ -35,9 +35,10 @@ void AppDelegate::setMode(bool ask, bool byUser) {
 }
 
 void AppDelegate::showPlaceholder() {
-    panel->promptField->setPlaceholder(askMode                     ? QStringLiteral("Ask Torvi about this…")
-                                       : context.capText.isEmpty() ? QStringLiteral("What should happen — or type text to insert")
-                                                                   : QStringLiteral("What should Torvi do with this?"));
+    panel->promptField->setPlaceholder(askMode ? QStringLiteral("Ask Torvi about this…")
+                                       : context.capText.isEmpty()
+                                           ? QStringLiteral("What should happen — or type text to insert")
+                                           : QStringLiteral("What should Torvi do with this?"));
 }
 
 void AppDelegate::modeDoTapped() {
@@ -67,10 +68,11 @@ void AppDelegate::recordIntentCommit(const QString& prompt, bool committedAsk) {
     if (!commit)
         return;
     intentLexicon.record(commit->head, committedAsk);
-    dispatch.run(Queue::Files, [lexicon = intentLexicon, commit = *commit, time = dispatch.wallClock(), folder = paths.systemDir] {
-        lexicon.save(IntentLexicon::storePath(folder));
-        logCommit(commitLogPath(folder), commit, time);
-    });
+    dispatch.run(Queue::Files,
+                 [lexicon = intentLexicon, commit = *commit, time = dispatch.wallClock(), folder = paths.systemDir] {
+                     lexicon.save(IntentLexicon::storePath(folder));
+                     logCommit(commitLogPath(folder), commit, time);
+                 });
 }
 
 void AppDelegate::sendTapped() {
@@ -87,13 +89,13 @@ void AppDelegate::sendTapped() {
 void AppDelegate::submitDo(const QString& instruction, const QString& excerpt) {
     if (!instruction.isEmpty())
         recordIntentCommit(instruction, false);
-    auto delivery = std::make_shared<Delivery>(Delivery{
-        context.captureToken,
-        instruction,
-        context.capText,
-        {context.capApp, context.capBundle, context.capURL, context.capTitle, context.capContextMode},
-        {context.capShotB64, context.capShotText},
-        dispatch.wallClock()});
+    auto delivery = std::make_shared<Delivery>(
+        Delivery{context.captureToken,
+                 instruction,
+                 context.capText,
+                 {context.capApp, context.capBundle, context.capURL, context.capTitle, context.capContextMode},
+                 {context.capShotB64, context.capShotText},
+                 dispatch.wallClock()});
     const auto focus = currentFocus();
     closePanel();
     if (!excerpt.isEmpty()) {
@@ -102,18 +104,17 @@ void AppDelegate::submitDo(const QString& instruction, const QString& excerpt) {
     }
     // Asking the application may take a quarter of a second, for which the panel does not stay.
     deliveries.push_back(delivery);
-    dispatch.inBackground(
-        Queue::UserInitiated, this, focus, [this, delivery](const QString& live) {
-            if (std::erase(deliveries, delivery) > 0)
-                deliver(*delivery, live);
-        });
+    dispatch.inBackground(Queue::UserInitiated, this, focus, [this, delivery](const QString& live) {
+        if (std::erase(deliveries, delivery) > 0)
+            deliver(*delivery, live);
+    });
 }
 
 void AppDelegate::deliver(const Delivery& delivery, const QString& excerpt) {
     if (!routedRequests || (delivery.instruction.isEmpty() && excerpt.isEmpty()))
         return;
-    routedRequests->submit(makeQueueItem(delivery.instruction, excerpt, delivery.request, delivery.time), delivery.token,
-                          delivery.shot);
+    routedRequests->submit(makeQueueItem(delivery.instruction, excerpt, delivery.request, delivery.time),
+                           delivery.token, delivery.shot);
 }
 
 void AppDelegate::applyShotToPendingSubmit(const QUuid& token, const QString& shotB64) {

@@ -38,7 +38,8 @@ CommandLine parseCommandLine(int argc, char** argv) {
             return {CommandLine::Action::Version, {}};
         if (!std::strcmp(argument, "toggle"))
             return {CommandLine::Action::Toggle, {}};
-        if (!std::strcmp(argument, "-platform") || !std::strcmp(argument, "-name") || !std::strcmp(argument, "-display"))
+        if (!std::strcmp(argument, "-platform") || !std::strcmp(argument, "-name") ||
+            !std::strcmp(argument, "-display"))
             ++i;
         else
             return {CommandLine::Action::Wrong, QString::fromLocal8Bit(argument)};
@@ -48,8 +49,12 @@ CommandLine parseCommandLine(int argc, char** argv) {
 
 int runCommand(const CommandLine& command, int argc, char** argv) {
     switch (command.action) {
-    case CommandLine::Action::Help: std::fputs(HELP, stdout); return 0;
-    case CommandLine::Action::Version: std::puts("ovalin " OVALIN_VERSION); return 0;
+    case CommandLine::Action::Help:
+        std::fputs(HELP, stdout);
+        return 0;
+    case CommandLine::Action::Version:
+        std::puts("ovalin " OVALIN_VERSION);
+        return 0;
     case CommandLine::Action::Toggle: {
         const QCoreApplication application(argc, argv);
         const auto wrong = SingleInstance::sendToggle(Paths::under(QDir::homePath()).runtimeDir);

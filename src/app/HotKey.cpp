@@ -13,7 +13,9 @@ constexpr double DEBOUNCE = 0.25;
 
 } // namespace
 
-HotKey::HotKey(HotKeys& theHotKeys, Dispatch& theDispatch) : hotKeys(theHotKeys), dispatch(theDispatch) {}
+HotKey::HotKey(HotKeys& theHotKeys, Dispatch& theDispatch)
+    : hotKeys(theHotKeys)
+    , dispatch(theDispatch) {}
 
 void HotKey::registerHotKey(int attempt) {
     if (!hotkeyHandlerInstalled) {

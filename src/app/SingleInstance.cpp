@@ -48,7 +48,8 @@ void serve(QLocalSocket* peer, const std::function<void()>& toggled) {
 
 } // namespace
 
-SingleInstance::SingleInstance(const QString& runtimeDir) : folder(runtimeDir) {}
+SingleInstance::SingleInstance(const QString& runtimeDir)
+    : folder(runtimeDir) {}
 
 SingleInstance::~SingleInstance() {
     server.close();
@@ -58,12 +59,14 @@ SingleInstance::~SingleInstance() {
 
 bool SingleInstance::acquire() {
     if (!ownFolder(folder)) {
-        logLine(QStringLiteral("Ovalin: %1 is not a folder of this user — running without the single-instance lock").arg(folder));
+        logLine(QStringLiteral("Ovalin: %1 is not a folder of this user — running without the single-instance lock")
+                    .arg(folder));
         return true;
     }
     lock = ::open(lockPath(folder).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (lock < 0) {
-        logLine(QStringLiteral("Ovalin: cannot open the lock in %1 — %2").arg(folder, QString::fromLocal8Bit(strerror(errno))));
+        logLine(QStringLiteral("Ovalin: cannot open the lock in %1 — %2")
+                    .arg(folder, QString::fromLocal8Bit(strerror(errno))));
         return true;
     }
     if (::flock(lock, LOCK_EX | LOCK_NB) != 0) {

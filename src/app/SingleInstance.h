@@ -8,8 +8,8 @@
 
 namespace ovalin {
 
-/// One running copy for each user, and the way to it: a lock file that the kernel frees when its holder dies, and a local
-/// socket beside it. Main thread.
+/// One running copy for each user, and the way to it: a lock file that the kernel frees when its holder dies, and a
+/// local socket beside it. Main thread.
 class SingleInstance final : public QObject {
 public:
     /// `runtimeDir` is made, for this user alone, when it is missing.
@@ -23,8 +23,8 @@ public:
     /// Listens for `ovalin toggle`; call after acquire(). A socket that cannot be made is logged.
     void listen(std::function<void()> toggled);
 
-    /// Asks the running copy to do what the hotkey does. Absent on success, else what is wrong, for people. Blocks up to
-    /// 2 s: for the command line.
+    /// Asks the running copy to do what the hotkey does. Absent on success, else what is wrong, for people. Blocks up
+    /// to 2 s: for the command line.
     [[nodiscard]] static std::optional<QString> sendToggle(const QString& runtimeDir);
 
 private:

@@ -4,7 +4,8 @@
 
 namespace ovalin {
 
-UserDefaults::UserDefaults() : settings(QSettings::IniFormat, QSettings::UserScope, QStringLiteral("ovalin"), QStringLiteral("ovalin")) {}
+UserDefaults::UserDefaults()
+    : settings(QStringLiteral("ovalin"), QStringLiteral("ovalin")) {}
 
 bool UserDefaults::isSet(const QString& key) const { return settings.value(key, false).toBool(); }
 

@@ -5,8 +5,8 @@
 
 namespace ovalin {
 
-/// The few flags that outlive a run, in ~/.config/ovalin/ovalin.conf. A file that cannot be written is logged once and the
-/// flags then last until the program ends. Main thread.
+/// The few flags that outlive a run, in ~/.config/ovalin/ovalin.conf. A file that cannot be written is logged once and
+/// the flags then last until the program ends. Main thread.
 class UserDefaults {
 public:
     UserDefaults();

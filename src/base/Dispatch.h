@@ -69,8 +69,8 @@ public:
     QtDispatch();
     ~QtDispatch() override;
 
-    /// Waits for all file work that was begun and at most 2 s for the rest; work that hangs longer ends the process there
-    /// and then, everything being saved. Main thread.
+    /// Waits for all file work that was begun and at most 2 s for the rest; work that hangs longer ends the process
+    /// there and then, everything being saved. Main thread.
     void finish();
 
     [[nodiscard]] double now() const override;

@@ -15,7 +15,8 @@ struct Face {
 };
 
 enum { Light, Regular, Medium, Signature };
-std::array<Face, 4> faces{{{"DMSans-Light", {}}, {"DMSans-Regular", {}}, {"DMSans-Medium", {}}, {"JosefinSans-Medium", {}}}};
+std::array<Face, 4> faces{
+    {{"DMSans-Light", {}}, {"DMSans-Regular", {}}, {"DMSans-Medium", {}}, {"JosefinSans-Medium", {}}}};
 
 QFont made(const Face& face, qreal size, QFont::Weight weight) {
     QFont font = face.family.isEmpty() ? QFontDatabase::systemFont(QFontDatabase::GeneralFont) : QFont(face.family);
@@ -40,9 +41,12 @@ void Brand::registerFonts(const QString& resources) {
 
 QFont Brand::font(qreal size, QFont::Weight weight) {
     switch (weight) {
-    case QFont::Medium: return made(faces[Medium], size, weight);
-    case QFont::Normal: return made(faces[Regular], size, weight);
-    default: return made(faces[Light], size, QFont::Light);
+    case QFont::Medium:
+        return made(faces[Medium], size, weight);
+    case QFont::Normal:
+        return made(faces[Regular], size, weight);
+    default:
+        return made(faces[Light], size, QFont::Light);
     }
 }
 

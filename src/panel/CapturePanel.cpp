@@ -17,6 +17,16 @@ constexpr int INSET = 16, SPACING = 10, ROW_SPACING = 8;
 constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, INPUT_HEIGHT = 32, BOTTOM_HEIGHT = 26;
 constexpr int COLUMN_WIDTH = CapturePanel::WIDTH - 2 * INSET;
 
+// The hairline keeps a field's edge visible where the glass is as light as the fill.
+void paintFill(QPainter& painter, QRectF area, const QColor& fill) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fill);
+    painter.drawRoundedRect(area, innerRadius, innerRadius);
+    painter.setPen(QPen(QColor(20, 18, 40, 14), 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(area.adjusted(.5, .5, -.5, -.5), innerRadius - .5, innerRadius - .5);
+}
+
 QTextBrowser* makeTranscript(QWidget* parent) {
     auto* view = new QTextBrowser(parent);
     view->setAccessibleName(QStringLiteral("Transcript"));
@@ -33,18 +43,21 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint)
     , modeControl(new ModeControl(this))
     , previewView(new PreviewTextView(pasteboard, this))
-    , emptyNoteRef(new Label(QStringLiteral("No selection captured. Your prompt still applies to what's shown on screen."), 11,
-                             Palette::ink(), this))
+    , emptyNoteRef(
+          new Label(QStringLiteral("No selection captured. Your prompt still applies to what's shown on screen."), 11,
+                    Palette::ink(), this))
     , transcriptView(makeTranscript(this))
     , promptField(new PromptField(pasteboard, this))
-    , micButton(new GlyphButton(GlyphButton::Glyph::Mic, QStringLiteral("Dictate"), QStringLiteral("Click to dictate"), this))
+    , micButton(
+          new GlyphButton(GlyphButton::Glyph::Mic, QStringLiteral("Dictate"), QStringLiteral("Click to dictate"), this))
     , hintField(new StatusLine(this))
     , cancelBtn(new PillButton(QStringLiteral("Cancel"), PillButton::Look::Soft, this))
     , replaceBtnRef(new PillButton(QStringLiteral("Insert"), PillButton::Look::Soft, this))
     , sendBtnRef(new PillButton(QStringLiteral("Submit"), PillButton::Look::Filled, this))
     , historyBtnRef(new GlyphButton(GlyphButton::Glyph::History, QStringLiteral("Past conversations"),
                                     QStringLiteral("Past conversations"), this))
-    , helpBtn(new GlyphButton(GlyphButton::Glyph::Help, QStringLiteral("How Ovalin works"), QStringLiteral("How Ovalin works"), this))
+    , helpBtn(new GlyphButton(GlyphButton::Glyph::Help, QStringLiteral("How Ovalin works"),
+                              QStringLiteral("How Ovalin works"), this))
     , composited(isComposited) {
     setWindowTitle(QStringLiteral("Ovalin"));
     setAttribute(Qt::WA_ShowWithoutActivating);
@@ -62,8 +75,16 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     connect(sendBtnRef, &PillButton::clicked, this, &CapturePanel::submitTapped);
     connect(cancelBtn, &PillButton::clicked, this, &CapturePanel::cancelTapped);
 
-    QWidget* const order[] = {promptField, micButton, cancelBtn, replaceBtnRef, sendBtnRef, historyBtnRef, helpBtn,
-                              modeControl->modeSegDo, modeControl->modeSegAsk, previewView};
+    QWidget* const order[] = {promptField,
+                              micButton,
+                              cancelBtn,
+                              replaceBtnRef,
+                              sendBtnRef,
+                              historyBtnRef,
+                              helpBtn,
+                              modeControl->modeSegDo,
+                              modeControl->modeSegAsk,
+                              previewView};
     for (size_t i = 1; i < std::size(order); ++i)
         setTabOrder(order[i - 1], order[i]);
     promptField->setFocus();
@@ -115,7 +136,8 @@ void CapturePanel::setExtraHeight(int height) {
 }
 
 QRect CapturePanel::inputContainer() const {
-    return {INSET, height() - INSET - BOTTOM_HEIGHT - SPACING - INPUT_HEIGHT, COLUMN_WIDTH - 32 - ROW_SPACING, INPUT_HEIGHT};
+    return {INSET, height() - INSET - BOTTOM_HEIGHT - SPACING - INPUT_HEIGHT, COLUMN_WIDTH - 32 - ROW_SPACING,
+            INPUT_HEIGHT};
 }
 
 void CapturePanel::layOut() {
@@ -147,17 +169,15 @@ void CapturePanel::resizeEvent(QResizeEvent*) { layOut(); }
 void CapturePanel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     glass.paint(painter, QRectF(rect()), glassRadius, !composited);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(Palette::fill());
     for (const QWidget* view : {static_cast<QWidget*>(previewView), static_cast<QWidget*>(transcriptView)}) {
         if (view->isVisible())
-            painter.drawRoundedRect(view->geometry(), innerRadius, innerRadius);
+            paintFill(painter, view->geometry(), Palette::fill());
     }
-    painter.setBrush(Palette::fillInput());
-    painter.drawRoundedRect(inputContainer(), innerRadius, innerRadius);
+    paintFill(painter, inputContainer(), Palette::fillInput());
     for (const FlushButton* button : findChildren<FlushButton*>()) {
         if (button->isVisible() && button->lift() > 0)
-            paintSoftLift(painter, QRectF(button->mapTo(this, QPoint()), button->size()), button->cornerRadius(), button->lift());
+            paintSoftLift(painter, QRectF(button->mapTo(this, QPoint()), button->size()), button->cornerRadius(),
+                          button->lift());
     }
     if (firstFrame) {
         firstFrame = false;
@@ -174,10 +194,15 @@ bool CapturePanel::eventFilter(QObject* watched, QEvent* event) {
 
 void CapturePanel::keyPressEvent(QKeyEvent* event) {
     switch (event->key()) {
-    case Qt::Key_Escape: Q_EMIT cancelTapped(); break;
+    case Qt::Key_Escape:
+        Q_EMIT cancelTapped();
+        break;
     case Qt::Key_Return:
-    case Qt::Key_Enter: Q_EMIT submitTapped(); break;
-    default: QWidget::keyPressEvent(event);
+    case Qt::Key_Enter:
+        Q_EMIT submitTapped();
+        break;
+    default:
+        QWidget::keyPressEvent(event);
     }
 }
 

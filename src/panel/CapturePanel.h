@@ -14,8 +14,8 @@ namespace ovalin {
 /// The capture panel: a card that hangs under the pointer, made anew for every opening. It shows what it is told and
 /// reports what the user does; the decisions are its owner's.
 ///
-/// Its window is override-redirect, so that no window manager moves the activation to it; the keyboard reaches it through
-/// a grab (KeyboardHold).
+/// Its window is override-redirect, so that no window manager moves the activation to it; the keyboard reaches it
+/// through a grab (KeyboardHold).
 class CapturePanel final : public QWidget {
     Q_OBJECT
 public:

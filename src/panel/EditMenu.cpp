@@ -7,7 +7,8 @@ namespace ovalin {
 void showEditMenu(QWidget* field, QPoint globalPosition, const EditActions& actions) {
     auto* menu = new QMenu(field);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    const auto add = [menu](const QString& title, QKeySequence::StandardKey key, bool enabled, const std::function<void()>& run) {
+    const auto add = [menu](const QString& title, QKeySequence::StandardKey key, bool enabled,
+                            const std::function<void()>& run) {
         QAction* action = menu->addAction(title);
         action->setShortcut(key);
         action->setEnabled(enabled);

@@ -16,6 +16,8 @@ namespace {
 
 constexpr int SHRINK = 4;
 constexpr int BLUR_RADIUS = 24;
+// A shade under white, so that the white fills of fields and buttons stand out over white documents too.
+constexpr QColor MATERIAL(234, 234, 237);
 
 // One box blur along a line of pixels that lie `step` apart; edge pixels count as repeated.
 void boxBlurLine(QRgb* line, int length, std::ptrdiff_t step, int radius, std::vector<QRgb>& copy) {
@@ -55,7 +57,8 @@ QImage blurredCopy(const QImage& image, int radius) {
     if (image.isNull())
         return {};
     const QSize small(std::max(1, image.width() / SHRINK), std::max(1, image.height() / SHRINK));
-    QImage work = image.scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).convertToFormat(QImage::Format_RGB32);
+    QImage work =
+        image.scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).convertToFormat(QImage::Format_RGB32);
     const int r = std::max(1, radius / SHRINK);
     auto* pixels = reinterpret_cast<QRgb*>(work.bits());
     const auto stride = static_cast<std::ptrdiff_t>(work.bytesPerLine() / qsizetype(sizeof(QRgb)));
@@ -70,7 +73,7 @@ QImage blurredCopy(const QImage& image, int radius) {
 }
 
 int readableTintAlpha(const QImage& backdrop) {
-    constexpr int READABLE = 226, LIGHT = 250;
+    constexpr int READABLE = 218, LIGHT = 235;
     if (backdrop.isNull())
         return 235;
     const QImage sample = backdrop.scaled(24, 8, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
@@ -140,7 +143,7 @@ void Glass::paint(QPainter& painter, QRectF card, qreal radius, bool sharpCorner
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.fillPath(shape, backdrop);
     }
-    QColor upper = Qt::white, lower = Palette::bg();
+    QColor upper = MATERIAL.lighter(103), lower = MATERIAL;
     upper.setAlpha(std::min(255, tintAlpha + 8));
     lower.setAlpha(tintAlpha);
     QLinearGradient tint(card.topLeft(), card.bottomLeft());
@@ -148,6 +151,7 @@ void Glass::paint(QPainter& painter, QRectF card, qreal radius, bool sharpCorner
     tint.setColorAt(0.35, lower);
     tint.setColorAt(1, lower);
     painter.fillPath(shape, tint);
+    painter.fillPath(shape, Palette::glassTint());
     painter.setBrush(Qt::NoBrush);
     painter.setPen(QPen(QColor(20, 18, 40, 44), 1));
     painter.drawRoundedRect(card.adjusted(.5, .5, -.5, -.5), radius - .5, radius - .5);

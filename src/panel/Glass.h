@@ -23,8 +23,8 @@ public:
     /// The card was dragged away from what was grabbed: from now on it is nearly opaque.
     void setStale();
 
-    /// Paints the card's ground into `card`. `sharpCorners`: no compositing manager, so the grabbed pixels stand outside
-    /// the rounded corners.
+    /// Paints the card's ground into `card`. `sharpCorners`: no compositing manager, so the grabbed pixels stand
+    /// outside the rounded corners.
     void paint(QPainter& painter, QRectF card, qreal radius, bool sharpCorners) const;
 
 private:

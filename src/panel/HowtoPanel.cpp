@@ -24,16 +24,20 @@ const Line LINES[] = {
     {"⌥Space", "opens Ovalin over whatever you’re working on — it already carries the page or screen as context."},
     {"Highlight", "text before or after opening to point it at a specific part."},
     {"Do", "say what should happen and Submit — the work runs in the background and notifies you."},
-    {"Ask", "chat about what’s on screen; a request made there is carried out right in the thread. The clock reopens past "
-            "conversations."},
-    {"/stop", "type it while Torvi is answering to stop the answer — Esc would close Ovalin instead. The half-finished answer "
-              "is kept, and the next question picks the conversation back up."},
+    {"Ask",
+     "chat about what’s on screen; a request made there is carried out right in the thread. The clock reopens past "
+     "conversations."},
+    {"/stop",
+     "type it while Torvi is answering to stop the answer — Esc would close Ovalin instead. The half-finished answer "
+     "is kept, and the next question picks the conversation back up."},
     {nullptr, "Closed a chat mid-answer by mistake? It’s in the clock, marked unfinished — open it and carry on."},
-    {"Replace", "with text highlighted, type an instruction — the text is transformed in place. Nothing highlighted? It becomes "
-                "Insert, typing at your cursor. On live websites, Replace edits the site’s source and only appears on pages "
-                "whose source lives on this machine — it stays hidden on pages you don’t own."},
+    {"Replace",
+     "with text highlighted, type an instruction — the text is transformed in place. Nothing highlighted? It becomes "
+     "Insert, typing at your cursor. On live websites, Replace edits the site’s source and only appears on pages "
+     "whose source lives on this machine — it stays hidden on pages you don’t own."},
     {nullptr, "Esc closes · drag the glass to move it · click the mic to dictate."},
-    {nullptr, "Ovalin runs on YOUR Claude: install Claude Code (%1) and sign in once — your subscription does the thinking."},
+    {nullptr,
+     "Ovalin runs on YOUR Claude: install Claude Code (%1) and sign in once — your subscription does the thinking."},
 };
 
 QTextCharFormat format(const QFont& font, const QColor& color) {
@@ -46,7 +50,8 @@ QTextCharFormat format(const QFont& font, const QColor& color) {
 // A wrapping line whose lead word stands out.
 class LeadLine final : public QLabel {
 public:
-    LeadLine(const QString& lead, const QString& text, QWidget* parent) : QLabel(parent) {
+    LeadLine(const QString& lead, const QString& text, QWidget* parent)
+        : QLabel(parent) {
         const QString start = lead.isEmpty() ? QString() : lead + QStringLiteral("  ");
         setTextFormat(Qt::PlainText);
         setText(start + text);

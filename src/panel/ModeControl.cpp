@@ -37,7 +37,8 @@ ModeControl::ModeControl(QWidget* parent)
     : QWidget(parent)
     , modeSegDo(new ModeSegment(QStringLiteral("Do"),
                                 QStringLiteral("Route it: Torvi does the task, result lands on the Tasks page"), this))
-    , modeSegAsk(new ModeSegment(QStringLiteral("Ask"), QStringLiteral("Chat: a live answer about what's on screen"), this)) {
+    , modeSegAsk(
+          new ModeSegment(QStringLiteral("Ask"), QStringLiteral("Chat: a live answer about what's on screen"), this)) {
     modeSegDo->move(1, 1);
     modeSegAsk->move(1 + 56 + 2, 1);
     setFixedSize(1 + 56 + 2 + 56 + 1, 24);

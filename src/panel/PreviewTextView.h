@@ -6,8 +6,8 @@
 
 namespace ovalin {
 
-/// Height of the preview of an excerpt in pixels: its text in Brand's light 12.5 wrapped at 428 pixels, plus 20, at least
-/// 44 and at most 150. Stops measuring once the bound is reached, whatever the length of the text.
+/// Height of the preview of an excerpt in pixels: its text in Brand's light 12.5 wrapped at 428 pixels, plus 20, at
+/// least 44 and at most 150. Stops measuring once the bound is reached, whatever the length of the text.
 [[nodiscard]] int previewHeight(const QString& text);
 
 /// Width in which excerpts are laid out.

@@ -12,7 +12,9 @@
 
 namespace ovalin {
 
-PromptField::PromptField(Pasteboard& thePasteboard, QWidget* parent) : QLineEdit(parent), pasteboard(thePasteboard) {
+PromptField::PromptField(Pasteboard& thePasteboard, QWidget* parent)
+    : QLineEdit(parent)
+    , pasteboard(thePasteboard) {
     setAccessibleName(QStringLiteral("Prompt"));
     setFont(Brand::font(13, QFont::Normal));
     setFrame(false);

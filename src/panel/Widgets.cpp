@@ -85,7 +85,12 @@ void paintSoftLift(QPainter& painter, QRectF button, qreal radius, qreal strengt
     if (strength <= 0)
         return;
     const qreal ratio = painter.device()->devicePixelRatioF();
-    const QString key = QStringLiteral("lift-%1x%2-%3-%4-%5").arg(button.width()).arg(button.height()).arg(radius).arg(strength).arg(ratio);
+    const QString key = QStringLiteral("lift-%1x%2-%3-%4-%5")
+                            .arg(button.width())
+                            .arg(button.height())
+                            .arg(radius)
+                            .arg(strength)
+                            .arg(ratio);
     QPixmap shadow;
     if (!QPixmapCache::find(key, &shadow)) {
         shadow = makeShadow(button.size(), radius, strength, ratio);
@@ -94,7 +99,8 @@ void paintSoftLift(QPainter& painter, QRectF button, qreal radius, qreal strengt
     painter.drawPixmap(button.topLeft() - QPointF(2 * SHADOW_RADIUS, 2 * SHADOW_RADIUS), shadow);
 }
 
-Label::Label(const QString& text, qreal size, const QColor& color, QWidget* parent) : QLabel(text, parent) {
+Label::Label(const QString& text, qreal size, const QColor& color, QWidget* parent)
+    : QLabel(text, parent) {
     setFont(Brand::font(size, QFont::Normal));
     setTextFormat(Qt::PlainText);
     QPalette colors = palette();
@@ -106,10 +112,12 @@ Label::Label(const QString& text, qreal size, const QColor& color, QWidget* pare
 void Label::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setPen(palette().color(QPalette::WindowText));
-    painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter, fontMetrics().elidedText(text(), Qt::ElideRight, width()));
+    painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter,
+                     fontMetrics().elidedText(text(), Qt::ElideRight, width()));
 }
 
-StatusLine::StatusLine(QWidget* parent) : Label(QString(), 10, Palette::ink(), parent) {
+StatusLine::StatusLine(QWidget* parent)
+    : Label(QString(), 10, Palette::ink(), parent) {
     setAccessibleName(QStringLiteral("Status"));
 }
 
@@ -146,7 +154,8 @@ void StatusLine::paintEvent(QPaintEvent*) {
                          fontMetrics().elidedText(text().mid(second.textStart()), Qt::ElideRight, width()));
 }
 
-FlushButton::FlushButton(const QString& name, const QString& toolTip, QWidget* parent) : QAbstractButton(parent) {
+FlushButton::FlushButton(const QString& name, const QString& toolTip, QWidget* parent)
+    : QAbstractButton(parent) {
     setAccessibleName(name);
     setToolTip(toolTip);
     setFocusPolicy(Qt::TabFocus);
@@ -180,7 +189,9 @@ void FlushButton::paintEvent(QPaintEvent*) {
     }
 }
 
-PillButton::PillButton(const QString& title, Look theLook, QWidget* parent) : FlushButton(title, QString(), parent), look(theLook) {
+PillButton::PillButton(const QString& title, Look theLook, QWidget* parent)
+    : FlushButton(title, QString(), parent)
+    , look(theLook) {
     setFont(Brand::font(13, QFont::Medium));
     setText(title);
 }

@@ -42,11 +42,11 @@ struct AppDelegateTest : testing::Test {
     }
     void restart() {
         delegate.reset();
-        delegate = std::make_unique<AppDelegate>(fake.desktop, dispatch, paths,
-                                                 ContextSources{[this](const QString&) { return tab; },
-                                                                [this](qint32) { return png; },
-                                                                [](const QByteArray&) { return std::optional<QString>(); }},
-                                                 [this](const QString&) { return siteIsOwned; });
+        delegate = std::make_unique<AppDelegate>(
+            fake.desktop, dispatch, paths,
+            ContextSources{[this](const QString&) { return tab; }, [this](qint32) { return png; },
+                           [](const QByteArray&) { return std::optional<QString>(); }},
+            [this](const QString&) { return siteIsOwned; });
     }
     void open() {
         dispatch.advance(1);
@@ -64,9 +64,12 @@ struct AppDelegateTest : testing::Test {
         for (const QChar letter : text)
             QTest::sendKeyEvent(QTest::Click, panel().promptField, Qt::Key_unknown, QString(letter), Qt::NoModifier);
     }
-    [[nodiscard]] QStringList queueFiles() const { return QDir(paths.queueDir).entryList({QStringLiteral("*.json")}, QDir::Files); }
+    [[nodiscard]] QStringList queueFiles() const {
+        return QDir(paths.queueDir).entryList({QStringLiteral("*.json")}, QDir::Files);
+    }
     [[nodiscard]] QJsonObject queued(int index = 0) const {
-        return QJsonDocument::fromJson(readFile(paths.queueDir + QLatin1Char('/') + queueFiles().value(index))).object();
+        return QJsonDocument::fromJson(readFile(paths.queueDir + QLatin1Char('/') + queueFiles().value(index)))
+            .object();
     }
     [[nodiscard]] QJsonArray ledger() const {
         return QJsonDocument::fromJson(readFile(paths.capturesFile)).object().value(QStringLiteral("items")).toArray();
@@ -161,7 +164,8 @@ TEST_F(AppDelegateTest, EveryRequestIsFinalisedExactlyOnceWithItsOwnScreenshotOr
     settle();
     ASSERT_EQ(queueFiles().size(), 2);
     for (int i = 0; i < 2; ++i)
-        EXPECT_FALSE(queued(i).value(QStringLiteral("prompt")) == QStringLiteral("first") && queued(i).contains(QStringLiteral("screenshot")));
+        EXPECT_FALSE(queued(i).value(QStringLiteral("prompt")) == QStringLiteral("first") &&
+                     queued(i).contains(QStringLiteral("screenshot")));
 }
 
 TEST_F(AppDelegateTest, AnInstructionThatCannotBeWrittenComesBack) {

@@ -52,7 +52,8 @@ TEST(SingleInstance, ToggleReachesTheRunningCopyOrSaysThatThereIsNone) {
         instance.listen([&] { ++toggled; });
         EXPECT_EQ(toggleFromOutside(folder.path()), std::nullopt);
         EXPECT_EQ(toggled, 1);
-        for (const QByteArray& nonsense : {QByteArray("toggle"), QByteArray("quit\n"), QByteArray(100'000, 'x'), QByteArray("\0\n", 2)}) {
+        for (const QByteArray& nonsense :
+             {QByteArray("toggle"), QByteArray("quit\n"), QByteArray(100'000, 'x'), QByteArray("\0\n", 2)}) {
             QLocalSocket socket;
             socket.connectToServer(folder.filePath(QStringLiteral("ovalin.socket")));
             socket.write(nonsense);

@@ -48,7 +48,9 @@ struct CaptureTest : testing::Test {
         watch.updateCaptureUI = pipeline.updateCaptureUI;
         watch.panelExists = [this] { return panel; };
         pipeline.checkSiteOwnership = [this](const QString& url, const QUuid&) { owned.append(url); };
-        pipeline.applyShotToPendingSubmit = [this](const QUuid& token, const QString& shot) { handedOver.emplace_back(token, shot); };
+        pipeline.applyShotToPendingSubmit = [this](const QUuid& token, const QString& shot) {
+            handedOver.emplace_back(token, shot);
+        };
         fake.accessibility.answer = {Kind::Text, QStringLiteral("selected"), false};
     }
     void runAll() {
@@ -78,21 +80,30 @@ TEST_F(CaptureTest, OnlyARemotePageIsFetchedInsteadOfPictured) {
         const char* url;
         bool fetched;
     };
-    for (const Row& row : {Row{"https://example.org/a?b#c", true}, {"HTTP://example.org", true}, {"http://localhost:8080/", false},
-                           {"http://LOCALHOST/", false}, {"http://127.0.0.1/", false}, {"http://printer.local/", false},
-                           {"http://192.168.1.4/", false}, {"http://172.99.0.1/", false}, {"http://localhost.example.org/", true},
-                           {"file:///etc/hosts", false}, {"about:blank", false}, {"not a url", false}, {"https:///nohost", false}}) {
+    for (const Row& row : {Row{"https://example.org/a?b#c", true},
+                           {"HTTP://example.org", true},
+                           {"http://localhost:8080/", false},
+                           {"http://LOCALHOST/", false},
+                           {"http://127.0.0.1/", false},
+                           {"http://printer.local/", false},
+                           {"http://192.168.1.4/", false},
+                           {"http://172.99.0.1/", false},
+                           {"http://localhost.example.org/", true},
+                           {"file:///etc/hosts", false},
+                           {"about:blank", false},
+                           {"not a url", false},
+                           {"https:///nohost", false}}) {
         context.open(QStringLiteral("Browser"), QStringLiteral("com.google.Chrome"), 42);
         shotsTaken = 0;
         tab = BrowserTab{QString::fromLatin1(row.url), QStringLiteral("Title")};
         pipeline.startContextPipeline(context.captureToken);
         runAll();
         EXPECT_EQ(context.capURL, QString::fromLatin1(row.url));
-        EXPECT_EQ(context.capTitle, QStringLiteral("Title")};
-        EXPECT_EQ(context.capContextMode, row.fetched ? QStringLiteral("fetch") : QStringLiteral("screenshot")) << row.url;
-        EXPECT_EQ(shotsTaken, row.fetched ? 0 : 1) << row.url;
-        EXPECT_EQ(context.capShotB64.has_value(), !row.fetched) << row.url;
-    }
+        EXPECT_EQ(context.capTitle, QStringLiteral("Title"));
+    EXPECT_EQ(context.capContextMode, row.fetched ? QStringLiteral("fetch") : QStringLiteral("screenshot")) << row.url;
+    EXPECT_EQ(shotsTaken, row.fetched ? 0 : 1) << row.url;
+    EXPECT_EQ(context.capShotB64.has_value(), !row.fetched) << row.url;
+}
 }
 
 TEST_F(CaptureTest, NothingOfAnOlderOpeningReachesTheNewRecord) {

@@ -65,7 +65,8 @@ TEST_F(SelectionTest, AnUnchangedClipboardIsLeftAloneAfter300Ms) {
     EXPECT_EQ(selection.clipboardGrab(42), std::nullopt);
     EXPECT_EQ(slept, 300);
     EXPECT_TRUE(fake.pasteboard.restored.empty());
-    EXPECT_EQ(log.lines.value(0), QStringLiteral("Ovalin: selection fallback — clipboard unchanged after Cmd+C to pid 42"));
+    EXPECT_EQ(log.lines.value(0),
+              QStringLiteral("Ovalin: selection fallback — clipboard unchanged after Cmd+C to pid 42"));
 }
 
 TEST_F(SelectionTest, ACopyWithoutTextStillPutsTheClipboardBack) {
@@ -90,9 +91,11 @@ TEST_F(SelectionTest, NoKeyIsSentThatCouldDoHarm) {
 }
 
 TEST(ChromiumFamily, IsKnownByPrefix) {
-    for (const char* bundle : {"com.brave.Browser", "com.google.Chrome", "com.google.Chrome.canary", "com.microsoft.edgemac",
-                               "company.thebrowser.Browser", "com.vivaldi.Vivaldi", "com.operasoftware.Opera"})
+    for (const char* bundle :
+         {"com.brave.Browser", "com.google.Chrome", "com.google.Chrome.canary", "com.microsoft.edgemac",
+          "company.thebrowser.Browser", "com.vivaldi.Vivaldi", "com.operasoftware.Opera"})
         EXPECT_TRUE(isChromiumFamily(QString::fromLatin1(bundle))) << bundle;
-    for (const char* bundle : {"", "org.mozilla.firefox", "com.apple.Safari", "com.operasoftware", "xcom.brave.Browser"})
+    for (const char* bundle :
+         {"", "org.mozilla.firefox", "com.apple.Safari", "com.operasoftware", "xcom.brave.Browser"})
         EXPECT_FALSE(isChromiumFamily(QString::fromLatin1(bundle))) << bundle;
 }

@@ -11,7 +11,8 @@ using namespace ovalin;
 namespace {
 
 // A router that says with what it was called.
-const QByteArray ROUTER = "#!/bin/sh\nprintf '%s\\n' \"$#\" \"$1\" > \"$HOME/routed\"\ncat \"$1\" > \"$HOME/routed.json\"\necho routed\n";
+const QByteArray ROUTER =
+    "#!/bin/sh\nprintf '%s\\n' \"$#\" \"$1\" > \"$HOME/routed\"\ncat \"$1\" > \"$HOME/routed.json\"\necho routed\n";
 
 QJsonArray ledgerItems(const OvalinDesk& desk) {
     return QJsonDocument::fromJson(readFile(desk.systemDir() + QStringLiteral("/captures.json")))
@@ -39,7 +40,8 @@ TEST(DoPath, SelectPressTypeReturn) {
     desk.pressKey(QStringLiteral("Return"));
     ASSERT_TRUE(desk.waitForPanel(false));
     const QJsonObject request = desk.waitForRequest();
-    EXPECT_EQ(request.value(QStringLiteral("prompt")), QStringLiteral("make it 'friendlier'; keep $HOME")) << desk.log().toStdString();
+    EXPECT_EQ(request.value(QStringLiteral("prompt")), QStringLiteral("make it 'friendlier'; keep $HOME"))
+        << desk.log().toStdString();
     EXPECT_EQ(request.value(QStringLiteral("text")), QStringLiteral("Grüße an \"alle\" $(hier) 🙂"));
     EXPECT_EQ(request.value(QStringLiteral("source_app")), QStringLiteral("Mousepad"));
     EXPECT_EQ(request.value(QStringLiteral("status")), QStringLiteral("queued"));
@@ -47,7 +49,8 @@ TEST(DoPath, SelectPressTypeReturn) {
     EXPECT_EQ(ledgerItems(desk)[0].toObject().value(QStringLiteral("id")), request.value(QStringLiteral("id")));
 
     ASSERT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral("routed"))).startsWith("1\n/"); }));
-    EXPECT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral(".claude/logs/capture-router.log"))) == "routed\n"; }));
+    EXPECT_TRUE(waitUntil(
+        [&] { return readFile(desk.path(QStringLiteral(".claude/logs/capture-router.log"))) == "routed\n"; }));
 
     // The keyboard is back with the editor.
     desk.pressKey(QStringLiteral("Right"));
@@ -93,21 +96,29 @@ TEST(DoPath, OtherApplicationsAndTheirSelections) {
     writeFile(desk.path(QStringLiteral("qt.txt")), "Words in a Qt editor\n");
     desk.startOvalin();
     for (const Row& row : {Row{"featherpad", {desk.path(QStringLiteral("qt.txt"))}, "featherpad", "ctrl+a"},
-                           Row{"xterm", {QStringLiteral("-e"), QStringLiteral("printf 'wordsinaterminal\\n'; exec sleep 1000")}, "xterm", ""}}) {
+                           Row{"xterm",
+                               {QStringLiteral("-e"), QStringLiteral("printf 'wordsinaterminal\\n'; exec sleep 1000")},
+                               "xterm",
+                               ""}}) {
         QProcess& program = desk.start(QString::fromLatin1(row.program), row.arguments);
         const QString window = desk.waitForWindow(QString::fromLatin1(row.window), 30);
         ASSERT_FALSE(window.isEmpty()) << row.program;
-        desk.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("40"), QStringLiteral("40")});
+        desk.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), window, QStringLiteral("40"),
+                      QStringLiteral("40")});
         desk.xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), window});
         ASSERT_TRUE(waitUntil([&] {
             if (*row.select) {
                 desk.pressKey(QString::fromLatin1(row.select));
             } else {
-                desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), window, QStringLiteral("40"), QStringLiteral("8")});
-                desk.xdotool({QStringLiteral("click"), QStringLiteral("--repeat"), QStringLiteral("2"), QStringLiteral("--delay"), QStringLiteral("60"), QStringLiteral("1")});
+                desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), window, QStringLiteral("40"),
+                              QStringLiteral("8")});
+                desk.xdotool({QStringLiteral("click"), QStringLiteral("--repeat"), QStringLiteral("2"),
+                              QStringLiteral("--delay"), QStringLiteral("60"), QStringLiteral("1")});
             }
-            return desk.primary().startsWith(QStringLiteral("ords"), Qt::CaseInsensitive) || desk.primary().startsWith(QStringLiteral("words"), Qt::CaseInsensitive);
-        })) << row.program << desk.primary().toStdString();
+            return desk.primary().startsWith(QStringLiteral("ords"), Qt::CaseInsensitive) ||
+                   desk.primary().startsWith(QStringLiteral("words"), Qt::CaseInsensitive);
+        })) << row.program
+            << desk.primary().toStdString();
         const QString selected = desk.primary();
         desk.pressKey(QStringLiteral("alt+space"));
         ASSERT_TRUE(desk.waitForPanel(true)) << row.program;
@@ -115,11 +126,15 @@ TEST(DoPath, OtherApplicationsAndTheirSelections) {
         desk.type(QStringLiteral("note"));
         waitUntil([] { return false; }, 0.5); // the excerpt comes after the panel
         desk.pressKey(QStringLiteral("Return"));
-        ASSERT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral("routed.json"))) != before; }, 20)) << desk.log().toStdString();
+        ASSERT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral("routed.json"))) != before; }, 20))
+            << desk.log().toStdString();
         EXPECT_TRUE(waitUntil([&] {
-            return QJsonDocument::fromJson(readFile(desk.path(QStringLiteral("routed.json")))).object().value(QStringLiteral("text")).toString() ==
-                   selected.trimmed();
-        })) << row.program << readFile(desk.path(QStringLiteral("routed.json"))).toStdString();
+            return QJsonDocument::fromJson(readFile(desk.path(QStringLiteral("routed.json"))))
+                       .object()
+                       .value(QStringLiteral("text"))
+                       .toString() == selected.trimmed();
+        })) << row.program
+            << readFile(desk.path(QStringLiteral("routed.json"))).toStdString();
         EXPECT_EQ(program.state(), QProcess::Running) << "and was not interrupted";
         desk.end(program);
     }

@@ -14,9 +14,11 @@ const QString BINARY = QStringLiteral(OVALIN_BINARY);
 
 } // namespace
 
-OvalinDesk::OvalinDesk(const Options& options) : TestDesk(options) {
+OvalinDesk::OvalinDesk(const Options& options)
+    : TestDesk(options) {
     // The first opening's help card is a test of its own.
-    writeFile(path(QStringLiteral(".config/ovalin/ovalin.conf")), "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true\n");
+    writeFile(path(QStringLiteral(".config/ovalin/ovalin.conf")),
+              "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true\n");
     environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
     environment.insert(QStringLiteral("IS_SANDBOX"), QStringLiteral("1"));
 }
@@ -49,13 +51,15 @@ QString OvalinDesk::openEditor(const QByteArray& text) {
     const QString window = waitForWindow(QStringLiteral("mousepad"), 30);
     if (window.isEmpty())
         throw std::runtime_error("no editor: " + TestDesk::log(QStringLiteral("mousepad")).toStdString());
-    xdotool({QStringLiteral("windowsize"), QStringLiteral("--sync"), window, QStringLiteral("700"), QStringLiteral("500")});
+    xdotool(
+        {QStringLiteral("windowsize"), QStringLiteral("--sync"), window, QStringLiteral("700"), QStringLiteral("500")});
     xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), window});
     return window;
 }
 
 QString OvalinDesk::panelWindow() const {
-    return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"), QStringLiteral("^Ovalin$")})
+    return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
+                    QStringLiteral("^Ovalin$")})
         .section(QLatin1Char('\n'), 0, 0);
 }
 
@@ -64,7 +68,8 @@ bool OvalinDesk::waitForPanel(bool open, double seconds) const {
 }
 
 QString OvalinDesk::primary() const {
-    return output(QStringLiteral("xclip"), {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("primary")});
+    return output(QStringLiteral("xclip"),
+                  {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("primary")});
 }
 
 QJsonObject OvalinDesk::waitForRequest(double seconds) const {

@@ -29,7 +29,9 @@ public:
     QString openEditor(const QByteArray& text);
 
     void pressKey(const QString& key) const { xdotool({QStringLiteral("key"), key}); }
-    void type(const QString& text) const { xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("8"), text}); }
+    void type(const QString& text) const {
+        xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("8"), text});
+    }
     /// The panel's window while it shows, else empty.
     [[nodiscard]] QString panelWindow() const;
     bool waitForPanel(bool open, double seconds = 10) const;

@@ -48,7 +48,8 @@ TEST(Panel, EscapeHotkeyAndToggleCloseWhatTheyOpened) {
     desk.startOvalin();
     const auto second = desk.runOvalin({});
     EXPECT_EQ(second.status, 0);
-    EXPECT_TRUE(second.output.contains(QStringLiteral("Ovalin: another instance is running (pid %1) — exiting").arg(desk.ovalin().processId())))
+    EXPECT_TRUE(second.output.contains(
+        QStringLiteral("Ovalin: another instance is running (pid %1) — exiting").arg(desk.ovalin().processId())))
         << second.output.toStdString();
 
     for (const char* close : {"Escape", "alt+space", ""}) {
@@ -69,9 +70,11 @@ TEST(Panel, EscapeHotkeyAndToggleCloseWhatTheyOpened) {
 
 TEST(Panel, ATakenKeyIsSaidAndToggleStillWorks) {
     OvalinDesk desk;
-    writeFile(desk.path(QStringLiteral("holder.xml")), R"(<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">
+    writeFile(desk.path(QStringLiteral("holder.xml")),
+              R"(<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">
       <keyboard><keybind key="A-space"><action name="ShowMenu"><menu>client-menu</menu></action></keybind></keyboard></openbox_config>)");
-    desk.start(QStringLiteral("openbox"), {QStringLiteral("--replace"), QStringLiteral("--config-file"), desk.path(QStringLiteral("holder.xml"))});
+    desk.start(QStringLiteral("openbox"),
+               {QStringLiteral("--replace"), QStringLiteral("--config-file"), desk.path(QStringLiteral("holder.xml"))});
     waitUntil([&] { return desk.log().isEmpty() && false; }, 1.0);
     desk.start(QStringLiteral(FAKE_DESKTOP_SERVICES), {desk.path(QStringLiteral("notifications.jsonl"))});
     desk.startOvalin();
@@ -79,20 +82,30 @@ TEST(Panel, ATakenKeyIsSaidAndToggleStillWorks) {
     EXPECT_EQ(desk.runOvalin({QStringLiteral("toggle")}).status, 0);
     EXPECT_TRUE(desk.waitForPanel(true));
     // The key becomes free when a window manager without the binding takes over.
-    desk.start(QStringLiteral("openbox"), {QStringLiteral("--replace"), QStringLiteral("--config-file"), desk.path(QStringLiteral("openbox.xml"))});
+    desk.start(QStringLiteral("openbox"), {QStringLiteral("--replace"), QStringLiteral("--config-file"),
+                                           desk.path(QStringLiteral("openbox.xml"))});
     desk.pressKey(QStringLiteral("Escape"));
-    EXPECT_TRUE(waitUntil([&] {
-        desk.pressKey(QStringLiteral("alt+space"));
-        return desk.waitForPanel(true, 0.5);
-    }, 20)) << desk.log().toStdString();
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            desk.pressKey(QStringLiteral("alt+space"));
+            return desk.waitForPanel(true, 0.5);
+        },
+        20))
+        << desk.log().toStdString();
 }
 
 TEST(Panel, AStoppedClipboardOwnerHoldsUpNothing) {
     OvalinDesk desk;
-    QProcess& owner = desk.start(QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-quiet"), QStringLiteral("/etc/hostname")});
+    QProcess& owner = desk.start(QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard"),
+                                                           QStringLiteral("-quiet"), QStringLiteral("/etc/hostname")});
     desk.startOvalin();
     desk.openEditor("text\n");
-    ASSERT_TRUE(waitUntil([&] { return !desk.output(QStringLiteral("xclip"), {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-t"), QStringLiteral("TARGETS")}).isEmpty(); }));
+    ASSERT_TRUE(waitUntil([&] {
+        return !desk.output(QStringLiteral("xclip"),
+                            {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("clipboard"),
+                             QStringLiteral("-t"), QStringLiteral("TARGETS")})
+                    .isEmpty();
+    }));
     ::kill(static_cast<pid_t>(owner.processId()), SIGSTOP);
     desk.pressKey(QStringLiteral("alt+space"));
     EXPECT_TRUE(desk.waitForPanel(true, 2));
@@ -109,20 +122,33 @@ TEST(Panel, NamesAreThereForScreenReadersAndScripts) {
     desk.pressKey(QStringLiteral("ctrl+a"));
     desk.pressKey(QStringLiteral("alt+space"));
     ASSERT_TRUE(desk.waitForPanel(true));
-    EXPECT_TRUE(desk.output(QStringLiteral("xprop"), {QStringLiteral("-id"), desk.panelWindow(), QStringLiteral("WM_CLASS")}).contains(QStringLiteral("ovalin")));
+    EXPECT_TRUE(
+        desk.output(QStringLiteral("xprop"), {QStringLiteral("-id"), desk.panelWindow(), QStringLiteral("WM_CLASS")})
+            .contains(QStringLiteral("ovalin")));
     AtSpiBus bus(desk.environment.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")));
     QSet<QString> names;
-    const QSet<QString> expected = {QStringLiteral("Prompt"), QStringLiteral("Excerpt"), QStringLiteral("Status"), QStringLiteral("Do"),
-                                    QStringLiteral("Ask"),    QStringLiteral("Cancel"),  QStringLiteral("Submit"), QStringLiteral("Replace"),
-                                    QStringLiteral("Dictate"), QStringLiteral("Past conversations"), QStringLiteral("How Ovalin works")};
-    EXPECT_TRUE(waitUntil([&] {
-        names.clear();
-        if (const auto query = bus.open(QDeadlineTimer(3000))) {
-            if (const auto application = query->application(static_cast<qint32>(desk.ovalin().processId())))
-                collectNames(*query, *application, names);
-        }
-        return names.contains(expected);
-    }, 20)) << QStringList(names.values()).join(QStringLiteral(", ")).toStdString();
+    const QSet<QString> expected = {QStringLiteral("Prompt"),
+                                    QStringLiteral("Excerpt"),
+                                    QStringLiteral("Status"),
+                                    QStringLiteral("Do"),
+                                    QStringLiteral("Ask"),
+                                    QStringLiteral("Cancel"),
+                                    QStringLiteral("Submit"),
+                                    QStringLiteral("Replace"),
+                                    QStringLiteral("Dictate"),
+                                    QStringLiteral("Past conversations"),
+                                    QStringLiteral("How Ovalin works")};
+    EXPECT_TRUE(waitUntil(
+        [&] {
+            names.clear();
+            if (const auto query = bus.open(QDeadlineTimer(3000))) {
+                if (const auto application = query->application(static_cast<qint32>(desk.ovalin().processId())))
+                    collectNames(*query, *application, names);
+            }
+            return names.contains(expected);
+        },
+        20))
+        << QStringList(names.values()).join(QStringLiteral(", ")).toStdString();
 }
 
 TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
@@ -130,28 +156,36 @@ TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
     desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), "#!/bin/sh\n");
     desk.startOvalin();
     const QString editor = desk.openEditor("firstword secondword\n");
-    desk.xdotool({QStringLiteral("windowmove"), QStringLiteral("--sync"), editor, QStringLiteral("20"), QStringLiteral("20")});
+    desk.xdotool(
+        {QStringLiteral("windowmove"), QStringLiteral("--sync"), editor, QStringLiteral("20"), QStringLiteral("20")});
     desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("1000"), QStringLiteral("500")});
     desk.pressKey(QStringLiteral("alt+space"));
     ASSERT_TRUE(desk.waitForPanel(true));
     desk.type(QStringLiteral("in the panel "));
     // A double click on the first word selects it in the application below.
-    desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), editor, QStringLiteral("30"), QStringLiteral("60")});
+    desk.xdotool(
+        {QStringLiteral("mousemove"), QStringLiteral("--window"), editor, QStringLiteral("30"), QStringLiteral("60")});
     ASSERT_TRUE(waitUntil([&] {
-        desk.xdotool({QStringLiteral("click"), QStringLiteral("--repeat"), QStringLiteral("2"), QStringLiteral("--delay"), QStringLiteral("60"), QStringLiteral("1")});
+        desk.xdotool({QStringLiteral("click"), QStringLiteral("--repeat"), QStringLiteral("2"),
+                      QStringLiteral("--delay"), QStringLiteral("60"), QStringLiteral("1")});
         return desk.primary() == QStringLiteral("firstword");
     })) << desk.primary().toStdString();
     desk.pressKey(QStringLiteral("shift+Right"));
     waitUntil([] { return false; }, 0.6); // the refresh comes 0.18 s after the key
     // Back into the panel by a click on the prompt, and submit.
     const QString panel = desk.panelWindow();
-    const QString height = desk.output(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), panel}).section(QStringLiteral("HEIGHT="), 1).section(QLatin1Char('\n'), 0, 0);
-    desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), panel, QStringLiteral("300"), QString::number(height.toInt() - 68)});
+    const QString height =
+        desk.output(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), panel})
+            .section(QStringLiteral("HEIGHT="), 1)
+            .section(QLatin1Char('\n'), 0, 0);
+    desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), panel, QStringLiteral("300"),
+                  QString::number(height.toInt() - 68)});
     desk.xdotool({QStringLiteral("click"), QStringLiteral("1")});
     desk.type(QStringLiteral("and again"));
     desk.pressKey(QStringLiteral("Return"));
     const QJsonObject request = desk.waitForRequest();
-    EXPECT_EQ(request.value(QStringLiteral("prompt")), QStringLiteral("in the panel and again")) << desk.log().toStdString();
+    EXPECT_EQ(request.value(QStringLiteral("prompt")), QStringLiteral("in the panel and again"))
+        << desk.log().toStdString();
     EXPECT_TRUE(request.value(QStringLiteral("text")).toString().startsWith(QStringLiteral("firstword")))
         << request.value(QStringLiteral("text")).toString().toStdString();
 }
@@ -163,7 +197,8 @@ TEST(Panel, ATargetThatDiesUnderThePanelIsNoObstacle) {
     desk.openEditor("soon gone\n");
     desk.pressKey(QStringLiteral("alt+space"));
     ASSERT_TRUE(desk.waitForPanel(true));
-    desk.output(QStringLiteral("pkill"), {QStringLiteral("-KILL"), QStringLiteral("-f"), desk.path(QStringLiteral("document.txt"))});
+    desk.output(QStringLiteral("pkill"),
+                {QStringLiteral("-KILL"), QStringLiteral("-f"), desk.path(QStringLiteral("document.txt"))});
     desk.type(QStringLiteral("still works"));
     desk.pressKey(QStringLiteral("Return"));
     EXPECT_EQ(desk.waitForRequest().value(QStringLiteral("prompt")), QStringLiteral("still works"));

@@ -24,7 +24,8 @@ struct FakeHotKeys final : HotKeys {
 };
 
 struct FakeWorkspace final : Workspace {
-    std::optional<FrontApplication> front = FrontApplication{QStringLiteral("Editor"), QStringLiteral("Mousepad"), 4711, 1};
+    std::optional<FrontApplication> front =
+        FrontApplication{QStringLiteral("Editor"), QStringLiteral("Mousepad"), 4711, 1};
     std::optional<FrontApplication> frontmostApplication() override { return front; }
     bool compositorRuns() override { return false; }
 };

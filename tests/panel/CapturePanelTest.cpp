@@ -53,12 +53,15 @@ TEST_F(CapturePanelTest, EveryControlStaysInsideTheCardAndApart) {
     for (const bool ask : {false, true}) {
         panel.showExcerpt(QStringLiteral("some text"), ask);
         panel.setReplaceButton(QStringLiteral("Replace"), ask);
-        const QList<QWidget*> controls = {panel.modeControl,   panel.previewView, panel.promptField,   panel.micButton, panel.hintField,
-                                          panel.cancelBtn,     panel.sendBtnRef,  panel.historyBtnRef, panel.helpBtn};
+        const QList<QWidget*> controls = {panel.modeControl, panel.previewView,   panel.promptField,
+                                          panel.micButton,   panel.hintField,     panel.cancelBtn,
+                                          panel.sendBtnRef,  panel.historyBtnRef, panel.helpBtn};
         for (const QWidget* one : controls) {
-            EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(one->geometry())) << one->accessibleName().toStdString();
+            EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(one->geometry()))
+                << one->accessibleName().toStdString();
             for (const QWidget* other : controls)
-                EXPECT_TRUE(one == other || !one->geometry().intersects(other->geometry())) << one->accessibleName().toStdString();
+                EXPECT_TRUE(one == other || !one->geometry().intersects(other->geometry()))
+                    << one->accessibleName().toStdString();
         }
     }
 }
@@ -138,11 +141,12 @@ TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {
         reached.insert(QApplication::focusWidget());
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     }
-    for (QWidget* control : {static_cast<QWidget*>(panel.promptField), static_cast<QWidget*>(panel.micButton),
-                             static_cast<QWidget*>(panel.cancelBtn), static_cast<QWidget*>(panel.replaceBtnRef),
-                             static_cast<QWidget*>(panel.sendBtnRef), static_cast<QWidget*>(panel.historyBtnRef),
-                             static_cast<QWidget*>(panel.helpBtn), static_cast<QWidget*>(panel.modeControl->modeSegDo),
-                             static_cast<QWidget*>(panel.modeControl->modeSegAsk), static_cast<QWidget*>(panel.previewView)}) {
+    for (QWidget* control :
+         {static_cast<QWidget*>(panel.promptField), static_cast<QWidget*>(panel.micButton),
+          static_cast<QWidget*>(panel.cancelBtn), static_cast<QWidget*>(panel.replaceBtnRef),
+          static_cast<QWidget*>(panel.sendBtnRef), static_cast<QWidget*>(panel.historyBtnRef),
+          static_cast<QWidget*>(panel.helpBtn), static_cast<QWidget*>(panel.modeControl->modeSegDo),
+          static_cast<QWidget*>(panel.modeControl->modeSegAsk), static_cast<QWidget*>(panel.previewView)}) {
         EXPECT_TRUE(reached.contains(control)) << control->accessibleName().toStdString();
         EXPECT_FALSE(control->accessibleName().isEmpty());
     }
