@@ -3,7 +3,7 @@
 #include "app/CommandLine.h"
 #include "app/SingleInstance.h"
 #include "app/Termination.h"
-#include "base/ChildProcess.h"
+#include "base/ChildEnvironment.h"
 #include "base/Log.h"
 #include "capture/SiteOwnership.h"
 #include "capture/WindowShot.h"
@@ -18,6 +18,7 @@ using namespace ovalin;
 
 int main(int argc, char** argv) {
     rememberEnvironment();
+    qputenv("DBUS_FATAL_WARNINGS", "0"); // libdbus would end the process over a bus that misbehaves
     const CommandLine command = parseCommandLine(argc, argv);
     if (command.action != CommandLine::Action::Run)
         return runCommand(command, argc, argv);

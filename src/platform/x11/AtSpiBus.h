@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BusAddress.h"
 #include "BusLink.h"
 
 #include <QDBusArgument>

@@ -10,14 +10,6 @@
 
 namespace ovalin {
 
-/// The address of the session bus: what the environment says, else the socket in the runtime folder; empty when there
-/// is neither. Never starts a bus, as libdbus would by itself.
-[[nodiscard]] QString sessionBusAddress();
-
-/// Whether the message bus at `address` (D-Bus specification, "Server Addresses"; unix sockets only) answers at all
-/// before the deadline. Any thread but the main one.
-[[nodiscard]] bool busAnswers(const QString& address, QDeadlineTimer deadline);
-
 /// A D-Bus connection of its own, made when it is first asked for, kept, and made anew when it broke. Any thread but
 /// the main one; what it returns may be used on every thread.
 class BusLink {

@@ -1,5 +1,6 @@
 #include "Notify.h"
 
+#include "platform/x11/BusAddress.h"
 #include "platform/x11/BusLink.h"
 
 #include <QDBusMessage>

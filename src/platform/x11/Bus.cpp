@@ -1,0 +1,38 @@
+#include "Bus.h"
+
+#include <atomic>
+
+namespace ovalin {
+
+namespace {
+
+// Names are for ever within a process: a second connection of the same name would be the first one.
+QString freshName() {
+    static std::atomic<int> count = 0;
+    return QStringLiteral("ovalin-%1").arg(++count);
+}
+
+} // namespace
+
+BusConnection::BusConnection(const QString& address)
+    : name(freshName())
+    , connection(busAnswers(address) ? QDBusConnection::connectToBus(address, name) : QDBusConnection(name)) {}
+
+BusConnection::~BusConnection() { QDBusConnection::disconnectFromBus(name); }
+
+BusThread::BusThread(QObject* resident)
+    : thread(new QThread) {
+    thread->setObjectName(QStringLiteral("bus"));
+    resident->moveToThread(thread);
+    QObject::connect(thread, &QThread::finished, resident, &QObject::deleteLater);
+    thread->start();
+}
+
+BusThread::~BusThread() {
+    thread->requestInterruption();
+    thread->quit();
+    if (thread->wait(2000))
+        delete thread;
+}
+
+} // namespace ovalin

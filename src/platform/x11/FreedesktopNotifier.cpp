@@ -1,0 +1,55 @@
+#include "FreedesktopNotifier.h"
+
+#include "NotificationClient.h"
+#include "base/Log.h"
+
+namespace ovalin {
+
+namespace {
+
+constexpr std::chrono::milliseconds DEADLINE(2000);
+
+} // namespace
+
+FreedesktopNotifier::FreedesktopNotifier(Dispatch& theDispatch, const QString& busAddress)
+    : dispatch(theDispatch)
+    , client(new NotificationClient(busAddress))
+    , thread(client) {
+    QObject::connect(client, &NotificationClient::shown, &context, [this](quint64 ticket) { unshown.remove(ticket); });
+    QObject::connect(client, &NotificationClient::failed, &context, [this](quint64 ticket) {
+        logUnlessShown(ticket);
+        onActions.remove(ticket);
+    });
+    QObject::connect(client, &NotificationClient::closed, &context,
+                     [this](quint64 ticket) { onActions.remove(ticket); });
+    QObject::connect(client, &NotificationClient::pressed, &context, [this](quint64 ticket) {
+        if (const auto onAction = onActions.take(ticket))
+            onAction();
+    });
+}
+
+FreedesktopNotifier::~FreedesktopNotifier() = default;
+
+void FreedesktopNotifier::notify(const Notification& notification) {
+    const quint64 ticket = ++lastTicket;
+    const bool hasButton = notification.onAction && !notification.actionLabel.isEmpty();
+    if (hasButton)
+        onActions.insert(ticket, notification.onAction);
+    unshown.insert(ticket, QStringLiteral("Ovalin: %1 — %2").arg(notification.title, notification.body));
+    // Counted from here, not from the call: the bus itself may hang.
+    dispatch.after(DEADLINE, &context, [this, ticket] { logUnlessShown(ticket); });
+    QMetaObject::invokeMethod(client, [client = client, ticket, title = notification.title, body = notification.body,
+                                       label = hasButton ? notification.actionLabel : QString()] {
+        client->show(ticket, title, body, label);
+    });
+}
+
+void FreedesktopNotifier::logUnlessShown(quint64 ticket) {
+    const auto text = unshown.constFind(ticket);
+    if (text == unshown.cend())
+        return;
+    logLine(*text);
+    unshown.erase(text);
+}
+
+} // namespace ovalin
