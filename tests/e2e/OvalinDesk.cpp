@@ -76,8 +76,8 @@ QJsonObject OvalinDesk::waitForRequest(double seconds) const {
     QJsonObject request;
     waitUntil(
         [&] {
-            for (const char* folder : {"/capture-queue", "/capture-queue/processed"}) {
-                const QDir queue(systemDir() + QString::fromLatin1(folder));
+            for (const char* subfolder : {"/capture-queue", "/capture-queue/processed"}) {
+                const QDir queue(systemDir() + QString::fromLatin1(subfolder));
                 const QStringList files = queue.entryList({QStringLiteral("*.json")}, QDir::Files);
                 if (files.size() == 1)
                     request = QJsonDocument::fromJson(readFile(queue.filePath(files.first()))).object();
