@@ -6,6 +6,7 @@
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
 #include <QDBusVariant>
 #include <QMutexLocker>
 
@@ -92,9 +93,9 @@ void AtSpiAccessibility::queryEnabled(std::function<void(bool)> answer) {
         auto* watcher = new QDBusPendingCallWatcher(session.asyncCall(statusCall("Get"), STATUS_LIMIT_MS), &context);
         QObject::connect(watcher, &QDBusPendingCallWatcher::finished, &context, [watcher, answer] {
             watcher->deleteLater();
-            const QVariantList reply = AtSpiQuery::answer(*watcher, "v");
-            if (!reply.isEmpty())
-                answer(reply.first().value<QDBusVariant>().variant().toBool());
+            const QDBusPendingReply<QDBusVariant> reply = *watcher;
+            if (reply.isValid())
+                answer(reply.value().variant().toBool());
         });
     });
 }

@@ -33,6 +33,10 @@ QDBusArgument& operator<<(QDBusArgument& out, const WireRule& rule) {
 
 QVariant propertyValue(const QVariantList& answer) { return answer.value(0).value<QDBusVariant>().variant(); }
 
+QVariantList checkedAnswer(const QDBusMessage& reply, const char* signature) {
+    return reply.signature() == QLatin1String(signature) ? reply.arguments() : QVariantList();
+}
+
 // Rules are only sent; QtDBus wants both directions.
 const QDBusArgument& operator>>(const QDBusArgument& in, WireRule&) { return in; }
 
@@ -83,27 +87,31 @@ QDBusPendingCall AtSpiQuery::begin(const AtSpiRef& object, const char* interface
     return bus.asyncCall(message, timeLeft());
 }
 
-QVariantList AtSpiQuery::answer(QDBusPendingCall call, const char* signature) {
+bool AtSpiQuery::answered(QDBusPendingCall call) const {
+    // Thousands of calls may be under way when the deadline passes; their time-outs come one after another.
+    if (expired() && !call.isFinished())
+        return false;
     call.waitForFinished();
-    const QDBusMessage reply = call.reply();
-    if (reply.type() != QDBusMessage::ReplyMessage || reply.signature() != QLatin1String(signature))
-        return {};
-    return reply.arguments();
+    return !call.isError();
 }
 
-QList<AtSpiRef> AtSpiQuery::refs(QDBusPendingCall call) {
+QVariantList AtSpiQuery::answer(QDBusPendingCall call, const char* signature) const {
+    return answered(call) ? checkedAnswer(call.reply(), signature) : QVariantList();
+}
+
+QList<AtSpiRef> AtSpiQuery::refs(QDBusPendingCall call) const {
     return qdbus_cast<QList<AtSpiRef>>(answer(std::move(call), "a(so)").value(0));
 }
 
-AtSpiRef AtSpiQuery::ref(QDBusPendingCall call) {
+AtSpiRef AtSpiQuery::ref(QDBusPendingCall call) const {
     return qdbus_cast<AtSpiRef>(answer(std::move(call), "(so)").value(0));
 }
 
-AtSpiStates AtSpiQuery::states(QDBusPendingCall call) {
+AtSpiStates AtSpiQuery::states(QDBusPendingCall call) const {
     return {qdbus_cast<QList<uint>>(answer(std::move(call), "au").value(0))};
 }
 
-uint AtSpiQuery::role(QDBusPendingCall call) { return answer(std::move(call), "u").value(0).toUInt(); }
+uint AtSpiQuery::role(QDBusPendingCall call) const { return answer(std::move(call), "u").value(0).toUInt(); }
 
 std::vector<AtSpiQuery::Application> AtSpiQuery::applications() const {
     const QList<AtSpiRef> roots = children(REGISTRY);
@@ -147,9 +155,9 @@ QDBusPendingCall AtSpiQuery::beginProperty(const AtSpiRef& object, const char* n
 QDBusPendingCall AtSpiQuery::beginName(const AtSpiRef& object) const { return beginProperty(object, "Name"); }
 QDBusPendingCall AtSpiQuery::beginParent(const AtSpiRef& object) const { return beginProperty(object, "Parent"); }
 
-QString AtSpiQuery::name(QDBusPendingCall call) { return propertyValue(answer(std::move(call), "v")).toString(); }
+QString AtSpiQuery::name(QDBusPendingCall call) const { return propertyValue(answer(std::move(call), "v")).toString(); }
 
-AtSpiRef AtSpiQuery::parent(QDBusPendingCall call) {
+AtSpiRef AtSpiQuery::parent(QDBusPendingCall call) const {
     const QVariant value = propertyValue(answer(std::move(call), "v"));
     if (value.metaType() != QMetaType::fromType<QDBusArgument>() ||
         value.value<QDBusArgument>().currentSignature() != QLatin1String("(so)"))
@@ -209,7 +217,7 @@ std::optional<AtSpiQuery> AtSpiBus::open(QDeadlineTimer deadline) {
             QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
                                            QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
         const int left = static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 1, 60'000));
-        return AtSpiQuery::answer(session->asyncCall(message, left), "s").value(0).toString();
+        return AtSpiQuery(*session, deadline).answer(session->asyncCall(message, left), "s").value(0).toString();
     };
     const auto connection = accessibilityLink.connection(askAddress, deadline);
     if (!connection)

@@ -40,7 +40,11 @@ enum : uint {
     Image = 27,
     Label = 29,
     List = 31,
+    Menu = 33,
+    MenuBar = 34,
+    MenuItem = 35,
     PasswordText = 40,
+    PopupMenu = 41,
     PushButton = 43,
     Table = 55,
     Terminal = 60,
@@ -91,9 +95,11 @@ public:
     /// A call under way; several are begun before the first answer is awaited.
     [[nodiscard]] QDBusPendingCall begin(const AtSpiRef& object, const char* interface, const char* method,
                                          const QVariantList& arguments = {}) const;
-    /// The arguments of the answer if it has exactly this D-Bus signature, else none. Checking it here keeps libdbus
-    /// from ending the process over data of another type.
-    [[nodiscard]] static QVariantList answer(QDBusPendingCall call, const char* signature);
+    /// Waits for the answer until the deadline; its arguments if it has exactly this D-Bus signature, else none.
+    /// Checking it here keeps libdbus from ending the process over data of another type.
+    [[nodiscard]] QVariantList answer(QDBusPendingCall call, const char* signature) const;
+    /// Whether there was an answer, of whatever type, that is no error.
+    [[nodiscard]] bool answered(QDBusPendingCall call) const;
 
     struct Application {
         AtSpiRef root;
@@ -115,12 +121,12 @@ public:
     [[nodiscard]] QDBusPendingCall beginName(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginParent(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginMatches(const AtSpiRef& window, const AtSpiMatch& match, int count) const;
-    [[nodiscard]] static QList<AtSpiRef> refs(QDBusPendingCall call);
-    [[nodiscard]] static AtSpiRef ref(QDBusPendingCall call);
-    [[nodiscard]] static QString name(QDBusPendingCall call);
-    [[nodiscard]] static AtSpiRef parent(QDBusPendingCall call);
-    [[nodiscard]] static AtSpiStates states(QDBusPendingCall call);
-    [[nodiscard]] static uint role(QDBusPendingCall call);
+    [[nodiscard]] QList<AtSpiRef> refs(QDBusPendingCall call) const;
+    [[nodiscard]] AtSpiRef ref(QDBusPendingCall call) const;
+    [[nodiscard]] QString name(QDBusPendingCall call) const;
+    [[nodiscard]] AtSpiRef parent(QDBusPendingCall call) const;
+    [[nodiscard]] AtSpiStates states(QDBusPendingCall call) const;
+    [[nodiscard]] uint role(QDBusPendingCall call) const;
 
     /// Cache.GetItems in the form that GTK 4 sends; absent for the other form (Qt's, which is empty) and no answer.
     [[nodiscard]] std::optional<std::vector<AtSpiCacheItem>> cacheItems(const AtSpiRef& application) const;

@@ -3,6 +3,7 @@
 #include <QLatin1String>
 
 #include <algorithm>
+#include <array>
 
 namespace ovalin {
 
@@ -21,7 +22,7 @@ std::vector<Window> windowsOf(const AtSpiQuery& query, const AtSpiRef& applicati
         states.push_back(query.beginStates(frame));
     std::vector<Window> windows;
     for (qsizetype i = 0; i < frames.size(); ++i)
-        windows.push_back({frames[i], AtSpiQuery::states(states[static_cast<size_t>(i)]).has(AtSpiState::Active)});
+        windows.push_back({frames[i], query.states(states[static_cast<size_t>(i)]).has(AtSpiState::Active)});
     std::stable_partition(windows.begin(), windows.end(), [](const Window& window) { return window.active; });
     return windows;
 }
@@ -34,11 +35,10 @@ Answered byCollection(const AtSpiQuery& query, const std::vector<Window>& window
     for (const Window& window : windows)
         calls.push_back(query.beginMatches(window.frame, {{AtSpiState::Focused}}, 1));
     Answered answered = Answered::NotKnown;
-    for (QDBusPendingCall& call : calls) {
-        call.waitForFinished();
-        if (!call.isError())
+    for (const QDBusPendingCall& call : calls) {
+        if (query.answered(call))
             answered = Answered::Yes;
-        const QList<AtSpiRef> matches = AtSpiQuery::refs(call);
+        const QList<AtSpiRef> matches = query.refs(call);
         if (found.isNull() && !matches.isEmpty())
             found = matches.first();
     }
@@ -58,10 +58,12 @@ AtSpiRef byCache(const std::vector<AtSpiCacheItem>& items) {
     return focused;
 }
 
-/// Item views may have a child for each of a million cells, and no text field among them.
-bool isItemView(uint role) {
-    return role == AtSpiRole::Table || role == AtSpiRole::Tree || role == AtSpiRole::TreeTable ||
-           role == AtSpiRole::List || role == AtSpiRole::ListBox;
+/// Item views may have a child for each of a million cells, and no text field among them; nor have menus and buttons.
+bool holdsNoFields(uint role) {
+    constexpr std::array roles{AtSpiRole::Table,    AtSpiRole::Tree,  AtSpiRole::TreeTable,  AtSpiRole::List,
+                               AtSpiRole::ListBox,  AtSpiRole::Menu,  AtSpiRole::MenuBar,    AtSpiRole::MenuItem,
+                               AtSpiRole::CheckBox, AtSpiRole::Label, AtSpiRole::PushButton, AtSpiRole::PopupMenu};
+    return std::find(roles.begin(), roles.end(), role) != roles.end();
 }
 
 /// Level by level, all questions of a level under way together. Qt calls a viewport focused too, beside the text in it.
@@ -77,19 +79,19 @@ AtSpiRef byWalking(const AtSpiQuery& query, const std::vector<Window>& windows, 
             roles.push_back(query.beginRole(object));
         }
         for (size_t i = 0; i < level.size(); ++i) {
-            const AtSpiStates state = AtSpiQuery::states(states[i]);
+            const AtSpiStates state = query.states(states[i]);
             if (state.has(AtSpiState::Focused)) {
                 if (query.hasText(level[i]))
                     return level[i];
                 if (focused.isNull())
                     focused = level[i];
             }
-            if ((!skipHidden || state.has(AtSpiState::Showing)) && !isItemView(AtSpiQuery::role(roles[i])))
+            if ((!skipHidden || state.has(AtSpiState::Showing)) && !holdsNoFields(query.role(roles[i])))
                 children.push_back(query.beginChildren(level[i]));
         }
         level.clear();
         for (const QDBusPendingCall& call : children) {
-            for (const AtSpiRef& child : AtSpiQuery::refs(call))
+            for (const AtSpiRef& child : query.refs(call))
                 level.push_back(child);
         }
     }
@@ -119,7 +121,7 @@ AtSpiRef enclosingDocument(const AtSpiQuery& query, const AtSpiRef& object) {
         const QDBusPendingCall parent = query.beginParent(at);
         if (query.role(at) == AtSpiRole::DocumentWeb)
             return at;
-        at = AtSpiQuery::parent(parent);
+        at = query.parent(parent);
     }
     return {};
 }

@@ -25,7 +25,7 @@ std::vector<Candidate> windowsWithPages(const AtSpiQuery& query, const std::func
     }
     std::vector<AtSpiRef> windows;
     for (const QDBusPendingCall& list : windowLists) {
-        for (const AtSpiRef& window : AtSpiQuery::refs(list))
+        for (const AtSpiRef& window : query.refs(list))
             windows.push_back(window);
     }
     std::vector<QDBusPendingCall> states, names, documents;
@@ -36,8 +36,8 @@ std::vector<Candidate> windowsWithPages(const AtSpiQuery& query, const std::func
     }
     std::vector<Candidate> found;
     for (size_t i = 0; i < windows.size(); ++i) {
-        Candidate candidate{windows[i], AtSpiQuery::name(names[i]),
-                            AtSpiQuery::states(states[i]).has(AtSpiState::Active), AtSpiQuery::refs(documents[i])};
+        Candidate candidate{windows[i], query.name(names[i]), query.states(states[i]).has(AtSpiState::Active),
+                            query.refs(documents[i])};
         if (!candidate.documents.isEmpty())
             found.push_back(std::move(candidate));
     }
@@ -63,16 +63,29 @@ QString oneLine(QString text) {
     return text.trimmed();
 }
 
+/// "TITLE — Mozilla Firefox" is how browsers name their windows.
+QString withoutBrowserName(const QString& windowName) {
+    for (const QString& separator : {QStringLiteral(" — "), QStringLiteral(" - ")}) {
+        if (const auto at = windowName.lastIndexOf(separator); at > 0)
+            return windowName.left(at);
+    }
+    return {};
+}
+
 /// Firefox says DocURL, Chromium URI and Title. Chromium's hidden frames have an empty address.
-std::optional<AtSpiPage> pageOf(const AtSpiQuery& query, const AtSpiRef& document) {
+std::optional<AtSpiPage> pageOf(const AtSpiQuery& query, const Candidate& window, const AtSpiRef& document) {
     const QDBusPendingCall nameCall = query.beginName(document);
     const auto attributes = qdbus_cast<QMap<QString, QString>>(
-        AtSpiQuery::answer(query.begin(document, "org.a11y.atspi.Document", "GetAttributes"), "a{ss}").value(0));
+        query.answer(query.begin(document, "org.a11y.atspi.Document", "GetAttributes"), "a{ss}").value(0));
     const QString url = attributes.value(QStringLiteral("URI"), attributes.value(QStringLiteral("DocURL")));
     if (url.isEmpty())
         return std::nullopt;
-    const QString title = attributes.value(QStringLiteral("Title"));
-    return AtSpiPage{oneLine(url), oneLine(title.isEmpty() ? AtSpiQuery::name(nameCall) : title)};
+    QString title = attributes.value(QStringLiteral("Title"));
+    if (title.isEmpty())
+        title = query.name(nameCall);
+    if (title.isEmpty()) // Firefox's pages have no name yet when they are looked at for the first time
+        title = withoutBrowserName(window.name);
+    return AtSpiPage{oneLine(url), oneLine(title)};
 }
 
 } // namespace
@@ -83,12 +96,12 @@ std::optional<AtSpiPage> frontPage(const AtSpiQuery& query, const std::function<
     if (candidates.size() > 1)
         frontFirst(candidates, windowNames());
     for (const Candidate& candidate : candidates) {
-        if (auto page = pageOf(query, candidate.documents.first()))
+        if (auto page = pageOf(query, candidate, candidate.documents.first()))
             return page;
         // Asking for several makes the browser walk through the whole page: only when the first was none.
-        const QList<AtSpiRef> more = AtSpiQuery::refs(beginDocuments(query, candidate.window, 8));
+        const QList<AtSpiRef> more = query.refs(beginDocuments(query, candidate.window, 8));
         for (const AtSpiRef& document : more.mid(1)) {
-            if (auto page = pageOf(query, document))
+            if (auto page = pageOf(query, candidate, document))
                 return page;
         }
     }

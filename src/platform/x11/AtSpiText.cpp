@@ -22,8 +22,9 @@ struct Part {
     std::vector<const Part*> embedded;
 };
 
-// Far more than fits into the time; ends trees that contain themselves.
-constexpr size_t MOST_PARTS = 5000;
+// More does not fit into the time; the browser shall not be kept busy for nothing. Ends trees that contain themselves,
+// too.
+constexpr qsizetype MOST_PARTS = 500;
 constexpr int MOST_LEVELS = 60;
 
 struct Range {
@@ -32,8 +33,8 @@ struct Range {
     int end = -1;
 };
 
-Range rangeOf(const QDBusPendingCall& call) {
-    const QVariantList offsets = AtSpiQuery::answer(call, "ii");
+Range rangeOf(const AtSpiQuery& query, const QDBusPendingCall& call) {
+    const QVariantList offsets = query.answer(call, "ii");
     if (offsets.isEmpty())
         return {};
     const auto [low, high] = std::minmax({offsets[0].toInt(), offsets[1].toInt()});
@@ -58,18 +59,18 @@ std::vector<std::vector<AtSpiRef>> embeddedObjects(const AtSpiQuery& query, cons
     }
     for (size_t i = 0; i < parts.size(); ++i) {
         for (QDBusPendingCall& call : calls[i]) {
-            const int link = AtSpiQuery::answer(call, "i").value(0, -1).toInt();
+            const int link = query.answer(call, "i").value(0, -1).toInt();
             call = query.begin(link < 0 ? AtSpiRef{} : parts[i]->object, HYPERTEXT, "GetLink", {link});
         }
     }
     for (auto& ofPart : calls) {
         for (QDBusPendingCall& call : ofPart)
-            call = query.begin(AtSpiQuery::ref(call), "org.a11y.atspi.Hyperlink", "GetObject", {0});
+            call = query.begin(query.ref(call), "org.a11y.atspi.Hyperlink", "GetObject", {0});
     }
     std::vector<std::vector<AtSpiRef>> objects(parts.size());
     for (size_t i = 0; i < parts.size(); ++i) {
         for (const QDBusPendingCall& call : calls[i])
-            objects[i].push_back(AtSpiQuery::ref(call));
+            objects[i].push_back(query.ref(call));
     }
     return objects;
 }
@@ -82,8 +83,8 @@ void readRanges(const AtSpiQuery& query, const std::vector<Part*>& parts) {
         ranges.push_back(beginSelection(query, part->object));
     }
     for (size_t i = 0; i < parts.size(); ++i) {
-        const Range range = rangeOf(ranges[i]);
-        parts[i]->role = AtSpiQuery::role(roles[i]);
+        const Range range = rangeOf(query, ranges[i]);
+        parts[i]->role = query.role(roles[i]);
         // A password field may lie in a selected page.
         if (parts[i]->role != AtSpiRole::PasswordText && range.start >= 0) {
             parts[i]->start = range.start;
@@ -99,7 +100,7 @@ void readTexts(const AtSpiQuery& query, const std::vector<Part*>& parts) {
         texts.push_back(query.begin(empty ? AtSpiRef{} : part->object, TEXT, "GetText", {part->start, part->end}));
     }
     for (size_t i = 0; i < parts.size(); ++i)
-        parts[i]->text = AtSpiQuery::answer(texts[i], "s").value(0).toString();
+        parts[i]->text = query.answer(texts[i], "s").value(0).toString();
 }
 
 bool flowsWithText(uint role) {
@@ -147,14 +148,17 @@ std::optional<QString> expandedText(const AtSpiQuery& query, const AtSpiRef& obj
     std::deque<Part> parts; // stays where it is while it grows
     parts.push_back({object, 0, range.start, range.end, {}, {}});
     std::vector<Part*> level{&parts.front()};
+    qsizetype known = 1;
     for (int depth = 0; !level.empty(); ++depth) {
         readTexts(query, level);
+        for (const Part* part : level)
+            known += part->text.count(EMBEDDED);
+        if (known > MOST_PARTS)
+            return std::nullopt;
         const auto objects = embeddedObjects(query, level);
         std::vector<Part*> inner;
         for (size_t i = 0; i < level.size(); ++i) {
             for (const AtSpiRef& each : objects[i]) {
-                if (parts.size() >= MOST_PARTS)
-                    return std::nullopt;
                 parts.push_back({each, 0, 0, 0, {}, {}});
                 level[i]->embedded.push_back(&parts.back());
                 inner.push_back(&parts.back());
@@ -176,16 +180,16 @@ AccessibleSelection selectionOf(const AtSpiQuery& query, const AtSpiRef& object)
     using Kind = AccessibleSelection::Kind;
     const QDBusPendingCall roleCall = query.beginRole(object);
     const QDBusPendingCall countCall = query.begin(object, TEXT, "GetNSelections");
-    const uint role = AtSpiQuery::role(roleCall);
+    const uint role = query.role(roleCall);
     if (role == AtSpiRole::PasswordText)
         return {Kind::Secret, {}, false};
     const bool terminal = role == AtSpiRole::Terminal; // Konsole's offsets are off by one
-    const QVariantList count = AtSpiQuery::answer(countCall, "i");
+    const QVariantList count = query.answer(countCall, "i");
     if (role == 0 || count.isEmpty())
         return {};
     if (count.first().toInt() < 1)
         return {Kind::None, {}, terminal};
-    const Range range = rangeOf(beginSelection(query, object));
+    const Range range = rangeOf(query, beginSelection(query, object));
     if (!range.answered || range.start < 0)
         return {};
     if (range.start == range.end)
