@@ -52,12 +52,12 @@ TestDesk::TestDesk(const Options& options) {
     environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent/bus"));
 
     // Xvfb picks a free display by itself and says which.
-    QProcess& server =
-        start(QStringLiteral("/bin/sh"),
-              QStringList{QStringLiteral("-c"),
-                          QStringLiteral("exec Xvfb -displayfd 3 -screen 0 \"$0\" -nolisten tcp \"$@\" 3>display"),
-                          options.screen} +
-                  options.serverArguments);
+    QProcess& server = start(
+        QStringLiteral("/bin/sh"),
+        QStringList{QStringLiteral("-c"),
+                    QStringLiteral("exec Xvfb -displayfd 3 -screen 0 \"$0\" -nolisten tcp -noreset \"$@\" 3>display"),
+                    options.screen} +
+            options.serverArguments);
     if (!waitUntil([this] { return readFile(path(QStringLiteral("display"))).endsWith('\n'); }, 15))
         throw std::runtime_error("Xvfb did not start: " + log(QStringLiteral("sh")).toStdString());
     displayName = QLatin1Char(':') + QString::fromUtf8(readFile(path(QStringLiteral("display"))).trimmed());
