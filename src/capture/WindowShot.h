@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/TextRecognizer.h"
+#include "platform/Tools.h"
+#include "platform/Windows.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <chrono>
+#include <optional>
+#include <vector>
+
+namespace ovalin {
+
+/// Screenshots are at most this wide (pixels).
+inline constexpr int SHOT_MAX_WIDTH = 1400;
+
+/// The application's main window: the largest ordinary one of more than 10,000 square pixels, the frontmost of equals.
+/// `windows`: front to back.
+[[nodiscard]] std::optional<quint32> frontWindowID(const std::vector<WindowInfo>& windows, qint32 pid);
+
+/// The picture as a PNG of at most `maxW` pixels width, always encoded anew: sRGB, 8-bit RGBA. Absent when it is no
+/// whole picture, larger than any screen, a symbolic link or somebody else's file.
+[[nodiscard]] std::optional<QByteArray> downscalePNG(const QString& path, int maxW);
+
+/// Takes and reads screenshots. All of it blocks: worker threads, several at once if need be.
+class WindowShots {
+public:
+    /// References: the caller keeps them alive. `patience`: how long the screenshot program may take.
+    WindowShots(Windows& windows, TextRecognizer& recognizer, Tools tools,
+                std::chrono::milliseconds patience = std::chrono::seconds(5));
+
+    [[nodiscard]] std::optional<quint32> frontWindowID(qint32 pid) const;
+
+    /// PNG of the application's main window, or of the main display when it has none; at most SHOT_MAX_WIDTH wide.
+    [[nodiscard]] std::optional<QByteArray> captureWindowPNG(qint32 pid) const;
+
+    /// The text in a picture, trimmed; absent when there is none.
+    [[nodiscard]] std::optional<QString> ocrText(const QByteArray& png) const;
+
+private:
+    Windows& windows;
+    TextRecognizer& recognizer;
+    const Tools tools;
+    const std::chrono::milliseconds patience;
+};
+
+} // namespace ovalin

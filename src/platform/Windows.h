@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QRect>
+#include <QtGlobal>
+
+#include <vector>
+
+namespace ovalin {
+
+struct WindowInfo {
+    quint32 id = 0;      ///< X11 window
+    qint32 ownerPid = 0; ///< 0 when nobody knows
+    int layer = 0;       ///< 0 = ordinary windows; docks, the desktop, notifications, menus lie in others
+    QRect frame;         ///< root coordinates, without the window manager's decoration
+};
+
+/// The windows that are on the screen now.
+class Windows {
+public:
+    virtual ~Windows() = default;
+
+    /// The viewable windows, front to back; empty when the desktop cannot be asked. Worker threads.
+    [[nodiscard]] virtual std::vector<WindowInfo> onScreenWindows() = 0;
+};
+
+} // namespace ovalin

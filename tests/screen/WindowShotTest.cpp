@@ -1,0 +1,385 @@
+#include "PaintedWindow.h"
+
+#include "capture/WindowShot.h"
+#include "platform/OcrProcess.h"
+#include "platform/x11/X11Windows.h"
+#include "support/TestDesk.h"
+
+#include "base/Log.h"
+
+#include <QBuffer>
+#include <QColorSpace>
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QPainter>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <numeric>
+
+#include <unistd.h>
+
+namespace ovalin {
+
+TestDesk& desk();
+
+namespace {
+
+using namespace std::chrono_literals;
+
+Tools builtTools() { return Tools::under(Tools::folderBeside(QCoreApplication::applicationDirPath())); }
+
+struct FakeWindows final : Windows {
+    std::vector<WindowInfo> list;
+    std::vector<WindowInfo> onScreenWindows() override { return list; }
+};
+
+struct FakeRecognizer final : TextRecognizer {
+    std::optional<QString> answer;
+    std::optional<QString> recognize(const QByteArray&) override { return answer; }
+};
+
+QByteArray pngOf(const QImage& image) {
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+QImage plain(int width, int height, const QColor& color = Qt::darkCyan) {
+    QImage image(width, height, QImage::Format_RGB32);
+    image.fill(color);
+    return image;
+}
+
+TEST(FrontWindow, TheLargestOrdinaryWindowOfTheApplicationIsTaken) {
+    const auto window = [](quint32 id, qint32 pid, int layer, int width, int height) {
+        return WindowInfo{id, pid, layer, QRect(10, 10, width, height)};
+    };
+    struct Row {
+        const char* name;
+        qint32 pid;
+        std::vector<WindowInfo> windows;
+        std::optional<quint32> chosen;
+    };
+    const std::vector<Row> rows{
+        {"nothing on the screen", 7, {}, {}},
+        {"no application", 0, {window(1, 0, 0, 500, 500)}, {}},
+        {"a negative pid", -1, {window(1, -1, 0, 500, 500)}, {}},
+        {"a document behind its palette", 7, {window(1, 7, 0, 120, 100), window(2, 7, 0, 900, 700)}, 2},
+        {"windows of others", 7, {window(1, 8, 0, 900, 700), window(2, 7, 0, 300, 300)}, 2},
+        {"equals: the frontmost", 7, {window(1, 7, 0, 300, 200), window(2, 7, 0, 200, 300)}, 1},
+        {"other layers", 7, {window(1, 7, 101, 900, 700), window(2, 7, -1, 1280, 800)}, {}},
+        {"exactly the limit", 7, {window(1, 7, 0, 100, 100)}, {}},
+        {"just above the limit", 7, {window(1, 7, 0, 10001, 1)}, 1},
+        {"an area beyond 31 bits", 7, {window(1, 7, 0, 65535, 65535), window(2, 7, 0, 900, 700)}, 1},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(frontWindowID(row.windows, row.pid), row.chosen) << row.name;
+}
+
+class Shots : public testing::Test {
+protected:
+    Shots() { qputenv("TMPDIR", temporary.path().toUtf8()); }
+    ~Shots() override {
+        qunsetenv("TMPDIR");
+        setLogSink({});
+    }
+
+    QString write(const QByteArray& bytes) const {
+        const QString path = other.filePath(QStringLiteral("picture.png"));
+        writeFile(path, bytes);
+        return path;
+    }
+
+    /// A shell script in the place of a helper program.
+    QString script(const QByteArray& lines) const {
+        const QString path = other.filePath(QStringLiteral("script"));
+        writeFile(path, "#!/bin/sh\n" + lines + "\n");
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner);
+        return path;
+    }
+
+    std::optional<QByteArray> captureWith(const QString& program, qint32 pid = 7) {
+        Tools tools;
+        tools.screencapture = program;
+        return WindowShots(windows, recognizer, tools, 300ms).captureWindowPNG(pid);
+    }
+
+    QStringList leftBehind() const {
+        return QDir(temporary.path()).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot);
+    }
+
+    QTemporaryDir temporary;
+    QTemporaryDir other;
+    FakeWindows windows;
+    FakeRecognizer recognizer;
+};
+
+TEST_F(Shots, APictureIsAtMostAsWideAsAllowedAndAlwaysEncodedAnew) {
+    struct Row {
+        QSize size, expected;
+    };
+    for (const Row& row : {Row{{2880, 1800}, {1400, 875}}, Row{{1000, 700}, {1000, 700}}, Row{{1400, 3}, {1400, 3}},
+                           Row{{1401, 999}, {1400, 998}}, Row{{3840, 2160}, {1400, 787}}}) {
+        const auto png = downscalePNG(write(pngOf(plain(row.size.width(), row.size.height()))), SHOT_MAX_WIDTH);
+        ASSERT_TRUE(png);
+        const QImage image = QImage::fromData(*png, "PNG");
+        EXPECT_EQ(image.size(), row.expected);
+        EXPECT_EQ(png->at(24), 8);                                                                // bits a channel
+        EXPECT_EQ(png->at(25), 6);                                                                // RGB with alpha
+        EXPECT_EQ(image.pixelColor(image.width() / 2, image.height() / 2), QColor(Qt::darkCyan)); // nothing bled in
+    }
+}
+
+TEST_F(Shots, ColoursOfAnotherSpaceBecomeStandardOnes) {
+    QImage image = plain(64, 64, QColor(255, 0, 0));
+    QImage wide = image.convertedToColorSpace(QColorSpace::SRgb);
+    image.setColorSpace(QColorSpace::SRgb);
+    wide = image.convertedToColorSpace(QColorSpace::DisplayP3);
+    ASSERT_NE(wide.pixelColor(5, 5).red(), 255);
+    const auto png = downscalePNG(write(pngOf(wide)), SHOT_MAX_WIDTH);
+    ASSERT_TRUE(png);
+    EXPECT_NEAR(QImage::fromData(*png).pixelColor(5, 5).red(), 255, 1);
+}
+
+TEST_F(Shots, WhatIsNoWholePictureGivesNone) {
+    QImage noisy = plain(600, 400);
+    for (int i = 0; i < 600 * 400; ++i)
+        noisy.setPixel(i % 600, i / 600, static_cast<uint>(i) * 2654435761U);
+    const QByteArray whole = pngOf(noisy);
+    QByteArray absurd = whole;
+    absurd.replace(16, 8, QByteArray::fromHex("0000ea600000ea60")); // 60000 x 60000
+    const std::vector<std::pair<const char*, QByteArray>> rows{
+        {"empty", {}},
+        {"no PNG", "GIF89a, or not even that"},
+        {"only the signature", whole.left(8)},
+        {"half", whole.left(whole.size() / 2)},
+        {"all but the last rows", whole.left(whole.size() - 2000)},
+        {"absurd sides", absurd},
+        {"no height after scaling", pngOf(plain(5000, 1))},
+    };
+    for (const auto& [name, bytes] : rows)
+        EXPECT_FALSE(downscalePNG(write(bytes), SHOT_MAX_WIDTH)) << name;
+
+    const QString link = other.filePath(QStringLiteral("link.png"));
+    ASSERT_TRUE(QFile::link(write(whole), link));
+    EXPECT_FALSE(downscalePNG(link, SHOT_MAX_WIDTH));
+    EXPECT_FALSE(downscalePNG(other.path(), SHOT_MAX_WIDTH));
+    EXPECT_FALSE(downscalePNG(other.filePath(QStringLiteral("missing.png")), SHOT_MAX_WIDTH));
+}
+
+TEST_F(Shots, TheToolIsAskedForTheWindowOrElseForTheMainDisplay) {
+    const QString picture = write(pngOf(plain(300, 200)));
+    const QString seen = other.filePath(QStringLiteral("seen"));
+    const QString program = script("echo \"$@\" > '" + seen.toUtf8() + "'\nfor path; do :; done\ncp '" +
+                                   picture.toUtf8() + "' \"$path\"; exit 3");
+    windows.list = {{41943043, 7, 0, QRect(0, 0, 800, 600)}};
+    const QString file = temporary.path() + QStringLiteral("/ovalin-shot-[0-9]{13}\\.png\n");
+    for (const auto& [pid, start] :
+         std::vector<std::pair<qint32, QString>>{{7, QStringLiteral("-x -l 41943043 -tpng ")},
+                                                 {8, QStringLiteral("-x -m -tpng ")},
+                                                 {0, QStringLiteral("-x -m -tpng ")}}) {
+        EXPECT_TRUE(captureWith(program, pid)); // the exit status says nothing
+        const QString arguments = QString::fromUtf8(readFile(seen));
+        EXPECT_TRUE(QRegularExpression(QRegularExpression::anchoredPattern(QRegularExpression::escape(start) + file))
+                        .match(arguments)
+                        .hasMatch())
+            << arguments.toStdString();
+        EXPECT_EQ(leftBehind(), QStringList());
+    }
+}
+
+TEST_F(Shots, AToolThatFailsGivesNoPictureAndLeavesNothing) {
+    const QByteArray half = pngOf(plain(300, 200)).left(60);
+    const QByteArray toPath = "for path; do :; done\n";
+    const QByteArray halfFile = write(half).toUtf8();
+    const std::vector<std::pair<const char*, QString>> rows{
+        {"missing", other.filePath(QStringLiteral("none"))},
+        {"writes nothing", QStringLiteral("/bin/false")},
+        {"not executable", QString::fromUtf8(halfFile)},
+    };
+    for (const auto& [name, program] : rows)
+        EXPECT_FALSE(captureWith(program)) << name;
+    EXPECT_FALSE(captureWith(script(toPath + "cp '" + halfFile + "' \"$path\""))) << "half a picture";
+    EXPECT_FALSE(captureWith(script(toPath + "cp '" + halfFile + "' \"$path.Zz81xq\"; kill -9 $$"))) << "killed";
+    EXPECT_FALSE(captureWith(script("trap '' TERM; sleep 600"))) << "hangs";
+    EXPECT_FALSE(captureWith(script(toPath + "rm \"$path\"; ln -s /etc/passwd \"$path\""))) << "a link";
+    EXPECT_EQ(leftBehind(), QStringList());
+    qputenv("TMPDIR", other.filePath(QStringLiteral("gone")).toUtf8());
+    EXPECT_FALSE(captureWith(QStringLiteral("/bin/true"))) << "no temporary folder";
+}
+
+TEST_F(Shots, LinksPlantedInTheTemporaryFolderAreNotFollowed) {
+    const QString victim = other.filePath(QStringLiteral("victim"));
+    writeFile(victim, "precious");
+    const QByteArray target = victim.toLocal8Bit();
+    const QByteArray folder = temporary.path().toLocal8Bit() + "/ovalin-shot-";
+    const qint64 now = QDateTime::currentMSecsSinceEpoch();
+    for (qint64 time = now; time < now + 3000; ++time)
+        ASSERT_EQ(::symlink(target.constData(), (folder + QByteArray::number(time) + ".png").constData()), 0);
+    EXPECT_FALSE(captureWith(script("for path; do :; done\necho overwritten > \"$path\"")));
+    EXPECT_EQ(readFile(victim), "precious");
+}
+
+TEST_F(Shots, TheWindowOnTheScreenComesBackWithoutThePanelOverIt) {
+    PaintedWindow::Options options;
+    options.display = desk().display().toLatin1();
+    options.frame = {200, 150, 600, 400};
+    options.overrideRedirect = false;
+    const PaintedWindow window(options);
+    X11Windows real;
+    ASSERT_TRUE(waitUntil([&] { return ovalin::frontWindowID(real.onScreenWindows(), ::getpid()) == window.id(); }));
+    options.overrideRedirect = true;
+    options.stripes = {Qt::magenta};
+    options.windowClass = "ovalin";
+    options.frame = {0, 0, 700, 500};
+    const PaintedWindow panel(options);
+    const WindowShots shots(real, recognizer, builtTools());
+    const auto png = shots.captureWindowPNG(::getpid());
+    ASSERT_TRUE(png);
+    const QImage image = QImage::fromData(*png);
+    ASSERT_EQ(image.size(), QSize(600, 400));
+    for (size_t stripe = 0; stripe < window.stripes(); ++stripe) {
+        for (int y = 0; y < 400; y += 9)
+            EXPECT_EQ(image.pixelColor(window.inStripe(stripe, y)), window.shown(stripe));
+    }
+    EXPECT_EQ(leftBehind(), QStringList());
+}
+
+TEST_F(Shots, RecognisedTextIsTrimmedAndAbsentWhenThereIsNone) {
+    const std::vector<std::pair<std::optional<QString>, std::optional<QString>>> rows{
+        {std::nullopt, std::nullopt},
+        {QString(), std::nullopt},
+        {QStringLiteral(" \n\t\n"), std::nullopt},
+        {QStringLiteral("\n one\ntwo \n\n"), QStringLiteral("one\ntwo")},
+    };
+    for (const auto& [recognised, text] : rows) {
+        recognizer.answer = recognised;
+        EXPECT_EQ(WindowShots(windows, recognizer, {}).ocrText("png"), text);
+    }
+}
+
+const char* const PROSE[] = {
+    "Release notes for version 4.2 of the billing service",
+    "The nightly job now closes invoices older than 30 days and sends a summary",
+    "to accounting@example.org. Customers with more than one contract receive a",
+    "single letter; the amounts (net, VAT 19 %, gross) are listed one by one.",
+    "Known problems: exports larger than 250 MB are cut off, see ticket #8841.",
+    "Please restart the worker after changing \"retries\" or \"timeout\" in the settings.",
+    "Next meeting: Thursday, 14:30, room B-207. Bring the figures for the quarter.",
+};
+
+QImage textPage(const QColor& ink, const QColor& paper, int points) {
+    QImage page(1400, 420, QImage::Format_RGB32);
+    page.fill(paper);
+    QPainter painter(&page);
+    painter.setPen(ink);
+    QFont font(QStringLiteral("DejaVu Sans"));
+    font.setPixelSize(points * 96 / 72);
+    painter.setFont(font);
+    int y = 50;
+    for (const char* line : PROSE) {
+        painter.drawText(30, y, QString::fromUtf8(line));
+        y += 50;
+    }
+    return page;
+}
+
+/// Edit distance by the length of the truth.
+double errorRate(const QString& truth, const QString& text) {
+    std::vector<qsizetype> row(static_cast<size_t>(text.size()) + 1);
+    std::iota(row.begin(), row.end(), 0);
+    for (qsizetype i = 1; i <= truth.size(); ++i) {
+        qsizetype diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j < row.size(); ++j) {
+            const qsizetype changed = diagonal + (truth[i - 1] != text[static_cast<qsizetype>(j) - 1] ? 1 : 0);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, changed});
+        }
+    }
+    return static_cast<double>(row.back()) / static_cast<double>(truth.size());
+}
+
+TEST_F(Shots, TextOnTheScreenIsReadLineByLine) {
+    QStringList lines;
+    for (const char* line : PROSE)
+        lines << QString::fromUtf8(line);
+    const QString truth = lines.join(QLatin1Char('\n'));
+    OcrProcess ocr(builtTools().ocr);
+    const WindowShots shots(windows, ocr, builtTools());
+    for (const auto& page :
+         {textPage(Qt::black, Qt::white, 12), textPage(QColor(210, 210, 210), QColor(30, 30, 40), 10)}) {
+        const auto text = shots.ocrText(pngOf(page));
+        ASSERT_TRUE(text);
+        EXPECT_LT(errorRate(truth, *text), 0.01) << text->toStdString();
+    }
+}
+
+TEST_F(Shots, APictureWithoutTextHasNone) {
+    OcrProcess ocr(builtTools().ocr);
+    const WindowShots shots(windows, ocr, builtTools());
+    QImage gradient(900, 600, QImage::Format_RGB32);
+    QPainter painter(&gradient);
+    QLinearGradient colors(0, 0, 900, 600);
+    colors.setColorAt(0, Qt::darkBlue);
+    colors.setColorAt(1, Qt::yellow);
+    painter.fillRect(gradient.rect(), colors);
+    painter.end();
+    QImage transparent(300, 200, QImage::Format_ARGB32);
+    transparent.fill(Qt::transparent);
+    for (const QImage& image :
+         {plain(800, 600, Qt::white), plain(800, 600, Qt::black), gradient, transparent, plain(1, 1), plain(3, 700)})
+        EXPECT_FALSE(shots.ocrText(pngOf(image)));
+}
+
+TEST_F(Shots, ARecogniserThatFailsCostsOnlyTheTextAndSaysWhyOnce) {
+    QStringList log;
+    setLogSink([&log](const QString& line) { log << line; });
+    const QByteArray png = pngOf(plain(300, 200));
+    const QString pidFile = other.filePath(QStringLiteral("pid"));
+    struct Row {
+        QString program;
+        QString why;
+    };
+    const auto fails = [&](const QString& program, const QString& why) {
+        log.clear();
+        OcrProcess ocr(program, 300ms);
+        EXPECT_FALSE(ocr.recognize(png)) << why.toStdString();
+        EXPECT_FALSE(ocr.recognize(png));
+        ASSERT_EQ(log.size(), 1) << why.toStdString();
+        EXPECT_TRUE(log[0].contains(why)) << log[0].toStdString();
+    };
+    fails(other.filePath(QStringLiteral("none")), QStringLiteral("none"));
+    fails(script("cat > /dev/null; echo half a; kill -ABRT $$"), QStringLiteral("signal 6"));
+    fails(script("exit 1"), QStringLiteral("exit status 1")); // before it read the picture
+    fails(script("yes"), QStringLiteral("too much"));
+    // Its children go with it, and not even SIGTERM has to be heeded.
+    fails(script("trap '' TERM; sleep 600 & echo $! > '" + pidFile.toUtf8() + "'; wait; sleep 600"),
+          QStringLiteral("too long"));
+    const auto child = static_cast<pid_t>(readFile(pidFile).trimmed().toInt());
+    ASSERT_GT(child, 1);
+    EXPECT_TRUE(waitUntil([&] {
+        return ::kill(child, 0) != 0 || readFile(QStringLiteral("/proc/%1/stat").arg(child)).contains(") Z ");
+    }));
+}
+
+TEST_F(Shots, TheRecogniserRefusesWhatIsNoPicture) {
+    setLogSink([](const QString&) {});
+    OcrProcess ocr(builtTools().ocr);
+    QByteArray absurd = pngOf(plain(300, 200));
+    absurd.replace(16, 8, QByteArray::fromHex("0000ea600000ea60"));
+    for (const QByteArray& bytes : {QByteArray(), QByteArray("no picture"), pngOf(plain(300, 200)).left(70), absurd})
+        EXPECT_FALSE(ocr.recognize(bytes));
+}
+
+} // namespace
+
+} // namespace ovalin
