@@ -9,7 +9,8 @@ namespace ovalin {
 
 /// What the user is looking at, for one opening of the panel. Main thread only; workers get copies of what they need.
 struct CaptureContext {
-    QUuid captureToken = QUuid::createUuid(); ///< identity of the opening; every late result carries the one it began with
+    QUuid captureToken =
+        QUuid::createUuid(); ///< identity of the opening; every late result carries the one it began with
     QString capApp;
     QString capBundle;
     qint32 capPID = 0;

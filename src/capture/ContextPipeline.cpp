@@ -44,19 +44,20 @@ void ContextPipeline::startSelectionTask(const QUuid& token) {
 
 void ContextPipeline::startPageTask(const QUuid& token) {
     const auto read = [tabInfo = sources.browserTabInfo, bundle = context.capBundle] { return tabInfo(bundle); };
-    dispatch.inBackground(Queue::UserInitiated, this, read, [this, token, pid = context.capPID](const std::optional<BrowserTab>& tab) {
-        const bool current = token == context.captureToken;
-        const bool remote = tab && isRemotePage(tab->url);
-        if (current && tab) {
-            context.capURL = tab->url;
-            context.capTitle = tab->title;
-            checkSiteOwnership(tab->url, token);
-            if (remote)
-                context.capContextMode = QStringLiteral("fetch");
-        }
-        if (!remote)
-            startShotTask(token, pid);
-    });
+    dispatch.inBackground(Queue::UserInitiated, this, read,
+                          [this, token, pid = context.capPID](const std::optional<BrowserTab>& tab) {
+                              const bool current = token == context.captureToken;
+                              const bool remote = tab && isRemotePage(tab->url);
+                              if (current && tab) {
+                                  context.capURL = tab->url;
+                                  context.capTitle = tab->title;
+                                  checkSiteOwnership(tab->url, token);
+                                  if (remote)
+                                      context.capContextMode = QStringLiteral("fetch");
+                              }
+                              if (!remote)
+                                  startShotTask(token, pid);
+                          });
 }
 
 void ContextPipeline::startShotTask(const QUuid& token, qint32 pid) {

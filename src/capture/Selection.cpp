@@ -23,8 +23,8 @@ std::optional<QString> trimmedOrAbsent(const QString& text) {
 } // namespace
 
 bool isChromiumFamily(const QString& bundleId) {
-    static const std::array PREFIXES{"com.brave.",           "com.google.Chrome", "com.microsoft.edgemac",
-                                     "company.thebrowser",   "com.vivaldi.",      "com.operasoftware."};
+    static const std::array PREFIXES{"com.brave.",         "com.google.Chrome", "com.microsoft.edgemac",
+                                     "company.thebrowser", "com.vivaldi.",      "com.operasoftware."};
     return std::any_of(PREFIXES.begin(), PREFIXES.end(),
                        [&](const char* prefix) { return bundleId.startsWith(QLatin1String(prefix)); });
 }
@@ -33,7 +33,9 @@ Selection::Selection(Accessibility& theAccessibility, Pasteboard& thePasteboard,
     : accessibility(theAccessibility)
     , pasteboard(thePasteboard)
     , keyboard(theKeyboard)
-    , sleep(theSleep ? std::move(theSleep) : [](std::chrono::milliseconds time) { QThread::msleep(static_cast<unsigned long>(time.count())); }) {}
+    , sleep(theSleep ? std::move(theSleep) : [](std::chrono::milliseconds time) {
+        QThread::msleep(static_cast<unsigned long>(time.count()));
+    }) {}
 
 std::optional<QString> Selection::axSelection(qint32 pid) {
     if (pid < 1)
@@ -65,11 +67,13 @@ std::optional<QString> Selection::clipboardGrab(qint32 pid) {
     }
     const quint64 before = saved->changeCount;
     switch (keyboard.sendCopy(pid)) {
-    case Keyboard::Sent::Yes: break;
+    case Keyboard::Sent::Yes:
+        break;
     case Keyboard::Sent::NotTrusted:
         logLine(QStringLiteral("Ovalin: Accessibility not granted — cannot grab selection"));
         return std::nullopt;
-    default: return std::nullopt;
+    default:
+        return std::nullopt;
     }
     for (int poll = 0; poll < POLLS && pasteboard.changeCount() == before; ++poll)
         sleep(POLL_STEP);

@@ -23,8 +23,8 @@ public:
 
     Selection(Accessibility& accessibility, Pasteboard& pasteboard, Keyboard& keyboard, Sleep sleep = {});
 
-    /// The selection without touching the application's state: from the accessibility tree, else the PRIMARY selection if
-    /// the process owns it and it is fresher than the user's last input. Trimmed; absent when there is none.
+    /// The selection without touching the application's state: from the accessibility tree, else the PRIMARY selection
+    /// if the process owns it and it is fresher than the user's last input. Trimmed; absent when there is none.
     [[nodiscard]] std::optional<QString> axSelection(qint32 pid);
 
     /// The selection by a synthetic copy; the clipboard is put back as it was. At most about 0.6 s, and only while the

@@ -15,7 +15,8 @@ Tools Tools::under(const QString& folder) {
 QString Tools::folderBeside(const QString& binaryFolder) {
     const QDir dir(binaryFolder);
     const QString built = dir.absoluteFilePath(QStringLiteral("libexec"));
-    return QFileInfo(built).isDir() ? built : QDir::cleanPath(dir.absoluteFilePath(QStringLiteral("../libexec/ovalin")));
+    return QFileInfo(built).isDir() ? built
+                                    : QDir::cleanPath(dir.absoluteFilePath(QStringLiteral("../libexec/ovalin")));
 }
 
 } // namespace ovalin

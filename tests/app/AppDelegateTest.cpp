@@ -172,14 +172,15 @@ TEST_F(AppDelegateTest, AnInstructionThatCannotBeWrittenComesBack) {
     writeFile(home.filePath(QStringLiteral("CLAUDE")), "a file where the folder should be");
     open();
     settle();
-    typePrompt(QStringLiteral("do not lose me"));
+    typePrompt(QStringLiteral("send this whatever happens"));
     QTest::keyClick(panel().promptField, Qt::Key_Return);
     dispatch.advance(2);
     settle();
-    EXPECT_GE(log.count(QStringLiteral("Ovalin: queue write failed — ")), 1);
+    EXPECT_GE(log.count(QStringLiteral("Ovalin: queue write failed — ")), 1)
+        << log.lines.join(QLatin1Char('\n')).toStdString();
     ASSERT_EQ(fake.notifier.shown.size(), 1u);
     open();
-    EXPECT_EQ(panel().promptField->text(), QStringLiteral("do not lose me"));
+    EXPECT_EQ(panel().promptField->text(), QStringLiteral("send this whatever happens"));
     EXPECT_FALSE(panel().hintField->status().isEmpty());
     delegate->closePanel();
     open();
@@ -187,9 +188,10 @@ TEST_F(AppDelegateTest, AnInstructionThatCannotBeWrittenComesBack) {
 }
 
 TEST_F(AppDelegateTest, TheModeFollowsTheWordingUntilTheUserChooses) {
+    QDir().mkpath(paths.systemDir);
     open();
     settle();
-    typePrompt(QStringLiteral("what is"));
+    typePrompt(QStringLiteral("what"));
     EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "not inside a word";
     typePrompt(QStringLiteral(" "));
     EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Send"));

@@ -100,10 +100,11 @@ TEST_F(CaptureTest, OnlyARemotePageIsFetchedInsteadOfPictured) {
         runAll();
         EXPECT_EQ(context.capURL, QString::fromLatin1(row.url));
         EXPECT_EQ(context.capTitle, QStringLiteral("Title"));
-    EXPECT_EQ(context.capContextMode, row.fetched ? QStringLiteral("fetch") : QStringLiteral("screenshot")) << row.url;
-    EXPECT_EQ(shotsTaken, row.fetched ? 0 : 1) << row.url;
-    EXPECT_EQ(context.capShotB64.has_value(), !row.fetched) << row.url;
-}
+        EXPECT_EQ(context.capContextMode, row.fetched ? QStringLiteral("fetch") : QStringLiteral("screenshot"))
+            << row.url;
+        EXPECT_EQ(shotsTaken, row.fetched ? 0 : 1) << row.url;
+        EXPECT_EQ(context.capShotB64.has_value(), !row.fetched) << row.url;
+    }
 }
 
 TEST_F(CaptureTest, NothingOfAnOlderOpeningReachesTheNewRecord) {

@@ -14,7 +14,7 @@ using namespace ovalin;
 namespace {
 
 void collectNames(const AtSpiQuery& query, const AtSpiRef& object, QSet<QString>& names, int depth = 0) {
-    names.insert(AtSpiQuery::name(query.beginName(object)));
+    names.insert(query.name(query.beginName(object)));
     if (depth < 8) {
         for (const AtSpiRef& child : query.children(object))
             collectNames(query, child, names, depth + 1);
@@ -186,8 +186,7 @@ TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
     const QJsonObject request = desk.waitForRequest();
     EXPECT_EQ(request.value(QStringLiteral("prompt")), QStringLiteral("in the panel and again"))
         << desk.log().toStdString();
-    EXPECT_TRUE(request.value(QStringLiteral("text")).toString().startsWith(QStringLiteral("firstword")))
-        << request.value(QStringLiteral("text")).toString().toStdString();
+    EXPECT_EQ(request.value(QStringLiteral("text")).toString(), desk.primary()) << "what Shift+Right left selected";
 }
 
 TEST(Panel, ATargetThatDiesUnderThePanelIsNoObstacle) {

@@ -29,7 +29,8 @@ bool liesInOurWindows(QPoint rootPosition) {
     return std::any_of(windows.begin(), windows.end(), [rootPosition](const QWindow* window) {
         const qreal ratio = window->devicePixelRatio();
         const QRect frame = window->geometry();
-        return window->isVisible() && QRectF(QPointF(frame.topLeft()) * ratio, QSizeF(frame.size()) * ratio).contains(rootPosition);
+        return window->isVisible() &&
+               QRectF(QPointF(frame.topLeft()) * ratio, QSizeF(frame.size()) * ratio).contains(rootPosition);
     });
 }
 
@@ -59,8 +60,9 @@ struct X11Desktop::Parts {
             return;
         }
         const Deadline deadline = deadlineIn(std::chrono::milliseconds(50));
-        synthetic.end(thread.call(deadline, [this, deadline] { return thread.connection().serverTime(deadline).value_or(0); })
-                          .value_or(0));
+        synthetic.end(
+            thread.call(deadline, [this, deadline] { return thread.connection().serverTime(deadline).value_or(0); })
+                .value_or(0));
     }
 
     XThread thread;
@@ -80,14 +82,15 @@ struct X11Desktop::Parts {
     EventMonitors::Handle outside = 0;
 };
 
-X11Desktop::X11Desktop(Dispatch& dispatch) : parts(std::make_unique<Parts>(dispatch)) {}
+X11Desktop::X11Desktop(Dispatch& dispatch)
+    : parts(std::make_unique<Parts>(dispatch)) {}
 X11Desktop::~X11Desktop() = default;
 
 bool X11Desktop::usable() const { return qtConnection() != nullptr; }
 
 Desktop X11Desktop::desktop() {
-    return {parts->hotKeys, parts->workspace,     parts->accessibility, parts->pasteboard, parts->keyboard,
-            parts->hold,    parts->monitors,      parts->notifier,      parts->logind,     parts->guard};
+    return {parts->hotKeys, parts->workspace, parts->accessibility, parts->pasteboard, parts->keyboard,
+            parts->hold,    parts->monitors,  parts->notifier,      parts->logind,     parts->guard};
 }
 
 Windows& X11Desktop::windows() { return parts->windows; }

@@ -8,8 +8,8 @@
 
 namespace ovalin {
 
-/// The real desktop: builds every capability on X11 and D-Bus and ties together what must know of each other. Made after
-/// QApplication on the main thread; the dispatch outlives it.
+/// The real desktop: builds every capability on X11 and D-Bus and ties together what must know of each other. Made
+/// after QApplication on the main thread; the dispatch outlives it.
 class X11Desktop {
 public:
     explicit X11Desktop(Dispatch& dispatch);
