@@ -164,7 +164,11 @@ void CapturePanel::layOut() {
     hintField->setGeometry(INSET, bottom, right - INSET, BOTTOM_HEIGHT);
 }
 
-void CapturePanel::resizeEvent(QResizeEvent*) { layOut(); }
+void CapturePanel::resizeEvent(QResizeEvent*) {
+    if (!mask().isEmpty())
+        setMask(roundedMask(size(), glassRadius));
+    layOut();
+}
 
 void CapturePanel::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -215,6 +219,8 @@ void CapturePanel::mouseMoveEvent(QMouseEvent* event) {
     if (corner == pos())
         return;
     glass.setStale();
+    if (!composited)
+        setMask(roundedMask(size(), glassRadius)); // no grabbed pixels any more to stand outside the corners
     move(corner);
     update();
 }

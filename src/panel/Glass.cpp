@@ -72,6 +72,16 @@ QImage blurredCopy(const QImage& image, int radius) {
     return work;
 }
 
+QBitmap roundedMask(QSize size, qreal radius) {
+    QBitmap mask(size);
+    mask.fill(Qt::color0);
+    QPainter painter(&mask);
+    painter.setPen(Qt::color1);
+    painter.setBrush(Qt::color1);
+    painter.drawRoundedRect(QRectF(QPointF(), size).adjusted(0, 0, -1, -1), radius, radius);
+    return mask;
+}
+
 int readableTintAlpha(const QImage& backdrop) {
     constexpr int READABLE = 218, LIGHT = 235;
     if (backdrop.isNull())

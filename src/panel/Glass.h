@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QBitmap>
 #include <QImage>
 #include <QRect>
 
@@ -36,6 +37,9 @@ private:
     int tintAlpha = 235;
     bool stale = false;
 };
+
+/// The shape of a card of this size, for windows that cannot be translucent.
+[[nodiscard]] QBitmap roundedMask(QSize size, qreal radius);
 
 /// Three box blurs on a quarter-size copy, close to a Gaussian of `radius` pixels. Pure.
 [[nodiscard]] QImage blurredCopy(const QImage& image, int radius);

@@ -126,6 +126,8 @@ void HowtoPanel::mouseMoveEvent(QMouseEvent* event) {
     if (!(event->buttons() & Qt::LeftButton))
         return;
     glass.setStale();
+    if (!composited)
+        setMask(roundedMask(size(), glassRadius)); // no grabbed pixels any more to stand outside the corners
     move(event->globalPosition().toPoint() - dragFrom);
     update();
 }
