@@ -1,24 +1,62 @@
-"""An X server for one benchmark, and the programs in it; all of them are ended with it."""
+"""An X server for one benchmark, with a HOME of its own, and the programs in it; all of them are ended with it."""
 import os
+import shutil
+import signal
 import subprocess
+import tempfile
 import time
+
+INHERITED_NOT = ("XDG_", "DBUS_", "WAYLAND_", "DESKTOP_")
+NO_KEYS = '<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc"><keyboard/></openbox_config>\n'
+# The first opening shows no card and no offer.
+SETTLED_USER = "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true\n"
 
 
 class Desk:
     def __init__(self, screen="1600x1000x24"):
+        self.processes = []
+        self.home = tempfile.mkdtemp(prefix="ovalin-bench-")
+        os.makedirs(self.path("run"), mode=0o700)
+        kept = {name: value for name, value in os.environ.items() if not name.startswith(INHERITED_NOT)}
+        self.environment = dict(kept, HOME=self.home, XDG_RUNTIME_DIR=self.path("run"), LC_ALL="C.UTF-8")
         read, write = os.pipe()
-        self.processes = [subprocess.Popen(
+        self.processes.append(subprocess.Popen(
             ["Xvfb", "-displayfd", str(write), "-screen", "0", screen, "-nolisten", "tcp", "-noreset"],
-            pass_fds=[write], stderr=subprocess.DEVNULL)]
+            pass_fds=[write], stderr=subprocess.DEVNULL, env=self.environment))
         os.close(write)
         with os.fdopen(read) as number:
-            self.environment = dict(os.environ, DISPLAY=":" + number.readline().strip(), LC_ALL="C.UTF-8")
+            self.environment["DISPLAY"] = ":" + number.readline().strip()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.close()
+
+    def path(self, relative):
+        return os.path.join(self.home, relative)
+
+    def write(self, relative, text):
+        os.makedirs(os.path.dirname(self.path(relative)), exist_ok=True)
+        with open(self.path(relative), "w") as file:
+            file.write(text)
+        return self.path(relative)
 
     def start(self, *command):
-        process = subprocess.Popen(command, env=self.environment,
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        """Starts a program; what it prints is appended to NAME.log in the home folder."""
+        with open(self.path(os.path.basename(command[0]) + ".log"), "a") as log:
+            process = subprocess.Popen(command, env=self.environment, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         self.processes.append(process)
         return process
+
+    def end(self, process):
+        process.terminate()
+        try:
+            process.wait(3)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+        self.processes.remove(process)
 
     def output(self, *command):
         return subprocess.run(command, env=self.environment, stdout=subprocess.PIPE,
@@ -33,10 +71,72 @@ class Desk:
             time.sleep(0.05)
         raise SystemExit("no window of class " + window_class)
 
+    def start_session(self, window_manager="openbox", compositor="none"):
+        """A session bus, a window manager that leaves all keys free, a compositor."""
+        address = "unix:path=" + self.path("run/bus")
+        self.environment.update(DBUS_SESSION_BUS_ADDRESS=address, GSETTINGS_BACKEND="memory", NO_AT_BRIDGE="0")
+        self.start("dbus-daemon", "--session", "--nofork", "--address=" + address)
+        while not os.path.exists(self.path("run/bus")):
+            time.sleep(0.02)
+        if window_manager == "openbox":
+            self.start("openbox", "--config-file", self.write("openbox.xml", NO_KEYS))
+        if compositor == "picom":
+            self.start("picom", "--backend", "xrender", "--config", "/dev/null")
+        time.sleep(1)
+
+    def start_editor(self, selected):
+        """An editor with the focus and as many selected bytes (0: an empty document)."""
+        text = ("The quick brown fox jumps over the lazy dog again.\n" * (selected // 51 + 1))[:selected]
+        self.start("mousepad", "--disable-server", self.write("letter.txt", text))
+        window = self.window("mousepad")
+        self.output("xdotool", "windowmove", "--sync", window, "400", "200")
+        self.output("xdotool", "windowsize", "--sync", window, "800", "600")
+        self.output("xdotool", "windowfocus", "--sync", window, "mousemove", "800", "400")
+        if selected:
+            self.output("xdotool", "key", "ctrl+a")
+        time.sleep(0.5)
+        return window
+
+    def start_ovalin(self, build):
+        self.write(".config/ovalin/ovalin.conf", SETTLED_USER)
+        log = self.path("ovalin.log")
+        before = os.path.getsize(log) if os.path.exists(log) else 0
+        process = self.start(os.path.join(build, "ovalin"))
+        for _ in range(400):
+            with open(log) as file:
+                file.seek(before)
+                if "Ovalin ready" in file.read():
+                    time.sleep(1)  # the warm-up comes half a second after the start
+                    return process
+            time.sleep(0.05)
+        raise SystemExit("Ovalin did not become ready, see " + log)
+
+    def stragglers(self):
+        """The processes of this desk that left their parents: known by our HOME in their environment."""
+        mark = ("HOME=" + self.home + "\0").encode()
+        known = {process.pid for process in self.processes} | {os.getpid()}
+        found = set()
+        for pid in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                with open(f"/proc/{pid}/environ", "rb") as file:
+                    if mark in file.read() and int(pid) not in known:
+                        found.add(int(pid))
+            except OSError:
+                pass  # ended meanwhile, or not ours to read
+        return found
+
+    def end_stragglers(self, spared=frozenset()):
+        for pid in self.stragglers() - spared:
+            try:
+                os.kill(pid, signal.SIGTERM)
+            except ProcessLookupError:
+                pass
+
     def close(self):
-        for process in reversed(self.processes):
-            process.terminate()
-            process.wait()
+        for process in list(reversed(self.processes)):
+            self.end(process)
+        self.end_stragglers()
+        shutil.rmtree(self.home, ignore_errors=True)
 
 
 def table(title, header, rows):
@@ -45,4 +145,4 @@ def table(title, header, rows):
     widths = [max(len(row[i]) for row in rows) for i in range(len(header))]
     for row in rows:
         print("  ".join(cell.ljust(width) if i == 0 else cell.rjust(width)
-                        for i, (cell, width) in enumerate(zip(row, widths))))
+                        for i, (cell, width) in enumerate(zip(row, widths))), flush=True)
