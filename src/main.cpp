@@ -13,6 +13,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QLoggingCategory>
 
 using namespace ovalin;
 
@@ -29,6 +30,8 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("ovalin"));
     QCoreApplication::setApplicationVersion(QStringLiteral(OVALIN_VERSION));
     QCoreApplication::setAttribute(Qt::AA_Use96Dpi); // sizes are pixels; a screen's scale factor comes on top
+    // The PRIMARY guard refuses claims on purpose; Qt would warn of each.
+    QLoggingCategory::setFilterRules(QStringLiteral("qt.qpa.clipboard.warning=false"));
     QApplication application(count, arguments.data());
     QApplication::setDesktopFileName(QStringLiteral("ovalin"));
     QApplication::setQuitOnLastWindowClosed(false);

@@ -51,9 +51,8 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     routedRequests->onUndelivered = [this](const QueueItem& item, const QString& reason) { undelivered(item, reason); };
     routedRequests->onAgentMissing = [this](const QString& message) { agentMissing(message); };
     desktop.sessionEvents.didWake = [this] { hotKey.reassertHotKey(); };
-    desktop.keyboardHold.refused = [this] {
-        if (panel)
-            panel->activateWindow();
+    desktop.keyboardHold.refused = [] {
+        logLine(QStringLiteral("Ovalin: another program holds the keyboard — the panel took the input focus instead"));
     };
 }
 

@@ -41,7 +41,7 @@ public:
     virtual void letGo() = 0;
     [[nodiscard]] virtual bool held() const = 0;
 
-    /// The hold could not be had at all: the caller activates its window the ordinary way.
+    /// Another client keeps the keyboard: the window has taken the input focus instead, which letGo() gives back.
     std::function<void()> refused;
 };
 

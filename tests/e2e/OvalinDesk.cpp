@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QJsonDocument>
 
+#include <gtest/gtest.h>
+
 #include <stdexcept>
 
 namespace ovalin {
@@ -21,6 +23,15 @@ OvalinDesk::OvalinDesk(const Options& options)
               "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true\n");
     environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
     environment.insert(QStringLiteral("IS_SANDBOX"), QStringLiteral("1"));
+}
+
+OvalinDesk::~OvalinDesk() {
+    if (!program)
+        return;
+    end(*program);
+    EXPECT_EQ(program->exitStatus(), QProcess::NormalExit) << log().toStdString();
+    EXPECT_FALSE(log().contains(QStringLiteral("Sanitizer")) || log().contains(QStringLiteral("runtime error:")))
+        << log().toStdString();
 }
 
 void OvalinDesk::startOvalin(const QStringList& arguments) {
@@ -72,15 +83,51 @@ QString OvalinDesk::primary() const {
                   {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("primary")});
 }
 
+QRect OvalinDesk::frameOf(const QString& window) const {
+    const QString shell =
+        xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window}) + QLatin1Char('\n');
+    const auto value = [&shell](const char* key) {
+        return shell.section(QLatin1String(key) + QLatin1Char('='), 1).section(QLatin1Char('\n'), 0, 0).toInt();
+    };
+    return {value("\nX"), value("\nY"), value("\nWIDTH"), value("\nHEIGHT")};
+}
+
+void OvalinDesk::keepPicture(const QString& name) const {
+    const QString pictures = qEnvironmentVariable("OVALIN_TEST_PICTURES");
+    if (!pictures.isEmpty())
+        screenshot(QDir(pictures).filePath(name + QStringLiteral(".png")));
+}
+
+std::vector<QJsonObject> OvalinDesk::requests() const {
+    std::vector<QJsonObject> found;
+    for (const char* subfolder : {"/capture-queue", "/capture-queue/processed"}) {
+        const QDir queue(systemDir() + QString::fromLatin1(subfolder));
+        for (const QString& file : queue.entryList({QStringLiteral("*.json")}, QDir::Files))
+            found.push_back(QJsonDocument::fromJson(readFile(queue.filePath(file))).object());
+    }
+    return found;
+}
+
 QJsonObject OvalinDesk::waitForRequest(double seconds) const {
     QJsonObject request;
     waitUntil(
         [&] {
-            for (const char* subfolder : {"/capture-queue", "/capture-queue/processed"}) {
-                const QDir queue(systemDir() + QString::fromLatin1(subfolder));
-                const QStringList files = queue.entryList({QStringLiteral("*.json")}, QDir::Files);
-                if (files.size() == 1)
-                    request = QJsonDocument::fromJson(readFile(queue.filePath(files.first()))).object();
+            const auto found = requests();
+            if (found.size() == 1)
+                request = found.front();
+            return !request.isEmpty();
+        },
+        seconds);
+    return request;
+}
+
+QJsonObject OvalinDesk::waitForRequestWith(const QString& prompt, double seconds) const {
+    QJsonObject request;
+    waitUntil(
+        [&] {
+            for (const QJsonObject& each : requests()) {
+                if (each.value(QStringLiteral("prompt")) == prompt)
+                    request = each;
             }
             return !request.isEmpty();
         },

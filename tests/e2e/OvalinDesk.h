@@ -3,6 +3,7 @@
 #include "support/TestDesk.h"
 
 #include <QJsonObject>
+#include <QRect>
 
 namespace ovalin {
 
@@ -10,6 +11,9 @@ namespace ovalin {
 class OvalinDesk final : public TestDesk {
 public:
     explicit OvalinDesk(const Options& options = {});
+
+    /// Ends the program; whatever a sanitizer has found in it fails the test.
+    ~OvalinDesk();
 
     /// Starts the program and waits for its ready line. Extra arguments go to it.
     void startOvalin(const QStringList& arguments = {});
@@ -36,11 +40,20 @@ public:
     [[nodiscard]] QString panelWindow() const;
     bool waitForPanel(bool open, double seconds = 10) const;
 
+    /// Where a window is on the screen; null when it is gone.
+    [[nodiscard]] QRect frameOf(const QString& window) const;
+    /// Saves the screen as NAME.png where OVALIN_TEST_PICTURES says, for a look at it; nothing otherwise.
+    void keepPicture(const QString& name) const;
+
     [[nodiscard]] QString activeWindow() const { return xdotool({QStringLiteral("getactivewindow")}); }
     [[nodiscard]] QString primary() const;
 
+    /// All queue files, with those the router is done with.
+    [[nodiscard]] std::vector<QJsonObject> requests() const;
     /// The queue file of the only request, once it is there and whole.
     [[nodiscard]] QJsonObject waitForRequest(double seconds = 15) const;
+    /// The queue file with this instruction, among others.
+    [[nodiscard]] QJsonObject waitForRequestWith(const QString& prompt, double seconds = 15) const;
     [[nodiscard]] QString systemDir() const { return path(QStringLiteral("CLAUDE/system")); }
 
     /// Puts an executable file there.

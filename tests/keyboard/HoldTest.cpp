@@ -62,6 +62,23 @@ TEST_F(Hold, WaitsForAnotherClientsGrabToEndAndSaysSoWhenItDoesNot) {
     EXPECT_EQ(refusals, 1);
 }
 
+TEST_F(Hold, TakesTheFocusWhereTheKeyboardCannotBeHadAndGivesItBack) {
+    const Editor editor = openEditor(QStringLiteral("text"));
+    PanelWindow panel;
+    const auto window = static_cast<quint32>(panel.winId());
+    bool refused = false;
+    hold.refused = [&] { refused = true; };
+    ASSERT_TRUE(other.grabKeyboard());
+    hold.take(window);
+    ASSERT_TRUE(waitUntil([&] { return refused; }));
+    EXPECT_EQ(focusedWindow(), window);
+    other.ungrabKeyboard();
+    typed(panel, "a", "a");
+    hold.letGo();
+    EXPECT_EQ(focusedWindow(), editor.window);
+    desk().end(editor.process);
+}
+
 TEST_F(Hold, IsTakenAgainAfterAPopupClosed) {
     PanelWindow panel;
     hold.take(static_cast<quint32>(panel.winId()));

@@ -1,11 +1,13 @@
 #include "X11KeyboardHold.h"
 
 #include "QtConnection.h"
+#include "XReply.h"
 
 #include <QCoreApplication>
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include <xcb/xcb.h>
 
@@ -16,6 +18,12 @@ namespace {
 constexpr std::chrono::milliseconds RETRY_EVERY{5};
 constexpr double RETRY_FOR = 0.25; // seconds
 constexpr double IDLE_LIMIT = 300; // seconds without a key
+
+quint32 focusNow() {
+    const XReply<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(qtConnection(), xcb_get_input_focus(qtConnection()), nullptr));
+    return reply ? reply->focus : quint32{XCB_INPUT_FOCUS_POINTER_ROOT};
+}
 
 } // namespace
 
@@ -56,12 +64,33 @@ void X11KeyboardHold::attempt(quint64 series, double deadline, Refusal refusal) 
                        [this, series, deadline, refusal] { attempt(series, deadline, refusal); });
         return;
     }
+    const quint32 window = wanted;
     letGo();
-    if (refusal == Refusal::Tell && refused)
-        refused();
+    if (refusal == Refusal::Tell) {
+        takeFocus(window);
+        if (refused)
+            refused();
+    }
+}
+
+void X11KeyboardHold::takeFocus(quint32 window) {
+    focusBefore = focusNow();
+    focusTakenBy = window;
+    xcb_set_input_focus(qtConnection(), XCB_INPUT_FOCUS_PARENT, window, XCB_CURRENT_TIME);
+    xcb_flush(qtConnection());
+}
+
+void X11KeyboardHold::giveFocusBack() {
+    const quint32 taken = std::exchange(focusTakenBy, 0);
+    // Whoever has taken it from us since keeps it.
+    if (!taken || focusNow() != taken)
+        return;
+    xcb_set_input_focus(qtConnection(), XCB_INPUT_FOCUS_PARENT, focusBefore, XCB_CURRENT_TIME);
+    xcb_flush(qtConnection());
 }
 
 void X11KeyboardHold::letGo() {
+    giveFocusBack();
     wanted = 0;
     attempting = false;
     ++currentSeries;

@@ -41,6 +41,8 @@ private:
     enum class Refusal { Tell, Silent };
 
     void attempt(quint64 series, double deadline, Refusal refusal);
+    void takeFocus(quint32 window);
+    void giveFocusBack();
     void restartIdleClock();
     void letGoWhenIdle(quint64 series);
     void tell();
@@ -48,6 +50,8 @@ private:
     Dispatch& dispatch;
     KeyboardGrab grab;
     quint32 wanted = 0;
+    quint32 focusTakenBy = 0; // our window, where the grab could not be had
+    quint32 focusBefore = 0;
     quint64 currentSeries = 0; // of attempts; an older one stops by itself
     quint64 idleSeries = 0;
     double lastKey = 0;
