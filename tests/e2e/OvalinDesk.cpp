@@ -35,8 +35,10 @@ OvalinDesk::~OvalinDesk() {
 }
 
 void OvalinDesk::startOvalin(const QStringList& arguments) {
+    const QString ready = QStringLiteral("Ovalin ready");
+    const auto before = log().count(ready); // of an earlier start on this desk
     program = &start(BINARY, arguments);
-    if (!waitForLog(QStringLiteral("Ovalin ready"), 30))
+    if (!waitUntil([&] { return log().count(ready) > before; }, 30))
         throw std::runtime_error("the program did not start: " + log().toStdString());
 }
 
