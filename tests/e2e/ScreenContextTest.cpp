@@ -160,7 +160,7 @@ TEST(ScreenContext, AChromiumPageIsNamedAndALocalOnePictured) {
         EXPECT_EQ(text(request, "context_mode"), QStringLiteral("screenshot"));
         const QImage picture(text(request, "screenshot"));
         EXPECT_GE(picture.width(), 300) << web.desk.log().toStdString();
-        EXPECT_GT(shareOfPage(picture), 0.99) << "the page fills the picture, and no panel covers it";
+        EXPECT_GT(shareOfPage(picture), 0.97) << "the page fills the picture, and no panel covers it";
         EXPECT_NE(picture.pixel(picture.width() / 2, 8) & 0xffffff, PAGE_COLOUR & 0xffffff) << "with the window's bars";
     }
 }
@@ -218,7 +218,8 @@ TEST(ScreenContext, ARequestQuickerThanItsPictureStillGetsItOnce) {
     desk.openEditor("text on the screen\n");
     desk.pressKey(QStringLiteral("alt+space"));
     ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
-    desk.xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("0"), QStringLiteral("now\n")});
+    desk.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("0"), QStringLiteral("n"),
+                  QStringLiteral("o"), QStringLiteral("w"), QStringLiteral("Return")});
     if (!desk.waitForPanel(false)) {
         desk.keepPicture(QStringLiteral("quick"));
         FAIL() << desk.log().toStdString();
