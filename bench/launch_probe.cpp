@@ -34,7 +34,7 @@ using Pixels = std::vector<unsigned>;
 
 constexpr Milliseconds PICTURE_IS_FINAL{300}; // no change for as long
 constexpr Milliseconds GIVE_UP{4000};
-constexpr Milliseconds BETWEEN_TRIALS{400};
+constexpr Milliseconds BETWEEN_TRIALS{800}; // what an opening started in the background is done by then
 constexpr Milliseconds KEYBOARD_POLL{1};
 constexpr int SMALLEST_WIDTH = 100, SMALLEST_HEIGHT = 16; // helper windows are smaller
 
