@@ -48,7 +48,7 @@ std::optional<QString> Selection::axSelection(qint32 pid) {
         return trimmedOrAbsent(found.text);
     // A page's running text comes in nested pieces; PRIMARY has it as the browser would copy it.
     if (const auto primary = pasteboard.primaryText(pid, Pasteboard::Freshness::SinceLastInput)) {
-        if (const auto text = trimmedOrAbsent(*primary))
+        if (auto text = trimmedOrAbsent(*primary))
             return text;
     }
     return found.kind == Kind::Text ? trimmedOrAbsent(found.text) : std::nullopt;

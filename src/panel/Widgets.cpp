@@ -20,17 +20,18 @@ constexpr qreal SHADOW_OPACITY = 0.28;
 
 void softenAlpha(QImage& image, int radius) {
     std::vector<uchar> line;
-    const auto soften = [&](uchar* first, int length, qsizetype step) {
+    const auto soften = [&](uchar* first, qsizetype length, qsizetype step) {
         line.resize(static_cast<size_t>(length));
-        for (int i = 0; i < length; ++i)
+        for (qsizetype i = 0; i < length; ++i)
             line[static_cast<size_t>(i)] = first[i * step];
+        const auto at = [&](qsizetype i) { return i >= 0 && i < length ? line[static_cast<size_t>(i)] : 0; };
         int sum = 0;
-        for (int i = 0; i < std::min(radius, length); ++i)
-            sum += line[static_cast<size_t>(i)];
-        for (int i = 0; i < length; ++i) {
-            sum += i + radius < length ? line[static_cast<size_t>(i + radius)] : 0;
+        for (qsizetype i = 0; i < radius; ++i)
+            sum += at(i);
+        for (qsizetype i = 0; i < length; ++i) {
+            sum += at(i + radius);
             first[i * step] = static_cast<uchar>(sum / (2 * radius + 1));
-            sum -= i - radius >= 0 ? line[static_cast<size_t>(i - radius)] : 0;
+            sum -= at(i - radius);
         }
     };
     for (int pass = 0; pass < 3; ++pass) {
