@@ -82,8 +82,8 @@ TEST(Howto, TheButtonTogglesItAndItFitsBesideThePanelEverywhere) {
         const char* name;
         QPoint pointer;
     };
-    for (const Row& row : {Row{"left", {2, 300}}, Row{"right", {1278, 300}}, Row{"bottom", {640, 798}},
-                           Row{"top", {640, 1}}, Row{"corner", {1279, 799}}}) {
+    for (const Row& row :
+         {Row{"left", {2, 300}}, Row{"right", {1278, 300}}, Row{"bottom", {640, 798}}, Row{"corner", {1279, 799}}}) {
         SCOPED_TRACE(row.name);
         desk.xdotool({QStringLiteral("mousemove"), QString::number(row.pointer.x()), QString::number(row.pointer.y())});
         desk.pressKey(QStringLiteral("alt+space"));

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 
 #include <gtest/gtest.h>
@@ -34,10 +35,31 @@ OvalinDesk::~OvalinDesk() {
         << log().toStdString();
 }
 
-void OvalinDesk::startOvalin(const QStringList& arguments) {
+void OvalinDesk::startOvalin(const QStringList& arguments) { startBinary(BINARY, arguments); }
+
+void OvalinDesk::startOvalinWith(const QString& tool, const QByteArray& script) {
+    const QDir built = QFileInfo(BINARY).dir();
+    const QString place = path(QStringLiteral("copy"));
+    QDir().mkpath(place + QStringLiteral("/libexec"));
+    QFile::link(built.filePath(QStringLiteral("resources")), place + QStringLiteral("/resources"));
+    for (const QString& name : QDir(built.filePath(QStringLiteral("libexec"))).entryList(QDir::Files)) {
+        if (name != tool)
+            QFile::link(built.filePath(QStringLiteral("libexec/") + name), place + QStringLiteral("/libexec/") + name);
+    }
+    if (!script.isEmpty())
+        installScript(QStringLiteral("copy/libexec/") + tool, script);
+    environment.insert(QStringLiteral("TOOLS"), built.filePath(QStringLiteral("libexec")));
+    const QString copy = place + QStringLiteral("/ovalin");
+    // The program finds its helpers beside itself, and a symbolic link would lead back to the real ones.
+    if (!QFile::copy(BINARY, copy))
+        throw std::runtime_error("cannot copy the program");
+    startBinary(copy, {});
+}
+
+void OvalinDesk::startBinary(const QString& binary, const QStringList& arguments) {
     const QString ready = QStringLiteral("Ovalin ready");
     const auto before = log().count(ready); // of an earlier start on this desk
-    program = &start(BINARY, arguments);
+    program = &start(binary, arguments);
     if (!waitUntil([&] { return log().count(ready) > before; }, 30))
         throw std::runtime_error("the program did not start: " + log().toStdString());
 }

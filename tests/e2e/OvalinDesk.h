@@ -17,6 +17,9 @@ public:
 
     /// Starts the program and waits for its ready line. Extra arguments go to it.
     void startOvalin(const QStringList& arguments = {});
+    /// The same with a copy of the program whose helper program `tool` is this script, or is missing when it is empty.
+    /// In the script, $TOOLS is the folder of the real ones.
+    void startOvalinWith(const QString& tool, const QByteArray& script);
     [[nodiscard]] QProcess& ovalin() { return *program; }
     /// The program's exit status and output, for a second copy or a command; it is waited for.
     struct Run {
@@ -60,6 +63,8 @@ public:
     void installScript(const QString& relative, const QByteArray& text) const;
 
 private:
+    void startBinary(const QString& binary, const QStringList& arguments);
+
     QProcess* program = nullptr;
 };
 

@@ -98,8 +98,8 @@ public:
     [[nodiscard]] QJsonObject submit(const QString& prompt) const {
         desk.pressKey(QStringLiteral("alt+space"));
         EXPECT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
-        desk.keepPicture(prompt);
         waitUntil([] { return false; }, 1.5);
+        desk.keepPicture(prompt);
         desk.type(prompt);
         desk.pressKey(QStringLiteral("Return"));
         EXPECT_TRUE(desk.waitForPanel(false)) << desk.log().toStdString();
@@ -211,25 +211,64 @@ TEST(ScreenContext, AStoppedBrowserHoldsUpNothing) {
     EXPECT_EQ(text(web.submit(QStringLiteral("awake")), "source_url"), address) << web.desk.log().toStdString();
 }
 
-TEST(ScreenContext, ARequestQuickerThanItsPictureStillGetsItOnce) {
-    OvalinDesk desk;
-    desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), COUNTING_ROUTER);
-    desk.startOvalin();
-    desk.openEditor("text on the screen\n");
-    desk.pressKey(QStringLiteral("alt+space"));
-    ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
-    desk.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("0"), QStringLiteral("n"),
-                  QStringLiteral("o"), QStringLiteral("w"), QStringLiteral("Return")});
-    if (!desk.waitForPanel(false)) {
-        desk.keepPicture(QStringLiteral("quick"));
-        FAIL() << desk.log().toStdString();
+TEST(ScreenContext, ARequestQuickerThanItsPictureGetsItOnceOrGoesWithoutIt) {
+    struct Row {
+        const char* delay; ///< of the screenshot, in seconds; a request waits 1.2 for it
+        bool pictured;
+    };
+    for (const Row& row : {Row{"0.7", true}, Row{"2.5", false}}) {
+        SCOPED_TRACE(row.delay);
+        OvalinDesk desk;
+        desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), COUNTING_ROUTER);
+        desk.startOvalinWith(QStringLiteral("screencapture"),
+                             QByteArray("#!/bin/sh\nsleep ") + row.delay +
+                                 "\n\"$TOOLS/screencapture\" \"$@\" 2>> \"$HOME/shot.err\"\ntouch \"$HOME/shot\"\n");
+        desk.openEditor("text on the screen\n");
+        desk.pressKey(QStringLiteral("alt+space"));
+        ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+        desk.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("0"), QStringLiteral("n"),
+                      QStringLiteral("o"), QStringLiteral("w"), QStringLiteral("Return")});
+        ASSERT_TRUE(desk.waitForPanel(false)) << desk.log().toStdString();
+        const QJsonObject request = desk.waitForRequest();
+        EXPECT_EQ(text(request, "prompt"), QStringLiteral("now")) << desk.log().toStdString();
+        EXPECT_EQ(text(request, "context_mode"), QStringLiteral("screenshot"));
+        const QString picture = text(request, "screenshot");
+        EXPECT_EQ(!picture.isEmpty() && QImage(picture).width() >= 300, row.pictured)
+            << desk.log().toStdString() << readFile(desk.path(QStringLiteral("shot.err"))).toStdString();
+        EXPECT_EQ(request.contains(QStringLiteral("screenshot")), row.pictured);
+        // Neither the deadline after the picture nor the picture after the deadline sends it a second time.
+        EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(desk.path(QStringLiteral("shot"))); }));
+        waitUntil([] { return false; }, 1.0);
+        const QDir queue(desk.systemDir() + QStringLiteral("/capture-queue"));
+        EXPECT_EQ(queue.entryList({QStringLiteral("*.png")}, QDir::Files).size(), row.pictured ? 1 : 0);
+        EXPECT_EQ(desk.requests().size(), 1U);
+        EXPECT_EQ(readFile(desk.path(QStringLiteral("routed"))).count('\n'), 1) << "routed once";
     }
-    const QJsonObject request = desk.waitForRequest();
-    EXPECT_EQ(text(request, "prompt"), QStringLiteral("now")) << desk.log().toStdString();
-    EXPECT_GE(QImage(text(request, "screenshot")).width(), 300) << desk.log().toStdString();
-    waitUntil([] { return false; }, 2.0); // the deadline of a request without a picture has passed then
-    const QDir queue(desk.systemDir() + QStringLiteral("/capture-queue"));
-    EXPECT_EQ(queue.entryList({QStringLiteral("*.png")}, QDir::Files).size(), 1);
-    EXPECT_EQ(desk.requests().size(), 1U);
-    EXPECT_EQ(readFile(desk.path(QStringLiteral("routed"))).count('\n'), 1) << "routed once";
+}
+
+TEST(ScreenContext, TheTextOnTheScreenIsReadAndIsNotNeeded) {
+    for (const bool installed : {true, false}) {
+        SCOPED_TRACE(installed ? "with the recogniser" : "without it");
+        OvalinDesk desk;
+        desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), COUNTING_ROUTER);
+        desk.startOvalinWith(QStringLiteral("ocr"),
+                             installed ? QByteArray("#!/bin/sh\n\"$TOOLS/ocr\" \"$@\"; touch \"$HOME/read\"\n")
+                                       : QByteArray());
+        desk.openEditor(QByteArray("Sphinx of black quartz judge my vow\n").repeated(5));
+        desk.pressKey(QStringLiteral("alt+space"));
+        ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+        if (installed) // a request waits for the picture, but not for what it says
+            EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(desk.path(QStringLiteral("read"))); }, 30));
+        else
+            EXPECT_TRUE(desk.waitForLog(QStringLiteral("Ovalin: no text from the screenshot")))
+                << desk.log().toStdString();
+        waitUntil([] { return false; }, 0.5);
+        desk.type(QStringLiteral("read"));
+        desk.pressKey(QStringLiteral("Return"));
+        const QJsonObject request = desk.waitForRequest();
+        EXPECT_EQ(text(request, "screen_text").contains(QStringLiteral("black quartz")), installed)
+            << text(request, "screen_text").toStdString() << desk.log().toStdString();
+        EXPECT_EQ(request.contains(QStringLiteral("screen_text")), installed);
+        EXPECT_GE(QImage(text(request, "screenshot")).width(), 300);
+    }
 }
