@@ -32,7 +32,7 @@ using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 using Pixels = std::vector<unsigned>;
 
-constexpr Milliseconds PICTURE_IS_FINAL{300}; // no change for as long
+constexpr Milliseconds PICTURE_IS_FINAL{200}; // no change for as long; what comes later is news, not the opening
 constexpr Milliseconds GIVE_UP{4000};
 constexpr Milliseconds BETWEEN_TRIALS{800}; // what an opening started in the background is done by then
 constexpr Milliseconds KEYBOARD_POLL{1};
