@@ -216,7 +216,7 @@ TEST(ScreenContext, ARequestQuickerThanItsPictureGetsItOnceOrGoesWithoutIt) {
         const char* delay; ///< of the screenshot, in seconds; a request waits 1.2 for it
         bool pictured;
     };
-    for (const Row& row : {Row{"0.7", true}, Row{"2.5", false}}) {
+    for (const Row& row : {Row{"0.4", true}, Row{"2.5", false}}) {
         SCOPED_TRACE(row.delay);
         OvalinDesk desk;
         desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), COUNTING_ROUTER);
