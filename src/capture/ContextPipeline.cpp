@@ -19,6 +19,7 @@ ContextPipeline::ContextPipeline(Dispatch& theDispatch, Selection& theSelection,
     , context(theContext) {}
 
 void ContextPipeline::startContextPipeline(const QUuid& token) {
+    ++textSlot->opening;
     startSelectionTask(token);
     startPageTask(token);
 }
@@ -82,7 +83,11 @@ void ContextPipeline::startShotTask(const QUuid& token, qint32 pid) {
 }
 
 void ContextPipeline::startTextTask(const QUuid& token, const QByteArray& png) {
-    const auto recognise = [ocr = sources.ocrText, png] { return ocr(png); };
+    const auto recognise = [ocr = sources.ocrText, png, slot = textSlot,
+                            opening = textSlot->opening.load()]() -> std::optional<QString> {
+        const std::lock_guard lock(slot->busy);
+        return slot->opening == opening ? ocr(png) : std::nullopt;
+    };
     dispatch.inBackground(Queue::UserInitiated, this, recognise, [this, token](const std::optional<QString>& text) {
         if (text && token == context.captureToken)
             context.capShotText = *text;

@@ -9,6 +9,10 @@
 #include <QByteArray>
 #include <QObject>
 
+#include <atomic>
+#include <memory>
+#include <mutex>
+
 namespace ovalin {
 
 /// Where page, picture and text of the front window come from. Each blocks and is called on a worker thread; an absent
@@ -40,10 +44,17 @@ private:
     void startShotTask(const QUuid& token, qint32 pid);
     void startTextTask(const QUuid& token, const QByteArray& png);
 
+    /// Recognition keeps a core busy for a second: one at a time, and none begins for an older opening.
+    struct TextSlot {
+        std::mutex busy;
+        std::atomic<quint64> opening{0};
+    };
+
     Dispatch& dispatch;
     Selection& selection;
     ContextSources sources;
     CaptureContext& context;
+    const std::shared_ptr<TextSlot> textSlot = std::make_shared<TextSlot>(); // shared with workers
 };
 
 /// Whether the agent fetches the page by itself: an http(s) address on a host that is not this machine's. Pure.

@@ -23,7 +23,7 @@ struct CaptureTest : testing::Test {
     std::optional<BrowserTab> tab;
     std::optional<QByteArray> png = PNG;
     std::optional<QString> recognised = QStringLiteral("recognised");
-    int shotsTaken = 0;
+    int shotsTaken = 0, picturesRead = 0;
     QStringList shown, owned;
     std::vector<std::pair<QUuid, QString>> handedOver;
     bool panel = true;
@@ -35,7 +35,10 @@ struct CaptureTest : testing::Test {
                                                 ++shotsTaken;
                                                 return png;
                                             },
-                                            [this](const QByteArray&) { return recognised; }},
+                                            [this](const QByteArray&) {
+                                                ++picturesRead;
+                                                return recognised;
+                                            }},
                              context};
     SelectionWatch watch{fake.eventMonitors, dispatch, selection, context};
 
@@ -120,6 +123,21 @@ TEST_F(CaptureTest, NothingOfAnOlderOpeningReachesTheNewRecord) {
     EXPECT_EQ(context.capShotB64, std::nullopt);
     EXPECT_EQ(context.capShotText, std::nullopt);
     EXPECT_THAT(handedOver, ElementsAre(std::pair(old, PNG_B64))) << "a waiting request may still want it";
+}
+
+TEST_F(CaptureTest, NoPictureOfAnOlderOpeningIsReadOnceANewerBegan) {
+    dispatch.runAtOnce = false;
+    pipeline.startContextPipeline(context.captureToken);
+    for (int i = 0; i < 2; ++i) { // page, then picture: its reading waits for a worker now
+        dispatch.runBackground();
+        dispatch.runMain();
+    }
+    ASSERT_EQ(dispatch.waiting(), 1u);
+    context.open(QStringLiteral("Other"), QStringLiteral("xterm"), 43);
+    pipeline.startContextPipeline(context.captureToken);
+    runAll();
+    EXPECT_EQ(picturesRead, 1);
+    EXPECT_EQ(context.capShotText, QStringLiteral("recognised"));
 }
 
 TEST_F(CaptureTest, AFailedSourceLeavesItsFieldAbsent) {
