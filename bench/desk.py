@@ -3,6 +3,7 @@ import os
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 import time
 
@@ -14,6 +15,7 @@ SETTLED_USER = "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true
 
 class Desk:
     def __init__(self, screen="1600x1000x24"):
+        signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that close() is reached
         self.processes = []
         self.home = tempfile.mkdtemp(prefix="ovalin-bench-")
         os.makedirs(self.path("run"), mode=0o700)
