@@ -129,6 +129,7 @@ void AppDelegate::showPanel() {
     desktop.primaryGuard.setActive(true);
     panel->openAt(placeUnderPointer(QCursor::pos(), panel->size(), currentScreens()));
     desktop.keyboardHold.take(static_cast<quint32>(panel->winId()));
+    panel->prepareGlass(); // while the X server maps the window
 
     if (!defaults.isSet(HOWTO_SEEN_KEY)) {
         // The flag is a file: written once the panel is on the screen.

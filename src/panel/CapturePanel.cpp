@@ -1,7 +1,6 @@
 #include "CapturePanel.h"
 
 #include "Brand.h"
-#include "Palette.h"
 #include "Placement.h"
 
 #include <QKeyEvent>

@@ -3,6 +3,7 @@
 #include "Glass.h"
 #include "ModeControl.h"
 #include "PreviewTextView.h"
+#include "Palette.h"
 #include "PromptField.h"
 #include "Widgets.h"
 
@@ -27,6 +28,9 @@ public:
 
     /// Grabs the backdrop and shows the panel with its top left corner there (logical pixels).
     void openAt(QPoint corner);
+
+    /// Paints the glass; after openAt() and before the event loop goes on.
+    void prepareGlass() { glass.prepare(glassRadius, !composited); }
 
     /// Shows an excerpt, or for an empty one the note that nothing is selected (in Do mode), and resizes.
     void showExcerpt(const QString& text, bool ask);

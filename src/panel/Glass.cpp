@@ -99,10 +99,22 @@ void Glass::capture(QRect newArea) {
     area = newArea;
     stale = false;
     sharp = grabbed(area);
+    blurred = rendered = {};
+}
+
+void Glass::prepare(qreal radius, bool sharpCorners) {
     refresh();
+    QImage ground(area.size() * std::max(sharp.devicePixelRatio(), 1.0), QImage::Format_ARGB32_Premultiplied);
+    ground.setDevicePixelRatio(std::max(sharp.devicePixelRatio(), 1.0));
+    ground.fill(Qt::transparent);
+    QPainter painter(&ground);
+    render(painter, QRectF(QPointF(), area.size()), radius, sharpCorners);
+    painter.end();
+    rendered = ground;
 }
 
 void Glass::extendTo(QRect newArea) {
+    rendered = {};
     if (stale || sharp.isNull()) {
         area = newArea;
         return;
@@ -126,16 +138,25 @@ void Glass::setStale() {
     if (stale)
         return;
     stale = true;
-    sharp = blurred = {};
+    sharp = blurred = rendered = {};
     tintAlpha = 250;
 }
 
 void Glass::refresh() {
     blurred = blurredCopy(sharp, qRound(BLUR_RADIUS * sharp.devicePixelRatio()));
     tintAlpha = readableTintAlpha(blurred);
+    rendered = {};
 }
 
 void Glass::paint(QPainter& painter, QRectF card, qreal radius, bool sharpCorners) const {
+    if (!rendered.isNull() && card.size() == area.size())
+        painter.drawImage(card.topLeft(), rendered);
+    else
+        render(painter, card, radius, sharpCorners);
+    painter.setRenderHint(QPainter::Antialiasing);
+}
+
+void Glass::render(QPainter& painter, QRectF card, qreal radius, bool sharpCorners) const {
     painter.setRenderHint(QPainter::Antialiasing);
     if (sharpCorners) {
         if (sharp.isNull())

@@ -17,6 +17,10 @@ public:
     /// Takes what the screen shows at `area` (root coordinates, logical pixels). One round trip to the X server.
     void capture(QRect area);
 
+    /// Blurs and paints the ground once, for paint() to copy. To be called while the X server maps the window: there is
+    /// nothing else to do just then, and the first frame is done the earlier.
+    void prepare(qreal radius, bool sharpCorners);
+
     /// The card moved or grew: its backdrop now is `area`. Adds what is newly uncovered below by a second grab of that
     /// strip; must be called before the window covers it.
     void extendTo(QRect area);
@@ -30,10 +34,12 @@ public:
 
 private:
     void refresh();
+    void render(QPainter& painter, QRectF card, qreal radius, bool sharpCorners) const;
 
     QRect area;
     QImage sharp;
     QImage blurred;
+    QImage rendered; // the whole ground, while it fits the area
     int tintAlpha = 235;
     bool stale = false;
 };

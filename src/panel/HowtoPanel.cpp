@@ -110,6 +110,7 @@ HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
 
 void HowtoPanel::openAt(QPoint corner) {
     glass.capture(QRect(corner, size()));
+    glass.prepare(glassRadius, !composited);
     move(corner);
     show();
 }
