@@ -107,19 +107,23 @@ void X11KeyboardHold::pressOutside() {
 
 void X11KeyboardHold::restartIdleClock() {
     lastKey = dispatch.now();
-    letGoWhenIdle(++idleSeries);
+    if (!idleTimerRuns)
+        letGoAfter(IDLE_LIMIT);
 }
 
-void X11KeyboardHold::letGoWhenIdle(quint64 series) {
-    if (series != idleSeries || !wanted)
-        return;
-    const double left = lastKey + IDLE_LIMIT - dispatch.now();
-    if (left <= 0) {
-        letGo();
-        return;
-    }
-    dispatch.after(std::chrono::milliseconds(static_cast<qint64>(std::ceil(left * 1000))), &context,
-                   [this, series] { letGoWhenIdle(series); });
+// One timer, whatever the number of openings: it looks at the last key when it ends.
+void X11KeyboardHold::letGoAfter(double seconds) {
+    idleTimerRuns = true;
+    dispatch.after(std::chrono::milliseconds(static_cast<qint64>(std::ceil(seconds * 1000))), &context, [this] {
+        idleTimerRuns = false;
+        if (!wanted)
+            return;
+        const double left = lastKey + IDLE_LIMIT - dispatch.now();
+        if (left > 0)
+            letGoAfter(left);
+        else
+            letGo();
+    });
 }
 
 void X11KeyboardHold::tell() {

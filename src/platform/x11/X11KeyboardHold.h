@@ -44,7 +44,7 @@ private:
     void takeFocus(quint32 window);
     void giveFocusBack();
     void restartIdleClock();
-    void letGoWhenIdle(quint64 series);
+    void letGoAfter(double seconds);
     void tell();
 
     Dispatch& dispatch;
@@ -53,8 +53,8 @@ private:
     quint32 focusTakenBy = 0; // our window, where the grab could not be had
     quint32 focusBefore = 0;
     quint64 currentSeries = 0; // of attempts; an older one stops by itself
-    quint64 idleSeries = 0;
     double lastKey = 0;
+    bool idleTimerRuns = false;
     bool attempting = false;
     bool retakePending = false;
     bool told = false;
