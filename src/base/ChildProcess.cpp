@@ -1,12 +1,10 @@
 #include "ChildProcess.h"
 
-#include "Descriptor.h"
+#include "Spawn.h"
 
-#include <QFile>
 #include <QMutex>
 
 #include <poll.h>
-#include <spawn.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -36,105 +34,6 @@ Shell& shell() {
 }
 
 using Clock = std::chrono::steady_clock;
-
-std::vector<char*> pointersTo(QByteArrayList& strings) {
-    std::vector<char*> pointers;
-    for (QByteArray& string : strings)
-        pointers.push_back(string.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-void prepareSignalsOnce() {
-    static const bool prepared = [] {
-        ::signal(SIGPIPE, SIG_IGN);
-        // Inherited as ignored, the system would throw away how our children ended.
-        struct sigaction onChild {};
-        if (::sigaction(SIGCHLD, nullptr, &onChild) == 0 && onChild.sa_handler == SIG_IGN)
-            ::signal(SIGCHLD, SIG_DFL);
-        return true;
-    }();
-    Q_UNUSED(prepared);
-}
-
-struct SpawnSetup {
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_t attributes;
-
-    SpawnSetup() {
-        ::posix_spawn_file_actions_init(&actions);
-        ::posix_spawnattr_init(&attributes);
-    }
-    ~SpawnSetup() {
-        ::posix_spawn_file_actions_destroy(&actions);
-        ::posix_spawnattr_destroy(&attributes);
-    }
-    SpawnSetup(const SpawnSetup&) = delete;
-    SpawnSetup& operator=(const SpawnSetup&) = delete;
-
-    void standard(int number, int given) {
-        if (given >= 0)
-            ::posix_spawn_file_actions_adddup2(&actions, given, number);
-        else
-            ::posix_spawn_file_actions_addopen(&actions, number, "/dev/null", number == 0 ? O_RDONLY : O_WRONLY, 0);
-    }
-};
-
-/// `group` is POSIX_SPAWN_SETPGROUP or POSIX_SPAWN_SETSID. A negative descriptor stands for /dev/null.
-tl::expected<pid_t, QString> spawn(const ChildCommand& command, int input, int output, short group) {
-    prepareSignalsOnce();
-    SpawnSetup setup;
-    setup.standard(STDIN_FILENO, input);
-    setup.standard(STDOUT_FILENO, output);
-    setup.standard(STDERR_FILENO, -1);
-    // Libraries open descriptors without the close-on-exec mark.
-    ::posix_spawn_file_actions_addclosefrom_np(&setup.actions, STDERR_FILENO + 1);
-    const QByteArray directory = QFile::encodeName(command.workingDirectory);
-    if (!directory.isEmpty())
-        ::posix_spawn_file_actions_addchdir_np(&setup.actions, directory.constData());
-
-    sigset_t pipeSignal, none;
-    sigemptyset(&pipeSignal);
-    sigaddset(&pipeSignal, SIGPIPE);
-    sigemptyset(&none);
-    ::posix_spawnattr_setsigdefault(&setup.attributes, &pipeSignal);
-    ::posix_spawnattr_setsigmask(&setup.attributes, &none);
-    ::posix_spawnattr_setpgroup(&setup.attributes, 0);
-    ::posix_spawnattr_setflags(&setup.attributes,
-                               static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK | group));
-
-    QByteArrayList words{QFile::encodeName(command.executable)};
-    for (const QString& argument : command.arguments)
-        words.append(argument.toUtf8());
-    QByteArrayList environment = environmentWith(command.variables);
-    pid_t pid = -1;
-    const int error = ::posix_spawn(&pid, words.first().constData(), &setup.actions, &setup.attributes,
-                                    pointersTo(words).data(), pointersTo(environment).data());
-    if (error != 0)
-        return tl::unexpected(QStringLiteral("%1: %2").arg(command.executable, qt_error_string(error)));
-    return pid;
-}
-
-struct Pipe {
-    Descriptor read, write;
-};
-
-/// Both ends lie above the standard three, which the child's own would overwrite.
-tl::expected<Pipe, QString> makePipe() {
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-        return tl::unexpected(QStringLiteral("pipe: %1").arg(qt_error_string(errno)));
-    Pipe pipe{Descriptor(ends[0]), Descriptor(ends[1])};
-    for (Descriptor* end : {&pipe.read, &pipe.write}) {
-        if (end->get() <= STDERR_FILENO)
-            *end = Descriptor(::fcntl(end->get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
-    }
-    return pipe;
-}
-
-void makeNonBlocking(const Descriptor& end) { ::fcntl(end.get(), F_SETFL, ::fcntl(end.get(), F_GETFL) | O_NONBLOCK); }
-
-bool wouldBlock() { return errno == EAGAIN || errno == EINTR; }
 
 /// A child that we feed and drain until it has ended.
 class RunningChild {
@@ -307,7 +206,7 @@ ChildRun runToEnd(const ChildCommand& command, const RunOptions& options) {
     if (!output)
         return failedToStart(output.error());
     makeNonBlocking(output->read);
-    const auto pid = spawn(command, input.read.get(), output->write.get(), POSIX_SPAWN_SETPGROUP);
+    const auto pid = spawnChild(command, input.read.get(), output->write.get(), ChildGroup::Own);
     if (!pid)
         return failedToStart(pid.error());
     input.read.close();
@@ -316,7 +215,7 @@ ChildRun runToEnd(const ChildCommand& command, const RunOptions& options) {
 }
 
 tl::expected<void, QString> launchDetached(const ChildCommand& command) {
-    const auto pid = spawn(command, -1, -1, POSIX_SPAWN_SETSID);
+    const auto pid = spawnChild(command, -1, -1, ChildGroup::Session);
     if (!pid)
         return tl::unexpected(pid.error());
     // Somebody has to wait for it, or it stays a zombie until we end.

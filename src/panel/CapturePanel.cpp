@@ -3,6 +3,7 @@
 #include "Brand.h"
 #include "Placement.h"
 
+#include <QCoreApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
@@ -13,7 +14,7 @@ namespace ovalin {
 namespace {
 
 constexpr int INSET = 16, SPACING = 10, ROW_SPACING = 8;
-constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, INPUT_HEIGHT = 32, BOTTOM_HEIGHT = 26;
+constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, INPUT_HEIGHT = 32, BOTTOM_HEIGHT = 26, TRANSCRIPT_HEIGHT = 240;
 constexpr int COLUMN_WIDTH = CapturePanel::WIDTH - 2 * INSET;
 
 // The hairline keeps a field's edge visible where the glass is as light as the fill.
@@ -26,16 +27,6 @@ void paintFill(QPainter& painter, QRectF area, const QColor& fill) {
     painter.drawRoundedRect(area.adjusted(.5, .5, -.5, -.5), innerRadius - .5, innerRadius - .5);
 }
 
-QTextBrowser* makeTranscript(QWidget* parent) {
-    auto* view = new QTextBrowser(parent);
-    view->setAccessibleName(QStringLiteral("Transcript"));
-    view->setFrameShape(QFrame::NoFrame);
-    view->setOpenLinks(false);
-    view->viewport()->setAutoFillBackground(false);
-    view->hide();
-    return view;
-}
-
 } // namespace
 
 CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
@@ -45,7 +36,7 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     , emptyNoteRef(
           new Label(QStringLiteral("No selection captured. Your prompt still applies to what's shown on screen."), 11,
                     Palette::ink(), this))
-    , transcriptView(makeTranscript(this))
+    , transcriptView(new Transcript(this))
     , promptField(new PromptField(pasteboard, this))
     , micButton(
           new GlyphButton(GlyphButton::Glyph::Mic, QStringLiteral("Dictate"), QStringLiteral("Click to dictate"), this))
@@ -67,12 +58,17 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
         setAttribute(Qt::WA_OpaquePaintEvent);
     previewView->hide();
     emptyNoteRef->hide();
+    transcriptView->hide();
     resize(WIDTH, BASE_HEIGHT);
 
     connect(promptField, &PromptField::submitted, this, &CapturePanel::submitTapped);
     connect(promptField, &PromptField::cancelled, this, &CapturePanel::cancelTapped);
     connect(sendBtnRef, &PillButton::clicked, this, &CapturePanel::submitTapped);
     connect(cancelBtn, &PillButton::clicked, this, &CapturePanel::cancelTapped);
+    connect(transcriptView, &Transcript::typed, this, [this](QKeyEvent* key) {
+        promptField->setFocus();
+        QCoreApplication::sendEvent(promptField, key);
+    });
 
     QWidget* const order[] = {promptField,
                               micButton,
@@ -83,7 +79,8 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
                               helpBtn,
                               modeControl->modeSegDo,
                               modeControl->modeSegAsk,
-                              previewView};
+                              previewView,
+                              transcriptView};
     for (size_t i = 1; i < std::size(order); ++i)
         setTabOrder(order[i - 1], order[i]);
     promptField->setFocus();
@@ -123,11 +120,22 @@ void CapturePanel::setSubmitTitle(const QString& title) {
     layOut();
 }
 
-void CapturePanel::setExtraHeight(int height) {
-    if (height == extraHeight)
+void CapturePanel::setExtraHeight(int height) { growBy(height - std::exchange(extraHeight, height)); }
+
+void CapturePanel::revealTranscript() {
+    if (transcriptHeightC > 0)
         return;
-    const int wanted = this->height() + height - extraHeight;
-    extraHeight = height;
+    transcriptHeightC = TRANSCRIPT_HEIGHT;
+    transcriptView->show();
+    growBy(TRANSCRIPT_HEIGHT + SPACING);
+    layOut();
+    update();
+}
+
+void CapturePanel::growBy(int height) {
+    if (height == 0)
+        return;
+    const int wanted = this->height() + height;
     const QRect grown(placeResized(geometry(), wanted, currentScreens()), QSize(WIDTH, wanted));
     if (isVisible())
         glass.extendTo(grown);
@@ -148,6 +156,7 @@ void CapturePanel::layOut() {
     emptyNoteRef->setGeometry(INSET, top, COLUMN_WIDTH, NOTE_HEIGHT);
 
     const QRect input = inputContainer();
+    transcriptView->setGeometry(INSET, input.y() - SPACING - transcriptHeightC, COLUMN_WIDTH, transcriptHeightC);
     promptField->setGeometry(input.adjusted(10, 0, -10, 0));
     micButton->move(input.x() + input.width() + ROW_SPACING, input.y());
 

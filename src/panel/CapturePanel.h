@@ -5,9 +5,9 @@
 #include "PreviewTextView.h"
 #include "Palette.h"
 #include "PromptField.h"
+#include "Transcript.h"
 #include "Widgets.h"
 
-#include <QTextBrowser>
 #include <QWidget>
 
 namespace ovalin {
@@ -35,6 +35,9 @@ public:
     /// Shows an excerpt, or for an empty one the note that nothing is selected (in Do mode), and resizes.
     void showExcerpt(const QString& text, bool ask);
 
+    /// Makes room for the conversation; once in the life of the panel.
+    void revealTranscript();
+
     void setReplaceButton(const QString& title, bool hidden);
     void setSubmitTitle(const QString& title);
 
@@ -43,7 +46,7 @@ public:
     ModeControl* const modeControl;
     PreviewTextView* const previewView;
     Label* const emptyNoteRef;
-    QTextBrowser* const transcriptView;
+    Transcript* const transcriptView;
     PromptField* const promptField;
     GlyphButton* const micButton;
     StatusLine* const hintField;
@@ -72,6 +75,7 @@ protected:
 private:
     void layOut();
     void setExtraHeight(int height);
+    void growBy(int height);
     [[nodiscard]] QRect inputContainer() const;
 
     Glass glass;
@@ -79,6 +83,7 @@ private:
     bool firstFrame = true;
     int extraHeight = 0;
     int previewHeightC = 0;
+    int transcriptHeightC = 0;
     QPoint dragFrom;
 };
 

@@ -1,0 +1,73 @@
+#include "AskMessage.h"
+
+#include "base/Text.h"
+#include "capture/CaptureContext.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace ovalin {
+
+namespace {
+
+constexpr qsizetype SCREEN_TEXT_LENGTH = 4000;
+
+QString fenced(const QString& lead, const QString& text) {
+    const QString fence = QStringLiteral("\n\"\"\"");
+    return lead + fence + QLatin1Char('\n') + text + fence;
+}
+
+QString pagePart(const QString& url, const QString& title) {
+    const QString titlePart = title.isEmpty() ? QString() : QLatin1Char('"') + title + QStringLiteral("\" \u2014 ");
+    return QStringLiteral("The page he's on: ") + titlePart + url +
+           QStringLiteral("\nFetch this URL when the question needs the page's content.");
+}
+
+} // namespace
+
+AskPreamble askPreamble(const CaptureContext& context) {
+    AskPreamble preamble;
+    preamble.parts.append(QStringLiteral("Jorvan is looking at ") + context.capApp + QLatin1Char('.'));
+    if (context.capContextMode == QLatin1String("fetch") && context.capURL) {
+        preamble.parts.append(pagePart(*context.capURL, context.capTitle.value_or(QString())));
+    } else if (context.capContextMode == QLatin1String("screenshot") && context.capShotB64) {
+        preamble.attachShot = true;
+        preamble.parts.append(
+            QStringLiteral("A screenshot of what he's looking at is attached \u2014 use it as the full context."));
+        if (context.capShotText && !context.capShotText->isEmpty())
+            preamble.parts.append(fenced(QStringLiteral("Text on his screen (on-device OCR, may have minor errors):"),
+                                         firstCharacters(*context.capShotText, SCREEN_TEXT_LENGTH)));
+    }
+    return preamble;
+}
+
+QString askMessage(const QStringList& preamble, const QString& selection, const QString& searchBlock,
+                   const QString& question) {
+    QStringList parts = preamble;
+    if (!selection.isEmpty())
+        parts.append(fenced(QStringLiteral("He has highlighted this specific part to focus on:"), selection));
+    parts.append(searchBlock);
+    parts.append(QStringLiteral("Question: ") + question);
+    return parts.join(QStringLiteral("\n\n"));
+}
+
+std::optional<QByteArray> askMessageLine(const QString& message, const std::optional<QString>& shotB64) {
+    if (!message.isValidUtf16())
+        return std::nullopt;
+    QJsonArray content{
+        QJsonObject{{QStringLiteral("type"), QStringLiteral("text")}, {QStringLiteral("text"), message}}};
+    if (shotB64) {
+        content.append(QJsonObject{
+            {QStringLiteral("type"), QStringLiteral("image")},
+            {QStringLiteral("source"), QJsonObject{{QStringLiteral("type"), QStringLiteral("base64")},
+                                                   {QStringLiteral("media_type"), QStringLiteral("image/png")},
+                                                   {QStringLiteral("data"), *shotB64}}}});
+    }
+    const QJsonObject line{{QStringLiteral("type"), QStringLiteral("user")},
+                           {QStringLiteral("message"), QJsonObject{{QStringLiteral("role"), QStringLiteral("user")},
+                                                                   {QStringLiteral("content"), content}}}};
+    return QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
+}
+
+} // namespace ovalin

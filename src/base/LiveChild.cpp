@@ -1,0 +1,283 @@
+#include "LiveChild.h"
+
+#include "ProcessTree.h"
+#include "Spawn.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <csignal>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+namespace ovalin {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Threads that still see a child to its end.
+struct Ending {
+    std::mutex mutex;
+    std::condition_variable changed;
+    int threads = 0;
+};
+
+Ending& ending() {
+    static Ending theEnding;
+    return theEnding;
+}
+
+void countThread(int change) {
+    const std::lock_guard lock(ending().mutex);
+    ending().threads += change;
+    ending().changed.notify_all();
+}
+
+} // namespace
+
+class LiveChild::Loop {
+public:
+    Loop(pid_t child, Descriptor feed, Descriptor drain, Handlers theHandlers)
+        : pid(child)
+        , processFd(openProcess(child))
+        , in(std::move(feed))
+        , out(std::move(drain))
+        , wakeFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+        , handlers(std::move(theHandlers)) {}
+
+    void run() {
+        while (!hasEnded()) {
+            takeOrders();
+            if (killAt && !killed && Clock::now() >= *killAt)
+                killAll();
+            waitForNews();
+        }
+        drainRest();
+        endSurvivors();
+        int status = 0;
+        while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+        }
+        alive = false;
+        const ChildEnd end = WIFSIGNALED(status) ? ChildEnd{ChildEnd::Kind::Killed, WTERMSIG(status), {}}
+                                                 : ChildEnd{ChildEnd::Kind::Exited, WEXITSTATUS(status), {}};
+        if (!orderedToEnd())
+            handlers.ended(end);
+        handlers = {};
+    }
+
+    void post(QByteArray bytes) {
+        {
+            const std::lock_guard lock(mutex);
+            orders.push_back(std::move(bytes));
+        }
+        wake();
+    }
+    void orderEnd() {
+        endOrdered = true;
+        wake();
+    }
+    void wake() const {
+        const quint64 one = 1;
+        [[maybe_unused]] const auto written = ::write(wakeFd.get(), &one, sizeof one);
+    }
+    [[nodiscard]] bool isAlive() const { return alive; }
+
+private:
+    [[nodiscard]] bool orderedToEnd() const { return endOrdered; }
+
+    /// Only looks: the pid, and with it the group's number, stays ours until waitpid().
+    bool hasEnded() const {
+        siginfo_t info{};
+        return ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == pid;
+    }
+
+    void takeOrders() {
+        {
+            const std::lock_guard lock(mutex);
+            for (QByteArray& bytes : orders)
+                unsent.push_back(std::move(bytes));
+            orders.clear();
+        }
+        if (orderedToEnd() && !killAt) {
+            in.close();
+            unsent.clear();
+            descendants = descendantsOf(pid);
+            ::kill(-pid, SIGTERM);
+            killAt = Clock::now() + GRACE;
+        }
+    }
+
+    void killAll() {
+        for (const Descriptor& later : descendantsOf(pid))
+            signalProcess(later, SIGKILL);
+        ::kill(-pid, SIGKILL);
+        killed = true;
+    }
+
+    void waitForNews() {
+        const std::span<char> room = out && !orderedToEnd() ? handlers.room() : std::span<char>(scratch);
+        std::array<pollfd, 4> news{{{processFd.get(), POLLIN, 0},
+                                    {unsent.empty() ? -1 : in.get(), POLLOUT, 0},
+                                    {room.empty() ? -1 : out.get(), POLLIN, 0},
+                                    {wakeFd.get(), POLLIN, 0}}};
+        if (::poll(news.data(), news.size(), patience()) <= 0)
+            return;
+        if (news[1].revents != 0)
+            feed();
+        if (news[2].revents != 0)
+            drain(room);
+        if (news[3].revents != 0) {
+            quint64 count = 0;
+            [[maybe_unused]] const auto got = ::read(wakeFd.get(), &count, sizeof count);
+        }
+    }
+
+    /// Milliseconds until the next thing that we do by the clock.
+    [[nodiscard]] int patience() const {
+        using std::chrono::milliseconds;
+        milliseconds wait = processFd ? milliseconds(60000) : milliseconds(20); // no pidfd: look now and then
+        if (killAt && !killed)
+            wait = std::min(wait, std::chrono::ceil<milliseconds>(*killAt - Clock::now()));
+        return static_cast<int>(std::max(wait, milliseconds(0)).count());
+    }
+
+    void feed() {
+        const QByteArray& first = unsent.front();
+        const auto count = ::write(in.get(), first.constData() + fed, static_cast<size_t>(first.size() - fed));
+        if (count < 0) {
+            if (wouldBlock())
+                return;
+            const QString reason = qt_error_string(errno);
+            in.close();
+            unsent.clear();
+            if (!orderedToEnd())
+                handlers.refused(reason);
+            return;
+        }
+        fed += count;
+        if (fed == first.size()) {
+            unsent.pop_front();
+            fed = 0;
+        }
+    }
+
+    /// Whether there was something.
+    bool drain(std::span<char> room) {
+        const auto count = ::read(out.get(), room.data(), room.size());
+        if (count < 0 && wouldBlock())
+            return false;
+        if (count <= 0) {
+            out.close();
+            return false;
+        }
+        if (room.data() != scratch.data())
+            handlers.printed(static_cast<size_t>(count));
+        return true;
+    }
+
+    /// What stands in the pipe when the child has ended; what its own children still print is not waited for.
+    void drainRest() {
+        while (out && !orderedToEnd()) {
+            const std::span<char> room = handlers.room();
+            if (room.empty()) { // somebody has to make room first
+                std::array<pollfd, 1> news{{{wakeFd.get(), POLLIN, 0}}};
+                ::poll(news.data(), news.size(), 1000);
+                quint64 count = 0;
+                [[maybe_unused]] const auto got = ::read(wakeFd.get(), &count, sizeof count);
+                continue;
+            }
+            if (!drain(room))
+                return;
+        }
+    }
+
+    /// Whoever passed over SIGTERM, or runs in a session of its own where the group's signal does not reach.
+    void endSurvivors() {
+        if (!killAt) {
+            ::kill(-pid, SIGTERM); // it ended by itself; its group has nobody to talk to any more
+            return;
+        }
+        for (const Descriptor& survivor : descendants)
+            signalProcess(survivor, SIGTERM);
+        for (const Descriptor& survivor : descendants) {
+            while (!processHasEnded(survivor) && Clock::now() < *killAt)
+                waitForProcess(survivor, std::chrono::ceil<std::chrono::milliseconds>(*killAt - Clock::now()));
+            signalProcess(survivor, SIGKILL);
+        }
+        ::kill(-pid, SIGKILL);
+    }
+
+    const pid_t pid;
+    const Descriptor processFd;
+    Descriptor in, out;
+    const Descriptor wakeFd;
+    Handlers handlers;
+
+    std::mutex mutex;
+    std::deque<QByteArray> orders; // under the mutex
+    std::atomic<bool> endOrdered = false, alive = true;
+
+    std::deque<QByteArray> unsent;
+    qsizetype fed = 0;
+    std::vector<Descriptor> descendants; // when it was told to end
+    std::optional<Clock::time_point> killAt;
+    bool killed = false;
+    std::array<char, 65536> scratch{};
+};
+
+tl::expected<std::unique_ptr<LiveChild>, QString> LiveChild::start(const ChildCommand& command, Handlers handlers) {
+    auto input = makePipe();
+    if (!input)
+        return tl::unexpected(input.error());
+    auto output = makePipe();
+    if (!output)
+        return tl::unexpected(output.error());
+    makeNonBlocking(input->write);
+    makeNonBlocking(output->read);
+    const auto pid = spawnChild(command, input->read.get(), output->write.get(), ChildGroup::Own);
+    if (!pid)
+        return tl::unexpected(pid.error());
+    auto loop = std::make_shared<Loop>(*pid, std::move(input->write), std::move(output->read), std::move(handlers));
+    countThread(1);
+    try {
+        std::thread([loop] {
+            loop->run();
+            countThread(-1);
+        }).detach();
+    } catch (const std::system_error& error) {
+        countThread(-1);
+        ::kill(-*pid, SIGKILL);
+        ::waitpid(*pid, nullptr, 0);
+        return tl::unexpected(QString::fromUtf8(error.what()));
+    }
+    return std::unique_ptr<LiveChild>(new LiveChild(std::move(loop)));
+}
+
+LiveChild::LiveChild(std::shared_ptr<Loop> theLoop)
+    : loop(std::move(theLoop)) {}
+
+LiveChild::~LiveChild() { terminate(); }
+
+bool LiveChild::running() const { return loop->isAlive(); }
+
+void LiveChild::write(QByteArray bytes) { loop->post(std::move(bytes)); }
+
+void LiveChild::wake() { loop->wake(); }
+
+void LiveChild::terminate() { loop->orderEnd(); }
+
+void LiveChild::awaitEnds() {
+    std::unique_lock lock(ending().mutex);
+    ending().changed.wait_for(lock, GRACE + std::chrono::seconds(1), [] { return ending().threads == 0; });
+}
+
+} // namespace ovalin

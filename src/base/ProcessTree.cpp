@@ -1,0 +1,70 @@
+#include "ProcessTree.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QMultiHash>
+
+#include <poll.h>
+
+#include <csignal>
+
+extern "C" { // glibc 2.36 forgot to say so in this header
+#include <sys/pidfd.h>
+}
+
+namespace ovalin {
+
+namespace {
+
+/// The parent in the text of /proc/PID/stat (proc(5)); the command's name in brackets may hold anything.
+pid_t parentIn(const QByteArray& stat) {
+    const auto fields = stat.mid(stat.lastIndexOf(')') + 1).simplified().split(' ');
+    return fields.size() > 1 ? static_cast<pid_t>(fields[1].toInt()) : 0;
+}
+
+QMultiHash<pid_t, pid_t> childrenOfAll() {
+    QMultiHash<pid_t, pid_t> children;
+    for (const QString& name : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        bool isNumber = false;
+        const pid_t pid = name.toInt(&isNumber);
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(name));
+        if (isNumber && stat.open(QIODevice::ReadOnly))
+            children.insert(parentIn(stat.readAll()), pid);
+    }
+    return children;
+}
+
+} // namespace
+
+Descriptor openProcess(pid_t pid) { return Descriptor(::pidfd_open(pid, 0)); }
+
+std::vector<Descriptor> descendantsOf(pid_t pid) {
+    const auto children = childrenOfAll();
+    std::vector<pid_t> found{pid};
+    for (size_t next = 0; next < found.size(); ++next) {
+        for (const pid_t child : children.values(found[next]))
+            found.push_back(child);
+    }
+    std::vector<Descriptor> descendants;
+    for (size_t i = 1; i < found.size(); ++i)
+        descendants.push_back(openProcess(found[i]));
+    return descendants;
+}
+
+void signalProcess(const Descriptor& process, int number) {
+    if (process)
+        ::pidfd_send_signal(process.get(), number, nullptr, 0);
+}
+
+bool processHasEnded(const Descriptor& process) {
+    pollfd news{process.get(), POLLIN, 0};
+    return !process || ::poll(&news, 1, 0) > 0;
+}
+
+void waitForProcess(const Descriptor& process, std::chrono::milliseconds limit) {
+    pollfd news{process.get(), POLLIN, 0};
+    ::poll(&news, 1, static_cast<int>(std::max(limit, std::chrono::milliseconds(0)).count()));
+}
+
+} // namespace ovalin

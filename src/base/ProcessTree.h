@@ -1,0 +1,24 @@
+#pragma once
+
+#include "Descriptor.h"
+
+#include <chrono>
+#include <sys/types.h>
+#include <vector>
+
+namespace ovalin {
+
+// Processes held by descriptors (pidfd), which never come to mean another process. Any thread. Where the kernel gives
+// none, a descriptor is empty and stands for a process that has ended.
+
+[[nodiscard]] Descriptor openProcess(pid_t pid);
+
+/// The children of a process, their children and so on, as /proc has them now; orphans of the past are not found.
+[[nodiscard]] std::vector<Descriptor> descendantsOf(pid_t pid);
+
+void signalProcess(const Descriptor& process, int number);
+[[nodiscard]] bool processHasEnded(const Descriptor& process);
+/// Returns when it has ended, or after `limit`.
+void waitForProcess(const Descriptor& process, std::chrono::milliseconds limit);
+
+} // namespace ovalin

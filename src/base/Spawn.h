@@ -1,0 +1,36 @@
+#pragma once
+
+#include "Descriptor.h"
+
+#include <tl/expected.hpp>
+
+#include <QString>
+
+#include <sys/types.h>
+
+namespace ovalin {
+
+struct ChildCommand;
+
+// What every way of launching a child stands on. Any thread.
+
+enum class ChildGroup { Own, Session };
+
+/// Starts a child at the head of a process group, or of a session, of its own. A negative descriptor stands for
+/// /dev/null. The caller waits for the child.
+[[nodiscard]] tl::expected<pid_t, QString> spawnChild(const ChildCommand& command, int input, int output,
+                                                      ChildGroup group);
+
+struct Pipe {
+    Descriptor read, write;
+};
+
+/// Both ends lie above the standard three, which the child's own would overwrite.
+[[nodiscard]] tl::expected<Pipe, QString> makePipe();
+
+void makeNonBlocking(const Descriptor& end);
+
+/// Whether the last read or write has failed only for now.
+[[nodiscard]] bool wouldBlock();
+
+} // namespace ovalin

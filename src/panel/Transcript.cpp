@@ -1,0 +1,366 @@
+#include "Transcript.h"
+
+#include "Brand.h"
+#include "EditMenu.h"
+#include "Palette.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QContextMenuEvent>
+#include <QMimeData>
+#include <QScrollBar>
+#include <QTextBlock>
+#include <QTextLayout>
+
+#include <algorithm>
+
+namespace ovalin {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto FRAME = 33ms, BUDGET = 8ms;
+constexpr qsizetype SLICE = 1000;    // UTF-16 units put in at once
+constexpr int LONGEST_BLOCK = 1500;  // then it is cut
+constexpr int LONGEST_JOINED = 6000; // laid out at once in a few milliseconds
+constexpr int CONTINUES_BLOCK = 1;   // user state of a block that goes on from the one before it
+
+QTextCharFormat bodyFormat() {
+    QTextCharFormat format;
+    format.setFont(Brand::font(12.5, QFont::Light));
+    format.setForeground(Palette::body());
+    return format;
+}
+
+QTextCharFormat labelFormat(const QColor& color) {
+    QFont font = Brand::font(10, QFont::Medium);
+    font.setLetterSpacing(QFont::AbsoluteSpacing, 0.8);
+    QTextCharFormat format;
+    format.setFont(font);
+    format.setForeground(color);
+    return format;
+}
+
+QTextCharFormat linkFormat(const QString& target) {
+    QTextCharFormat format = bodyFormat();
+    if (!target.isEmpty()) {
+        format.setAnchor(true);
+        format.setAnchorHref(target);
+        format.setToolTip(target);
+    }
+    format.setForeground(Palette::sapphire());
+    format.setUnderlineStyle(QTextCharFormat::SingleUnderline);
+    return format;
+}
+
+/// Removes or replaces what is selected; the block it begins in stays what it is (Qt would give it the last one's
+/// state).
+void replaceSelected(QTextCursor& selected, const QString& by = {}, const QTextCharFormat& format = {}) {
+    const QTextBlock first = selected.document()->findBlock(selected.selectionStart());
+    const int position = first.position(), state = first.userState();
+    selected.removeSelectedText();
+    selected.document()->findBlock(position).setUserState(state);
+    if (!by.isEmpty())
+        selected.insertText(by, format);
+}
+
+/// One document position for each unit: no character that a text document takes for something else or drops.
+QString presentable(QString text) {
+    for (QChar& letter : text) {
+        switch (letter.unicode()) {
+        case 0:
+        case 0xfdd0: // marks of Qt's own
+        case 0xfdd1:
+        case QChar::ObjectReplacementCharacter:
+            letter = QChar::ReplacementCharacter;
+            break;
+        case '\r':
+            letter = QLatin1Char(' '); // stands at a line's end, where a blank does not show
+            break;
+        case QChar::ParagraphSeparator:
+            letter = QLatin1Char('\n');
+            break;
+        default:
+            break;
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+Transcript::Transcript(QWidget* parent)
+    : QTextBrowser(parent) {
+    setAccessibleName(QStringLiteral("Transcript"));
+    setFrameShape(QFrame::NoFrame);
+    setOpenLinks(false);
+    setUndoRedoEnabled(false);
+    setAcceptDrops(false);
+    setTabChangesFocus(false); // Tab walks over the links first
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the text keeps its width, and cuts stay at line ends
+    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    viewport()->setAutoFillBackground(false);
+    document()->setDocumentMargin(0);
+    setViewportMargins(10, 8, 0, 8);
+    QPalette colors = palette();
+    colors.setColor(QPalette::Base, Qt::transparent);
+    colors.setColor(QPalette::Text, Palette::body());
+    colors.setColor(QPalette::Highlight, QColor(140, 137, 231, 120));
+    colors.setColor(QPalette::HighlightedText, Palette::ink());
+    setPalette(colors);
+    timer.setSingleShot(true);
+    timer.setTimerType(Qt::PreciseTimer);
+    connect(&timer, &QTimer::timeout, this, [this] { work(BUDGET); });
+}
+
+void Transcript::appendLabel(Speaker speaker) {
+    flush();
+    QTextCursor end(document());
+    end.movePosition(QTextCursor::End);
+    if (!document()->isEmpty()) {
+        end.insertText(QStringLiteral("\n\n"), bodyFormat());
+        end.movePosition(QTextCursor::End);
+    }
+    const bool you = speaker == Speaker::You;
+    end.insertText(you ? QStringLiteral("YOU") : QStringLiteral("TORVI"),
+                   labelFormat(you ? Palette::ink() : Palette::amethyst()));
+    end.insertText(QStringLiteral("\n"), bodyFormat());
+    torviBodyStart = end.position();
+    answerText.clear();
+    shownLength = 0;
+    cuts.clear();
+    spansLeft.clear();
+    linkifying = false;
+}
+
+void Transcript::appendTranscript(Speaker speaker, const QString& text) {
+    appendLabel(speaker);
+    answerText = presentable(text);
+    flush();
+    answerText.clear(); // not an answer that streams
+    shownLength = 0;
+    scrollToEnd();
+}
+
+void Transcript::beginAnswer() {
+    appendLabel(Speaker::Torvi);
+    scrollToEnd();
+}
+
+void Transcript::appendAnswer(const QString& text) {
+    answerText += presentable(text);
+    schedule();
+}
+
+void Transcript::truncateAnswer(qsizetype length) {
+    if (length >= answerText.size())
+        return;
+    if (length < shownLength) {
+        QTextCursor tail(document());
+        tail.setPosition(positionOf(length, Edge::End));
+        tail.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+        replaceSelected(tail);
+        shownLength = length;
+        std::erase_if(cuts, [length](qsizetype cut) { return cut >= length; });
+    }
+    answerText.truncate(length);
+    schedule();
+}
+
+void Transcript::linkify(std::vector<LinkSpan> spans) {
+    spansLeft = std::move(spans);
+    linkifying = true;
+    schedule();
+}
+
+void Transcript::repairLinks(const QHash<QString, QString>& table) {
+    for (LinkSpan& span : spansLeft)
+        span.target = table.value(span.target, span.target);
+    QTextCursor run(document());
+    for (QTextBlock block = document()->findBlock(torviBodyStart); block.isValid(); block = block.next()) {
+        std::vector<std::pair<QTextFragment, QString>> found;
+        for (auto it = block.begin(); !it.atEnd(); ++it) {
+            const QString href = it.fragment().charFormat().anchorHref();
+            if (it.fragment().position() >= torviBodyStart && !href.isEmpty() && table.contains(href))
+                found.emplace_back(it.fragment(), table.value(href));
+        }
+        for (const auto& [fragment, target] : found) {
+            run.setPosition(fragment.position());
+            run.setPosition(fragment.position() + fragment.length(), QTextCursor::KeepAnchor);
+            QTextCharFormat change;
+            change.setAnchorHref(target);
+            change.setToolTip(target);
+            run.mergeCharFormat(change);
+        }
+    }
+}
+
+void Transcript::clearConversation() {
+    clear();
+    torviBodyStart = 0;
+    answerText.clear();
+    shownLength = 0;
+    cuts.clear();
+    spansLeft.clear();
+    linkifying = false;
+}
+
+void Transcript::flush() {
+    while (workLeft())
+        work(std::chrono::hours(1));
+}
+
+bool Transcript::workLeft() const { return backlog() > 0 || linkifying; }
+
+void Transcript::schedule() {
+    if (timer.isActive() || !workLeft())
+        return;
+    timer.start(std::max(0ms, std::chrono::ceil<std::chrono::milliseconds>(nextTurn - Clock::now())));
+}
+
+void Transcript::work(std::chrono::milliseconds budget) {
+    const auto start = Clock::now();
+    const bool follow = atEnd();
+    while (workLeft() && Clock::now() - start < budget) {
+        if (backlog() > 0)
+            showSlice();
+        else
+            linkSlice();
+    }
+    if (follow)
+        scrollToEnd();
+    // A slow machine gets fewer turns, not a busy main thread.
+    nextTurn = start + std::max<Clock::duration>(FRAME, 3 * (Clock::now() - start));
+    if (workLeft())
+        schedule();
+    else
+        Q_EMIT caughtUp();
+}
+
+void Transcript::showSlice() {
+    const QTextCursor selected = textCursor();
+    const int anchor = selected.anchor(), position = selected.position();
+    qsizetype length = std::min(SLICE, backlog());
+    if (length < backlog() && answerText[shownLength + length - 1].isHighSurrogate())
+        ++length;
+    QTextCursor end(document()); // not the view's own: the user may be selecting with that one
+    end.movePosition(QTextCursor::End);
+    end.insertText(answerText.mid(shownLength, length), bodyFormat());
+    shownLength += length;
+    cutLongBlock();
+    if (selected.hasSelection() && (textCursor().position() != position || textCursor().anchor() != anchor)) {
+        // A selection that reached to the end does not grow with the text.
+        const int scrolled = verticalScrollBar()->value();
+        QTextCursor kept(document());
+        kept.setPosition(anchor);
+        kept.setPosition(position, QTextCursor::KeepAnchor);
+        setTextCursor(kept);
+        verticalScrollBar()->setValue(scrolled);
+    }
+}
+
+void Transcript::cutLongBlock() {
+    const QTextBlock block = document()->lastBlock();
+    if (block.length() <= LONGEST_BLOCK)
+        return;
+    document()->documentLayout()->blockBoundingRect(block); // lays it out if it is not yet
+    const QTextLayout* layout = block.layout();
+    if (layout->lineCount() < 2)
+        return;
+    // Where its last line begins, so that the text flows on as if it were one block.
+    const int inBlock = layout->lineAt(layout->lineCount() - 1).textStart();
+    const int position = block.position() + inBlock;
+    const qsizetype index = shownLength - (block.length() - 1 - inBlock);
+    if (inBlock <= 0 || position <= torviBodyStart)
+        return;
+    QTextCursor at(document());
+    at.setPosition(position);
+    QTextBlockFormat format = block.blockFormat();
+    format.setLayoutDirection(block.textDirection());
+    at.insertBlock(format, bodyFormat());
+    at.block().setUserState(CONTINUES_BLOCK);
+    cuts.push_back(index);
+}
+
+int Transcript::positionOf(qsizetype index, Edge edge) const {
+    const auto before = edge == Edge::Begin ? std::upper_bound(cuts.begin(), cuts.end(), index)
+                                            : std::lower_bound(cuts.begin(), cuts.end(), index);
+    return torviBodyStart + static_cast<int>(index) + static_cast<int>(before - cuts.begin());
+}
+
+void Transcript::linkSlice() {
+    if (spansLeft.empty()) {
+        linkifying = false;
+        return;
+    }
+    // From the end on: the places of those before stay as they are.
+    const LinkSpan span = std::move(spansLeft.back());
+    spansLeft.pop_back();
+    QTextCursor place(document());
+    place.setPosition(positionOf(span.from, Edge::Begin));
+    place.setPosition(positionOf(span.from + span.length, Edge::End), QTextCursor::KeepAnchor);
+    if (QStringView(answerText).mid(span.from, span.length) == span.shown) {
+        place.setCharFormat(linkFormat(span.target));
+    } else {
+        replaceSelected(place, presentable(span.shown), linkFormat(span.target));
+        joinWithNext(place.position());
+    }
+}
+
+// The text has become shorter: a cut behind it stands no longer at a line's end. (Only places before it are still
+// looked for, so the list of the cuts may stay.)
+void Transcript::joinWithNext(int position) {
+    for (;;) {
+        const QTextBlock block = document()->findBlock(position), next = block.next();
+        if (!next.isValid() || next.userState() != CONTINUES_BLOCK || block.length() + next.length() > LONGEST_JOINED)
+            return;
+        QTextCursor separator(document());
+        separator.setPosition(next.position() - 1);
+        separator.setPosition(next.position(), QTextCursor::KeepAnchor);
+        replaceSelected(separator);
+    }
+}
+
+bool Transcript::atEnd() const { return verticalScrollBar()->value() >= verticalScrollBar()->maximum() - 4; }
+
+void Transcript::scrollToEnd() { verticalScrollBar()->setValue(verticalScrollBar()->maximum()); }
+
+QMimeData* Transcript::createMimeDataFromSelection() const {
+    const QTextCursor selected = textCursor();
+    QString text;
+    for (QTextBlock block = document()->findBlock(selected.selectionStart());
+         block.isValid() && block.position() < selected.selectionEnd(); block = block.next()) {
+        if (block.position() > selected.selectionStart() && block.userState() != CONTINUES_BLOCK)
+            text += QLatin1Char('\n');
+        const int from = std::max(0, selected.selectionStart() - block.position());
+        text += QStringView(block.text()).mid(from, selected.selectionEnd() - block.position() - from);
+    }
+    if (document()->findBlock(selected.selectionEnd()).position() == selected.selectionEnd() &&
+        selected.selectionEnd() > selected.selectionStart())
+        text += QLatin1Char('\n');
+    auto* copied = new QMimeData;
+    copied->setText(text.replace(QChar::LineSeparator, QLatin1Char('\n')));
+    return copied;
+}
+
+void Transcript::keyPressEvent(QKeyEvent* event) {
+    const bool command = event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
+    if (!command && !event->text().isEmpty() && event->text().at(0).isPrint() && event->key() != Qt::Key_Space) {
+        Q_EMIT typed(event);
+        return;
+    }
+    QTextBrowser::keyPressEvent(event);
+}
+
+void Transcript::contextMenuEvent(QContextMenuEvent* event) {
+    EditActions actions;
+    actions.editable = false;
+    actions.hasSelection = textCursor().hasSelection();
+    actions.copy = [this] { copy(); };
+    actions.selectAll = [this] { selectAll(); };
+    showEditMenu(this, event->globalPos(), actions);
+}
+
+} // namespace ovalin
