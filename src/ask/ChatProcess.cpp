@@ -52,9 +52,8 @@ struct ChatProcess::Output {
 
     std::function<void()> announce; // any thread: there is something to take
 
-    LineReader reader; // the child's thread alone, with the next two
+    LineReader reader; // the child's thread alone, like the next
     StreamProtocol protocol;
-    QString sessionSaid;
 
     std::span<char> room() {
         const std::lock_guard lock(mutex);
@@ -62,11 +61,6 @@ struct ChatProcess::Output {
     }
     void add(StreamEvent&& event) {
         using Kind = StreamEvent::Kind;
-        if (event.kind == Kind::Session) {
-            if (event.text == sessionSaid)
-                return;
-            sessionSaid = event.text;
-        }
         const std::lock_guard lock(mutex);
         pendingText += event.text.size();
         if (event.kind == Kind::Delta && !pending.empty() && pending.back().kind == Kind::Delta)

@@ -66,8 +66,6 @@ void handleAssistant(const object& line, const StreamProtocol::Event& event) {
 }
 
 void handleLine(const object& line, const StreamProtocol::Event& event) {
-    if (const std::string_view session = stringIn(line, "session_id"); !session.empty())
-        event({Kind::Session, toText(session), {}});
     const std::string_view type = stringIn(line, "type");
     if (type == "stream_event") {
         object streamed;
@@ -92,6 +90,7 @@ void handleLine(const object& line, const StreamProtocol::Event& event) {
 
 struct StreamProtocol::Scratch {
     simdjson::dom::parser parser;
+    std::string session;
 };
 
 StreamProtocol::StreamProtocol()
@@ -119,8 +118,13 @@ void StreamProtocol::handleAskLine(std::string_view line, const Event& event) {
         parsed = scratch->parser.parse(mended.constData(), static_cast<size_t>(mended.size()), true);
     }
     object top;
-    if (parsed.get(top) == simdjson::SUCCESS)
-        handleLine(top, event);
+    if (parsed.get(top) != simdjson::SUCCESS)
+        return;
+    if (const std::string_view session = stringIn(top, "session_id"); !session.empty() && session != scratch->session) {
+        scratch->session = session;
+        event({Kind::Session, toText(session), {}});
+    }
+    handleLine(top, event);
 }
 
 } // namespace ovalin

@@ -11,7 +11,7 @@ namespace ovalin {
 /// What one line of the agent CLI's stream-json output means to the chat.
 struct StreamEvent {
     enum class Kind {
-        Session,      ///< `text`: the conversation's id
+        Session,      ///< `text`: the conversation's id, when it is another than before
         Status,       ///< `text`: what the agent is doing
         Delta,        ///< `text`: more of the answer
         MessageStart, ///< a message begins: unconfirmed text of a message before it is void
@@ -35,7 +35,7 @@ struct StreamEvent {
 [[nodiscard]] QString toolStatus(std::string_view tool);
 
 /// Reads lines of the agent CLI (`--output-format stream-json --include-partial-messages`). Not for several threads at
-/// once; keeps its scratch memory from line to line.
+/// once; keeps its scratch memory and the session from line to line: one for each process.
 class StreamProtocol {
 public:
     using Event = std::function<void(StreamEvent&&)>;

@@ -21,7 +21,8 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto FRAME = 33ms, BUDGET = 8ms;
-constexpr qsizetype SLICE = 1000;    // UTF-16 units put in at once
+constexpr qsizetype SLICE = 1000; // UTF-16 units put in at once
+constexpr int LINK_SLICE = 40;
 constexpr int LONGEST_BLOCK = 1500;  // then it is cut
 constexpr int LONGEST_JOINED = 6000; // laid out at once in a few milliseconds
 constexpr int CONTINUES_BLOCK = 1;   // user state of a block that goes on from the one before it
@@ -291,13 +292,19 @@ int Transcript::positionOf(qsizetype index, Edge edge) const {
 }
 
 void Transcript::linkSlice() {
-    if (spansLeft.empty()) {
-        linkifying = false;
-        return;
+    // One edit of several neighbours: each would move all that lies below them.
+    QTextCursor edit(document());
+    edit.beginEditBlock();
+    for (int i = 0; i < LINK_SLICE && !spansLeft.empty(); ++i) {
+        // From the end on: the places of those before stay as they are.
+        linkify(spansLeft.back());
+        spansLeft.pop_back();
     }
-    // From the end on: the places of those before stay as they are.
-    const LinkSpan span = std::move(spansLeft.back());
-    spansLeft.pop_back();
+    edit.endEditBlock();
+    linkifying = !spansLeft.empty();
+}
+
+void Transcript::linkify(const LinkSpan& span) {
     QTextCursor place(document());
     place.setPosition(positionOf(span.from, Edge::Begin));
     place.setPosition(positionOf(span.from + span.length, Edge::End), QTextCursor::KeepAnchor);

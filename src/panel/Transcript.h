@@ -74,6 +74,7 @@ private:
     [[nodiscard]] bool workLeft() const;
     void showSlice();
     void linkSlice();
+    void linkify(const LinkSpan& span);
     void schedule();
     enum class Edge { Begin, End }; // of a range that a cut may touch
     [[nodiscard]] int positionOf(qsizetype index, Edge edge) const;

@@ -1,0 +1,137 @@
+#include "base/LiveChild.h"
+#include "support/TestDesk.h"
+
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <mutex>
+
+using namespace ovalin;
+
+namespace {
+
+/// Hears a child and keeps what it said.
+struct Heard {
+    std::mutex mutex;
+    QByteArray output;
+    std::array<char, 4096> buffer{};
+    bool full = false;
+    std::optional<ChildEnd> end;
+    QString refused;
+
+    LiveChild::Handlers handlers() {
+        return {[this] {
+                    const std::lock_guard lock(mutex);
+                    return full ? std::span<char>() : std::span<char>(buffer);
+                },
+                [this](size_t count) {
+                    const std::lock_guard lock(mutex);
+                    output.append(buffer.data(), static_cast<qsizetype>(count));
+                },
+                [this](const ChildEnd& how) {
+                    const std::lock_guard lock(mutex);
+                    end = how;
+                },
+                [this](const QString& reason) {
+                    const std::lock_guard lock(mutex);
+                    refused = reason;
+                }};
+    }
+    template <class Condition>
+    bool wait(Condition condition) {
+        return waitUntil([&] {
+            const std::lock_guard lock(mutex);
+            return condition();
+        });
+    }
+};
+
+struct LiveChildTest : testing::Test {
+    Heard heard;
+    std::unique_ptr<LiveChild> child;
+    QTemporaryDir folder;
+
+    ~LiveChildTest() override {
+        child.reset();
+        LiveChild::awaitEnds(); // its thread looks at `heard`
+    }
+    void start(const char* line) {
+        auto started = LiveChild::start(
+            shellCommand(QStringLiteral("cd '%1'; %2").arg(folder.path(), QLatin1String(line))), heard.handlers());
+        ASSERT_TRUE(started);
+        child = std::move(*started);
+    }
+    /// The pid that the child has written there.
+    pid_t pidIn(const char* file) {
+        const QString path = folder.filePath(QLatin1String(file));
+        waitUntil([&] { return readFile(path).endsWith('\n'); });
+        return static_cast<pid_t>(readFile(path).trimmed().toInt());
+    }
+};
+
+bool isGone(pid_t pid) {
+    return waitUntil([pid] { return ::kill(pid, 0) != 0; });
+}
+
+} // namespace
+
+TEST_F(LiveChildTest, TalksBothWaysWhateverTheSize) {
+    start("cat");
+    const QByteArray bytes(5 << 20, 'x');
+    child->write("first\n");
+    child->write(bytes);
+    ASSERT_TRUE(heard.wait([&] { return heard.output.size() == bytes.size() + 6; }));
+    EXPECT_TRUE(heard.output.startsWith("first\nxxx"));
+    EXPECT_TRUE(child->running());
+}
+
+TEST_F(LiveChildTest, AChildThatDoesNotReadHoldsUpNobody) {
+    start("echo $$ > pid; sleep 60");
+    const pid_t pid = pidIn("pid");
+    child->write(QByteArray(20 << 20, 'x'));
+    child.reset();
+    EXPECT_TRUE(isGone(pid));
+    EXPECT_FALSE(heard.end) << "who is told to end does not report it";
+}
+
+TEST_F(LiveChildTest, WaitsWithAFloodUntilThereIsRoom) {
+    heard.full = true;
+    start("yes | head -c 1000000; exit 3");
+    child->wake();
+    EXPECT_EQ(heard.output.size(), 0);
+    {
+        const std::lock_guard lock(heard.mutex);
+        heard.full = false;
+    }
+    child->wake();
+    ASSERT_TRUE(heard.wait([this] { return heard.end.has_value(); }));
+    EXPECT_EQ(heard.output.size(), 1000000);
+    EXPECT_EQ(heard.end->number, 3);
+}
+
+TEST_F(LiveChildTest, ReportsItsEndThoughAGrandchildHoldsItsOutput) {
+    start("(trap '' TERM; sleep 60) & echo $! > pid; kill -9 $$");
+    ASSERT_TRUE(heard.wait([this] { return heard.end.has_value(); }));
+    EXPECT_EQ(heard.end->kind, ChildEnd::Kind::Killed);
+    EXPECT_EQ(heard.end->number, SIGKILL);
+    EXPECT_FALSE(child->running());
+    ::kill(pidIn("pid"), SIGKILL);
+}
+
+TEST_F(LiveChildTest, SaysThatNobodyReads) {
+    start("exec 0<&-; echo closed; sleep 60");
+    ASSERT_TRUE(heard.wait([this] { return heard.output.contains("closed"); }));
+    child->write("lost\n");
+    EXPECT_TRUE(heard.wait([this] { return !heard.refused.isEmpty(); }));
+}
+
+TEST_F(LiveChildTest, NothingOutlivesTheGrace) {
+    start("trap '' TERM; setsid sh -c 'trap \"\" TERM; echo $$ > far; sleep 60' & echo $$ > near; sleep 60");
+    const pid_t near = pidIn("near"), far = pidIn("far");
+    child.reset();
+    EXPECT_TRUE(isGone(near));
+    EXPECT_TRUE(isGone(far)) << "a session of its own does not save it";
+}
