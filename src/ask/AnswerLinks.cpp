@@ -1,0 +1,170 @@
+#include "AnswerLinks.h"
+
+#include <QRegularExpression>
+#include <QUrl>
+
+#include <algorithm>
+#include <array>
+
+namespace ovalin {
+
+namespace {
+
+struct MarkdownLink {
+    qsizetype begin;
+    qsizetype end;
+    LinkPair pair;
+};
+
+/// Walks over the matches of \[([^\]]+)\]\(([^)\s]+)\). Not that expression itself: it takes quadratic time over a long
+/// run of opening brackets.
+class MarkdownLinks {
+public:
+    explicit MarkdownLinks(QStringView answer)
+        : text(answer) {}
+
+    [[nodiscard]] bool next(MarkdownLink& link) {
+        for (qsizetype open = text.indexOf(QLatin1Char('['), at); open >= 0;
+             open = text.indexOf(QLatin1Char('['), at)) {
+            const qsizetype close = text.indexOf(QLatin1Char(']'), open);
+            if (close < 0)
+                return false;
+            // Every bracket opened before `close` has this same rest, so none of them needs a look of its own.
+            at = close;
+            const qsizetype address = close + 2;
+            if (close == open + 1 || close + 1 >= text.size() || text[close + 1] != QLatin1Char('('))
+                continue;
+            const qsizetype end = endOfAddress(address);
+            if (end == address || end >= text.size() || text[end] != QLatin1Char(')'))
+                continue;
+            at = end + 1;
+            link = {
+                open,
+                at,
+                {text.sliced(open + 1, close - open - 1).toString(), text.sliced(address, end - address).toString()}};
+            return true;
+        }
+        return false;
+    }
+
+private:
+    /// The first closing parenthesis or white space from there on. Kept, since many openings may share one end.
+    qsizetype endOfAddress(qsizetype from) {
+        for (addressEnd = std::max(addressEnd, from); addressEnd < text.size(); ++addressEnd) {
+            if (text[addressEnd] == QLatin1Char(')') || text[addressEnd].isSpace())
+                break;
+        }
+        return addressEnd;
+    }
+
+    QStringView text;
+    qsizetype at = 0;
+    qsizetype addressEnd = 0;
+};
+
+/// http and https addresses, www names and mail addresses. All repetitions are bounded or possessive, and no mail
+/// address starts inside of what could be one, which keeps this linear.
+const QRegularExpression& bareAddress() {
+    static const QRegularExpression expression = [] {
+        const QString port = QStringLiteral(R"((?::\d{1,5})?)");
+        // Quotation marks, CJK punctuation and invisible formatting characters end an address.
+        const QString path = QStringLiteral(
+            R"((?:[/?#][^\s\p{Cc}\p{Cf}<>"`|\\\x{AB}\x{BB}\x{201C}-\x{201F}\x{3000}-\x{3003}\x{3008}-\x{3011})"
+            R"(\x{FF01}\x{FF08}\x{FF09}\x{FF0C}\x{FF1A}\x{FF1B}\x{FF1F}]*+)?+)");
+        const QString labels = QStringLiteral(R"((?:[\p{L}\p{M}\p{N}-]{1,63}\.){1,10}\p{L}[\p{L}\p{M}]{1,62})");
+        const QString whole = QStringLiteral(R"((?![\p{L}\p{M}\p{N}@]))");
+        return QRegularExpression(
+            QStringLiteral(R"((?<![A-Za-z0-9@/.%+-])(?:)") +
+                // scheme, user information, an IPv6 address or a host
+                QStringLiteral(R"(https?://(?:[\w.%+:~-]{1,64}@)?(?:\[[0-9a-f:.]{2,64}\]|)"
+                               R"([\p{L}\p{N}](?:[\p{L}\p{M}\p{N}._-]{0,253}[\p{L}\p{M}\p{N}])?))") +
+                whole + port + path + QStringLiteral(R"(|(?<www>www\.)") + labels + whole + port + path +
+                QStringLiteral(R"()|(?<mail>(?<!_)[A-Z0-9._%+-]{1,64}@)") + labels + whole + QStringLiteral("))"),
+            QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption);
+    }();
+    return expression;
+}
+
+/// How much of a found address belongs to it: not the punctuation of the sentence, not a bracket that was opened before
+/// it, not the emphasis mark it stands in.
+qsizetype trimmedLength(QStringView address, QChar before) {
+    static constexpr std::array<std::pair<char16_t, char16_t>, 3> BRACKETS{{{u'(', u')'}, {u'[', u']'}, {u'{', u'}'}}};
+    std::array<qsizetype, 3> surplus{}; // closing ones less opening ones
+    for (size_t i = 0; i < BRACKETS.size(); ++i)
+        surplus[i] = address.count(BRACKETS[i].second) - address.count(BRACKETS[i].first);
+    qsizetype length = address.size();
+    for (; length > 0; --length) {
+        const QChar last = address[length - 1];
+        if (QStringView(u".,:;!?'\u2019\u2026\u060C\u061B\u061F\u06D4\u0964").contains(last) ||
+            (QStringView(u"*_~").contains(last) && last == before))
+            continue;
+        const auto bracket =
+            std::find_if(BRACKETS.begin(), BRACKETS.end(), [last](const auto& pair) { return pair.second == last; });
+        if (bracket == BRACKETS.end() || surplus[static_cast<size_t>(bracket - BRACKETS.begin())]-- <= 0)
+            break;
+    }
+    return length;
+}
+
+void appendPlain(std::vector<AnswerRun>& runs, QStringView text) {
+    if (!text.isEmpty())
+        runs.push_back({text.toString(), false, {}});
+}
+
+void linkifyBareURLs(std::vector<AnswerRun>& runs, QStringView plain) {
+    const QString text = plain.toString();
+    // Half a surrogate pair would end the search; its stand-in has the same length.
+    const QString searched = text.isValidUtf16() ? text : QString::fromUtf8(text.toUtf8());
+    qsizetype cursor = 0;
+    for (auto matches = bareAddress().globalMatch(searched); matches.hasNext();) {
+        const QRegularExpressionMatch match = matches.next();
+        const qsizetype start = match.capturedStart();
+        const qsizetype length = trimmedLength(match.capturedView(), start > 0 ? text[start - 1] : QChar());
+        const QString address = text.sliced(start, length);
+        const QString target = match.hasCaptured(u"www")    ? QStringLiteral("http://") + address
+                               : match.hasCaptured(u"mail") ? QStringLiteral("mailto:") + address
+                                                            : address;
+        if (!QUrl(target).isValid())
+            continue;
+        appendPlain(runs, plain.sliced(cursor, start - cursor));
+        runs.push_back({address, true, target});
+        cursor = start + length;
+    }
+    appendPlain(runs, plain.sliced(cursor));
+}
+
+AnswerRun linkRun(const LinkPair& pair) { return {pair.anchor, true, QUrl(pair.url).isValid() ? pair.url : QString()}; }
+
+} // namespace
+
+std::vector<LinkPair> extractLinkPairs(const QString& answer) {
+    std::vector<LinkPair> pairs;
+    MarkdownLinks links(answer);
+    for (MarkdownLink link; links.next(link);)
+        pairs.push_back(std::move(link.pair));
+    return pairs;
+}
+
+std::vector<AnswerRun> attributedAnswer(const QString& answer) {
+    std::vector<AnswerRun> runs;
+    const QStringView text(answer);
+    qsizetype cursor = 0;
+    MarkdownLinks links(text);
+    for (MarkdownLink link; links.next(link); cursor = link.end) {
+        linkifyBareURLs(runs, text.sliced(cursor, link.begin - cursor));
+        runs.push_back(linkRun(link.pair));
+    }
+    linkifyBareURLs(runs, text.sliced(cursor));
+    return runs;
+}
+
+bool mayOpen(const QString& target) {
+    const QUrl url(target);
+    const QString scheme = url.scheme();
+    if (scheme == QLatin1String("mailto"))
+        return url.isValid();
+    return url.isValid() && !url.host().isEmpty() &&
+           (scheme == QLatin1String("http") || scheme == QLatin1String("https"));
+}
+
+} // namespace ovalin

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QHash>
+#include <QString>
+
+#include <vector>
+
+namespace ovalin {
+
+// What in an answer is a link. Pure, any thread; the cost grows with the length of the text and no faster, whatever the
+// text is. An address stays as it was written, also as a target.
+
+/// The text between the brackets and the address between the parentheses of one markdown link.
+struct LinkPair {
+    QString anchor;
+    QString url;
+    bool operator==(const LinkPair&) const = default;
+};
+
+/// A stretch of an answer as it is shown.
+struct AnswerRun {
+    QString text;
+    bool link = false;
+    QString target; ///< empty in a link: shown as one, leads nowhere
+};
+
+/// An address as written in the answer to the search page that replaces it.
+using ReplacementTable = QHash<QString, QString>;
+
+/// The markdown links in text order, repeated ones included.
+[[nodiscard]] std::vector<LinkPair> extractLinkPairs(const QString& answer);
+
+/// The answer with its markdown links and bare addresses made into links; all other markdown stays as it was typed.
+[[nodiscard]] std::vector<AnswerRun> attributedAnswer(const QString& answer);
+
+/// Whether a click may hand the target to the desktop: http and https with a host, and mailto.
+[[nodiscard]] bool mayOpen(const QString& target);
+
+} // namespace ovalin

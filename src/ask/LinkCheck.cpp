@@ -1,0 +1,150 @@
+#include "LinkCheck.h"
+
+#include "WebSearch.h"
+
+#include "base/Log.h"
+
+#include <QSet>
+#include <QUrl>
+
+#include <memory>
+#include <unordered_map>
+
+#include <curl/curl.h>
+
+namespace ovalin {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int STOP_LATENCY = 50; // ms
+constexpr long MAX_REDIRECTS = 20;
+constexpr const char* USER_AGENT = "Mozilla/5.0 (Macintosh; Intel Mac OS X 10_15_7) AppleWebKit/605.1.15 "
+                                   "(KHTML, like Gecko) Version/17 Safari/605.1.15";
+
+struct Request {
+    const LinkPair* pair;
+    QByteArray url; ///< encoded for the wire, without user information
+};
+
+/// What is to be asked for: each http or https address once, at its first place in the answer.
+std::vector<Request> requestsFor(const std::vector<LinkPair>& pairs) {
+    std::vector<Request> requests;
+    QSet<QString> seen;
+    for (const LinkPair& pair : pairs) {
+        const QUrl url(pair.url);
+        const bool web = url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https");
+        if (!web || !url.isValid() || url.host().isEmpty() || isSearchPage(pair.url) || seen.contains(pair.url))
+            continue;
+        seen.insert(pair.url);
+        requests.push_back({&pair, url.toEncoded(QUrl::RemoveUserInfo)});
+    }
+    return requests;
+}
+
+struct MultiDeleter {
+    void operator()(CURLM* handle) const { curl_multi_cleanup(handle); }
+};
+using Multi = std::unique_ptr<CURLM, MultiDeleter>;
+
+/// One request on its way, part of the multi handle as long as it lives.
+class Transfer {
+public:
+    Transfer(CURLM* transfers, const Request& request, std::chrono::milliseconds limit)
+        : multi(transfers)
+        , pair(request.pair)
+        , easy(curl_easy_init()) {
+        if (easy == nullptr)
+            return;
+        curl_easy_setopt(easy, CURLOPT_URL, request.url.constData());
+        curl_easy_setopt(easy, CURLOPT_NOBODY, 1L);
+        curl_easy_setopt(easy, CURLOPT_USERAGENT, USER_AGENT);
+        curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(limit.count()));
+        curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, 1L);
+        curl_easy_setopt(easy, CURLOPT_MAXREDIRS, MAX_REDIRECTS);
+        curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+        curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+        curl_easy_setopt(easy, CURLOPT_DISALLOW_USERNAME_IN_URL, 1L); // a redirect may bring one
+        curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+        curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L); // else a name server that hangs holds up the end of a transfer
+        curl_multi_add_handle(multi, easy);
+    }
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+    ~Transfer() {
+        curl_multi_remove_handle(multi, easy);
+        curl_easy_cleanup(easy);
+    }
+
+    [[nodiscard]] CURL* handle() const { return easy; }
+    [[nodiscard]] const LinkPair& link() const { return *pair; }
+    [[nodiscard]] bool ledNowhere() const {
+        long status = 0;
+        const char* effective = nullptr;
+        curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+        curl_easy_getinfo(easy, CURLINFO_EFFECTIVE_URL, &effective);
+        return isDead(status, effective != nullptr ? QString::fromUtf8(effective) : pair->url);
+    }
+
+private:
+    CURLM* multi;
+    const LinkPair* pair;
+    CURL* easy;
+};
+
+/// Takes the finished transfers out of `open`, and notes those whose page is gone.
+bool collect(CURLM* multi, std::unordered_map<CURL*, std::unique_ptr<Transfer>>& open, ReplacementTable& table) {
+    bool any = false;
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(multi, &left)) {
+        const CURLcode result = message->data.result; // the message goes with its transfer
+        const auto finished = open.extract(message->easy_handle);
+        const Transfer& transfer = *finished.mapped();
+        if (result == CURLE_OK && transfer.ledNowhere())
+            table.insert(transfer.link().url, googleSearchURL(transfer.link().anchor));
+        any = true;
+    }
+    return any;
+}
+
+} // namespace
+
+bool isDead(long status, const QString& finalUrl) {
+    const QString final = finalUrl.toLower();
+    return status == 404 || status == 410 || status >= 500 || final.contains(QLatin1String("/404")) ||
+           final.contains(QLatin1String("not-found")) || final.contains(QLatin1String("notfound")) ||
+           final.contains(QLatin1String("/error"));
+}
+
+ReplacementTable checkLinks(const std::vector<LinkPair>& pairs, const LinkCheckLimits& limits,
+                            const std::atomic<bool>& stop) {
+    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
+    const Multi multi(ready == CURLE_OK ? curl_multi_init() : nullptr);
+    ReplacementTable table;
+    if (!multi) {
+        logOnce(QStringLiteral("link checks"), QStringLiteral("Ovalin: links cannot be checked"));
+        return table;
+    }
+
+    const std::vector<Request> requests = requestsFor(pairs);
+    std::unordered_map<CURL*, std::unique_ptr<Transfer>> open;
+    const auto end = Clock::now() + limits.altogether;
+    for (size_t next = 0; !stop && Clock::now() < end;) {
+        for (; open.size() < limits.atOnce && next < requests.size(); ++next) {
+            auto transfer = std::make_unique<Transfer>(multi.get(), requests[next], limits.perLink);
+            if (CURL* handle = transfer->handle())
+                open.emplace(handle, std::move(transfer));
+        }
+        int running = 0;
+        curl_multi_perform(multi.get(), &running);
+        if (collect(multi.get(), open, table))
+            continue;
+        if (open.empty() && next == requests.size())
+            break;
+        curl_multi_poll(multi.get(), nullptr, 0, STOP_LATENCY, nullptr);
+    }
+    return table;
+}
+
+} // namespace ovalin
