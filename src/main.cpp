@@ -4,6 +4,7 @@
 #include "app/SingleInstance.h"
 #include "app/Termination.h"
 #include "base/ChildEnvironment.h"
+#include "base/LiveChild.h"
 #include "base/Log.h"
 #include "capture/SiteOwnership.h"
 #include "capture/WindowShot.h"
@@ -70,5 +71,6 @@ int main(int argc, char** argv) {
     const int status = QApplication::exec();
     delegate.applicationWillTerminate();
     dispatch.finish(); // its workers use what is destroyed next
+    LiveChild::awaitEnds();
     return status;
 }

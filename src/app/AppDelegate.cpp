@@ -118,6 +118,7 @@ void AppDelegate::showPanel() {
 
     panel = std::make_unique<CapturePanel>(desktop.pasteboard, desktop.workspace.compositorRuns());
     connectPanel();
+    openChat();
     if (!context.capText.isEmpty())
         panel->showExcerpt(context.capText, false);
     setMode(false, false);
@@ -156,11 +157,13 @@ void AppDelegate::connectPanel() {
 
 void AppDelegate::closePanel() {
     closeHowto();
+    closeChat();
     selectionWatch.stopSelectionWatch();
     dropPanel();
 }
 
 void AppDelegate::dropPanel() {
+    closeChat();
     if (!panel)
         return;
     desktop.keyboardHold.letGo();

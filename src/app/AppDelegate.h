@@ -4,6 +4,8 @@
 #include "HotKey.h"
 #include "UserDefaults.h"
 
+#include "ask/AskChat.h"
+#include "ask/LinkVerifier.h"
 #include "base/Dispatch.h"
 #include "base/Paths.h"
 #include "capture/BrowserPage.h"
@@ -65,6 +67,9 @@ public:
     void micTapped();
     void historyTapped();
 
+    // Ask
+    void sendAsk(const QString& question);
+
     // How-to card
     void helpTapped();
     void showHowto();
@@ -77,6 +82,8 @@ private:
     struct Delivery;
 
     void connectPanel();
+    void openChat();
+    void closeChat();
     void dropPanel();
     void setStatus(const QString& text);
     void showPlaceholder();
@@ -102,7 +109,10 @@ private:
     std::unique_ptr<RoutedRequests> routedRequests;
     std::unique_ptr<Heartbeat> heartbeat;
 
+    LinkVerifier linkVerifier;
+
     std::unique_ptr<CapturePanel> panel;
+    std::unique_ptr<AskChat> chat; ///< of this opening
     std::unique_ptr<HowtoPanel> howtoPanel;
     bool askMode = false;
     bool modeLockedByUser = false;

@@ -30,6 +30,8 @@ void AppDelegate::setMode(bool ask, bool byUser) {
     panel->setSubmitTitle(ask ? QStringLiteral("Send") : QStringLiteral("Submit"));
     showPlaceholder();
     setStatus({});
+    if (ask)
+        chat->startWarmAsk();
     if (byUser)
         panel->promptField->setFocus();
 }
@@ -79,8 +81,14 @@ void AppDelegate::sendTapped() {
     if (!panel)
         return;
     const QString instruction = panel->promptField->text().trimmed();
+    const QString word = instruction.toLower();
+    if (chat->streaming() && (word == QLatin1String("/stop") || word == QLatin1String("stop"))) {
+        panel->promptField->clear();
+        chat->stopAskTurn();
+        return;
+    }
     if (askMode) {
-        setStatus(QStringLiteral("asking is not available yet — Do hands it to the agent"));
+        sendAsk(instruction);
         return;
     }
     submitDo(instruction, panel->previewView->excerpt().trimmed());

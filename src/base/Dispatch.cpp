@@ -31,6 +31,8 @@ void QtDispatch::finish() {
     pools->general.clear();
     if (!pools->general.waitForDone(2000))
         std::_Exit(0);
+    // Nobody hears these any more; a child that was just started ends with the news of it.
+    QCoreApplication::removePostedEvents(&pools->mainThread);
 }
 
 double QtDispatch::now() const {

@@ -242,6 +242,7 @@ tl::expected<std::unique_ptr<LiveChild>, QString> LiveChild::start(const ChildCo
     if (!output)
         return tl::unexpected(output.error());
     makeNonBlocking(input->write);
+    ::fcntl(input->write.get(), F_SETPIPE_SZ, 1 << 20); // a screenshot in a few turns; as it was when that is refused
     makeNonBlocking(output->read);
     const auto pid = spawnChild(command, input->read.get(), output->write.get(), ChildGroup::Own);
     if (!pid)

@@ -3,6 +3,7 @@
 #include "Brand.h"
 #include "EditMenu.h"
 #include "Palette.h"
+#include "SlimScrollBar.h"
 
 #include <QContextMenuEvent>
 #include <QScrollBar>
@@ -64,6 +65,7 @@ PreviewTextView::PreviewTextView(Pasteboard& thePasteboard, QWidget* parent)
     setAcceptDrops(false);
     viewport()->setAutoFillBackground(false);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBar(new SlimScrollBar(this));
     setFont(Brand::font(12.5, QFont::Light));
     document()->setDocumentMargin(0);
     setViewportMargins(10, 8, 0, 8);

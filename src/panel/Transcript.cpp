@@ -3,6 +3,7 @@
 #include "Brand.h"
 #include "EditMenu.h"
 #include "Palette.h"
+#include "SlimScrollBar.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QContextMenuEvent>
@@ -100,6 +101,7 @@ Transcript::Transcript(QWidget* parent)
     setAcceptDrops(false);
     setTabChangesFocus(false); // Tab walks over the links first
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBar(new SlimScrollBar(this));
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the text keeps its width, and cuts stay at line ends
     setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     viewport()->setAutoFillBackground(false);
@@ -211,6 +213,7 @@ void Transcript::clearConversation() {
 void Transcript::flush() {
     while (workLeft())
         work(std::chrono::hours(1));
+    nextTurn = {}; // what streams next shows at once
 }
 
 bool Transcript::workLeft() const { return backlog() > 0 || linkifying; }

@@ -179,6 +179,8 @@ QColor FlushButton::reacting(QColor color) const {
 void FlushButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
+    if (!isEnabled())
+        painter.setOpacity(0.45);
     paintFace(painter, QRectF(rect()));
     if (hasFocus()) {
         painter.setBrush(Qt::NoBrush);

@@ -8,7 +8,7 @@
 namespace ovalin {
 
 /// A desktop on which the real program runs, driven from outside as a user would.
-class OvalinDesk final : public TestDesk {
+class OvalinDesk : public TestDesk {
 public:
     explicit OvalinDesk(const Options& options = {});
 

@@ -1,0 +1,121 @@
+// A question on its way: from Return to the message in the agent's hands (a search script that answers at once and a
+// screenshot of 0 or 5 MB), and from the first text the agent prints to its first paint. The agent is a script that
+// tells the times it saw. Qt's offscreen platform will do.
+//
+//   QT_QPA_PLATFORM=offscreen bench_ask [ROUNDS]
+#include "ask/AskChat.h"
+#include "ask/WebSearch.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+
+using namespace ovalin;
+
+namespace {
+
+class NoPasteboard final : public Pasteboard {
+public:
+    std::optional<QString> primaryText(qint32, Freshness) override { return {}; }
+    quint64 changeCount() override { return 0; }
+    std::optional<PasteboardSnapshot> snapshot() override { return {}; }
+    std::optional<QString> text() override { return {}; }
+    void restore(PasteboardSnapshot) override {}
+    void readText(Selection, QObject*, std::function<void(const QString&)>) override {}
+};
+
+/// The wall clock in milliseconds, as the script has it.
+double wallMilliseconds() {
+    timespec now{};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
+}
+
+/// When the transcript was last painted with text of the answer in it.
+class Paints final : public QObject {
+public:
+    explicit Paints(Transcript* view)
+        : transcript(view) {
+        view->viewport()->installEventFilter(this);
+    }
+    double at = 0;
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Paint && at == 0 && !transcript->answer().isEmpty() && transcript->backlog() == 0)
+            at = wallMilliseconds();
+        return false;
+    }
+
+private:
+    Transcript* const transcript;
+};
+
+void script(const QString& path, const QByteArray& text) {
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) < 0)
+        std::exit(1);
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+void print(const char* name, std::vector<double> milliseconds) {
+    std::sort(milliseconds.begin(), milliseconds.end());
+    std::printf("%-46s median %6.1f   p95 %6.1f   worst %6.1f ms\n", name, milliseconds[milliseconds.size() / 2],
+                milliseconds[milliseconds.size() * 95 / 100], milliseconds.back());
+}
+
+void rounds(const char* name, int count, qsizetype shot) {
+    QTemporaryDir folder;
+    const QString agent = folder.filePath(QStringLiteral("agent")), search = folder.filePath(QStringLiteral("search"));
+    script(search, "#!/bin/sh\necho '[]'\n");
+    script(agent, "#!/usr/bin/python3\nimport json, sys, time\n"
+                  "for line in sys.stdin.buffer:\n    now = '%.6f' % time.time()\n"
+                  "    print(json.dumps({'type': 'stream_event', 'event': {'type': 'content_block_delta', 'delta': "
+                  "{'text': now}}}))\n    print(json.dumps({'type': 'result', 'subtype': 'success'}), flush=True)\n");
+    NoPasteboard pasteboard;
+    QtDispatch dispatch;
+    LinkVerifier verifier;
+    std::vector<double> written, painted;
+    for (int round = 0; round < count; ++round) {
+        CaptureContext context;
+        context.open(QStringLiteral("Editor"), {}, 1);
+        if (shot > 0)
+            context.capShotB64 = QString(shot, QLatin1Char('A'));
+        CapturePanel panel(pasteboard, true);
+        panel.openAt({0, 0});
+        panel.revealTranscript();
+        AskChat chat(dispatch, verifier, panel, context,
+                     {{agent, {}},
+                      [&search](const QString& question) { return googleSearch(question, search); },
+                      [] { return [] { return QStringLiteral("selected"); }; }});
+        chat.startWarmAsk();
+        for (int i = 0; i < 100; ++i) // warm, as when the user has typed a question
+            QCoreApplication::processEvents(QEventLoop::AllEvents, 2);
+        Paints paints(panel.transcriptView);
+        panel.promptField->setText(QStringLiteral("why?"));
+        const double start = wallMilliseconds();
+        chat.sendAskTurn();
+        while (paints.at == 0)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        const double read = panel.transcriptView->answer().toDouble() * 1e3;
+        written.push_back(read - start);
+        painted.push_back(paints.at - read);
+    }
+    std::printf("%s\n", name);
+    print("  Return to the message read by the agent", written);
+    print("  first text printed to first painted", painted);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    const int count = argc > 1 ? std::atoi(argv[1]) : 40;
+    rounds("without a screenshot", count, 0);
+    rounds("with 5 MB of screenshot", count, 5 << 20);
+    LiveChild::awaitEnds();
+}

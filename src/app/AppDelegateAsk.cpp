@@ -1,0 +1,31 @@
+// The flows of AppDelegate that concern the conversation with the agent.
+#include "AppDelegate.h"
+
+#include "ask/WebSearch.h"
+
+namespace ovalin {
+
+void AppDelegate::openChat() {
+    AskChat::Sources sources{
+        {paths.askScript, AgentSearch::under(paths.home)},
+        [script = paths.searchScript](const QString& question) { return googleSearch(question, script); },
+        [this] { return currentFocus(); },
+    };
+    chat = std::make_unique<AskChat>(dispatch, linkVerifier, *panel, context, std::move(sources));
+}
+
+void AppDelegate::closeChat() {
+    if (!chat)
+        return;
+    chat->closing();
+    chat.reset();
+}
+
+void AppDelegate::sendAsk(const QString& question) {
+    if (!question.isEmpty() && !chat->streaming())
+        recordIntentCommit(question, true);
+    panel->revealTranscript();
+    chat->sendAskTurn();
+}
+
+} // namespace ovalin

@@ -1,0 +1,344 @@
+#include "AskChat.h"
+
+#include "AnswerLinks.h"
+#include "AskMessage.h"
+#include "WebSearch.h"
+
+#include "base/ChildProcess.h"
+#include "base/Log.h"
+#include "history/AskHistory.h"
+
+#include <QJsonArray>
+#include <QPointer>
+#include <QUuid>
+
+namespace ovalin {
+
+namespace {
+
+using Kind = StreamEvent::Kind;
+using Outcome = StreamEvent::Outcome;
+using Speaker = Transcript::Speaker;
+
+// So much text that does not show yet holds the agent up: it writes faster than anybody reads.
+constexpr qsizetype MOST_BACKLOG = qsizetype{1} << 16;
+
+QString bracketed(const QString& text) { return QStringLiteral("\n[") + text + QLatin1Char(']'); }
+
+/// Where in the answer its links stand. A written-out link takes more room there than what shows of it.
+std::vector<Transcript::LinkSpan> linkSpans(const QString& answer) {
+    std::vector<Transcript::LinkSpan> spans;
+    qsizetype at = 0;
+    for (const AnswerRun& run : attributedAnswer(answer)) {
+        qsizetype length = run.text.size();
+        if (run.link && answer.at(at) == QLatin1Char('['))
+            length = answer.indexOf(QLatin1Char(')'), at + length + 2) + 1 - at;
+        if (run.link)
+            spans.push_back({at, length, run.text, run.target});
+        at += length;
+    }
+    return spans;
+}
+
+} // namespace
+
+// One question on its way to the agent: what is asked of others for it comes in any order.
+struct AskChat::Turn {
+    quint64 number = 0;
+    QString question;
+    AskPreamble preamble;
+    std::optional<QString> selection, searchResults;
+};
+
+AskChat::AskChat(Dispatch& theDispatch, LinkVerifier& theVerifier, CapturePanel& thePanel,
+                 const CaptureContext& theContext, Sources theSources)
+    : dispatch(theDispatch)
+    , verifier(theVerifier)
+    , panel(thePanel)
+    , context(theContext)
+    , sources(std::move(theSources))
+    , process(dispatch, sources.command) {
+    connect(&process, &ChatProcess::arrived, this, &AskChat::handleEvent);
+    connect(&process, &ChatProcess::ended, this, &AskChat::processEnded);
+    connect(&process, &ChatProcess::undelivered, this, &AskChat::undelivered);
+    connect(&process, &ChatProcess::agentMissing, this, [this] {
+        agentIsMissing = true;
+        setAskStatus(agentMissingChatMessage());
+    });
+    connect(panel.transcriptView, &Transcript::caughtUp, this, [this] { process.setPaused(false); });
+    connect(panel.transcriptView, &Transcript::anchorClicked, this,
+            [this](const QUrl& target) { openLink(target.toString()); });
+}
+
+AskChat::~AskChat() = default;
+
+void AskChat::startWarmAsk() {
+    if (!process.startWarmAsk(askResumeId))
+        return;
+    firstAskTurn = true;
+    agentIsMissing = false;
+}
+
+void AskChat::stopWarmAsk() {
+    askStreaming = false;
+    process.stopWarmAsk();
+}
+
+void AskChat::sendAskTurn() {
+    const QString question = panel.promptField->text().trimmed();
+    if (askStreaming || question.isEmpty())
+        return;
+    panel.promptField->clear();
+    Q_EMIT questionSent();
+    userTurnText = question;
+    if (!askFirstQuestion)
+        askFirstQuestion = question;
+    if (!process.alive())
+        startWarmAsk();
+
+    auto turn = std::make_shared<Turn>();
+    turn->number = ++turnNumber;
+    turn->question = question;
+    if (std::exchange(firstAskTurn, false))
+        turn->preamble = askPreamble(context);
+    panel.transcriptView->appendTranscript(Speaker::You, question);
+    startTorviTurn();
+    askStreaming = true;
+    setAskStatus(QStringLiteral("searching…"));
+    askAbout(turn);
+}
+
+void AskChat::askAbout(const std::shared_ptr<Turn>& turn) {
+    const auto whenAllIsThere = [this, turn] {
+        if (!turn->selection || !turn->searchResults || turn->number != turnNumber || !askStreaming)
+            return;
+        writeAskMessage(askMessage(turn->preamble.parts, *turn->selection,
+                                   groundingBlock(turn->question, *turn->searchResults), turn->question),
+                        turn->preamble.attachShot);
+    };
+    dispatch.inBackground(Queue::UserInitiated, this, sources.currentFocus(),
+                          [turn, whenAllIsThere](const QString& selection) {
+                              turn->selection = selection;
+                              whenAllIsThere();
+                          });
+    dispatch.inBackground(
+        Queue::UserInitiated, this,
+        [search = sources.googleSearch, question = turn->question] { return search(question); },
+        [turn, whenAllIsThere](const QString& results) {
+            turn->searchResults = results;
+            whenAllIsThere();
+        });
+}
+
+void AskChat::writeAskMessage(const QString& message, bool attachShot) {
+    setAskStatus(QStringLiteral("Torvi is thinking…"));
+    // With a screenshot the line is megabytes long.
+    dispatch.inBackground(
+        Queue::UserInitiated, this,
+        [message, shot = attachShot ? context.capShotB64 : std::nullopt] { return askMessageLine(message, shot); },
+        [this, number = turnNumber](std::optional<QByteArray> line) {
+            if (number != turnNumber || !askStreaming)
+                return;
+            if (!line) {
+                endTorviTurn(QStringLiteral("could not encode the question"));
+                return;
+            }
+            if (const auto wrote = process.write(std::move(*line)); wrote != ChatProcess::Wrote::Queued)
+                undelivered(wrote);
+        });
+}
+
+void AskChat::undelivered(ChatProcess::Wrote why) {
+    if (!askStreaming)
+        return;
+    endTorviTurn(why == ChatProcess::Wrote::NoProcess ? QStringLiteral("Torvi's chat process isn't running")
+                                                      : QStringLiteral("could not reach Torvi's chat process"));
+    if (agentIsMissing)
+        setAskStatus(agentMissingChatMessage());
+}
+
+void AskChat::startTorviTurn() {
+    panel.transcriptView->beginAnswer();
+    torviTurnText.clear();
+    confirmedLength = 0;
+    askTurnPersisted = false;
+    askTurnInterrupted = false;
+    setAskStatus(QStringLiteral("Torvi is thinking…"));
+    panel.sendBtnRef->setEnabled(false);
+}
+
+void AskChat::appendTorviDelta(const QString& text) {
+    torviTurnText += text;
+    panel.transcriptView->appendAnswer(text);
+    if (askStreaming)
+        setAskStatus({});
+    if (panel.transcriptView->backlog() > MOST_BACKLOG)
+        process.setPaused(true);
+}
+
+void AskChat::takeBack(qsizetype length) {
+    torviTurnText.truncate(length);
+    panel.transcriptView->truncateAnswer(length);
+}
+
+void AskChat::endTorviTurn(const QString& error) {
+    const bool wasStreaming = std::exchange(askStreaming, false);
+    panel.sendBtnRef->setEnabled(true);
+    panel.promptField->setFocus();
+    if (error.isEmpty() && !wasStreaming) {
+        setAskStatus({});
+        return;
+    }
+    if (!error.isEmpty())
+        appendTorviDelta(bracketed(error));
+    const QString answer = panel.transcriptView->answer();
+    const auto pairs = extractLinkPairs(answer);
+    panel.transcriptView->linkify(linkSpans(answer));
+    if (pairs.empty()) {
+        setAskStatus({});
+        return;
+    }
+    setAskStatus(QStringLiteral("checking links…"));
+    verifier.verifyURLs(pairs, [this, guard = QPointer<QObject>(this)](const ReplacementTable& table) {
+        if (!guard)
+            return;
+        panel.transcriptView->repairLinks(table);
+        setAskStatus({});
+    });
+}
+
+void AskChat::stopAskTurn() {
+    if (!askStreaming)
+        return;
+    const auto session = askSessionId;
+    askTurnInterrupted = true;
+    appendTorviDelta(bracketed(QStringLiteral("stopped")));
+    persistAskTurn();
+    endTorviTurn({});
+    stopWarmAsk();
+    askResumeId = session && !QUuid::fromString(*session).isNull() ? session : std::nullopt;
+    startWarmAsk();
+    setAskStatus(QStringLiteral("stopped — ask again to pick up where it left off"));
+}
+
+void AskChat::handleEvent(const StreamEvent& event) {
+    switch (event.kind) {
+    case Kind::Session:
+        askSessionId = event.text;
+        break;
+    case Kind::Status:
+        if (askStreaming)
+            setAskStatus(event.text);
+        break;
+    case Kind::Delta:
+        appendTorviDelta(event.text);
+        break;
+    case Kind::MessageStart: // the connection was lost in mid message: the agent says it all again
+        if (askStreaming)
+            takeBack(confirmedLength);
+        break;
+    case Kind::BlockText:
+        if (askStreaming && torviTurnText.size() > confirmedLength &&
+            QStringView(torviTurnText).mid(confirmedLength) != event.text) {
+            takeBack(confirmedLength);
+            appendTorviDelta(event.text);
+        }
+        confirmedLength = torviTurnText.size();
+        break;
+    case Kind::Continued:
+        confirmedLength = torviTurnText.size();
+        break;
+    case Kind::Result:
+        handleResult(event);
+        break;
+    }
+}
+
+void AskChat::handleResult(const StreamEvent& event) {
+    if (event.outcome == Outcome::Success) {
+        persistAskTurn();
+        endTorviTurn({});
+        return;
+    }
+    if (!askStreaming) {
+        endTorviTurn({});
+        return;
+    }
+    // An agent that only could not answer this once still knows the conversation.
+    if (event.outcome == Outcome::Failed && askResumeId) {
+        Q_EMIT evicted(*askResumeId);
+        askResumeId.reset();
+        askSessionId.reset();
+        askTurnPersisted = true;
+        stopWarmAsk();
+        startWarmAsk();
+        endTorviTurn({});
+        if (panel.promptField->text().isEmpty())
+            panel.promptField->setText(userTurnText); // nobody has read it
+        setAskStatus(QStringLiteral("couldn't resume that conversation — starting fresh"));
+        return;
+    }
+    appendTorviDelta(bracketed(event.text.isEmpty() ? QStringLiteral("Torvi hit an error.") : event.text));
+    endTorviTurn({});
+}
+
+void AskChat::processEnded() {
+    if (askStreaming)
+        endTorviTurn(QStringLiteral("Torvi's chat process ended"));
+}
+
+void AskChat::resumeAskSession(const QJsonObject& entry, const QString& age, const std::function<void()>& switchToAsk) {
+    const QString id = entry.value(QLatin1String("id")).toString();
+    stopWarmAsk();
+    askResumeId = id;
+    askSessionId = id;
+    askTurnPersisted = true; // of the conversation before
+    const QJsonValue first = entry.value(QLatin1String("first"));
+    askFirstQuestion = first.isString() ? std::optional(first.toString()) : std::nullopt;
+    startWarmAsk();
+    switchToAsk();
+    panel.transcriptView->clearConversation();
+    for (const QJsonValue& item : entry.value(QLatin1String("preview")).toArray()) {
+        const bool you = item[QLatin1String("r")].toString() == QLatin1String("you");
+        panel.transcriptView->appendTranscript(you ? Speaker::You : Speaker::Torvi,
+                                               item[QLatin1String("t")].toString());
+    }
+    panel.revealTranscript();
+    setAskStatus(QStringLiteral("resumed — ") + age);
+}
+
+void AskChat::closing() {
+    if (askStreaming)
+        askTurnInterrupted = true;
+    persistAskTurn();
+}
+
+void AskChat::persistAskTurn() {
+    if (askTurnPersisted || !askSessionId || userTurnText.isEmpty())
+        return;
+    askTurnPersisted = true;
+    Q_EMIT turnStored(
+        {*askSessionId, context.capApp, askFirstQuestion, userTurnText, torviTurnText, askTurnInterrupted});
+}
+
+void AskChat::setAskStatus(const QString& text) { panel.hintField->setStatus(text); }
+
+void AskChat::openLink(const QString& target) {
+    if (!mayOpen(target)) {
+        setAskStatus(QStringLiteral("only web and mail links are opened"));
+        return;
+    }
+    dispatch.inBackground(
+        Queue::UserInitiated, this,
+        [target] {
+            return launchDetached({QStringLiteral("/usr/bin/xdg-open"), {target}, {}, {}});
+        },
+        [this](const tl::expected<void, QString>& opened) {
+            if (!opened) {
+                logLine(QStringLiteral("Ovalin: a link was not opened — ") + opened.error());
+                setAskStatus(QStringLiteral("no program opens links here"));
+            }
+        });
+}
+
+} // namespace ovalin

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "ChatProcess.h"
+#include "LinkVerifier.h"
+
+#include "capture/CaptureContext.h"
+#include "panel/CapturePanel.h"
+
+#include <QJsonObject>
+#include <QObject>
+
+#include <functional>
+#include <optional>
+
+namespace ovalin {
+
+/// What the conversation store keeps of one question and its answer.
+struct AskTurn;
+
+/// The conversation of one opening of the panel: its turns, the agent process that answers them, and what the panel
+/// shows of both. Main thread. Its end ends the process; the owner stores the last turn before that.
+class AskChat final : public QObject {
+    Q_OBJECT
+public:
+    struct Sources {
+        ChatCommand command;
+        std::function<QString(const QString& question)> googleSearch; ///< blocks; called on workers
+        std::function<std::function<QString()>()> currentFocus;       ///< makes what reads the selection on a worker
+    };
+
+    /// The panel, the record and the verifier outlive the chat.
+    AskChat(Dispatch& dispatch, LinkVerifier& verifier, CapturePanel& panel, const CaptureContext& context,
+            Sources sources);
+    ~AskChat() override;
+
+    void startWarmAsk();
+    void stopWarmAsk();
+
+    /// Sends the prompt's text as the next question; nothing while an answer streams or when the prompt is blank.
+    void sendAskTurn();
+    /// Cuts a streaming answer short; the next question goes on with the same conversation.
+    void stopAskTurn();
+    /// Continues a stored conversation: an entry of the history, and how long ago it was. `switchToAsk` is called when
+    /// the agent is on its way.
+    void resumeAskSession(const QJsonObject& entry, const QString& age, const std::function<void()>& switchToAsk);
+    /// Stores the turn unless it is stored; a streaming one as interrupted. For the panel's end.
+    void closing();
+
+    void setAskStatus(const QString& text);
+    [[nodiscard]] bool streaming() const { return askStreaming; }
+
+Q_SIGNALS:
+    void turnStored(const ovalin::AskTurn& turn);
+    /// The agent does not know this conversation any more.
+    void evicted(const QString& id);
+    void questionSent();
+
+private:
+    struct Turn;
+
+    void askAbout(const std::shared_ptr<Turn>& turn);
+    void writeAskMessage(const QString& message, bool attachShot);
+    void startTorviTurn();
+    void appendTorviDelta(const QString& text);
+    void endTorviTurn(const QString& error);
+    void handleEvent(const StreamEvent& event);
+    void handleResult(const StreamEvent& event);
+    void takeBack(qsizetype length);
+    void processEnded();
+    void undelivered(ChatProcess::Wrote why);
+    void persistAskTurn();
+    void openLink(const QString& target);
+
+    Dispatch& dispatch;
+    LinkVerifier& verifier;
+    CapturePanel& panel;
+    const CaptureContext& context;
+    const Sources sources;
+    ChatProcess process;
+
+    bool askStreaming = false;
+    bool firstAskTurn = true;
+    std::optional<QString> askSessionId;
+    std::optional<QString> askResumeId;
+    std::optional<QString> askFirstQuestion;
+    QString userTurnText;
+    QString torviTurnText;
+    bool askTurnInterrupted = false;
+    bool askTurnPersisted = true;
+
+    bool agentIsMissing = false;
+    quint64 turnNumber = 0;        // what comes late for an older turn is dropped
+    qsizetype confirmedLength = 0; // of the answer: what lies behind it may still become void
+};
+
+} // namespace ovalin

@@ -1,0 +1,70 @@
+#include "SlimScrollBar.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+
+#include <algorithm>
+#include <cmath>
+
+namespace ovalin {
+
+namespace {
+
+constexpr double LEAST_HANDLE = 24, THICKNESS = 5;
+
+} // namespace
+
+SlimScrollBar::SlimScrollBar(QWidget* parent)
+    : QScrollBar(Qt::Vertical, parent) {
+    setFixedWidth(WIDTH);
+    setAccessibleName(QStringLiteral("Scroll"));
+}
+
+QSize SlimScrollBar::sizeHint() const { return {WIDTH, 0}; }
+
+QRectF SlimScrollBar::handle() const {
+    const double range = maximum() - minimum();
+    if (range <= 0)
+        return {};
+    const double length = std::max(LEAST_HANDLE, height() * pageStep() / (range + pageStep()));
+    return {(WIDTH - THICKNESS) / 2, (height() - length) * (value() - minimum()) / range, THICKNESS, length};
+}
+
+void SlimScrollBar::paintEvent(QPaintEvent*) {
+    if (handle().isEmpty())
+        return;
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(26, 26, 26, grabbedAt >= 0 ? 110 : 64));
+    painter.drawRoundedRect(handle().adjusted(0, 2, 0, -2), THICKNESS / 2, THICKNESS / 2);
+}
+
+void SlimScrollBar::mousePressEvent(QMouseEvent* event) {
+    const QRectF held = handle();
+    if (event->button() != Qt::LeftButton || held.isEmpty())
+        return;
+    const double y = event->position().y();
+    if (y < held.top())
+        triggerAction(SliderPageStepSub);
+    else if (y > held.bottom())
+        triggerAction(SliderPageStepAdd);
+    else
+        grabbedAt = y - held.top();
+    update();
+}
+
+void SlimScrollBar::mouseMoveEvent(QMouseEvent* event) {
+    const double way = height() - handle().height();
+    if (grabbedAt < 0 || way <= 0)
+        return;
+    setValue(minimum() +
+             static_cast<int>(std::lround((event->position().y() - grabbedAt) / way * (maximum() - minimum()))));
+}
+
+void SlimScrollBar::mouseReleaseEvent(QMouseEvent*) {
+    grabbedAt = -1;
+    update();
+}
+
+} // namespace ovalin

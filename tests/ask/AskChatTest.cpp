@@ -1,0 +1,246 @@
+#include "ask/AskChat.h"
+
+#include "fakes/FakeDesktop.h"
+#include "history/AskHistory.h"
+#include "support/TestDesk.h"
+
+#include <QTemporaryDir>
+#include <QJsonArray>
+#include <QTest>
+
+#include <gmock/gmock.h>
+
+using namespace ovalin;
+using testing::HasSubstr;
+
+namespace {
+
+/// A conversation with an agent that is a shell script, in a panel that nobody sees.
+struct AskChatTest : testing::Test {
+    QTemporaryDir folder;
+    FakeDesktop desktop;
+    QtDispatch dispatch;
+    LinkVerifier verifier;
+    CaptureContext context;
+    CapturePanel panel{desktop.desktop.pasteboard, true};
+    std::optional<AskChat> chat;
+    std::vector<AskTurn> stored;
+    QStringList evicted;
+    QString selection = QStringLiteral("the excerpt");
+    std::function<QString()> search = [] { return QString(); };
+
+    AskChatTest() { context.open(QStringLiteral("Editor"), {}, 1); }
+    ~AskChatTest() override {
+        chat.reset();
+        dispatch.finish();
+        LiveChild::awaitEnds();
+    }
+
+    /// `script`: run by zsh with the folder as $D; `next` prints the recorded stream $1 and `say` an answer.
+    void start(const QByteArray& script) {
+        const QString path = folder.filePath(QStringLiteral("ask-stream.sh"));
+        writeFile(path, "#!/bin/zsh\nD='" + folder.path().toUtf8() + "'\nprint $$ $OVALIN_ASK_RESUME >> $D/starts\n" +
+                            "recorded() { cat " OVALIN_TESTS_DIR "/ask/recorded/$1.jsonl }\n"
+                            "delta() { print -r '{\"type\":\"stream_event\",\"session_id\":\"" +
+                            SESSION +
+                            "\",\"event\":{\"type\":\"content_block_delta\",\"delta\":{\"text\":\"'$1'\"}}}' }\n"
+                            "result() { print -r '{\"type\":\"result\",\"subtype\":\"'$1'\",\"result\":\"'$2'\"}' }\n" +
+                            script);
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        chat.emplace(dispatch, verifier, panel, context,
+                     AskChat::Sources{{path, AgentSearch{{}, std::chrono::milliseconds(100)}},
+                                      [this](const QString&) { return search(); },
+                                      [this] { return [text = selection] { return text; }; }});
+        QObject::connect(&*chat, &AskChat::turnStored, &*chat, [this](const AskTurn& turn) { stored.push_back(turn); });
+        QObject::connect(&*chat, &AskChat::evicted, &*chat, [this](const QString& id) { evicted.append(id); });
+    }
+    void ask(const char* question) {
+        panel.promptField->setText(QString::fromUtf8(question));
+        chat->sendAskTurn();
+    }
+    bool waitForEnd() {
+        return waitUntil([this] { return !chat->streaming() && panel.transcriptView->backlog() == 0; });
+    }
+    [[nodiscard]] QString answer() const { return panel.transcriptView->answer(); }
+    [[nodiscard]] QString status() const { return panel.hintField->status(); }
+    [[nodiscard]] QByteArray file(const char* name) const { return readFile(folder.filePath(QLatin1String(name))); }
+    [[nodiscard]] QString conversation() const {
+        panel.transcriptView->flush();
+        return panel.transcriptView->toPlainText();
+    }
+
+    static constexpr const char* SESSION = "5f0c2a9e-8d1b-4c57-9a3e-0b6d4e7f1a22";
+};
+
+} // namespace
+
+TEST_F(AskChatTest, WhatTheRealAgentPrintsBecomesTheAnswer) {
+    const struct {
+        const char* recorded;
+        const char* answer;
+        bool stored;
+    } ROWS[] = {
+        {"plain", "Hello there, this is the mock.", true},
+        {"two-blocks", "First block.Second block.", true},
+        {"thinking", "I have thought.", true},
+        {"tool-bash", "Let me look.The command said: tool-ran\n/", true},
+        {"error-drop", "Half an ans", true},
+        {"error-midway",
+         "Half an ansEcho: Your response above was cut off mid-stream. Resume directly from where it stops — no "
+         "apology, no recap. If none of it survived, answer the request from the start.",
+         true},
+        {"error-401", "\n[Invalid API key · Fix external API key]", false},
+        {"not-logged-in", "\n[Not logged in · Please run /login]", false},
+        {"resume-unknown", "\n[Torvi hit an error.]", false},
+        {"unicode", "Grüße, 世界 👩‍👩‍👧 e\u0301 \u2028end", true},
+    };
+    for (const auto& row : ROWS) {
+        stored.clear();
+        start(QByteArray("read -r line; recorded ") + row.recorded + "; read -r line\n");
+        ask("what now?");
+        ASSERT_TRUE(waitForEnd()) << row.recorded;
+        EXPECT_EQ(answer().toStdString(), row.answer) << row.recorded;
+        EXPECT_EQ(stored.size(), row.stored ? 1 : 0) << row.recorded;
+        EXPECT_EQ(status(), QString()) << row.recorded;
+    }
+}
+
+TEST_F(AskChatTest, TheContextIsToldOnceAndTheHighlightEachTime) {
+    context.capContextMode = QStringLiteral("screenshot");
+    context.capShotB64 = QString(5 << 20, QLatin1Char('A'));
+    context.capShotText = QString(5000, QLatin1Char('t'));
+    start("while read -r line; do print -r -- $line >> $D/asked; delta ok; result success; done\n");
+    ask("  first 'question'\n");
+    ASSERT_TRUE(waitForEnd());
+    selection.clear();
+    ask("second");
+    ASSERT_TRUE(waitForEnd());
+    const auto lines = file("asked").split('\n');
+    ASSERT_EQ(lines.size(), 3);
+    EXPECT_THAT(
+        lines[0].toStdString(),
+        HasSubstr("Jorvan is looking at Editor.\\n\\nA screenshot of what he's looking at is attached — use it "
+                  "as the full context.\\n\\nText on his screen (on-device OCR, may have minor "
+                  "errors):\\n\\\"\\\"\\\"\\n" +
+                  std::string(4000, 't') +
+                  "\\n\\\"\\\"\\\"\\n\\nHe has highlighted this specific part to focus on:\\n\\\"\\\"\\\"\\nthe "
+                  "excerpt\\n\\\"\\\"\\\"\\n\\nNO web search results are available"));
+    EXPECT_THAT(lines[0].toStdString(), HasSubstr("\\n\\nQuestion: first 'question'\""));
+    EXPECT_THAT(lines[0].toStdString(), HasSubstr("\"media_type\":\"image/png\""));
+    EXPECT_GT(lines[0].size(), 5 << 20);
+    EXPECT_THAT(lines[1].left(200).toStdString(), HasSubstr("\"text\":\"NO web search results"));
+    EXPECT_EQ(conversation(), QStringLiteral("YOU\nfirst 'question'\n\nTORVI\nok\n\nYOU\nsecond\n\nTORVI\nok"));
+    EXPECT_EQ(stored.at(1).firstQuestion, QStringLiteral("first 'question'"));
+}
+
+TEST_F(AskChatTest, OnlyOneQuestionAtATimeAndNoBlankOne) {
+    start("read -r line; delta Begin; sleep 60\n");
+    ask("  ");
+    EXPECT_EQ(conversation(), QString());
+    ask("one");
+    ask("two");
+    EXPECT_EQ(panel.promptField->text(), QStringLiteral("two"));
+    EXPECT_FALSE(panel.sendBtnRef->isEnabled());
+    ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Begin"); }));
+    EXPECT_TRUE(chat->streaming());
+}
+
+TEST_F(AskChatTest, AStopWhileSearchingSendsNothing) {
+    std::atomic<bool> found = false;
+    search = [&found] {
+        waitUntil([&found] { return found.load(); });
+        return QString();
+    };
+    start("while read -r line; do print -r -- $line >> $D/asked; delta ok; result success; done\n");
+    ask("one");
+    EXPECT_EQ(status(), QStringLiteral("searching…"));
+    chat->stopAskTurn();
+    EXPECT_EQ(status(), QStringLiteral("stopped — ask again to pick up where it left off"));
+    EXPECT_EQ(answer(), QStringLiteral("\n[stopped]"));
+    found = true;
+    ask("two");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_EQ(file("asked").count('\n'), 1);
+    EXPECT_THAT(file("asked").toStdString(), HasSubstr("Question: two"));
+}
+
+TEST_F(AskChatTest, AStoppedAnswerIsKeptAndItsConversationResumed) {
+    start("read -r line; delta Half; sleep 60\n");
+    ask("one");
+    ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Half"); }));
+    chat->stopAskTurn();
+    ASSERT_EQ(stored.size(), 1);
+    EXPECT_TRUE(stored[0].interrupted);
+    EXPECT_EQ(stored[0].answer, QStringLiteral("Half\n[stopped]"));
+    EXPECT_TRUE(waitUntil([this] { return file("starts").count('\n') == 2; }));
+    EXPECT_TRUE(file("starts").endsWith(QByteArray(" ") + SESSION + "\n"));
+    chat->closing();
+    EXPECT_EQ(stored.size(), 1) << "a turn is stored once";
+}
+
+TEST_F(AskChatTest, ADeadAgentEndsTheAnswerAndTheNextQuestionStartsAnother) {
+    start("read -r line; delta Half; exit 1\n");
+    ask("one");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_EQ(answer(), QStringLiteral("Half\n[Torvi's chat process ended]"));
+    ask("two");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_EQ(file("starts").count('\n'), 2);
+    EXPECT_TRUE(stored.empty());
+    chat->closing();
+    EXPECT_EQ(stored.size(), 1) << "closing keeps what an error ended";
+}
+
+TEST_F(AskChatTest, AFailedResumeGivesTheQuestionBackAndStartsFresh) {
+    start("read -r line; if [[ -n $OVALIN_ASK_RESUME ]]; then result error_during_execution; else delta new; fi; "
+          "sleep 60\n");
+    const QJsonObject entry{
+        {QStringLiteral("id"), QString::fromLatin1(SESSION)},
+        {QStringLiteral("first"), QStringLiteral("old?")},
+        {QStringLiteral("preview"), QJsonArray{QJsonObject{{QStringLiteral("r"), QStringLiteral("you")},
+                                                           {QStringLiteral("t"), QStringLiteral("old?")}},
+                                               QJsonObject{{QStringLiteral("r"), QStringLiteral("torvi")},
+                                                           {QStringLiteral("t"), QStringLiteral("yes")}}}}};
+    bool switched = false;
+    chat->resumeAskSession(entry, QStringLiteral("3h ago"), [&switched] { switched = true; });
+    EXPECT_TRUE(switched);
+    EXPECT_EQ(status(), QStringLiteral("resumed — 3h ago"));
+    EXPECT_EQ(conversation(), QStringLiteral("YOU\nold?\n\nTORVI\nyes"));
+    ask("and now?");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_EQ(evicted, QStringList{QString::fromLatin1(SESSION)});
+    EXPECT_EQ(status(), QStringLiteral("couldn't resume that conversation — starting fresh"));
+    EXPECT_EQ(panel.promptField->text(), QStringLiteral("and now?")) << "not a word is lost";
+    chat->closing();
+    EXPECT_TRUE(stored.empty());
+    chat->sendAskTurn();
+    EXPECT_TRUE(waitUntil([this] { return answer() == QStringLiteral("new"); }));
+}
+
+TEST_F(AskChatTest, AnAgentThatCannotAnswerOnceKeepsTheConversation) {
+    start("read -r line; print -r '{\"type\":\"result\",\"subtype\":\"success\",\"is_error\":true,\"result\":\"Rate "
+          "limit\"}'; sleep 60\n");
+    chat->resumeAskSession({{QStringLiteral("id"), QString::fromLatin1(SESSION)}}, {}, [] {});
+    ask("now?");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_EQ(answer(), QStringLiteral("\n[Rate limit]"));
+    EXPECT_TRUE(evicted.isEmpty());
+}
+
+TEST_F(AskChatTest, AFloodEndsWithTheStop) {
+    start("read -r line; while true; do delta " + QByteArray(2000, 'x') + "; done\n");
+    ask("one");
+    ASSERT_TRUE(waitUntil([this] { return answer().size() > 200000; }));
+    EXPECT_LT(panel.transcriptView->backlog(), 4 << 20) << "the agent waits for its reader";
+    chat->stopAskTurn();
+    EXPECT_TRUE(waitForEnd());
+    EXPECT_TRUE(answer().endsWith(QStringLiteral("[stopped]")));
+}
+
+TEST_F(AskChatTest, ABrokenLineCostsOnlyItself) {
+    start("read -r line; print 'no json'; print -r '[1]'; printf '\\0\\377\\n'; print; head -c 70000000 /dev/zero | tr "
+          "'\\0' x; print; delta fine; result success; sleep 60\n");
+    ask("one");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_EQ(answer(), QStringLiteral("fine"));
+}
