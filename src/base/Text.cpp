@@ -11,14 +11,17 @@ QString shellQuoted(const QString& text) {
 }
 
 QString firstCharacters(const QString& text, qsizetype count) {
-    if (text.size() <= count)
-        return text;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    for (qsizetype i = 0; i < count; ++i) {
-        if (finder.toNextBoundary() < 0)
+    // The finder looks at all of its text at once: it gets no more of a long one than is needed.
+    for (qsizetype size = 64 + 8 * count;; size *= 4) {
+        const QStringView part = QStringView(text).left(size);
+        QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, part.data(), part.size());
+        for (qsizetype i = 0; i < count && finder.position() >= 0; ++i)
+            finder.toNextBoundary();
+        if (finder.position() >= 0 && finder.position() < part.size())
+            return text.left(finder.position());
+        if (part.size() == text.size())
             return text;
     }
-    return text.left(finder.position());
 }
 
 qsizetype characterCount(const QString& text) {

@@ -3,7 +3,6 @@
 #include "Brand.h"
 #include "Palette.h"
 
-#include <QMouseEvent>
 #include <QPainter>
 #include <QTextLayout>
 
@@ -84,14 +83,8 @@ private:
 } // namespace
 
 HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint |
-                           Qt::WindowDoesNotAcceptFocus)
-    , gotIt(new PillButton(QStringLiteral("Got it"), PillButton::Look::Filled, this))
-    , composited(isComposited) {
-    setWindowTitle(QStringLiteral("How Ovalin works"));
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setAttribute(composited ? Qt::WA_TranslucentBackground : Qt::WA_OpaquePaintEvent);
-
+    : Card(QStringLiteral("How Ovalin works"), isComposited)
+    , gotIt(new PillButton(QStringLiteral("Got it"), PillButton::Look::Filled, this)) {
     auto* title = new Label(QStringLiteral("How Ovalin works"), 14, Palette::ink(), this);
     title->setFont(Brand::signature(14));
     title->setGeometry(LEFT, TOP, TEXT_WIDTH, QFontMetrics(title->font()).height());
@@ -108,29 +101,10 @@ HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
     setFixedSize(WIDTH, std::max(fitting, LEAST_HEIGHT));
 }
 
-void HowtoPanel::openAt(QPoint corner) {
-    glass.capture(QRect(corner, size()));
-    glass.prepare(glassRadius, !composited);
-    move(corner);
-    show();
-}
-
-void HowtoPanel::paintEvent(QPaintEvent*) {
+void HowtoPanel::paintEvent(QPaintEvent* event) {
+    Card::paintEvent(event);
     QPainter painter(this);
-    glass.paint(painter, QRectF(rect()), glassRadius, !composited);
     paintSoftLift(painter, gotIt->geometry(), gotIt->cornerRadius(), gotIt->lift());
-}
-
-void HowtoPanel::mousePressEvent(QMouseEvent* event) { dragFrom = event->globalPosition().toPoint() - pos(); }
-
-void HowtoPanel::mouseMoveEvent(QMouseEvent* event) {
-    if (!(event->buttons() & Qt::LeftButton))
-        return;
-    glass.setStale();
-    if (!composited)
-        setMask(roundedMask(size(), glassRadius)); // no grabbed pixels any more to stand outside the corners
-    move(event->globalPosition().toPoint() - dragFrom);
-    update();
 }
 
 } // namespace ovalin

@@ -222,7 +222,8 @@ void PillButton::paintFace(QPainter& painter, QRectF face) {
 GlyphButton::GlyphButton(Glyph theGlyph, const QString& name, const QString& toolTip, QWidget* parent)
     : FlushButton(name, toolTip, parent)
     , glyph(theGlyph)
-    , tint(Palette::muted()) {
+    , tint(Palette::muted())
+    , ground(Palette::fillSoft()) {
     const int side = glyph == Glyph::Mic ? 32 : 20;
     setFixedSize(side, side);
 }
@@ -232,11 +233,16 @@ void GlyphButton::setTint(const QColor& color) {
     update();
 }
 
+void GlyphButton::setGround(const QColor& color) {
+    ground = color;
+    update();
+}
+
 qreal GlyphButton::cornerRadius() const { return glyph == Glyph::Mic ? innerRadius : 10; }
 
 void GlyphButton::paintFace(QPainter& painter, QRectF face) {
     painter.setPen(Qt::NoPen);
-    painter.setBrush(reacting(Palette::fillSoft()));
+    painter.setBrush(reacting(ground));
     painter.drawRoundedRect(face, cornerRadius(), cornerRadius());
     // Muted strokes drown on white glass; the glyph is what tells the button.
     const QColor stroke = tint == Palette::muted() ? tint.darker(underMouse() ? 150 : 125) : tint;

@@ -82,6 +82,8 @@ public:
     GlyphButton(Glyph glyph, const QString& name, const QString& toolTip, QWidget* parent);
 
     void setTint(const QColor& color);
+    /// The ground under the glyph; Palette::fillSoft() to begin with.
+    void setGround(const QColor& color);
     [[nodiscard]] qreal cornerRadius() const override;
 
 protected:
@@ -90,6 +92,7 @@ protected:
 private:
     Glyph glyph;
     QColor tint;
+    QColor ground;
 };
 
 } // namespace ovalin

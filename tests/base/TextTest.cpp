@@ -16,4 +16,8 @@ TEST(Text, CharactersAreWhatThePersonSees) {
     EXPECT_EQ(firstCharacters(text, 1), family);
     EXPECT_EQ(firstCharacters(text, 3), text);
     EXPECT_EQ(firstCharacters(text, 99), text);
+    EXPECT_EQ(firstCharacters(text, 0), QString());
+    const QString stacked = QLatin1Char('e') + QString(5000, QChar(0x301)); // one letter under five thousand accents
+    EXPECT_EQ(firstCharacters(stacked + text, 1), stacked);
+    EXPECT_EQ(firstCharacters(stacked.repeated(3), 3), stacked.repeated(3));
 }

@@ -1,0 +1,45 @@
+#pragma once
+
+#include "AskHistoryEntries.h"
+
+#include "base/AgentCli.h"
+#include "base/Dispatch.h"
+
+#include <QObject>
+
+#include <functional>
+
+namespace ovalin {
+
+/// The one owner of the file of past conversations. Main thread, and every call returns at once: the file is read and
+/// replaced whole on the file queue, in the order of the calls. What cannot be read is an empty history, what cannot be
+/// written is left, both without a word; but a file that is there and is no history is set aside under a new name
+/// before another takes its place.
+class AskHistory final : public QObject {
+public:
+    AskHistory(Dispatch& dispatch, QString askHistoryPath, AgentSearch search);
+
+    /// Where it is kept.
+    [[nodiscard]] static QString storePath(const QString& systemDir);
+
+    /// Stores one turn, unless it has no session or no question. For a new conversation a title is asked for.
+    void persistAskTurn(const AskTurn& turn);
+
+    /// Forgets a conversation.
+    void evictAskHistory(const QString& id);
+
+    /// The entries as they are after everything that was asked for before; `done` comes later, on the main thread,
+    /// unless `context` is gone by then.
+    void loadAskHistory(QObject* context, std::function<void(const AskHistoryEntries&)> done);
+
+    /// Has the agent make a title of the question and stores it, if the conversation is still there then. Not a word if
+    /// that fails.
+    void generateAskTitle(const QString& sid, const QString& question);
+
+private:
+    Dispatch& dispatch;
+    const QString askHistoryPath;
+    const AgentSearch search;
+};
+
+} // namespace ovalin

@@ -1,0 +1,167 @@
+#include "AskHistoryEntries.h"
+
+#include "base/JsonFile.h"
+#include "base/Text.h"
+
+#include <QJsonArray>
+
+#include <algorithm>
+#include <limits>
+
+namespace ovalin {
+
+namespace {
+
+constexpr qsizetype MOST_ENTRIES = 20;
+constexpr qsizetype MOST_PREVIEW_LINES = 6;
+constexpr qsizetype FIRST_LENGTH = 120;   // user-perceived characters
+constexpr qsizetype PREVIEW_LENGTH = 700; // the same
+constexpr qsizetype LONGEST_TITLE = 300;  // the same; more never fits a row
+
+const QString SESSIONS = QStringLiteral("sessions");
+const QString ID = QStringLiteral("id");
+const QString STARTED_AT = QStringLiteral("startedAt");
+const QString LAST_AT = QStringLiteral("lastAt");
+const QString APP = QStringLiteral("app");
+const QString FIRST = QStringLiteral("first");
+const QString TITLE = QStringLiteral("title");
+const QString TURNS = QStringLiteral("turns");
+const QString INTERRUPTED = QStringLiteral("interrupted");
+const QString PREVIEW = QStringLiteral("preview");
+const QString ROLE = QStringLiteral("r");
+const QString TEXT = QStringLiteral("t");
+const QString USER_ROLE = QStringLiteral("you");
+const QString AGENT_ROLE = QStringLiteral("torvi");
+
+bool hasId(const QJsonObject& entry, const QString& id) {
+    const QJsonValue value = entry.value(ID);
+    return value.isString() && value.toString() == id;
+}
+
+AskHistoryEntries::iterator find(AskHistoryEntries& entries, const QString& id) {
+    return std::find_if(entries.begin(), entries.end(), [&](const QJsonObject& entry) { return hasId(entry, id); });
+}
+
+/// The preview as it is, or none when one of its items is anything but an object of strings.
+QJsonArray previewOf(const QJsonObject& entry) {
+    const QJsonArray preview = entry.value(PREVIEW).toArray();
+    const auto isText = [](const QJsonValue& value) { return value.isString(); };
+    for (const auto& item : preview) {
+        const QJsonObject line = item.toObject();
+        if (!item.isObject() || !std::all_of(line.begin(), line.end(), isText))
+            return {};
+    }
+    return preview;
+}
+
+QJsonObject withTurn(QJsonObject entry, const AskTurn& turn, const QDateTime& now) {
+    entry[LAST_AT] = isoTimestamp(now);
+    const qint64 turns = entry.value(TURNS).toInteger(0);
+    entry[TURNS] = turns + (turns < std::numeric_limits<qint64>::max() ? 1 : 0);
+    entry[INTERRUPTED] = turn.interrupted;
+    QJsonArray preview = previewOf(entry);
+    preview.append(QJsonObject{{ROLE, USER_ROLE}, {TEXT, firstCharacters(turn.question, PREVIEW_LENGTH)}});
+    preview.append(QJsonObject{{ROLE, AGENT_ROLE}, {TEXT, firstCharacters(turn.answer, PREVIEW_LENGTH)}});
+    while (preview.size() > MOST_PREVIEW_LINES)
+        preview.removeFirst();
+    entry[PREVIEW] = preview;
+    return entry;
+}
+
+/// White space, line ends and control characters as single blanks; overrides of the writing direction, which would
+/// reach beyond the text, are dropped.
+QString onOneLine(const QString& text) {
+    QString line;
+    for (const QChar character : firstCharacters(text.trimmed(), LONGEST_TITLE)) {
+        const char16_t code = character.unicode();
+        if ((code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069))
+            continue;
+        line += character.category() == QChar::Other_Control ? QLatin1Char(' ') : character;
+    }
+    return line.simplified();
+}
+
+} // namespace
+
+tl::expected<AskHistoryEntries, QString> parseAskHistory(const QByteArray& bytes) {
+    if (bytes.trimmed().isEmpty())
+        return AskHistoryEntries();
+    const auto file = parseObject(bytes);
+    if (!file)
+        return tl::unexpected(file.error());
+    const QJsonValue sessions = file->value(SESSIONS);
+    AskHistoryEntries entries;
+    for (const auto& entry : sessions.toArray()) {
+        if (!entry.isObject())
+            return tl::unexpected(QStringLiteral("\"sessions\" is not an array of objects"));
+        entries.append(entry.toObject());
+    }
+    if (!sessions.isArray())
+        return tl::unexpected(QStringLiteral("\"sessions\" is missing or no array"));
+    return entries;
+}
+
+QByteArray askHistoryBytes(const AskHistoryEntries& entries) {
+    QJsonArray sessions;
+    for (const QJsonObject& entry : entries)
+        sessions.append(entry);
+    return prettyJson({{SESSIONS, sessions}});
+}
+
+Stored storeTurn(AskHistoryEntries& entries, const AskTurn& turn, const QDateTime& now) {
+    const auto found = find(entries, turn.sessionId);
+    const Stored stored = found == entries.end() ? Stored::Created : Stored::Updated;
+    QJsonObject entry;
+    if (stored == Stored::Updated) {
+        entry = *found;
+        entries.erase(found);
+    } else {
+        entry = {{ID, turn.sessionId},
+                 {STARTED_AT, isoTimestamp(now)},
+                 {APP, turn.app},
+                 {FIRST, firstCharacters(turn.opening(), FIRST_LENGTH)}};
+    }
+    entries.prepend(withTurn(entry, turn, now));
+    while (entries.size() > MOST_ENTRIES)
+        entries.removeLast();
+    return stored;
+}
+
+bool setTitle(AskHistoryEntries& entries, const QString& id, const QString& title) {
+    const auto found = find(entries, id);
+    if (found == entries.end())
+        return false;
+    (*found)[TITLE] = title;
+    return true;
+}
+
+void removeEntries(AskHistoryEntries& entries, const QString& id) {
+    entries.removeIf([&](const QJsonObject& entry) { return hasId(entry, id); });
+}
+
+std::optional<QJsonObject> entryWithId(const AskHistoryEntries& entries, const QString& id) {
+    for (const QJsonObject& entry : entries) {
+        if (hasId(entry, id))
+            return entry;
+    }
+    return std::nullopt;
+}
+
+QString entryTitle(const QJsonObject& entry) {
+    for (const QString& key : {TITLE, FIRST}) {
+        if (entry.value(key).isString()) {
+            if (const QString line = onOneLine(entry.value(key).toString()); !line.isEmpty())
+                return line;
+        }
+    }
+    return QStringLiteral("(conversation)");
+}
+
+QList<PreviewLine> previewLines(const QJsonObject& entry) {
+    QList<PreviewLine> lines;
+    for (const auto& item : previewOf(entry))
+        lines.append({item[ROLE].toString() == USER_ROLE, item[TEXT].toString()});
+    return lines;
+}
+
+} // namespace ovalin

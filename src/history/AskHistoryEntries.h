@@ -1,0 +1,60 @@
+#pragma once
+
+#include <tl/expected.hpp>
+
+#include <QDateTime>
+#include <QJsonObject>
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+namespace ovalin {
+
+// The remembered conversations, most recently active first. Entries are loose objects: each key is read with a check of
+// its type, and all that are not understood are kept. Pure, any thread.
+
+using AskHistoryEntries = QList<QJsonObject>;
+
+/// One question and its answer, as they are stored.
+struct AskTurn {
+    QString sessionId;
+    QString app;
+    std::optional<QString> firstQuestion; ///< of the conversation; absent: this turn's
+    QString question;
+    QString answer;
+    bool interrupted = false;
+
+    [[nodiscard]] const QString& opening() const { return firstQuestion ? *firstQuestion : question; }
+};
+
+/// The entries in the file's bytes, none for a blank file; or why these are no history.
+[[nodiscard]] tl::expected<AskHistoryEntries, QString> parseAskHistory(const QByteArray& bytes);
+[[nodiscard]] QByteArray askHistoryBytes(const AskHistoryEntries& entries);
+
+enum class Stored { Updated, Created };
+
+/// Stores the turn with the first entry of its session, or with a new one; that is the front one afterwards. At most 20
+/// entries are kept, each with the last three exchanges.
+Stored storeTurn(AskHistoryEntries& entries, const AskTurn& turn, const QDateTime& now);
+
+/// Sets the title of the first entry with this id; false when there is none.
+bool setTitle(AskHistoryEntries& entries, const QString& id, const QString& title);
+
+/// Removes all entries with this id.
+void removeEntries(AskHistoryEntries& entries, const QString& id);
+
+/// The first entry with this id.
+[[nodiscard]] std::optional<QJsonObject> entryWithId(const AskHistoryEntries& entries, const QString& id);
+
+/// "title", else "first", on one line, in no direction but its own; "(conversation)" when it has neither.
+[[nodiscard]] QString entryTitle(const QJsonObject& entry);
+
+/// One exchange partner's line of the preview.
+struct PreviewLine {
+    bool user = false;
+    QString text;
+};
+[[nodiscard]] QList<PreviewLine> previewLines(const QJsonObject& entry);
+
+} // namespace ovalin

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "AskHistoryEntries.h"
+
+#include "panel/Card.h"
+
+class QKeyEvent;
+
+namespace ovalin {
+
+class HistoryRow;
+
+/// The card that lists the newest past conversations, made anew for every opening. As an event filter of the capture
+/// panel's window, which holds the keyboard, it takes the few keys that operate the list.
+class HistoryPanel final : public Card {
+    Q_OBJECT
+public:
+    HistoryPanel(const AskHistoryEntries& entries, const QDateTime& now, bool composited);
+
+    [[nodiscard]] const QList<HistoryRow*>& rows() const { return shown; }
+    [[nodiscard]] HistoryRow* selectedRow() const { return selected; }
+
+    /// Up and Down select a row, Return opens the selected one, Escape dismisses. False: the key is none of ours.
+    bool handleKey(const QKeyEvent& event);
+
+Q_SIGNALS:
+    /// The conversation with this id was chosen.
+    void rowTapped(const QString& id);
+    void dismissed();
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+private:
+    void addRows(const AskHistoryEntries& entries, const QDateTime& now, int top);
+    void select(qsizetype index);
+
+    QList<HistoryRow*> shown;
+    QList<int> separators; // y
+    HistoryRow* selected = nullptr;
+};
+
+} // namespace ovalin

@@ -1,0 +1,46 @@
+#include "HistoryRow.h"
+
+#include "panel/Brand.h"
+#include "panel/Palette.h"
+
+#include <QPainter>
+
+namespace ovalin {
+
+namespace {
+
+QFont titleFont() { return Brand::font(12, QFont::Normal); }
+QFont ageFont() { return Brand::font(10, QFont::Light); }
+
+} // namespace
+
+HistoryRow::HistoryRow(QString id, QString title, QString theAge, int width, QWidget* parent)
+    : FlushButton(theAge.isEmpty() ? title : title + QStringLiteral(", ") + theAge, QString(), parent)
+    , identifier(std::move(id))
+    , age(std::move(theAge)) {
+    setFixedSize(width, HEIGHT);
+    const QFontMetrics titleMetrics(titleFont()), ageMetrics(ageFont());
+    const int gap = ageMetrics.horizontalAdvance(QStringLiteral("   "));
+    shownTitle = titleMetrics.elidedText(title, Qt::ElideRight, width - gap - ageMetrics.horizontalAdvance(age));
+    ageAt = titleMetrics.horizontalAdvance(shownTitle) + gap;
+    if (shownTitle != title)
+        setToolTip(title);
+    const auto repaintGround = [this] { parentWidget()->update(ground()); };
+    connect(this, &HistoryRow::pressed, this, repaintGround);
+    connect(this, &HistoryRow::released, this, repaintGround);
+}
+
+void HistoryRow::enterEvent(QEnterEvent*) { parentWidget()->update(ground()); }
+void HistoryRow::leaveEvent(QEvent*) { parentWidget()->update(ground()); }
+
+void HistoryRow::paintFace(QPainter& painter, QRectF face) {
+    painter.setFont(titleFont());
+    painter.setPen(Palette::ink());
+    // Each text keeps its own direction: a Hebrew title does not carry the age to its other side.
+    painter.drawText(face, Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter | Qt::TextSingleLine, shownTitle);
+    painter.setFont(ageFont());
+    painter.setPen(Palette::muted());
+    painter.drawText(face.adjusted(ageAt, 0, 0, 0), Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter, age);
+}
+
+} // namespace ovalin

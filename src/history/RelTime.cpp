@@ -1,0 +1,26 @@
+#include "RelTime.h"
+
+#include <QRegularExpression>
+
+namespace ovalin {
+
+QString relTime(const QString& iso, const QDateTime& now) {
+    // Qt alone would also take a bare date, a local time and fractions.
+    static const QRegularExpression internetDateTime(
+        QStringLiteral(R"(\A\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d(?:Z|[+-]\d\d:?\d\d)\z)"));
+    if (iso.size() > 32 || !internetDateTime.match(iso).hasMatch())
+        return {};
+    const QDateTime time = QDateTime::fromString(iso, Qt::ISODate);
+    if (!time.isValid())
+        return {};
+    const qint64 minutes = time.secsTo(now) / 60;
+    if (minutes < 2)
+        return QStringLiteral("just now");
+    if (minutes < 60)
+        return QStringLiteral("%1m ago").arg(minutes);
+    if (minutes >= 24 * 60)
+        return QStringLiteral("%1d ago").arg(minutes / (24 * 60));
+    return QStringLiteral("%1h ago").arg(minutes / 60);
+}
+
+} // namespace ovalin

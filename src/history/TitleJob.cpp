@@ -1,0 +1,47 @@
+#include "TitleJob.h"
+
+#include "base/Text.h"
+
+#include <QStringDecoder>
+
+namespace ovalin {
+
+namespace {
+
+constexpr qsizetype TITLE_LIMIT = 80; // user-perceived characters
+
+} // namespace
+
+ChildCommand titleCommand(const QString& agent, const QString& question) {
+    // The agent takes a first word that begins with a hyphen for an option.
+    const QLatin1String guard(question.startsWith(QLatin1Char('-')) ? "-- " : "");
+    ChildCommand command = shellCommand(
+        shellQuoted(agent) + QStringLiteral(" -p --effort low --append-system-prompt ") +
+            QStringLiteral("'Write a 3-6 word title for a conversation that starts with the given question. Output "
+                           "ONLY the title - no quotes, no period.' ") +
+            guard + QStringLiteral("\"$OVALIN_TITLE_Q\""),
+        {{QStringLiteral("OVALIN_TITLE_Q"), question}});
+    command.workingDirectory = QStringLiteral("/");
+    return command;
+}
+
+std::optional<QString> titleFrom(const QByteArray& printed) {
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless); // a cut-off end is an error too
+    const QString text = decoder.decode(printed);
+    const QString title = text.trimmed();
+    if (decoder.hasError() || title.isEmpty() || characterCount(title) >= TITLE_LIMIT)
+        return std::nullopt;
+    return title;
+}
+
+std::optional<QString> askForTitle(const AgentSearch& search, const QString& question) {
+    const auto agent = findClaudeBinary(search);
+    if (!agent)
+        return std::nullopt;
+    RunOptions options;
+    options.deadline = std::chrono::minutes(5); // an agent out of reach tries again for three
+    options.outputLimit = 1 << 16;
+    return titleFrom(runToEnd(titleCommand(*agent, question), options).output);
+}
+
+} // namespace ovalin

@@ -1,0 +1,180 @@
+#include "history/AskHistoryEntries.h"
+#include "history/RelTime.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTimeZone>
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+
+namespace {
+
+const QDateTime NOW(QDate(2026, 11, 16), QTime(19, 30, 5, 900), QTimeZone::utc());
+
+QJsonObject object(const char* json) {
+    const QJsonDocument document = QJsonDocument::fromJson(json);
+    EXPECT_TRUE(document.isObject()) << json;
+    return document.object();
+}
+
+AskHistoryEntries entries(const char* array) {
+    return parseAskHistory(QByteArray(R"({"sessions":)") + array + "}").value();
+}
+
+AskTurn turn(const QString& id, const QString& question = QStringLiteral("q"),
+             const QString& answer = QStringLiteral("a")) {
+    return {id, QStringLiteral("Editor"), std::nullopt, question, answer, false};
+}
+
+QStringList ids(const AskHistoryEntries& all) {
+    QStringList list;
+    for (const QJsonObject& entry : all)
+        list.append(entry[QStringLiteral("id")].toString(QStringLiteral("?")));
+    return list;
+}
+
+QString previewOf(const QJsonObject& entry) {
+    QStringList lines;
+    for (const PreviewLine& line : previewLines(entry))
+        lines.append((line.user ? QStringLiteral("You:") : QStringLiteral("Torvi:")) + line.text);
+    return lines.join(QLatin1Char(' '));
+}
+
+} // namespace
+
+TEST(AskHistoryEntries, AFirstTurnMakesAnEntryAtTheFront) {
+    AskHistoryEntries all = entries(R"([{"id":"old"}])");
+    AskTurn first = turn(QStringLiteral("new"), QStringLiteral("second?"), QStringLiteral("half [stopped]"));
+    first.firstQuestion = QStringLiteral("first?");
+    first.interrupted = true;
+    EXPECT_EQ(storeTurn(all, first, NOW), Stored::Created);
+    EXPECT_EQ(ids(all), (QStringList{QStringLiteral("new"), QStringLiteral("old")}));
+    EXPECT_EQ(all[0], object(R"({"id":"new","startedAt":"2026-11-16T19:30:05Z","lastAt":"2026-11-16T19:30:05Z",
+        "app":"Editor","first":"first?","turns":1,"interrupted":true,
+        "preview":[{"r":"you","t":"second?"},{"r":"torvi","t":"half [stopped]"}]})"));
+}
+
+TEST(AskHistoryEntries, LaterTurnsUpdateTheirEntryAndMoveItToTheFront) {
+    AskHistoryEntries all = entries(
+        R"([{"id":"other"},{"noId":1},{"id":"a","first":"f","title":"t","mine":{"x":[1]},"interrupted":true},{"id":"a","turns":9}])");
+    for (int i = 1; i <= 4; ++i) {
+        const AskTurn next = turn(QStringLiteral("a"), QString::number(i), QString::number(-i));
+        EXPECT_EQ(storeTurn(all, next, NOW.addDays(i)), Stored::Updated);
+    }
+    EXPECT_EQ(ids(all),
+              (QStringList{QStringLiteral("a"), QStringLiteral("other"), QStringLiteral("?"), QStringLiteral("a")}));
+    EXPECT_EQ(previewOf(all[0]), QStringLiteral("You:2 Torvi:-2 You:3 Torvi:-3 You:4 Torvi:-4"));
+    QJsonObject rest = all[0];
+    rest.remove(QStringLiteral("preview"));
+    EXPECT_EQ(rest, object(R"({"id":"a","first":"f","title":"t","mine":{"x":[1]},"interrupted":false,"turns":4,
+        "lastAt":"2026-11-20T19:30:05Z"})"));
+    EXPECT_EQ(all[3][QStringLiteral("turns")].toInt(), 9) << "only the first of two with one id";
+}
+
+TEST(AskHistoryEntries, ValuesOfOtherKindsCountAsMissing) {
+    const struct {
+        const char* entry;
+        qint64 turns;
+        const char* preview;
+    } rows[] = {
+        {R"({"turns":"3","preview":"text"})", 1, "You:q Torvi:a"},
+        {R"({"turns":2.5,"preview":[{"r":"you","t":7}]})", 1, "You:q Torvi:a"},
+        {R"({"turns":2.0,"preview":[{"r":"you","t":"x"},"y"]})", 3, "You:q Torvi:a"},
+        {R"({"turns":null,"preview":[{"r":"you"},{"t":"x"},{"r":"robot","t":"z"}]})", 1,
+         "You: Torvi:x Torvi:z You:q Torvi:a"},
+        {R"({"turns":9223372036854775807,"preview":{}})", std::numeric_limits<qint64>::max(), "You:q Torvi:a"},
+        {R"({"turns":-4,"preview":[[]]})", -3, "You:q Torvi:a"},
+    };
+    for (const auto& row : rows) {
+        QJsonObject entry = object(row.entry);
+        entry[QStringLiteral("id")] = QStringLiteral("a");
+        AskHistoryEntries all{entry};
+        storeTurn(all, turn(QStringLiteral("a")), NOW);
+        EXPECT_EQ(all[0][QStringLiteral("turns")].toInteger(), row.turns) << row.entry;
+        EXPECT_EQ(previewOf(all[0]), QString::fromUtf8(row.preview)) << row.entry;
+    }
+}
+
+TEST(AskHistoryEntries, TextsAreCutBetweenCharactersAndTheOldestEntriesFallOff) {
+    const QString family = QStringLiteral("👩‍👩‍👧");
+    AskHistoryEntries all;
+    for (int i = 0; i < 25; ++i)
+        storeTurn(all, turn(QString::number(i), family.repeated(701), family.repeated(700)), NOW);
+    EXPECT_EQ(all.size(), 20);
+    EXPECT_EQ(ids(all).first() + QLatin1Char(' ') + ids(all).last(), QStringLiteral("24 5"));
+    EXPECT_EQ(all[0][QStringLiteral("first")].toString(), family.repeated(120));
+    for (const PreviewLine& line : previewLines(all[0]))
+        EXPECT_EQ(line.text, family.repeated(700));
+}
+
+TEST(AskHistoryEntries, TitlesAndEvictionGoById) {
+    AskHistoryEntries all = entries(R"([{"id":7},{"id":"a"},{},{"id":"b"},{"id":"a"}])");
+    EXPECT_TRUE(setTitle(all, QStringLiteral("a"), QStringLiteral("T")));
+    EXPECT_EQ(entryWithId(all, QStringLiteral("a")), object(R"({"id":"a","title":"T"})"));
+    EXPECT_FALSE(all[4].contains(QStringLiteral("title")));
+    removeEntries(all, QStringLiteral("a"));
+    removeEntries(all, QString());
+    EXPECT_EQ(ids(all), (QStringList{QStringLiteral("?"), QStringLiteral("?"), QStringLiteral("b")}));
+    EXPECT_FALSE(setTitle(all, QStringLiteral("a"), QStringLiteral("T")));
+    EXPECT_FALSE(entryWithId(all, QStringLiteral("7")));
+}
+
+TEST(AskHistoryEntries, OtherShapesAreNoHistory) {
+    for (const char* bytes :
+         {"[]", "{", "text", "{\"sessions\":{}}", "{}", "{\"sessions\":[{},3]}", "\"\"", "\xff\xfe"})
+        EXPECT_FALSE(parseAskHistory(bytes)) << bytes;
+    for (const char* bytes : {"", " \n", R"({"sessions":[]})"})
+        EXPECT_TRUE(parseAskHistory(bytes).value().isEmpty()) << bytes;
+    const AskHistoryEntries all = entries(R"([{"id":"a","x":[null,true]},{}])");
+    EXPECT_EQ(parseAskHistory(askHistoryBytes(all)).value(), all);
+}
+
+TEST(AskHistoryEntries, TitlesFitOneLine) {
+    const struct {
+        const char *entry, *title;
+    } rows[] = {
+        {R"({"title":"T","first":"F"})", "T"},
+        {R"({"title":3,"first":"F"})", "F"},
+        {R"({"title":"two\nlines\u0007\u2028 more\u0000"})", "two lines more"},
+        {R"({"title":"\u202eabc\u2066 \u200fשלום"})", "abc \u200fשלום"},
+        {R"({"title":" \n","first":"F"})", "F"},
+        {R"({"first":null})", "(conversation)"},
+        {"{}", "(conversation)"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(entryTitle(object(row.entry)), QString::fromUtf8(row.title)) << row.entry;
+    EXPECT_LT(entryTitle({{QStringLiteral("title"), QString(50'000'000, QLatin1Char('m'))}}).size(), 1000);
+}
+
+TEST(RelTime, AgesInWordsAndWhatIsNoTimeInNone) {
+    const struct {
+        const char *iso, *age;
+    } rows[] = {
+        {"2026-11-16T19:29:35Z", "just now"},
+        {"2026-11-16T19:28:06Z", "just now"},
+        {"2026-11-16T19:28:05Z", "2m ago"},
+        {"2026-11-16T18:30:06Z", "59m ago"},
+        {"2026-11-16T18:30:05Z", "1h ago"},
+        {"2026-11-16T18:00:05Z", "1h ago"},
+        {"2026-11-15T19:30:06Z", "23h ago"},
+        {"2026-11-15T19:30:05Z", "1d ago"},
+        {"2026-11-13T19:30:00Z", "3d ago"},
+        {"0001-01-01T00:00:00Z", "739935d ago"},
+        {"2027-11-16T19:30:00Z", "just now"},
+        {"2026-11-16T20:28:05+01:00", "2m ago"},
+        {"2026-11-16T20:28:05+0100", "2m ago"},
+        {"", ""},
+        {"2026-11-16", ""},
+        {"2026-11-16T19:29:35", ""},
+        {"2026-11-16T19:29:35.5Z", ""},
+        {"2026-13-16T19:29:35Z", ""},
+        {"2026-11-16T25:29:35Z", ""},
+        {"yesterday", ""},
+        {" 2026-11-16T19:29:35Z", ""},
+        {"2026-11-16T19:29:35Z\n", ""},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(relTime(QString::fromUtf8(row.iso), NOW), QString::fromUtf8(row.age)) << row.iso;
+}

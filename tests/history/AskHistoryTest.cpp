@@ -1,0 +1,168 @@
+#include "history/AskHistory.h"
+
+#include "base/Log.h"
+#include "fakes/FakeDispatch.h"
+#include "history/TitleJob.h"
+#include "support/TestDesk.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+
+using namespace ovalin;
+
+namespace {
+
+struct AskHistoryTest : testing::Test {
+    QTemporaryDir folder;
+    FakeDispatch dispatch;
+    const QString file = AskHistory::storePath(folder.filePath(QStringLiteral("CLAUDE/system")));
+    const QString agent = folder.filePath(QStringLiteral("it's an agent"));
+    AskHistory history{dispatch, file, AgentSearch{{agent}, std::chrono::milliseconds(0)}};
+    QStringList log;
+
+    AskHistoryTest() {
+        dispatch.runAtOnce = false;
+        setLogSink([this](const QString& line) { log.append(line); });
+    }
+    ~AskHistoryTest() override { setLogSink({}); }
+
+    void agentDoes(const QByteArray& lines) const {
+        writeFile(agent, "#!/bin/sh\n" + lines);
+        QFile::setPermissions(agent, QFile::Permissions(0x7755));
+    }
+    void settle() {
+        for (int i = 0; i < 5; ++i) {
+            dispatch.runBackground();
+            dispatch.runMain();
+        }
+    }
+    void store(const QString& id, const QString& question = QStringLiteral("why?"), bool interrupted = false) {
+        history.persistAskTurn(
+            {id, QStringLiteral("Editor"), std::nullopt, question, QStringLiteral("because"), interrupted});
+    }
+    [[nodiscard]] AskHistoryEntries stored() const { return parseAskHistory(readFile(file)).value(); }
+    [[nodiscard]] QString titleOf(const QString& id) const {
+        return entryWithId(stored(), id).value_or(QJsonObject()).value(QStringLiteral("title")).toString();
+    }
+    [[nodiscard]] QStringList files() const {
+        return QDir(QFileInfo(file).path()).entryList(QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+};
+
+} // namespace
+
+TEST_F(AskHistoryTest, TurnsAreStoredInTheOrderOfTheCallsAndReadAfterwards) {
+    QStringList seen;
+    history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { seen.append(QString::number(all.size())); });
+    store(QStringLiteral("a"));
+    store(QStringLiteral("b"));
+    store(QStringLiteral("a"), QStringLiteral("again"), true);
+    history.evictAskHistory(QStringLiteral("b"));
+    history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { seen.append(QString::number(all.size())); });
+    {
+        QObject gone;
+        history.loadAskHistory(&gone, [&](const AskHistoryEntries&) { seen.append(QStringLiteral("late")); });
+    }
+    EXPECT_FALSE(QFile::exists(file)) << "nothing happens on the main thread";
+    settle();
+    EXPECT_EQ(seen, (QStringList{QStringLiteral("0"), QStringLiteral("1")}));
+    EXPECT_EQ(stored()[0][QStringLiteral("turns")].toInt(), 2);
+    EXPECT_TRUE(stored()[0][QStringLiteral("interrupted")].toBool());
+    EXPECT_EQ(files(), QStringList{QStringLiteral("ovalin-ask-history.json")});
+    struct stat status {};
+    ASSERT_EQ(::stat(QFile::encodeName(file).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U) << "conversations are nobody else's business";
+}
+
+TEST_F(AskHistoryTest, ATurnWithoutSessionOrQuestionIsNotStored) {
+    store({});
+    store(QStringLiteral("a"), {});
+    settle();
+    EXPECT_FALSE(QFile::exists(file));
+}
+
+TEST_F(AskHistoryTest, AFileThatIsNoHistoryIsKeptBesideTheNewOne) {
+    QDir().mkpath(QFileInfo(file).path());
+    const auto makeHuge = [this] {
+        QFile huge(file);
+        EXPECT_TRUE(huge.open(QIODevice::WriteOnly) && huge.resize(100'000'000));
+    };
+    const std::function<void()> rows[] = {
+        [this] { writeFile(file, "[1, 2"); },
+        [this] { writeFile(file, R"({"sessions":"none"})"); },
+        [this] { QDir().mkpath(file + QStringLiteral("/folder")); },
+        makeHuge,
+    };
+    int kept = 0;
+    for (const auto& make : rows) {
+        make();
+        int loaded = -1;
+        history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { loaded = static_cast<int>(all.size()); });
+        settle();
+        EXPECT_EQ(loaded, 0);
+        EXPECT_EQ(files().size(), kept + 1) << "reading moves nothing";
+        store(QStringLiteral("a"));
+        settle();
+        EXPECT_EQ(stored().size(), 1);
+        EXPECT_EQ(files().size(), ++kept + 1) << qPrintable(files().join(QLatin1Char(' ')));
+        QFile::remove(file);
+    }
+    EXPECT_EQ(log.size(), kept);
+}
+
+TEST_F(AskHistoryTest, AFolderThatCannotBeWrittenLosesNoMoreThanTheTurn) {
+    writeFile(folder.filePath(QStringLiteral("CLAUDE")), "a file where the folder should be");
+    store(QStringLiteral("a"));
+    history.evictAskHistory(QStringLiteral("a"));
+    settle();
+    EXPECT_EQ(readFile(folder.filePath(QStringLiteral("CLAUDE"))), "a file where the folder should be");
+    EXPECT_EQ(log, QStringList());
+}
+
+TEST_F(AskHistoryTest, TheTitleOfANewConversationComesLater) {
+    agentDoes("printf '%s|' \"$@\" >'" + folder.path().toUtf8() + "/arguments'\npwd >'" + folder.path().toUtf8() +
+              "/place'\ncat\necho noise >&2\necho ' \n A short title '\nexit 1\n");
+    for (const char* question : {"it's \"$(x)\" `id` \\ $HOME?", "--help", "-", "two\nlines"}) {
+        const QString id = QString::fromUtf8(question);
+        store(id, id);
+        settle();
+        store(id, QStringLiteral("later"));
+        settle();
+        EXPECT_EQ(titleOf(id), QStringLiteral("A short title"));
+        const QByteArray guard = question[0] == '-' ? "--|" : "";
+        EXPECT_EQ(
+            readFile(folder.filePath(QStringLiteral("arguments"))),
+            "-p|--effort|low|--append-system-prompt|Write a 3-6 word title for a conversation that starts with the "
+            "given question. Output ONLY the title - no quotes, no period.|" +
+                guard + question + "|");
+    }
+    EXPECT_EQ(readFile(folder.filePath(QStringLiteral("place"))), "/\n");
+}
+
+TEST_F(AskHistoryTest, NoTitleForAConversationThatIsGoneNorFromAnAgentThatIsMissing) {
+    store(QStringLiteral("a"));
+    settle();
+    EXPECT_EQ(titleOf(QStringLiteral("a")), QString());
+    agentDoes("echo title\n");
+    history.generateAskTitle(QStringLiteral("a"), QStringLiteral("why?"));
+    history.evictAskHistory(QStringLiteral("a"));
+    settle();
+    const QByteArray before = readFile(file);
+    EXPECT_EQ(stored().size(), 0);
+    history.generateAskTitle(QStringLiteral("a"), QString(200'000, QLatin1Char('x'))); // more than a child can be given
+    settle();
+    EXPECT_EQ(readFile(file), before);
+}
+
+TEST(TitleFrom, TakesUpTo79Characters) {
+    const QByteArray wide = QStringLiteral("👩‍👩‍👧").toUtf8();
+    EXPECT_EQ(titleFrom(wide.repeated(79) + "\n"), QString::fromUtf8(wide.repeated(79)));
+    EXPECT_EQ(titleFrom(wide.repeated(80)), std::nullopt);
+    EXPECT_EQ(titleFrom("\"Quoted.\""), QStringLiteral("\"Quoted.\""));
+    for (const char* printed : {"", " \n", "caf\xe9"})
+        EXPECT_EQ(titleFrom(printed), std::nullopt) << printed;
+}

@@ -1,0 +1,110 @@
+#include "history/HistoryPanel.h"
+
+#include "history/HistoryRow.h"
+
+#include <QJsonArray>
+#include <QKeyEvent>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimeZone>
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+
+namespace {
+
+const QDateTime NOW(QDate(2026, 11, 16), QTime(19, 30), QTimeZone::utc());
+
+QJsonObject entry(const QString& id, const QString& title, bool interrupted = false) {
+    return {{QStringLiteral("id"), id},
+            {QStringLiteral("title"), title},
+            {QStringLiteral("lastAt"), QStringLiteral("2026-11-16T18:00:00Z")},
+            {QStringLiteral("interrupted"), interrupted}};
+}
+
+AskHistoryEntries many(int count) {
+    AskHistoryEntries entries;
+    for (int i = 0; i < count; ++i)
+        entries.append(entry(QString::number(i), QStringLiteral("Title %1").arg(i), i == 1));
+    return entries;
+}
+
+bool press(HistoryPanel& panel, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+    return panel.handleKey(QKeyEvent(QEvent::KeyPress, key, modifiers));
+}
+
+} // namespace
+
+TEST(HistoryPanelTest, ListsTheNewestEightInOneColumn) {
+    const HistoryPanel panel(many(20), NOW, false);
+    ASSERT_EQ(panel.rows().size(), 8);
+    int bottom = 0;
+    for (const HistoryRow* row : panel.rows()) {
+        EXPECT_EQ(row->size(), QSize(308, 26));
+        EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(row->geometry()));
+        EXPECT_GT(row->y(), bottom);
+        bottom = row->geometry().bottom();
+    }
+    EXPECT_EQ(panel.width(), 340);
+    EXPECT_EQ(panel.height(), bottom + 1 + 16);
+    EXPECT_EQ(panel.rows()[0]->accessibleName(), QStringLiteral("Title 0, 1h ago"));
+    EXPECT_EQ(panel.rows()[1]->accessibleName(), QStringLiteral("Title 1, 1h ago · unfinished"));
+}
+
+TEST(HistoryPanelTest, AnEmptyHistorySaysSo) {
+    const HistoryPanel panel({}, NOW, false);
+    EXPECT_GE(panel.height(), 90);
+    QStringList texts;
+    for (const QLabel* label : panel.findChildren<QLabel*>())
+        texts.append(label->text());
+    EXPECT_EQ(texts, (QStringList{QStringLiteral("Past conversations"), QStringLiteral("No past conversations yet.")}));
+}
+
+TEST(HistoryPanelTest, EntriesWithoutIdGetNoRowAndOddOnesNoAge) {
+    const HistoryPanel panel(
+        {QJsonObject(), {{QStringLiteral("id"), 3}}, {{QStringLiteral("id"), QStringLiteral("a")}}}, NOW, false);
+    ASSERT_EQ(panel.rows().size(), 1);
+    EXPECT_EQ(panel.rows()[0]->accessibleName(), QStringLiteral("(conversation)"));
+}
+
+TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
+    const auto picture = [](const QString& title) {
+        HistoryPanel panel({entry(QStringLiteral("a"), title, true)}, NOW, false);
+        HistoryRow* row = panel.rows()[0];
+        return std::pair(row->grab().toImage(), row->toolTip());
+    };
+    const auto [longOne, tip] = picture(QString(300, QLatin1Char('m')));
+    const auto [longer, longerTip] = picture(QString(250, QLatin1Char('m')));
+    EXPECT_EQ(longOne, longer) << "cut at the same place, the same age behind it";
+    EXPECT_EQ(tip.size(), 300);
+    EXPECT_NE(longOne, picture(QString(300, QLatin1Char('n'))).first);
+    EXPECT_EQ(picture(QStringLiteral("short")).second, QString());
+}
+
+TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
+    HistoryPanel panel(many(3), NOW, false);
+    const QSignalSpy tapped(&panel, &HistoryPanel::rowTapped), dismissed(&panel, &HistoryPanel::dismissed);
+    EXPECT_FALSE(press(panel, Qt::Key_Return)) << "the prompt's, as long as no row is selected";
+    EXPECT_FALSE(press(panel, Qt::Key_A));
+    EXPECT_FALSE(press(panel, Qt::Key_Down, Qt::ControlModifier));
+    EXPECT_TRUE(press(panel, Qt::Key_Up));
+    EXPECT_EQ(panel.selectedRow(), panel.rows()[2]);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_TRUE(press(panel, Qt::Key_Up));
+    EXPECT_TRUE(press(panel, Qt::Key_Down, Qt::KeypadModifier));
+    EXPECT_TRUE(press(panel, Qt::Key_Enter, Qt::KeypadModifier));
+    ASSERT_EQ(tapped.size(), 1);
+    EXPECT_EQ(tapped[0][0].toString(), QStringLiteral("1"));
+    EXPECT_TRUE(press(panel, Qt::Key_Escape));
+    EXPECT_EQ(dismissed.size(), 1);
+}
+
+TEST(HistoryPanelTest, AClickOpensARow) {
+    HistoryPanel panel(many(3), NOW, false);
+    panel.openAt({0, 0});
+    const QSignalSpy tapped(&panel, &HistoryPanel::rowTapped);
+    QTest::mouseClick(panel.rows()[2], Qt::LeftButton);
+    ASSERT_EQ(tapped.size(), 1);
+    EXPECT_EQ(tapped[0][0].toString(), QStringLiteral("2"));
+}
