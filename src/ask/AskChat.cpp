@@ -8,7 +8,6 @@
 #include "base/Log.h"
 #include "history/AskHistory.h"
 
-#include <QJsonArray>
 #include <QPointer>
 #include <QUuid>
 
@@ -298,11 +297,8 @@ void AskChat::resumeAskSession(const QJsonObject& entry, const QString& age, con
     startWarmAsk();
     switchToAsk();
     panel.transcriptView->clearConversation();
-    for (const QJsonValue& item : entry.value(QLatin1String("preview")).toArray()) {
-        const bool you = item[QLatin1String("r")].toString() == QLatin1String("you");
-        panel.transcriptView->appendTranscript(you ? Speaker::You : Speaker::Torvi,
-                                               item[QLatin1String("t")].toString());
-    }
+    for (const PreviewLine& line : previewLines(entry))
+        panel.transcriptView->appendTranscript(line.user ? Speaker::You : Speaker::Torvi, line.text);
     panel.revealTranscript();
     setAskStatus(QStringLiteral("resumed — ") + age);
 }
