@@ -16,7 +16,7 @@ namespace ovalin {
 namespace {
 
 // So much unread text holds the process up until the transcript has caught up.
-constexpr qsizetype MOST_PENDING = qsizetype{1} << 20;
+constexpr qsizetype MOST_PENDING = qsizetype{1} << 16;
 
 bool isUuid(const std::optional<QString>& id) { return id && id->size() == 36 && !QUuid::fromString(*id).isNull(); }
 
