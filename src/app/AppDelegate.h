@@ -17,11 +17,14 @@
 #include "panel/HowtoPanel.h"
 #include "platform/Desktop.h"
 #include "route/RoutedRequests.h"
+#include "transform/AgentJob.h"
+#include "transform/PasteOver.h"
 
 #include <QObject>
 #include <QPointer>
 
 #include <memory>
+#include <stop_token>
 
 namespace ovalin {
 
@@ -61,9 +64,12 @@ public:
     // Submit
     void sendTapped();
     void cancelTapped();
-    void replaceTapped();
     void micTapped();
     void historyTapped();
+
+    // Replace and Insert
+    void replaceTapped();
+    void replaceFailed(const QString& message);
 
     // How-to card
     void helpTapped();
@@ -75,6 +81,7 @@ public:
 
 private:
     struct Delivery;
+    struct ReplacePress;
 
     void connectPanel();
     void dropPanel();
@@ -86,6 +93,12 @@ private:
     void undelivered(const QueueItem& item, const QString& reason);
     void agentMissing(const QString& message);
     void hotkeyTaken(int status);
+    void replaceSelection(const ReplacePress& press, const QString& selected);
+    void insertGenerated(const ReplacePress& press);
+    void jobEnded(const ReplacePress& press, const JobEnd& end);
+    void pasteOver(const ReplacePress& press, const QString& text);
+    void setSubmitting(bool submitting);
+    [[nodiscard]] AgentJob agentJob() const;
 
     Desktop& desktop;
     Dispatch& dispatch;
@@ -101,6 +114,8 @@ private:
     IntentLexicon intentLexicon;
     std::unique_ptr<RoutedRequests> routedRequests;
     std::unique_ptr<Heartbeat> heartbeat;
+    PasteOver paste;
+    std::stop_source programEnds; ///< for children that have no time limit
 
     std::unique_ptr<CapturePanel> panel;
     std::unique_ptr<HowtoPanel> howtoPanel;

@@ -76,7 +76,7 @@ void AppDelegate::recordIntentCommit(const QString& prompt, bool committedAsk) {
 }
 
 void AppDelegate::sendTapped() {
-    if (!panel)
+    if (!panel || !panel->sendBtnRef->isEnabled())
         return;
     const QString instruction = panel->promptField->text().trimmed();
     if (askMode) {
@@ -129,6 +129,7 @@ void AppDelegate::applyShotToPendingSubmit(const QUuid& token, const QString& sh
 
 void AppDelegate::applicationWillTerminate() {
     closePanel();
+    programEnds.request_stop();
     for (const auto& delivery : std::exchange(deliveries, {}))
         deliver(*delivery, delivery->storedText);
     routedRequests.reset(); // finalises what still waits for its screenshot
