@@ -38,7 +38,8 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     , selection(desktop.accessibility, desktop.pasteboard, desktop.keyboard)
     , pipeline(dispatch, selection, std::move(sources), context)
     , selectionWatch(desktop.eventMonitors, dispatch, selection, context)
-    , routedRequests(std::make_unique<RoutedRequests>(dispatch, paths, AgentSearch::under(paths.home))) {
+    , routedRequests(std::make_unique<RoutedRequests>(dispatch, paths, AgentSearch::under(paths.home)))
+    , paste(desktop, dispatch) {
     hotKey.fired = [this] { hotkeyFired(); };
     hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
     pipeline.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
@@ -98,7 +99,7 @@ void AppDelegate::hotkeyFired() {
     const auto front = desktop.workspace.frontmostApplication();
     const double workspaceMs = millisecondsSince(start);
     const QString name = front && !front->name.isEmpty() ? front->name : QStringLiteral("Unknown");
-    context.open(name, front ? front->bundleId : QString(), front ? front->pid : 0);
+    context.open(name, front ? front->bundleId : QString(), front ? front->pid : 0, front ? front->window : 0);
     showPanel();
     const double totalMs = millisecondsSince(start);
     logLine(QStringLiteral("Ovalin: panel up in %1 ms").arg(totalMs, 0, 'f', 0));
@@ -214,8 +215,7 @@ void AppDelegate::setStatus(const QString& text) {
 
 void AppDelegate::cancelTapped() { closePanel(); }
 
-// The rooms behind these three are not built yet; the buttons say so rather than do nothing.
-void AppDelegate::replaceTapped() { setStatus(QStringLiteral("replace and insert are not available yet")); }
+// The rooms behind these two are not built yet; the buttons say so rather than do nothing.
 void AppDelegate::micTapped() { setStatus(QStringLiteral("dictation is not available yet")); }
 void AppDelegate::historyTapped() { setStatus(QStringLiteral("past conversations are not available yet")); }
 

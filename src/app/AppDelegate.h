@@ -19,11 +19,14 @@
 #include "panel/HowtoPanel.h"
 #include "platform/Desktop.h"
 #include "route/RoutedRequests.h"
+#include "transform/AgentJob.h"
+#include "transform/PasteOver.h"
 
 #include <QObject>
 #include <QPointer>
 
 #include <memory>
+#include <stop_token>
 
 namespace ovalin {
 
@@ -63,12 +66,15 @@ public:
     // Submit
     void sendTapped();
     void cancelTapped();
-    void replaceTapped();
     void micTapped();
     void historyTapped();
 
     // Ask
     void sendAsk(const QString& question);
+
+    // Replace and Insert
+    void replaceTapped();
+    void replaceFailed(const QString& message);
 
     // How-to card
     void helpTapped();
@@ -80,6 +86,7 @@ public:
 
 private:
     struct Delivery;
+    struct ReplacePress;
 
     void connectPanel();
     void openChat();
@@ -93,6 +100,12 @@ private:
     void undelivered(const QueueItem& item, const QString& reason);
     void agentMissing(const QString& message);
     void hotkeyTaken(int status);
+    void replaceSelection(const ReplacePress& press, const QString& selected);
+    void insertGenerated(const ReplacePress& press);
+    void jobEnded(const ReplacePress& press, const JobEnd& end);
+    void pasteOver(const ReplacePress& press, const QString& text);
+    void setSubmitting(bool submitting);
+    [[nodiscard]] AgentJob agentJob() const;
 
     Desktop& desktop;
     Dispatch& dispatch;
@@ -108,6 +121,8 @@ private:
     IntentLexicon intentLexicon;
     std::unique_ptr<RoutedRequests> routedRequests;
     std::unique_ptr<Heartbeat> heartbeat;
+    PasteOver paste;
+    std::stop_source programEnds; ///< for children that have no time limit
 
     LinkVerifier linkVerifier;
 

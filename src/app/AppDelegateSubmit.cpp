@@ -78,7 +78,7 @@ void AppDelegate::recordIntentCommit(const QString& prompt, bool committedAsk) {
 }
 
 void AppDelegate::sendTapped() {
-    if (!panel)
+    if (!panel || !panel->sendBtnRef->isEnabled())
         return;
     const QString instruction = panel->promptField->text().trimmed();
     const QString word = instruction.toLower();
@@ -137,6 +137,7 @@ void AppDelegate::applyShotToPendingSubmit(const QUuid& token, const QString& sh
 
 void AppDelegate::applicationWillTerminate() {
     closePanel();
+    programEnds.request_stop();
     for (const auto& delivery : std::exchange(deliveries, {}))
         deliver(*delivery, delivery->storedText);
     routedRequests.reset(); // finalises what still waits for its screenshot

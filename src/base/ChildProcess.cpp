@@ -5,12 +5,14 @@
 #include <QMutex>
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <functional>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -46,6 +48,10 @@ public:
         , options(how) {
         if (options.deadline)
             endAt = Clock::now() + *options.deadline;
+        if (options.stop.stop_possible()) {
+            stopFd = Descriptor(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+            onStop.emplace(options.stop, [fd = stopFd.get()] { ::eventfd_write(fd, 1); });
+        }
     }
 
     ChildRun toEnd() {
@@ -55,6 +61,8 @@ public:
                 run.timedOut = true;
                 terminate();
             }
+            if (options.stop.stop_requested())
+                terminate();
             if (terminated && !killed && now >= killAt) {
                 ::kill(-pid, SIGKILL);
                 killed = true;
@@ -87,8 +95,10 @@ private:
     }
 
     void waitForNews() {
-        std::array<pollfd, 3> news{
-            {{ended ? -1 : processFd.get(), POLLIN, 0}, {in.get(), POLLOUT, 0}, {out.get(), POLLIN, 0}}};
+        std::array<pollfd, 4> news{{{ended ? -1 : processFd.get(), POLLIN, 0},
+                                    {in.get(), POLLOUT, 0},
+                                    {out.get(), POLLIN, 0},
+                                    {terminated ? -1 : stopFd.get(), POLLIN, 0}}};
         if (::poll(news.data(), news.size(), patience()) <= 0)
             return;
         if (news[1].revents != 0)
@@ -153,7 +163,8 @@ private:
     }
 
     const pid_t pid;
-    Descriptor processFd, in, out;
+    Descriptor processFd, in, out, stopFd;
+    std::optional<std::stop_callback<std::function<void()>>> onStop;
     const RunOptions& options;
     std::array<char, 65536> buffer{};
     ChildRun run;

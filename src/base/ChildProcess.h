@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <optional>
+#include <stop_token>
 
 namespace ovalin {
 
@@ -45,6 +46,7 @@ struct RunOptions {
     std::optional<QByteArray> input;                   ///< absent: /dev/null
     std::optional<std::chrono::milliseconds> deadline; ///< then SIGTERM to the group, and SIGKILL after `grace`
     std::chrono::milliseconds grace{2000};
+    std::stop_token stop{};                      ///< ends the child like its deadline does, for one that has none
     qsizetype outputLimit = qsizetype{64} << 20; ///< bytes; a child that prints more is ended like one that is late
 };
 

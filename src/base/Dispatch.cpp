@@ -5,6 +5,7 @@
 #include <QTimer>
 
 #include <cstdlib>
+#include <thread>
 
 namespace ovalin {
 
@@ -44,6 +45,8 @@ QDateTime QtDispatch::wallClock() const { return QDateTime::currentDateTimeUtc()
 void QtDispatch::after(std::chrono::milliseconds delay, QObject* context, Work work) {
     QTimer::singleShot(delay, delay.count() < 100 ? Qt::PreciseTimer : Qt::CoarseTimer, context, std::move(work));
 }
+
+void QtDispatch::sleep(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
 
 void QtDispatch::toMain(Work work) {
     QMetaObject::invokeMethod(&pools->mainThread, std::move(work), Qt::QueuedConnection);

@@ -34,6 +34,9 @@ public:
     /// Calls `work` on the main thread after `delay`, unless `context` is gone by then. Main thread.
     virtual void after(std::chrono::milliseconds delay, QObject* context, Work work) = 0;
 
+    /// Waits. Worker threads.
+    virtual void sleep(std::chrono::milliseconds time) = 0;
+
     /// Calls `work` on the main thread as soon as it is free. Any thread.
     virtual void toMain(Work work) = 0;
 
@@ -76,6 +79,7 @@ public:
     [[nodiscard]] double now() const override;
     [[nodiscard]] QDateTime wallClock() const override;
     void after(std::chrono::milliseconds delay, QObject* context, Work work) override;
+    void sleep(std::chrono::milliseconds time) override;
     void toMain(Work work) override;
     void run(Queue queue, Work work) override;
 

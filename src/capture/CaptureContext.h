@@ -14,6 +14,7 @@ struct CaptureContext {
     QString capApp;
     QString capBundle;
     qint32 capPID = 0;
+    quint32 capWindow = 0; ///< X11 window, since a process may have several
     QString capText; ///< the excerpt
     std::optional<QString> capURL;
     std::optional<QString> capTitle;
@@ -24,12 +25,13 @@ struct CaptureContext {
     bool selectionViaClipboard = false;
 
     /// Starts the record of a new opening over an application; everything an older one found is gone.
-    void open(const QString& app, const QString& bundle, qint32 pid) {
+    void open(const QString& app, const QString& bundle, qint32 pid, quint32 window = 0) {
         const bool viaClipboard = selectionViaClipboard; // the pipeline decides it anew when it knows
         *this = CaptureContext();
         capApp = app;
         capBundle = bundle;
         capPID = pid;
+        capWindow = window;
         capContextMode = QStringLiteral("screenshot");
         selectionViaClipboard = viaClipboard;
     }

@@ -59,7 +59,7 @@ std::optional<QString> Selection::clipboardGrab(qint32 pid) {
         logLine(QStringLiteral("Ovalin: Accessibility not granted — cannot grab selection"));
         return std::nullopt;
     }
-    const QMutexLocker lock(&grabbing);
+    const std::lock_guard lock(pasteboard.inUse);
     auto saved = pasteboard.snapshot();
     if (!saved) {
         logLine(QStringLiteral("Ovalin: selection fallback skipped — the clipboard's owner does not answer"));

@@ -4,7 +4,6 @@
 #include "platform/Keyboard.h"
 #include "platform/Pasteboard.h"
 
-#include <QMutex>
 #include <QString>
 
 #include <chrono>
@@ -36,7 +35,6 @@ private:
     Pasteboard& pasteboard;
     Keyboard& keyboard;
     Sleep sleep;
-    QMutex grabbing; // two overlapping grabs would take each other's copy for the user's clipboard
 };
 
 } // namespace ovalin

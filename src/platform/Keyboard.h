@@ -1,8 +1,9 @@
 #pragma once
 
-#include <QtGlobal>
+#include "platform/Pasteboard.h"
 
 #include <functional>
+#include <optional>
 
 namespace ovalin {
 
@@ -25,6 +26,22 @@ public:
     /// below 1; held modifiers are lifted meanwhile and the keyboard hold opens for just these keys. Worker threads;
     /// returns when the X server has worked the keys off.
     [[nodiscard]] virtual Sent sendCopy(qint32 pid) = 0;
+
+    /// Where a paste goes; without a window to wherever the input focus is, if that is `pid`'s or `pid` is below 1.
+    struct PasteTarget {
+        qint32 pid = 0;
+        quint32 window = 0; ///< X11 window
+        bool operator==(const PasteTarget&) const = default;
+    };
+
+    /// Brings the window to the front unless it is there, and waits until it has the input focus, 600 ms at most. Says
+    /// from which selection its paste chord takes the text; absent: the window is gone or did not get the focus. Worker
+    /// threads.
+    [[nodiscard]] virtual std::optional<Pasteboard::Selection> bringToFront(const PasteTarget& target) = 0;
+
+    /// Sends the paste chord of the application (Ctrl+V; terminals have theirs) if the target has the input focus at
+    /// this moment. As sendCopy().
+    [[nodiscard]] virtual Sent sendPaste(const PasteTarget& target) = 0;
 };
 
 /// Keeps the keyboard on one window without moving the input focus: an active keyboard grab. Main thread.

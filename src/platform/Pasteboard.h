@@ -4,7 +4,9 @@
 #include <QObject>
 #include <QString>
 
+#include <chrono>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -21,6 +23,7 @@ struct PasteboardSnapshot {
     bool owned = false; ///< false: nobody owned it, and restoring gives the ownership up
     std::vector<Item> items;
     quint64 changeCount = 0;
+    bool complete = true; ///< false: its owner did not give all that it offers, or nothing at all
 };
 
 /// The X selections CLIPBOARD and PRIMARY, read and served on the X11 thread. Never through QClipboard, which blocks
@@ -45,6 +48,32 @@ public:
     /// Reads all of CLIPBOARD within a budget of 150 ms and 32 MB; absent when the budget did not suffice or the owner
     /// did not answer: then the clipboard must not be touched, since it could not be put back. Worker threads.
     [[nodiscard]] virtual std::optional<PasteboardSnapshot> snapshot() = 0;
+
+    /// Reads what can be read of a selection within a second and 64 MB, every format of a picture too; for a paste,
+    /// which takes place in any case. Worker threads.
+    [[nodiscard]] virtual PasteboardSnapshot save(Selection selection) = 0;
+
+    /// Owns the selection with this text, to be pasted from it, until giveBack() or until somebody else takes it.
+    /// Requests of process `reader` for the text are noted, below 1 everybody's. False when it is not to be had. Worker
+    /// threads.
+    [[nodiscard]] virtual bool borrow(Selection selection, const QString& text, qint32 reader) = 0;
+
+    struct Loan {
+        bool ours = false;                                ///< nobody has taken the selection since
+        std::optional<std::chrono::milliseconds> readAgo; ///< since the reader last asked for the text and got it
+    };
+    /// What became of borrow(). Worker threads.
+    [[nodiscard]] virtual Loan loan(Selection selection) = 0;
+
+    /// Puts `saved` back in place of the borrowed text, or leaves the selection without an owner when nothing was
+    /// saved; with
+    /// IfOurs not when somebody else has taken it meanwhile. False when nothing was put back. Worker threads.
+    enum class GiveBack { IfOurs, Always };
+    virtual bool giveBack(Selection selection, PasteboardSnapshot saved, GiveBack when) = 0;
+
+    /// Held by who puts something of his own on a selection for a moment: two at a time would take each other's text
+    /// for the user's.
+    std::mutex inUse;
 
     /// Text of CLIPBOARD. Worker threads; at most 150 ms.
     [[nodiscard]] virtual std::optional<QString> text() = 0;

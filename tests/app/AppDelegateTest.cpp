@@ -300,3 +300,105 @@ TEST_F(AppDelegateTest, ARequestUnderWayIsWrittenWhenTheProgramEnds) {
     settle();
     EXPECT_EQ(queueFiles().size(), 1);
 }
+
+TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastes) {
+    open();
+    settle();
+    typePrompt(QStringLiteral(" replace with 'Acme Corp' "));
+    fake.pasteboard.lent = {false, {}};
+    QTest::mouseClick(panel().replaceBtnRef, Qt::LeftButton);
+    settle();
+    EXPECT_EQ(delegate->currentPanel(), nullptr);
+    EXPECT_EQ(fake.pasteboard.borrowed, QStringList(QStringLiteral("Acme Corp")));
+    ASSERT_EQ(fake.keyboard.pastes.size(), 1u);
+    EXPECT_EQ(fake.keyboard.pastes[0], (Keyboard::PasteTarget{4711, 1})) << "the window in front at the opening";
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin replace: bundle=Mousepad torvi=0 quarn=0 file=0 web=0 selLen=11 "
+                                       "instr=replace with 'Acme Corp'")),
+              1);
+}
+
+TEST_F(AppDelegateTest, ReplaceSaysWhatIsMissing) {
+    const struct {
+        const char* bundle;
+        const char* selection;
+        const char* prompt;
+        const char* status;
+    } rows[] = {{"Mousepad", "x", "", "type how to transform it first"},
+                {"Mousepad", "", " ", "type the text to insert first"},
+                {"com.orlanvex.torvi", "", "new", "select the text to replace first"},
+                {"com.orlanvex.torvi", "x", "new", "Claude Code not found — install it from https://claude.ai/code"}};
+    for (const auto& row : rows) {
+        fake.workspace.front->bundleId = QString::fromLatin1(row.bundle);
+        fake.accessibility.answer = {Kind::Text, QString::fromLatin1(row.selection), false};
+        open();
+        settle();
+        typePrompt(QString::fromLatin1(row.prompt));
+        delegate->replaceTapped();
+        EXPECT_FALSE(panel().replaceBtnRef->isEnabled());
+        settle();
+        EXPECT_EQ(panel().hintField->status(), QString::fromUtf8(row.status));
+        EXPECT_TRUE(panel().replaceBtnRef->isEnabled() && panel().sendBtnRef->isEnabled());
+        delegate->closePanel();
+    }
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin replace: bundle=")), 4);
+    EXPECT_TRUE(fake.pasteboard.borrowed.empty());
+}
+
+TEST_F(AppDelegateTest, WhileATransformRunsTheButtonsWaitAndItsEndIsShown) {
+    const QString script = paths.binDir + QStringLiteral("/ovalin-replace-file.sh");
+    for (const bool succeeds : {false, true}) {
+        writeFile(script,
+                  succeeds ? "#!/bin/sh\necho edited a.html\n" : "#!/bin/sh\necho a.html is read-only; exit 1\n");
+        QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        tab = BrowserTab{QStringLiteral("file:///a.html"), QString()};
+        open();
+        settle();
+        typePrompt(QStringLiteral("new"));
+        dispatch.runAtOnce = false;
+        delegate->replaceTapped();
+        dispatch.runBackground(); // the selection
+        dispatch.runMain();
+        EXPECT_EQ(panel().hintField->status(), QStringLiteral("replacing…"));
+        delegate->replaceTapped();
+        QTest::keyClick(panel().promptField, Qt::Key_Return);
+        ASSERT_NE(delegate->currentPanel(), nullptr) << "one thing at a time";
+        settle();
+        dispatch.runAtOnce = true;
+        EXPECT_EQ(panel().hintField->status(),
+                  succeeds ? QStringLiteral("edited a.html") : QStringLiteral("a.html is read-only"));
+        EXPECT_EQ(panel().replaceBtnRef->isEnabled(), !succeeds);
+        dispatch.advance(1.39);
+        EXPECT_NE(delegate->currentPanel(), nullptr);
+        dispatch.advance(0.02);
+        EXPECT_EQ(delegate->currentPanel() == nullptr, succeeds);
+        delegate->closePanel();
+    }
+    EXPECT_TRUE(fake.keyboard.pastes.empty()) << "the page is not typed into";
+}
+
+TEST_F(AppDelegateTest, ATransformThatOutlivesItsPanelDisturbsNoOther) {
+    const QString script = paths.binDir + QStringLiteral("/ovalin-transform.sh");
+    writeFile(script, "#!/bin/sh\necho done\n");
+    QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    fake.pasteboard.lent = {false, {}};
+    for (const bool openedAgain : {false, true}) {
+        open();
+        settle();
+        typePrompt(QStringLiteral("make it short"));
+        delegate->replaceTapped();
+        dispatch.runAtOnce = false;
+        dispatch.runMain(); // the selection has come, the transform is begun
+        delegate->closePanel();
+        if (openedAgain) {
+            open();
+            typePrompt(QStringLiteral("something else"));
+        }
+        settle();
+        dispatch.runAtOnce = true;
+        EXPECT_EQ(fake.keyboard.pastes.size(), 1u) << "only where no other panel is open";
+        EXPECT_EQ(fake.pasteboard.borrowed.size(), openedAgain ? 2 : 1);
+        EXPECT_EQ(fake.notifier.shown.size(), openedAgain ? 1u : 0u);
+        EXPECT_EQ(delegate->currentPanel() != nullptr, openedAgain);
+    }
+    EXPECT_EQ(panel().promptField->text(), QStringLiteral("something else"));
+}

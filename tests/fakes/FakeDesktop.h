@@ -55,6 +55,24 @@ struct FakePasteboard final : Pasteboard {
         saved.changeCount = changes;
         return answers ? std::optional(saved) : std::nullopt;
     }
+    PasteboardSnapshot savedBefore; ///< what save() finds
+    Loan lent{true, {}};            ///< what becomes of borrow()
+    QStringList borrowed;
+    std::vector<Selection> selections; ///< that were borrowed, given back
+    std::vector<PasteboardSnapshot> givenBack;
+    PasteboardSnapshot save(Selection) override { return savedBefore; }
+    bool borrow(Selection selection, const QString& text, qint32) override {
+        if (!answers)
+            return false;
+        selections.push_back(selection);
+        borrowed.push_back(text);
+        return true;
+    }
+    Loan loan(Selection) override { return lent; }
+    bool giveBack(Selection, PasteboardSnapshot snapshot, GiveBack) override {
+        givenBack.push_back(std::move(snapshot));
+        return true;
+    }
     std::optional<QString> text() override { return clipboard; }
     void restore(PasteboardSnapshot snapshot) override { restored.push_back(std::move(snapshot)); }
     void readText(Selection, QObject*, std::function<void(const QString&)> done) override {
@@ -73,6 +91,14 @@ struct FakeKeyboard final : Keyboard {
         ++copies;
         if (onCopy)
             onCopy();
+        return result;
+    }
+    std::optional<Pasteboard::Selection> inFront = Pasteboard::Selection::Clipboard;
+    std::vector<PasteTarget> pastes;
+    std::optional<Pasteboard::Selection> bringToFront(const PasteTarget&) override { return inFront; }
+    Sent sendPaste(const PasteTarget& target) override {
+        if (result == Sent::Yes)
+            pastes.push_back(target);
         return result;
     }
 };

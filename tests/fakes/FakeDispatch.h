@@ -26,6 +26,7 @@ public:
                 work();
         });
     }
+    void sleep(std::chrono::milliseconds time) override { seconds += static_cast<double>(time.count()) / 1000.0; }
     void toMain(Work work) override { mainQueue.push_back(std::move(work)); }
     void run(Queue, Work work) override {
         if (runAtOnce)

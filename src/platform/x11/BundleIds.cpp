@@ -37,6 +37,14 @@ const char* const TERMINALS =
     "tabby warp dev.warp.warp wave waveterm x-terminal-emulator vte vte-2.91 evilvte lilyterm germinal domterm "
     "extraterm edex-ui tym darktile";
 
+const char* const CLASSIC_TERMINALS = "xterm uxterm koi8rxterm lxterm urxvt urxvtd rxvt rxvt-unicode aterm eterm mrxvt "
+                                      "mlterm";
+
+QSet<QString> wordsOf(const char* list) {
+    const QStringList names = QString::fromLatin1(list).split(QLatin1Char(' '));
+    return {names.cbegin(), names.cend()};
+}
+
 QHash<QString, QString> browserTable() {
     QHash<QString, QString> table;
     for (const Browser& browser : BROWSERS) {
@@ -60,10 +68,12 @@ QString bundleIdentifier(const QString& instance, const QString& wmClass, const 
 }
 
 bool isTerminal(const QString& wmClass) {
-    static const QSet<QString> table = [] {
-        const QStringList names = QString::fromLatin1(TERMINALS).split(QLatin1Char(' '));
-        return QSet<QString>(names.cbegin(), names.cend());
-    }();
+    static const QSet<QString> table = wordsOf(TERMINALS);
+    return table.contains(wmClass.toLower());
+}
+
+bool isClassicTerminal(const QString& wmClass) {
+    static const QSet<QString> table = wordsOf(CLASSIC_TERMINALS);
     return table.contains(wmClass.toLower());
 }
 

@@ -70,6 +70,16 @@ QByteArrayList targetsToTake(const QByteArrayList& offered) {
     return taken;
 }
 
+QByteArrayList furtherPictures(const QByteArrayList& offered) {
+    const QByteArrayList taken = targetsToTake(offered);
+    QByteArrayList further;
+    for (const QByteArray& target : offered) {
+        if (isImage(target) && !taken.contains(target) && !further.contains(target))
+            further.push_back(target);
+    }
+    return further;
+}
+
 bool isFaithful(const PasteboardSnapshot& snapshot, quint64 changeCountAfter) {
     return snapshot.changeCount == changeCountAfter && (!snapshot.owned || !snapshot.items.empty());
 }

@@ -25,6 +25,9 @@ namespace ovalin {
 /// Targets that are a protocol or mean something inside their process only are left out.
 [[nodiscard]] QByteArrayList targetsToTake(const QByteArrayList& offered);
 
+/// The formats of a picture that targetsToTake() passes over.
+[[nodiscard]] QByteArrayList furtherPictures(const QByteArrayList& offered);
+
 /// The budget of one snapshot.
 struct SnapshotBudget {
     std::chrono::milliseconds time{150};

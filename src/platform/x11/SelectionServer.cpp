@@ -87,6 +87,25 @@ bool SelectionServer::own(SelectionContent newContent, RequestSeen seen) {
     return true;
 }
 
+bool SelectionServer::exchange(std::optional<SelectionContent> newContent) {
+    if (!owns())
+        return false;
+    xcb_connection_t* c = thread.connection().get();
+    // Nobody can take it between the look and the change.
+    xcb_grab_server(c);
+    const XReply<xcb_get_selection_owner_reply_t> now(
+        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, selection), nullptr));
+    const bool ours = now && now->owner == window;
+    bool done = ours;
+    if (ours && newContent)
+        done = own(std::move(*newContent));
+    else if (ours)
+        clear();
+    xcb_ungrab_server(c);
+    xcb_flush(c);
+    return done;
+}
+
 void SelectionServer::clear() {
     xcb_connection_t* c = thread.connection().get();
     xcb_set_selection_owner(c, XCB_WINDOW_NONE, selection, XCB_CURRENT_TIME);

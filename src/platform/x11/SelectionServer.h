@@ -36,6 +36,10 @@ public:
     /// else.
     bool own(SelectionContent content, RequestSeen seen = {});
 
+    /// Goes on with something else, or gives the selection up when that is absent; false, and nothing happens, when
+    /// another client has taken it, even if we have not heard of it yet.
+    bool exchange(std::optional<SelectionContent> content);
+
     [[nodiscard]] bool owns() const { return window != XCB_WINDOW_NONE; }
 
     /// Large transfers under way.

@@ -52,6 +52,7 @@ public:
     [[nodiscard]] quint32 windowManager() const;
 
     [[nodiscard]] quint32 rootId() const { return rootWindowId; }
+    [[nodiscard]] quint32 activeWindowAtom() const { return activeWindow; }
     [[nodiscard]] quint32 checkAtom() const { return supportingWmCheck; }
 
 private:

@@ -59,15 +59,14 @@ struct X11Desktop::Parts {
             synthetic.begin();
             return;
         }
-        const Deadline deadline = deadlineIn(std::chrono::milliseconds(50));
-        synthetic.end(
-            thread.call(deadline, [this, deadline] { return thread.connection().serverTime(deadline).value_or(0); })
-                .value_or(0));
+        synthetic.end(keyClock.serverTime(deadlineIn(std::chrono::milliseconds(50))).value_or(0));
     }
 
     XThread thread;
     ActivityClock activity;
     SyntheticKeys synthetic;
+    XConnection
+        keyClock; // of its own: asking for the time drops events, such as the target's request for the clipboard
     X11Pasteboard pasteboard;
     X11Monitors monitors;
     X11HotKeys hotKeys;

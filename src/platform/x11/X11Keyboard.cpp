@@ -11,7 +11,7 @@
 #include <QScopeGuard>
 
 #include <algorithm>
-#include <unistd.h>
+#include <ranges>
 
 #include <X11/keysym.h>
 #include <xcb/xcb.h>
@@ -43,11 +43,15 @@ std::vector<KeyMap::Key> heldModifiers(const KeyMap& map, const Keymap& keymap) 
     return held;
 }
 
-bool runsInTerminal(const WindowIdentity& client) {
+constexpr std::chrono::milliseconds BRING_DEADLINE{600};
+constexpr size_t SHIFT = 0, CONTROL = 2; // modifiers of the X protocol
+
+/// Whether any of the names by which a terminal may be known is in the table.
+bool isOneOf(bool (*table)(const QString&), const WindowIdentity& client) {
     const QString executable =
         QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(client.pid))).fileName();
     // A terminal may have been given a WM_CLASS of the user's choice.
-    return isTerminal(client.wmClass) || isTerminal(client.instance) || isTerminal(executable);
+    return table(client.wmClass) || table(client.instance) || table(executable);
 }
 
 } // namespace
@@ -58,7 +62,7 @@ X11Keyboard::X11Keyboard(X11KeyboardHold& theHold, std::function<void(bool)> the
     , sending(std::move(theSending)) {
     if (!connection)
         return;
-    reader.emplace(connection);
+    front.emplace(connection);
     const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection, &xcb_test_id);
     xtest = extension && extension->present;
     qApp->installNativeEventFilter(this);
@@ -69,37 +73,78 @@ X11Keyboard::~X11Keyboard() {
         qApp->removeNativeEventFilter(this);
 }
 
+X11Keyboard::Chord X11Keyboard::chordOf(const KeyMap& map, std::initializer_list<size_t> modifiers, KeyMap::Key key) {
+    Chord chord;
+    for (const size_t index : modifiers) {
+        if (map.modifierKeys(index).empty())
+            return {};
+        chord.modifiers.push_back(map.modifierKeys(index).front());
+    }
+    chord.key = key;
+    return chord;
+}
+
+X11Keyboard::Chord X11Keyboard::pasteChord(const KeyMap& map, const WindowIdentity& client) {
+    const Chord insert = chordOf(map, {SHIFT}, map.plainKey(XK_Insert));
+    if (isOneOf(isClassicTerminal, client))
+        return insert;
+    const KeyMap::Key letter = map.shortcutKey(XK_v);
+    const bool terminal = isOneOf(isTerminal, client);
+    const Chord chord = terminal ? chordOf(map, {CONTROL, SHIFT}, letter) : chordOf(map, {CONTROL}, letter);
+    return chord.key || terminal ? chord : insert; // which means the same wherever Ctrl+V does
+}
+
 Keyboard::Sent X11Keyboard::sendCopy(qint32 pid) {
     if (!trusted())
         return Sent::NotTrusted;
     const std::lock_guard one(oneAtATime);
     const auto map = KeyMap::read(connection);
-    const KeyMap::Key letter = map ? map->shortcutKey(XK_c) : KeyMap::Key{0};
-    if (!letter || map->modifierKeys(2).empty()) {
+    const Chord chord = map ? chordOf(*map, {CONTROL}, map->shortcutKey(XK_c)) : Chord{};
+    if (!chord.key) {
         logOnce(QStringLiteral("no-copy-key"), QStringLiteral("Ovalin: no key of this keyboard layout gives Ctrl+C"));
         return Sent::NotTrusted;
     }
     // As late as possible: the focus may have moved since the caller looked.
-    const WindowIdentity target = focusedClient();
-    if (!target.window || target.pid == ::getpid() || (pid > 0 && target.pid != pid))
+    const WindowIdentity target = front->find({pid, 0});
+    if (!target.window)
         return Sent::NoTarget;
-    if (runsInTerminal(target))
+    if (isOneOf(isTerminal, target))
         return Sent::NotAllowed;
-    copyChord(*map, letter);
+    sendChord(*map, chord);
     return Sent::Yes;
 }
 
-WindowIdentity X11Keyboard::focusedClient() const {
-    const WindowReader::Root root = reader->root();
-    if (root.focus == XCB_INPUT_FOCUS_POINTER_ROOT)
-        return reader->clientBelow(root.underPointer);
-    return reader->clientAbove(root.focus);
+std::optional<Pasteboard::Selection> X11Keyboard::bringToFront(const PasteTarget& target) {
+    if (!front)
+        return {};
+    const WindowIdentity client = front->bring(target, std::chrono::steady_clock::now() + BRING_DEADLINE);
+    if (!client.window)
+        return {};
+    return isOneOf(isClassicTerminal, client) ? Pasteboard::Selection::Primary : Pasteboard::Selection::Clipboard;
 }
 
-void X11Keyboard::copyChord(const KeyMap& map, KeyMap::Key letter) {
+Keyboard::Sent X11Keyboard::sendPaste(const PasteTarget& target) {
+    if (!trusted())
+        return Sent::NotTrusted;
+    const std::lock_guard one(oneAtATime);
+    const auto map = KeyMap::read(connection);
+    if (!map)
+        return Sent::NotTrusted;
+    const WindowIdentity client = front->find(target);
+    if (!client.window)
+        return Sent::NoTarget;
+    const Chord chord = pasteChord(*map, client);
+    if (!chord.key) {
+        logOnce(QStringLiteral("no-paste-key"), QStringLiteral("Ovalin: no key of this keyboard layout pastes"));
+        return Sent::NotTrusted;
+    }
+    sendChord(*map, chord);
+    return Sent::Yes;
+}
+
+void X11Keyboard::sendChord(const KeyMap& map, const Chord& chord) {
     const Keymap held(xcb_query_keymap_reply(connection, xcb_query_keymap(connection), nullptr));
     const std::vector<KeyMap::Key> modifiers = heldModifiers(map, held);
-    const KeyMap::Key control = map.modifierKeys(2).front();
     const KeyMap::Key space = map.plainKey(XK_space);
     if (sending)
         sending(true);
@@ -119,14 +164,17 @@ void X11Keyboard::copyChord(const KeyMap& map, KeyMap::Key letter) {
             for (const KeyMap::Key key : modifiers)
                 fake(connection, XCB_KEY_RELEASE, key);
             // XTEST drops a press of a key that it believes to be down, which would leave a bare "c".
-            fake(connection, XCB_KEY_RELEASE, control);
-            fake(connection, XCB_KEY_RELEASE, letter);
+            for (const KeyMap::Key key : chord.modifiers)
+                fake(connection, XCB_KEY_RELEASE, key);
+            fake(connection, XCB_KEY_RELEASE, chord.key);
         },
         [&] {
-            fake(connection, XCB_KEY_PRESS, control);
-            fake(connection, XCB_KEY_PRESS, letter);
-            fake(connection, XCB_KEY_RELEASE, letter);
-            fake(connection, XCB_KEY_RELEASE, control);
+            for (const KeyMap::Key key : chord.modifiers)
+                fake(connection, XCB_KEY_PRESS, key);
+            fake(connection, XCB_KEY_PRESS, chord.key);
+            fake(connection, XCB_KEY_RELEASE, chord.key);
+            for (const KeyMap::Key key : std::views::reverse(chord.modifiers))
+                fake(connection, XCB_KEY_RELEASE, key);
         },
         [&] {
             for (const KeyMap::Key key : modifiers)

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "FrontWindow.h"
 #include "KeyMap.h"
-#include "WindowReader.h"
 #include "X11KeyboardHold.h"
 #include "platform/Keyboard.h"
 
@@ -24,18 +24,26 @@ public:
 
     [[nodiscard]] bool trusted() const override { return xtest; }
     [[nodiscard]] Sent sendCopy(qint32 pid) override;
+    [[nodiscard]] std::optional<Pasteboard::Selection> bringToFront(const PasteTarget& target) override;
+    [[nodiscard]] Sent sendPaste(const PasteTarget& target) override;
 
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
 
 private:
+    struct Chord {
+        std::vector<KeyMap::Key> modifiers; ///< pressed in this order
+        KeyMap::Key key = 0;                ///< 0: no key of this layout gives the chord
+    };
+
     void letGoOfPressedAgain();
-    [[nodiscard]] WindowIdentity focusedClient() const;
-    void copyChord(const KeyMap& map, KeyMap::Key letter);
+    void sendChord(const KeyMap& map, const Chord& chord);
+    [[nodiscard]] static Chord chordOf(const KeyMap& map, std::initializer_list<size_t> modifiers, KeyMap::Key key);
+    [[nodiscard]] static Chord pasteChord(const KeyMap& map, const WindowIdentity& client);
 
     X11KeyboardHold& hold;
     xcb_connection_t* const connection;
     const std::function<void(bool)> sending;
-    std::optional<WindowReader> reader;
+    std::optional<FrontWindow> front;
     bool xtest = false;
     std::mutex oneAtATime;
 

@@ -7,6 +7,7 @@
 
 #include <QPointer>
 
+#include <array>
 #include <utility>
 
 namespace ovalin {
@@ -37,7 +38,7 @@ public:
     [[nodiscard]] xcb_window_t ownerOf(xcb_atom_t selection);
     [[nodiscard]] xcb_window_t primaryOwnerIn(qint32 pid);
     void readPrimary(xcb_window_t owner, Freshness freshness, Deadline deadline, TextDone done);
-    void readTargets(Deadline deadline, std::function<void(std::optional<QByteArrayList>)> done);
+    void readTargets(xcb_atom_t selection, Deadline deadline, std::function<void(std::optional<QByteArrayList>)> done);
 
     XThread& thread;
     const ActivityClock& clock;
@@ -45,6 +46,15 @@ public:
     const xcb_atom_t primary = XCB_ATOM_PRIMARY;
     SelectionReader reader;
     SelectionServer server;
+    SelectionServer primaryServer;
+    std::array<std::optional<Deadline>, 2> lastRead; // by the reader of the loan of each Selection
+
+    [[nodiscard]] quint64 changesOf(Selection selection, const std::atomic<quint64>& clipboardChanges) const {
+        return selection == Selection::Primary ? primaryState.changes : clipboardChanges.load();
+    }
+    SelectionServer& serverOf(Selection selection) { return selection == Selection::Primary ? primaryServer : server; }
+    std::optional<Deadline>& lastReadOf(Selection selection) { return lastRead.at(static_cast<size_t>(selection)); }
+    bool borrow(Selection selection, const QString& text, qint32 reader);
 
 private:
     struct PrimaryState {
@@ -66,6 +76,7 @@ X11Pasteboard::Parts::Parts(XThread& xThread, const ActivityClock& activity, std
     , clipboard(xThread.connection().atom("CLIPBOARD"))
     , reader(xThread)
     , server(xThread, clipboard)
+    , primaryServer(xThread, primary)
     , changes(xThread, [this, &clipboardChanges](const SelectionChanges::Change& change) {
         if (change.selection == clipboard) {
             ++clipboardChanges;
@@ -144,11 +155,12 @@ void X11Pasteboard::Parts::readPrimary(xcb_window_t owner, Freshness freshness, 
     });
 }
 
-void X11Pasteboard::Parts::readTargets(Deadline deadline, std::function<void(std::optional<QByteArrayList>)> done) {
+void X11Pasteboard::Parts::readTargets(xcb_atom_t selection, Deadline deadline,
+                                       std::function<void(std::optional<QByteArrayList>)> done) {
     const xcb_atom_t targets = thread.connection().atom("TARGETS");
-    reader.read({clipboard, targets, deadline}, [this, done = std::move(done)](const SelectionReading& reading) {
+    reader.read({selection, targets, deadline}, [this, done = std::move(done)](const SelectionReading& reading) {
         if (reading.end == SelectionReading::End::Data)
-            done(targetsToTake(atomNames(thread.connection(), reading)));
+            done(atomNames(thread.connection(), reading));
         else if (reading.end == SelectionReading::End::Refused)
             done(textTargets()); // an owner too simple to list what it has
         else
@@ -189,56 +201,131 @@ std::optional<QString> X11Pasteboard::text() {
         .value_or(std::nullopt);
 }
 
+struct X11Pasteboard::Reading {
+    Selection selection;
+    Deadline targetsBy;
+    Deadline deadline;
+    qsizetype bytes;
+    bool everything; // of a picture every format; what cannot be had is left out
+};
+
 std::optional<PasteboardSnapshot> X11Pasteboard::snapshot() {
     const Deadline deadline = deadlineIn(limits.snapshot.time);
+    return readOnce({Selection::Clipboard, deadline, deadline, limits.snapshot.bytes, false});
+}
+
+PasteboardSnapshot X11Pasteboard::save(Selection selection) {
+    const Deadline deadline = deadlineIn(limits.save.time);
+    // Once more when somebody took it meanwhile: what was read is neither the one nor the other.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        if (auto snapshot = readOnce({selection, deadlineIn(limits.saveTargets), deadline, limits.save.bytes, true}))
+            return std::move(*snapshot);
+    }
+    return {true, {}, 0, false};
+}
+
+std::optional<PasteboardSnapshot> X11Pasteboard::readOnce(const Reading& how) {
     PasteboardSnapshot snapshot;
-    const auto owner = thread.call(deadline, [this] { return parts->ownerOf(parts->clipboard); });
+    const auto owner = thread.call(how.deadline, [this, how] { return parts->ownerOf(parts->atom(how.selection)); });
     if (!owner)
         return {};
     snapshot.owned = *owner != XCB_WINDOW_NONE;
     // A second task: the changes that the server told of until then are counted before it.
-    const auto count = thread.call(deadline, [this] { return clipboardChanges.load(); });
+    const auto changes = [this, how] { return parts->changesOf(how.selection, clipboardChanges); };
+    const auto count = thread.call(how.deadline, changes);
     if (!count)
         return {};
     snapshot.changeCount = *count;
-    if (snapshot.owned && !readItems(snapshot, deadline))
-        return {};
-    const auto countAfter = thread.call(deadline, [this] { return clipboardChanges.load(); });
-    if (!countAfter || !isFaithful(snapshot, *countAfter))
+    if (snapshot.owned)
+        snapshot.complete = readItems(snapshot, how) && !snapshot.items.empty();
+    const auto countAfter = thread.call(how.deadline + OWN_DEADLINE, changes); // the owner may have used up the time
+    if (!countAfter || (how.everything ? *countAfter != snapshot.changeCount
+                                       : !snapshot.complete || !isFaithful(snapshot, *countAfter)))
         return {};
     return snapshot;
 }
 
-bool X11Pasteboard::readItems(PasteboardSnapshot& snapshot, std::chrono::steady_clock::time_point deadline) {
-    const auto targets =
+bool X11Pasteboard::readItems(PasteboardSnapshot& snapshot, const Reading& how) {
+    const Deadline deadline = how.deadline;
+    const xcb_atom_t selection = parts->atom(how.selection);
+    const auto offered =
         thread
-            .ask<std::optional<QByteArrayList>>(
-                deadline, [this, deadline](auto answer) { parts->readTargets(deadline, std::move(answer)); })
+            .ask<std::optional<QByteArrayList>>(how.targetsBy,
+                                                [this, selection, by = how.targetsBy](auto answer) {
+                                                    parts->readTargets(selection, by, std::move(answer));
+                                                })
             .value_or(std::nullopt);
-    if (!targets)
+    if (!offered)
         return false;
-    qsizetype room = limits.snapshot.bytes;
-    for (const QByteArray& target : *targets) {
+    const QByteArrayList targets = targetsToTake(*offered);
+    const QByteArrayList further = how.everything ? furtherPictures(*offered) : QByteArrayList();
+    qsizetype room = how.bytes;
+    bool complete = true;
+    for (const QByteArray& target : targets + further) {
         struct Named {
             SelectionReading reading;
             QByteArray type;
         };
-        const auto read = thread.ask<Named>(deadline, [this, target, deadline, room](auto answer) {
-            const SelectionReader::Request request{parts->clipboard, thread.connection().atom(target), deadline, room};
+        const auto read = thread.ask<Named>(deadline, [this, selection, target, deadline, room](auto answer) {
+            const SelectionReader::Request request{selection, thread.connection().atom(target), deadline, room};
             parts->reader.read(request, [this, answer](SelectionReading reading) {
                 QByteArray type = thread.connection().atomName(reading.type);
                 answer({std::move(reading), std::move(type)});
             });
         });
-        if (!read || read->reading.end == SelectionReading::End::Late ||
-            read->reading.end == SelectionReading::End::TooLarge)
-            return false;
-        if (read->reading.end == SelectionReading::End::Refused)
+        const auto end = read ? read->reading.end : SelectionReading::End::Late;
+        if (end == SelectionReading::End::Refused)
             continue; // listed, but not to be had: nobody else could have it either
+        if (end != SelectionReading::End::Data) {
+            complete = complete && !targets.contains(target);
+            if (end == SelectionReading::End::Late || !how.everything)
+                break;
+            continue;
+        }
         room -= read->reading.bytes.size();
         snapshot.items.push_back({target, read->type, read->reading.format, read->reading.bytes});
     }
-    return true;
+    return complete;
+}
+
+bool X11Pasteboard::Parts::borrow(Selection selection, const QString& text, qint32 wanted) {
+    auto& last = lastReadOf(selection);
+    last.reset();
+    return serverOf(selection).own(textContent(text), [&last, wanted](const SelectionServer::Request& request) {
+        if (request.served && (wanted < 1 || request.pid == wanted))
+            last = std::chrono::steady_clock::now();
+    });
+}
+
+bool X11Pasteboard::borrow(Selection selection, const QString& text, qint32 wanted) {
+    return thread
+        .call(deadlineIn(OWN_DEADLINE),
+              [this, selection, text, wanted] { return parts->borrow(selection, text, wanted); })
+        .value_or(false);
+}
+
+Pasteboard::Loan X11Pasteboard::loan(Selection selection) {
+    const auto now = thread.call(deadlineIn(OWN_DEADLINE), [this, selection] {
+        Loan loan{parts->serverOf(selection).owns(), {}};
+        if (const auto& last = parts->lastReadOf(selection))
+            loan.readAgo = std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now() - *last);
+        return loan;
+    });
+    return now.value_or(Loan{});
+}
+
+bool X11Pasteboard::giveBack(Selection selection, PasteboardSnapshot saved, GiveBack when) {
+    auto content = std::make_shared<PasteboardSnapshot>(std::move(saved));
+    const auto done = thread.call(deadlineIn(OWN_DEADLINE), [this, selection, when, content] {
+        SelectionServer& server = parts->serverOf(selection);
+        if (when == GiveBack::IfOurs)
+            return server.exchange(content->items.empty() ? std::nullopt : std::optional(std::move(content->items)));
+        if (!content->items.empty())
+            return server.own(std::move(content->items));
+        server.clear();
+        return true;
+    });
+    return done.value_or(false);
 }
 
 void X11Pasteboard::restore(PasteboardSnapshot snapshot) {

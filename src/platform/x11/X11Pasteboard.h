@@ -15,6 +15,8 @@ struct PasteboardLimits {
     std::chrono::milliseconds text{150};
     std::chrono::milliseconds fieldText{500}; ///< of readText()
     SnapshotBudget snapshot;
+    SnapshotBudget save{std::chrono::seconds(1), 64 * 1024 * 1024};
+    std::chrono::milliseconds saveTargets{300}; ///< an owner that has not said by then what it has will not give it
 };
 
 /// The selections over an XThread. Made and destroyed on the main thread; the thread and the clock outlive it, and no
@@ -27,13 +29,19 @@ public:
     [[nodiscard]] std::optional<QString> primaryText(qint32 pid, Freshness freshness) override;
     [[nodiscard]] quint64 changeCount() override { return clipboardChanges.load(); }
     [[nodiscard]] std::optional<PasteboardSnapshot> snapshot() override;
+    [[nodiscard]] PasteboardSnapshot save(Selection selection) override;
+    [[nodiscard]] bool borrow(Selection selection, const QString& text, qint32 reader) override;
+    [[nodiscard]] Loan loan(Selection selection) override;
+    bool giveBack(Selection selection, PasteboardSnapshot saved, GiveBack when) override;
     [[nodiscard]] std::optional<QString> text() override;
     void restore(PasteboardSnapshot snapshot) override;
     void readText(Selection selection, QObject* context, std::function<void(const QString&)> done) override;
 
 private:
     class Parts;
-    [[nodiscard]] bool readItems(PasteboardSnapshot& snapshot, std::chrono::steady_clock::time_point deadline);
+    struct Reading;
+    [[nodiscard]] bool readItems(PasteboardSnapshot& snapshot, const Reading& how);
+    [[nodiscard]] std::optional<PasteboardSnapshot> readOnce(const Reading& how);
 
     XThread& thread;
     const PasteboardLimits limits;

@@ -1,0 +1,76 @@
+#include "FrontWindow.h"
+
+#include <thread>
+
+#include <unistd.h>
+
+#include <xcb/xcb.h>
+
+namespace ovalin {
+
+namespace {
+
+constexpr std::chrono::milliseconds LOOK_AGAIN{3};
+constexpr quint32 FROM_A_PAGER = 2; // EWMH source indication: a wish of the user's, not of an application's
+
+bool sameClient(xcb_connection_t* connection, quint32 one, quint32 other) {
+    return ((one ^ other) & ~xcb_get_setup(connection)->resource_id_mask) == 0;
+}
+
+bool belongs(const WindowIdentity& identity, qint32 pid) {
+    return identity.window && identity.pid != ::getpid() && (pid < 1 || identity.pid == pid);
+}
+
+} // namespace
+
+WindowIdentity FrontWindow::identify(const Keyboard::PasteTarget& target) const {
+    WindowIdentity identity = reader.identify({target.window}).front();
+    // The number may be another window's by now.
+    return identity.named() && belongs(identity, target.pid) ? identity : WindowIdentity{};
+}
+
+WindowIdentity FrontWindow::find(const Keyboard::PasteTarget& target) const {
+    const WindowReader::Root root = reader.root();
+    WindowIdentity focused = root.focus == XCB_INPUT_FOCUS_POINTER_ROOT ? reader.clientBelow(root.underPointer)
+                                                                        : reader.clientAbove(root.focus);
+    if (!target.window || focused.window == target.window)
+        return belongs(focused, target.pid) ? focused : WindowIdentity{};
+    const bool active = root.active == target.window && reader.windowManager(root.check);
+    return active && sameClient(connection, root.focus, target.window) ? identify(target) : WindowIdentity{};
+}
+
+WindowIdentity FrontWindow::bring(const Keyboard::PasteTarget& target,
+                                  std::chrono::steady_clock::time_point deadline) const {
+    WindowIdentity found = find(target);
+    if (found.window || !target.window || !identify(target).window)
+        return found;
+    ask(target.window);
+    while (!found.window && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(LOOK_AGAIN);
+        found = find(target);
+    }
+    return found;
+}
+
+void FrontWindow::ask(quint32 window) const {
+    if (reader.windowManager()) {
+        union { // an event is 32 bytes on the wire
+            xcb_client_message_event_t message;
+            char bytes[32] = {};
+        };
+        message.response_type = XCB_CLIENT_MESSAGE;
+        message.format = 32;
+        message.window = window;
+        message.type = reader.activeWindowAtom();
+        message.data.data32[0] = FROM_A_PAGER;
+        xcb_send_event(connection, 0, reader.rootId(),
+                       XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, bytes);
+    } else {
+        const quint32 above = XCB_STACK_MODE_ABOVE;
+        xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+        xcb_set_input_focus(connection, XCB_INPUT_FOCUS_POINTER_ROOT, window, XCB_CURRENT_TIME);
+    }
+    xcb_flush(connection);
+}
+
+} // namespace ovalin

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "base/AgentCli.h"
+#include "base/ChildProcess.h"
+
+namespace ovalin {
+
+/// What every piece of work handed to a script or to the agent CLI needs.
+struct AgentJob {
+    QString binDir; ///< of the runtime scripts
+    AgentSearch agent;
+    std::stop_token stop{}; ///< the program ends: so does the child, which has no time limit
+};
+
+/// How a job ended.
+struct JobEnd {
+    enum class Kind {
+        Text,   ///< to be pasted
+        Status, ///< the source was edited; what to say about it
+        Failed, ///< what to say about that
+    };
+    Kind kind = Kind::Failed;
+    QString text;
+    bool operator==(const JobEnd&) const = default;
+};
+
+/// Runs a command line of the shell to its end, feeding it `input` (absent: /dev/null). Blocks: worker threads.
+[[nodiscard]] ChildRun runJob(const AgentJob& job, const QString& line, const ChildVariables& variables,
+                              std::optional<QByteArray> input);
+
+/// What a job printed, without white space at its ends; empty when it is not UTF-8 all through, or more than 256 MB.
+[[nodiscard]] QString printedText(const ChildRun& run);
+
+} // namespace ovalin

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "AgentJob.h"
+
+namespace ovalin {
+
+/// A text to be written for the place of the cursor.
+struct InsertJob {
+    QString instruction;
+    QString app;
+    std::optional<QString> url;
+};
+
+/// Asks the agent CLI for the text. The instruction travels in the environment, as with runTransform(). Blocks until
+/// the child has ended: worker threads.
+[[nodiscard]] JobEnd runInsert(const InsertJob& insert, const AgentJob& job);
+
+} // namespace ovalin

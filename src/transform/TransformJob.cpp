@@ -1,0 +1,89 @@
+#include "TransformJob.h"
+
+#include "base/Log.h"
+#include "base/Text.h"
+
+#include <tl/expected.hpp>
+
+namespace ovalin {
+
+namespace {
+
+constexpr qsizetype LOGGED_CHARACTERS = 160;
+
+// In single quotes: the agent reads the values from its environment.
+const QString FILE_PROMPT = QStringLiteral(
+    "A browser is rendering the local file $OVALIN_FILE. The text on stdin is highlighted on that page. Replace its "
+    "first visible occurrence in the file: if $OVALIN_INSTRUCTION is bare words they ARE the replacement, otherwise "
+    "apply the instruction as a transformation. Then output ONE short status line naming the file and reminding the "
+    "user to reload the page.");
+const QString QUARN_PROMPT = QStringLiteral(
+    "The Quarn app renders files from ~/Quarn/public. The text on stdin is highlighted in the app. Find the file under "
+    "~/Quarn/public whose VISIBLE markup (not scripts/styles/comments) contains it, and replace its first occurrence: "
+    "if $OVALIN_INSTRUCTION is bare words they ARE the replacement, otherwise apply the instruction as a "
+    "transformation. Then output ONE short status line naming the edited file and reminding the user to press Cmd+R in "
+    "Quarn.");
+// In double quotes: the shell puts the instruction in, and looks at nothing inside it.
+const QString TRANSFORM_PROMPT = QStringLiteral(
+    "Transform the text on stdin exactly as this instruction asks: $OVALIN_INSTRUCTION. Output ONLY the transformed "
+    "text - no preamble, no quotes, no commentary.");
+
+QString agentLine(ReplaceTarget target, const QString& agent) {
+    const QString editor =
+        shellQuoted(agent) + QStringLiteral(" -p --permission-mode bypassPermissions --append-system-prompt ");
+    if (target == ReplaceTarget::File)
+        return editor + shellQuoted(FILE_PROMPT);
+    if (target == ReplaceTarget::Quarn)
+        return editor + shellQuoted(QUARN_PROMPT);
+    return shellQuoted(agent) + QStringLiteral(" -p --append-system-prompt \"") + TRANSFORM_PROMPT +
+           QStringLiteral("\"");
+}
+
+/// The command line; the error is for the user.
+tl::expected<QString, QString> commandLine(ReplaceTarget target, const AgentJob& job) {
+    const QString script = job.binDir + QLatin1Char('/') + replaceScript(target);
+    const bool exists = scriptExists(script);
+    logLine(QStringLiteral("Ovalin replace: script=%1 exists=%2").arg(script).arg(exists ? 1 : 0));
+    if (exists)
+        return shellQuoted(script);
+    const auto agent = target == ReplaceTarget::Torvi ? std::nullopt : findClaudeBinary(job.agent);
+    if (!agent)
+        return tl::unexpected(agentMissingMessage());
+    return agentLine(target, *agent);
+}
+
+ChildVariables variablesOf(const TransformJob& transform) {
+    ChildVariables variables{{QStringLiteral("OVALIN_INSTRUCTION"), transform.instruction},
+                             {QStringLiteral("OVALIN_APP"), transform.app}};
+    if (transform.url && transform.target == ReplaceTarget::File)
+        variables.insert(QStringLiteral("OVALIN_FILE"), *transform.url);
+    if (transform.url && transform.target == ReplaceTarget::Web)
+        variables.insert(QStringLiteral("OVALIN_URL"), *transform.url);
+    return variables;
+}
+
+} // namespace
+
+JobEnd runTransform(const TransformJob& transform, const AgentJob& job) {
+    const auto line = commandLine(transform.target, job);
+    if (!line)
+        return {JobEnd::Kind::Failed, line.error()};
+    const ChildRun run = runJob(job, *line, variablesOf(transform), transform.selection.toUtf8());
+    if (run.end.kind == ChildEnd::Kind::FailedToStart) {
+        logLine(QStringLiteral("Ovalin replace: %1").arg(run.end.reason));
+        return {JobEnd::Kind::Failed, QStringLiteral("transform launch failed")};
+    }
+    const QString result = printedText(run);
+    logLine(QStringLiteral("Ovalin replace: exit=%1 resultLen=%2 result=%3")
+                .arg(run.end.number)
+                .arg(characterCount(result))
+                .arg(firstCharacters(result, LOGGED_CHARACTERS)));
+    const bool edits = editsSource(transform.target);
+    if (run.end.succeeded() && !result.isEmpty())
+        return {edits ? JobEnd::Kind::Status : JobEnd::Kind::Text, result};
+    if (edits && !result.isEmpty())
+        return {JobEnd::Kind::Failed, result};
+    return {JobEnd::Kind::Failed, QStringLiteral("transform failed — selection untouched")};
+}
+
+} // namespace ovalin

@@ -1,0 +1,139 @@
+#include "paste/PasteDesk.h"
+
+#include <QApplication>
+#include <QBuffer>
+#include <QFile>
+#include <QImage>
+
+#include <stdexcept>
+
+namespace ovalin {
+
+namespace {
+
+const char* const PAGE = R"(<!doctype html><meta charset=utf-8><title>loading</title>
+<textarea id=t style="width:600px;height:300px"></textarea><script>
+const t = document.getElementById('t'), show = () => { document.title = 'page:' + JSON.stringify(t.value) };
+t.value = TEXT; t.oninput = show; t.focus(); show();
+</script>)";
+
+QString nextName() {
+    static int count = 0;
+    return QStringLiteral("text%1").arg(++count);
+}
+
+} // namespace
+
+Target::Target(Kind what, const QString& text)
+    : kind(what)
+    , initial(text)
+    , file(desk().path(nextName() + QStringLiteral(".txt"))) {
+    writeFile(file, text.toUtf8());
+    QString title = file.section(u'/', -1);
+    switch (kind) {
+    case Kind::Gtk:
+        process = &desk().start(QStringLiteral("mousepad"), {QStringLiteral("--disable-server"), file});
+        break;
+    case Kind::Qt:
+        process = &desk().start(QStringLiteral("featherpad"), {QStringLiteral("--standalone"), file});
+        break;
+    case Kind::Chromium: {
+        const QString page = desk().path(nextName() + QStringLiteral(".html"));
+        writeFile(page, QByteArray(PAGE).replace("TEXT", "\"" + text.toUtf8() + "\""));
+        process =
+            &desk().start(QStringLiteral("chromium"),
+                          QStringLiteral("--no-sandbox --disable-gpu --no-first-run --disable-background-networking "
+                                         "--disable-component-update --disable-sync")
+                                  .split(u' ') +
+                              QStringList{QStringLiteral("--user-data-dir=") + desk().path(nextName()),
+                                          QStringLiteral("file://") + page});
+        title = QStringLiteral("page:");
+        break;
+    }
+    case Kind::Terminal:
+        process = &desk().start(QStringLiteral("xterm"), {QStringLiteral("-T"), title, QStringLiteral("-e"),
+                                                          QStringLiteral("cat > '%1'").arg(file)});
+        break;
+    }
+    window = desk().waitForWindow(title, 40);
+    if (window.isEmpty())
+        throw std::runtime_error("no window of " + process->program().toStdString());
+    desk().xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
+    if (kind != Kind::Terminal)
+        selectAll();
+}
+
+Target::~Target() {
+    signal(SIGCONT);
+    desk().end(*process);
+}
+
+void Target::press(const QString& key) const { desk().xdotool({QStringLiteral("key"), key}); }
+
+void Target::selectAll() const {
+    // Copied, the text shows that the application listens: not all set PRIMARY.
+    const QStringList read{QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("clipboard")};
+    const bool selected = waitUntil(
+        [&] {
+            press(QStringLiteral("ctrl+a"));
+            press(QStringLiteral("ctrl+c"));
+            return desk().output(QStringLiteral("xclip"), read) == initial;
+        },
+        40);
+    if (!selected)
+        throw std::runtime_error("nothing can be selected in " + process->program().toStdString());
+}
+
+QString Target::text() const {
+    if (kind == Kind::Chromium) {
+        const QString title = desk().xdotool({QStringLiteral("getwindowname"), window});
+        return title.section(QStringLiteral("page:\""), 1).section(QStringLiteral("\" - "), 0, 0);
+    }
+    press(kind == Kind::Terminal ? QStringLiteral("Return") : QStringLiteral("ctrl+s"));
+    return QString::fromUtf8(readFile(file)).trimmed();
+}
+
+Keyboard::PasteTarget Target::place() const {
+    XConnection server;
+    const auto number = static_cast<quint32>(window.toUInt());
+    return {server.clientPid(number), number};
+}
+
+OtherProgram::OtherProgram() {
+    thread.runAndWait(
+        [this] { server = std::make_unique<SelectionServer>(thread, thread.connection().atom("CLIPBOARD")); });
+}
+
+OtherProgram::~OtherProgram() {
+    thread.runAndWait([this] { server.reset(); });
+}
+
+void OtherProgram::own(SelectionContent content) {
+    thread.runAndWait([this, content = std::move(content)] { server->own(content); });
+}
+
+void OtherProgram::ownNothing() {
+    thread.runAndWait([this] { server->clear(); });
+}
+
+PasteboardSnapshot OtherProgram::seen(Pasteboard::Selection selection) { return reader.save(selection); }
+
+SelectionContent richContent() {
+    QImage image(300, 200, QImage::Format_RGB32);
+    quint32 state = 1;
+    for (int i = 0; i < 300 * 200; ++i)
+        image.setPixel(i % 300, i / 300, state = state * 1664525 + 1013904223);
+    SelectionContent content = textContent(QStringLiteral("Grüße 🙂"));
+    content.push_back({"text/html", "text/html", 8, "<b>Grüße</b>"});
+    content.push_back({"application/x-thing", "application/x-thing", 8, QByteArray("a\0b", 3)});
+    for (const char* format : {"PNG", "BMP"}) {
+        QBuffer bytes;
+        bytes.open(QIODevice::WriteOnly);
+        image.save(&bytes, format);
+        const QByteArray type = "image/" + QByteArray(format).toLower();
+        content.push_back({type, type, 8, bytes.data()});
+    }
+    return content;
+}
+
+} // namespace ovalin

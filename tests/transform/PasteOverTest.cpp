@@ -1,0 +1,108 @@
+#include "transform/PasteOver.h"
+
+#include "fakes/FakeDesktop.h"
+#include "fakes/FakeDispatch.h"
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+using namespace std::chrono_literals;
+using Selection = Pasteboard::Selection;
+
+TEST(ClipboardStep, WhetherTheClipboardMayBeRestored) {
+    using Ms = std::chrono::milliseconds;
+    const struct {
+        Ms sinceKey;
+        std::optional<Ms> readAgo;
+        bool ours;
+        ClipboardStep step;
+    } rows[] = {
+        {0ms, {}, true, ClipboardStep::Wait},
+        {440ms, 400ms, true, ClipboardStep::Wait}, // a quick target may still ask again
+        {450ms, 400ms, true, ClipboardStep::Restore},
+        {450ms, 90ms, true, ClipboardStep::Wait},
+        {900ms, {}, true, ClipboardStep::Wait}, // stalled
+        {2000ms, 100ms, true, ClipboardStep::Restore},
+        {2990ms, {}, true, ClipboardStep::Wait},
+        {3000ms, {}, true, ClipboardStep::LeaveText},
+        {3000ms, 5ms, true, ClipboardStep::Restore}, // it asks and asks
+        {100ms, 50ms, false, ClipboardStep::Wait},   // whoever has it now may be asked
+        {450ms, {}, false, ClipboardStep::LeaveNewer},
+        {3000ms, 2000ms, false, ClipboardStep::LeaveNewer},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(clipboardStep(row.sinceKey, row.readAgo, row.ours), row.step)
+            << row.sinceKey.count() << " " << row.readAgo.value_or(-1ms).count() << row.ours;
+}
+
+namespace {
+
+struct PasteOverTest : testing::Test {
+    FakeDesktop fake;
+    FakeDispatch dispatch;
+    LogRecorder log;
+    PasteOver pasteOver{fake.desktop, dispatch};
+    const QString text = QStringLiteral("new");
+
+    void paste() {
+        pasteOver.pasteOverSelection(text, {4711, 1});
+        dispatch.runMain();
+    }
+    QString told() { return fake.notifier.shown.empty() ? QString() : fake.notifier.shown.back().body; }
+};
+
+} // namespace
+
+TEST_F(PasteOverTest, ATargetOutOfReachGetsNoKeyAndTheTextWaitsOnTheClipboard) {
+    fake.keyboard.inFront = {};
+    paste();
+    EXPECT_TRUE(fake.keyboard.pastes.empty());
+    EXPECT_EQ(fake.pasteboard.borrowed, QStringList(text));
+    EXPECT_TRUE(fake.pasteboard.givenBack.empty());
+    EXPECT_TRUE(told().contains(QStringLiteral("on the clipboard")));
+
+    for (const auto sent : {Keyboard::Sent::NoTarget, Keyboard::Sent::NotTrusted}) { // in the last moment
+        for (const auto source : {Selection::Clipboard, Selection::Primary}) {
+            fake.keyboard.inFront = source;
+            fake.keyboard.result = sent;
+            paste();
+            EXPECT_EQ(fake.pasteboard.selections.back(), Selection::Clipboard);
+            EXPECT_EQ(std::exchange(fake.pasteboard.givenBack, {}).size(), source == Selection::Primary ? 1u : 0u);
+        }
+    }
+    EXPECT_EQ(fake.notifier.shown.size(), 5u);
+}
+
+TEST_F(PasteOverTest, WhatIsPutBackAndWhatIsSaid) {
+    fake.pasteboard.lent = {true, 200ms};
+    paste();
+    EXPECT_EQ(fake.pasteboard.givenBack.size(), 1u);
+    EXPECT_EQ(told(), QString());
+
+    fake.pasteboard.savedBefore.complete = false;
+    paste();
+    EXPECT_EQ(fake.pasteboard.givenBack.size(), 2u) << "as far as it could be read";
+    EXPECT_TRUE(told().contains(QStringLiteral("did not hand over all")));
+
+    fake.pasteboard.lent = {false, {}};
+    fake.pasteboard.clipboard = QStringLiteral("newer");
+    paste();
+    EXPECT_EQ(fake.pasteboard.givenBack.size(), 2u);
+
+    fake.pasteboard.lent = {true, {}};
+    paste();
+    EXPECT_EQ(fake.pasteboard.givenBack.size(), 2u);
+    EXPECT_TRUE(told().contains(QStringLiteral("on the clipboard")));
+
+    fake.keyboard.inFront = Selection::Primary; // a terminal that did not take it
+    paste();
+    EXPECT_EQ(fake.pasteboard.givenBack.size(), 3u);
+    EXPECT_EQ(fake.pasteboard.selections.back(), Selection::Clipboard);
+}
+
+TEST_F(PasteOverTest, NothingToBeHadIsSaidToo) {
+    fake.pasteboard.answers = false;
+    paste();
+    EXPECT_FALSE(told().isEmpty());
+    EXPECT_TRUE(fake.keyboard.pastes.empty());
+}
