@@ -79,6 +79,7 @@ case $1 in
         [[ -r $queue_file ]] || give_up "the queue file ${queue_file:t} is gone"
         trap 'kill $child 2>/dev/null; wait $child; give_up "the router was ended before the agent was done"' TERM INT
         cd ~
+        "$bin/ovalin-ledger" set "${${queue_file:t}%.json}" queued '' # what an earlier run of it has said is void
         run_agent /dev/null -p "$instructions
 
 Queue file: $queue_file" --permission-mode bypassPermissions
@@ -90,7 +91,7 @@ Queue file: $queue_file" --permission-mode bypassPermissions
         for file in $queue_file ${queue_file%.json}.png; do
             [[ -e $file ]] && mkdir -p -- ${queue_file:h}/processed && mv -n -- $file ${queue_file:h}/processed/
         done
-        print -r -- "capture-router: ${queue_file:t:r} $answered"
+        print -r -- "capture-router: ${${queue_file:t}%.json} $answered"
         ;;
     *)
         print -ru2 'usage: capture-router.sh /path/of/QUEUE_FILE | --job ID'

@@ -8,17 +8,17 @@ from html.entities import html5
 
 VOID = set("area base br col embed hr img input link meta param source track wbr".split())
 RAW = set("script style xmp iframe noembed noframes noscript title".split())  # their text is shown to nobody
-HIDDEN = set("head template datalist audio video canvas object rp".split())
+HIDDEN = set("head template select datalist audio video canvas object rp".split())  # or cannot be highlighted
 IN_HEAD = set("base basefont bgsound link meta title noscript script style template".split())
 BLOCKS = set("""address article aside blockquote body br caption center dd details dialog dir div dl dt fieldset
-    figcaption figure footer form h1 h2 h3 h4 h5 h6 header hgroup hr html legend li main menu nav ol optgroup option p
+    figcaption figure footer form h1 h2 h3 h4 h5 h6 header hgroup hr html legend li main menu nav ol p
     pre search section select summary table tbody td tfoot th thead tr ul""".split())
 
 # Elements that may go without an end tag: which start tags end them, unless one of the containers was opened in them.
 CELLS = set("td th tr tbody tfoot".split())
 ENDED_BY = {
-    "p": (BLOCKS - {"br", "option", "optgroup"}, ()), "li": ({"li"}, ("ul", "ol", "menu")),
-    "dt": ({"dt", "dd"}, ("dl",)), "dd": ({"dt", "dd"}, ("dl",)), "option": ({"option", "optgroup"}, ()),
+    "p": (BLOCKS - {"br"}, ()), "li": ({"li"}, ("ul", "ol", "menu")),
+    "dt": ({"dt", "dd"}, ("dl",)), "dd": ({"dt", "dd"}, ("dl",)),
     "td": (CELLS, ("table",)), "th": (CELLS, ("table",)), "tr": (CELLS - {"td", "th"}, ("table",)),
     "tbody": ({"tbody", "tfoot"}, ("table",)), "thead": ({"tbody", "tfoot"}, ("table",)),
 }

@@ -71,6 +71,13 @@ class RouterTest(ScriptTest):
                                  'display notification "%s" with title "Ovalin — needs attention"\n' % literal)
                 self.assertFalse(os.path.exists(self.path("pwned")))
 
+    def test_a_second_run_does_not_take_the_first_ones_word(self):
+        self.assertEqual(self.route()[0], 1)
+        self.install_agent("#!/bin/sh\n")
+        self.assertEqual(self.route()[0], 1)
+        self.assertEqual(self.entry()["result"]["summary"], "the agent ended without saying what it did")
+        self.assertTrue(os.path.exists(self.queue_file))
+
     def test_an_answer_of_the_agent_stays(self):
         self.install_agent("#!/bin/sh\n~/.claude/bin/ovalin-ledger set cap-1-00ff 'needs attention' 'Which one?'\n")
         self.assertEqual(self.route()[0], 0)
