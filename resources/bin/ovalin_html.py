@@ -28,7 +28,7 @@ COMMENT = re.compile(r"<!--(?:-?>|.*?(?:--!?>|\Z))|<\?(?:php|=|xml).*?(?:\?>|\Z)
 END_TAG = re.compile(r"</([a-zA-Z][^\s/>]*)[^>]*(?:>|\Z)")
 START_TAG = re.compile(r"<([a-zA-Z][^\s/>]*)")
 ATTRIBUTE = re.compile(r"""[\s/]*([^\s/>][^\s/>=]*)(?:\s*=\s*("[^"]*"|'[^']*'|[^\s>]+))?""")
-TAG_END = re.compile(r"\s*(/?)\s*(?:>|\Z)")
+TAG_END = re.compile(r"[\s/]*(?:>|\Z)")
 NO_DISPLAY = re.compile(r"(?:^|[;\"'\s])(?:display\s*:\s*none|visibility\s*:\s*hidden)", re.I)
 
 UNSEEN = "\u00ad\u200b\u2060\ufeff\0"  # soft hyphens and the like: not in what the user copies, or not in the source
@@ -39,9 +39,9 @@ DROPPED = str.maketrans("", "", UNSEEN)
 
 # What may be left empty by an edit and then goes; an id or a name is there for others.
 EMPTIED = re.compile(r"<(a|abbr|b|big|cite|code|del|em|font|i|ins|kbd|mark|q|s|samp|small|span|strong|sub|sup|tt|u|var"
-                     r"|p|li|dt|dd|h[1-6])\b(?![^>]*\s(?:id|name)\s*=)(?:\s[^>]*)?>\s*</\1\s*>", re.I)
+                     r"|p|li|dt|dd|h[1-6])\b(?![^<>]*\s(?:id|name)\s*=)(?:\s[^<>]*)?>\s*</\1\s*>", re.I)
 BREAK = re.compile(r"<w?br\s*/?>", re.I)
-NOT_TO_TIDY = re.compile(r"<(?:!|\?|script|style|textarea|template|svg|math)", re.I)
+NOT_TO_TIDY = re.compile(r"<(?:!|\?|/[^a-z]|script|style|textarea|template|svg|math)", re.I)
 
 
 def collapsed(text):
@@ -105,8 +105,8 @@ class VisibleText:
             self.ends[-1] = end
 
     def put_text(self, at, end):
-        if self.hidden == "head" and not self.source[at:end].isspace() and at < end:
-            self.hidden = ""
+        if at < end and not self.source[at:end].isspace():
+            self.end_head()
         while at < end and not self.hidden:
             match = PIECE.match(self.source, at, end)
             text, start = match[0], at
@@ -126,6 +126,10 @@ class VisibleText:
                 self.put_unseen(start, at)
             else:
                 self.put(text, start)
+
+    def end_head(self):
+        if self.hidden == "head" and not any(self.opened.values()):
+            self.hidden = ""
 
     def put_tag(self, name, at):
         if self.hidden:
@@ -161,7 +165,7 @@ class VisibleText:
         if self.hidden:
             if self.opened[name] > 0:
                 self.opened[name] -= 1
-            elif name == self.hidden or name in BLOCKS and name not in ("p", "br"):
+            elif name == self.hidden or self.hidden != "template" and name in BLOCKS and name not in ("p", "br"):
                 self.hidden = ""  # the end of what encloses a hidden element ends it too
         self.put_tag(name, at)
 
@@ -174,8 +178,8 @@ class VisibleText:
         match = TAG_END.match(self.source, at)
         closed = self.source[match.end() - 2:match.end()] == "/>"
         at = match.end()
-        if self.hidden == "head" and name not in IN_HEAD:
-            self.hidden = ""
+        if name not in IN_HEAD:
+            self.end_head()
         if self.hidden in ENDED_BY:
             enders, containers = ENDED_BY[self.hidden]
             if name in enders and not any(self.opened[container] for container in containers):
@@ -193,7 +197,7 @@ class VisibleText:
             return at
         if self.hidden:
             self.opened[name] += 1
-        elif concealed or name in HIDDEN:
+        elif concealed or name in HIDDEN and (name != "head" or not self.parts):  # a late head is none
             self.hidden, self.opened = name, Counter()
         return at
 

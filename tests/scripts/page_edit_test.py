@@ -46,6 +46,7 @@ class VisibleTextTest(ScriptTest):
             ("<?php $a->b('Hi'); ?>Hi", "Hi", "<?php $a->b('Hi'); ?>N"),
             ("<textarea>a &lt; <b></textarea>", "a < <b>", "<textarea>N</textarea>"),
             ("1 < 2 && Hi", "2 && Hi", "1 < N"),
+            ("<br / / >Hi</ p></>Hi<p", "Hi", "<br / / >N</ p></>Hi<p"),
         ]:
             with self.subTest(source):
                 self.assertEqual(self.edited(source, selection, "N"), expected)
