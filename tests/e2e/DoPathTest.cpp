@@ -1,6 +1,7 @@
 // One request from the selection in a real application to the router, on a real X server.
 #include "e2e/OvalinDesk.h"
 
+#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 
@@ -63,8 +64,30 @@ TEST(DoPath, SelectPressTypeReturn) {
     }));
 }
 
+TEST(DoPath, TheBundledRouterHasTheAgentDoIt) {
+    OvalinDesk desk;
+    desk.installScript(QStringLiteral(".local/bin/claude"),
+                       "#!/bin/sh\nfile=${2##*Queue file: }\n"
+                       "~/.claude/bin/ovalin-ledger set \"$(basename \"$file\" .json)\" ready 'noted'\n");
+    desk.startOvalin();
+    ASSERT_TRUE(desk.waitForLog(QStringLiteral("bundled runtime scripts")));
+    desk.openEditor("some text\n");
+    desk.pressKey(QStringLiteral("alt+space"));
+    ASSERT_TRUE(desk.waitForPanel(true));
+    desk.type(QStringLiteral("note this"));
+    desk.pressKey(QStringLiteral("Return"));
+    const QDir processed(desk.systemDir() + QStringLiteral("/capture-queue/processed"));
+    EXPECT_TRUE(waitUntil([&] { return processed.exists() && !processed.isEmpty(); }))
+        << readFile(desk.path(QStringLiteral(".claude/logs/capture-router.log"))).toStdString();
+    ASSERT_EQ(ledgerItems(desk).size(), 1);
+    const QJsonObject entry = ledgerItems(desk)[0].toObject();
+    EXPECT_EQ(entry.value(QStringLiteral("status")), QStringLiteral("ready"));
+    EXPECT_EQ(entry.value(QStringLiteral("prompt")), QStringLiteral("note this"));
+}
+
 TEST(DoPath, WithoutARouterScriptTheAgentDoesIt) {
     OvalinDesk desk;
+    writeFile(desk.path(QStringLiteral(".claude/bin/capture-router.sh")), "not executable");
     writeFile(desk.path(QStringLiteral("it's here/claude")), readFile(QStringLiteral(FAKE_CLAUDE)));
     desk.installScript(QStringLiteral("it's here/claude"), readFile(QStringLiteral(FAKE_CLAUDE)));
     // Only the login shell knows this place, and it has blanks and a quote in it.

@@ -1,0 +1,129 @@
+"""A page's source file: its text in the encoding that browsers read it in, and its replacement with a backup kept."""
+
+import codecs
+import html
+import os
+import re
+import stat
+import time
+
+from ovalin_files import is_still, read_whole, replace_if_unchanged, version, write_new
+from ovalin_html import VisibleText
+from ovalin_sites import PAGES, Refused
+
+LIMIT = 32 << 20
+BACKUPS = 20  # for each file
+META = re.compile(rb"<meta[^>]+charset\s*=\s*[\"']?\s*([\w:.-]+)", re.I)
+MARKUP = PAGES + (".svg", ".xml", ".php")
+MARKS = ((codecs.BOM_UTF8, "utf-8"), (codecs.BOM_UTF16_LE, "utf-16-le"), (codecs.BOM_UTF16_BE, "utf-16-be"))
+WESTERN = ("ascii", "iso8859-1", "cp1252")
+
+# Browsers read all of WESTERN as windows-1252, and the five bytes that it leaves out as control characters.
+HIGH = {byte: ord(bytes([byte]).decode("cp1252", "ignore") or chr(byte)) for byte in range(0x80, 0xA0)}
+LOW = {character: byte for byte, character in HIGH.items()}
+
+
+class Encoding:
+    def __init__(self, content):
+        self.mark, self.name = next(((mark, name) for mark, name in MARKS if content.startswith(mark)), (b"", ""))
+        if self.mark:
+            return
+        declared = META.search(content[:4096])
+        try:
+            self.name = codecs.lookup(declared[1].decode()).name if declared else ""
+            "".encode(self.name or "ascii")
+        except (LookupError, ValueError):
+            self.name = ""
+        if not self.name:
+            try:
+                content.decode()
+                self.name = "utf-8"
+            except UnicodeDecodeError:
+                self.name = "cp1252"
+        if self.name.startswith("utf-16"):  # it cannot be, or the declaration could not be read
+            self.name = "utf-8"
+
+    def decode(self, content):
+        content = content[len(self.mark):]
+        if self.name in WESTERN:
+            return content.decode("latin-1").translate(HIGH)
+        return content.decode(self.name, "surrogateescape")
+
+    def encode(self, text):
+        if self.name in WESTERN:
+            return text.translate(LOW).encode("latin-1")
+        return self.mark + text.encode(self.name, "surrogateescape")
+
+    def fitting(self, text, markup):
+        """The text with what the encoding lacks written as character references. Refused outside markup."""
+        def fits(character):
+            try:
+                return bool(self.encode(character)) and (self.name not in WESTERN or not 0x80 <= ord(character) < 0xA0)
+            except UnicodeEncodeError:
+                return False
+
+        if not all(map(fits, set(text))) and not markup:
+            raise Refused("the new text cannot be written in " + self.name)
+        return "".join(character if fits(character) else "&#%d;" % ord(character) for character in text)
+
+
+class Page:
+    """A page as read. Refused when it cannot be."""
+
+    def __init__(self, path):
+        self.path, self.name = path, shown(os.path.basename(path))
+        self.markup = path.lower().endswith(MARKUP)
+        try:
+            self.content, self.status = read_whole(path)
+        except OSError as error:
+            raise Refused("cannot read %s: %s" % (self.name, (error.strerror or "error").lower()))
+        if len(self.content) > LIMIT:
+            raise Refused(self.name + " is too large")
+        self.encoding = Encoding(self.content)
+        try:
+            self.source = self.encoding.decode(self.content)
+            if self.encoding.encode(self.source) != self.content or "\0" in self.source and not self.markup:
+                raise ValueError
+        except ValueError:
+            raise Refused("%s is not text in an encoding known here" % self.name)
+        self.visible = VisibleText(self.source, self.markup)
+
+    def check_writable(self):
+        if not self.status.st_mode & 0o222 or not os.access(self.path, os.W_OK):
+            raise Refused(self.name + " is read-only")
+        if not os.access(os.path.dirname(self.path), os.W_OK):
+            raise Refused("the folder of %s is read-only" % self.name)
+
+    def replace(self, found, texts, home):
+        """Writes the page with the found part replaced by the texts (see VisibleText.replaced). False when the file has
+        changed since it was read. Refused."""
+        texts = [text.replace("\r\n", "\n") for text in texts]
+        if b"\r\n" in self.content:
+            texts = [text.replace("\n", "\r\n") for text in texts]
+        texts = [self.encoding.fitting(html.escape(text, False) if self.markup else text, self.markup)
+                 for text in texts]
+        content = self.encoding.encode(self.visible.replaced(found, texts))
+        try:
+            if not is_still(self.path, self.content, self.status):
+                return False
+            self.keep_backup(home)
+            return replace_if_unchanged(self.path, self.content, self.status, content)
+        except OSError as error:
+            raise Refused("cannot write %s: %s" % (self.name, (error.strerror or "error").lower()))
+
+    def keep_backup(self, home):
+        """Not beside the page: that folder may be published, or watched by a generator."""
+        folder = os.path.join(home, "CLAUDE/system/ovalin-backups") + self.path
+        os.makedirs(folder, mode=0o700, exist_ok=True)
+        moment = time.time_ns()
+        stamp = time.strftime("%Y-%m-%dT%H%M%S", time.gmtime(moment // 10**9))
+        write_new(os.path.join(folder, "%s.%09d" % (stamp, moment % 10**9)), self.content)
+        for old in sorted(os.listdir(folder))[:-BACKUPS]:
+            if os.path.isfile(os.path.join(folder, old)):
+                os.unlink(os.path.join(folder, old))
+
+
+def shown(name):
+    """A file name fit for a line of the panel."""
+    name = "".join(character if character.isprintable() else "?" for character in name)
+    return name if len(name) <= 60 else name[:28] + "…" + name[-28:]

@@ -1,0 +1,116 @@
+"""The scripts that hand a text or a conversation to the agent CLI."""
+
+import json
+import os
+import signal
+import subprocess
+import unittest
+
+from support import ScriptTest
+
+SESSION = "0f8fad5b-d9cb-469f-a165-70867728950e"
+MISSING = "Claude Code not found — install it from https://claude.ai/code"
+
+
+def message(text):
+    return json.dumps({"type": "user", "message": {"role": "user", "content": text}}) + "\n"
+
+
+class FindClaudeTest(ScriptTest):
+    def test_the_first_executable_candidate_or_what_the_login_shell_knows(self):
+        if any(os.path.exists(folder + "/bin/claude") for folder in ("/opt/homebrew", "/usr/local", "/usr")):
+            self.skipTest("an agent CLI is installed on this machine")
+        run = lambda: self.run_script("ovalin-find-claude")
+        self.assertEqual(run(), (127, ""))
+        self.assertEqual(self.stderr, MISSING + "\n")
+        there = self.write("it's here/claude", "", 0o755)
+        self.write(".zprofile", "alias claude=x; path=(\"$HOME/it's here\" $path); unalias claude; print; print -n ' '")
+        self.assertEqual(run(), (0, there + "\n"))
+        self.write(".local/bin/claude", "", 0o644)
+        self.assertEqual(run(), (0, there + "\n"))
+        os.chmod(self.path(".local/bin/claude"), 0o755)
+        self.assertEqual(run(), (0, self.path(".local/bin/claude\n")))
+        os.unlink(self.path(".local/bin/claude"))
+        for profile in ("alias claude='touch x'", "claude() { touch x }",
+                        "print junk; path=(\"$HOME/it's here\" $path)"):
+            self.write(".zprofile", profile)
+            self.assertEqual(run(), (127, ""), profile)
+
+
+class TransformTest(ScriptTest):
+    def transform(self, selection, instruction="make it formal", **variables):
+        return self.run_script("ovalin-transform.sh", stdin=selection, OVALIN_INSTRUCTION=instruction, **variables)
+
+    def test_the_agent_gets_selection_and_instruction_as_they_are(self):
+        self.install_agent(transform=[{"text": "Dear {user}"}])
+        for selection, instruction in [("it's", "'; touch pwned; $(touch pwned) `touch pwned` \"$HOME\"\n--help"),
+                                       ("-p --help", "-p"), ("$(touch pwned)", "ü"), ("y" * 10_000_000, "shorten it")]:
+            self.assertEqual(self.transform(selection, instruction), (0, "Dear " + selection + "\n"))
+            self.assertIn("asks: %s. Output" % instruction, self.agent_log("start")[-1]["argv"][-1])
+        self.assertEqual(self.transform(b"a\0b\xff")[1], "Dear a\0b\ufffd\n")
+        self.assertFalse(os.path.exists(self.path("pwned")))
+
+    def test_failures_show_in_the_exit_status(self):
+        self.assertEqual(self.transform("x"), (127, ""))
+        self.install_agent(transform={"error": "Not logged in"})
+        self.assertEqual(self.transform("x")[0], 1)
+        self.install_agent(transform={"end": "hang"})
+        self.assertEqual(self.transform("x", OVALIN_AGENT_LIMIT="0.3"), (124, ""))
+
+    def test_ending_the_process_group_ends_the_agent(self):
+        self.install_agent("#!/bin/sh\necho $$\nexec sleep 60\n")
+        with subprocess.Popen([self.path(".claude/bin/ovalin-transform.sh")], env=self.environment, process_group=0,
+                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE) as script:
+            agent = int(script.stdout.readline())
+            os.killpg(script.pid, signal.SIGTERM)
+            self.assertEqual(script.stdout.read(), b"")  # closed by the last of them
+        with self.assertRaises(ProcessLookupError):
+            os.kill(agent, 0)
+
+
+class ChatTest(ScriptTest):
+    def chat(self, *messages, **variables):
+        status, output = self.run_script("ask-stream.sh", stdin="".join(map(message, messages)), **variables)
+        return status, [json.loads(line) for line in output.splitlines()]
+
+    def test_a_conversation_and_its_continuation(self):
+        self.install_agent()
+        status, lines = self.chat("one 'a' $(touch pwned)", "two")
+        self.assertEqual([line["result"] for line in lines if line["type"] == "result"],
+                         ["Echo: one 'a' $(touch pwned)", "Echo: two"])
+        start = self.agent_log("start")[0]
+        self.assertEqual(start["argv"][:8], ["-p", "--input-format", "stream-json", "--output-format", "stream-json",
+                                             "--include-partial-messages", "--verbose", "--effort"])
+        self.assertNotIn("--resume", start["argv"])
+        session = lines[0]["session_id"]
+        self.assertEqual(self.chat("more", OVALIN_ASK_RESUME=session)[1][-1]["session_id"], session)
+        self.assertEqual(self.chat("more", OVALIN_ASK_RESUME=SESSION)[0], 1, "an unknown session")
+
+    def test_what_is_no_session_id_is_not_passed_on(self):
+        self.install_agent()
+        for value in ("not-a-uuid", "--help", SESSION + "'", SESSION + "\n", "", SESSION[1:], b"\xff"):
+            self.assertEqual(self.chat("x", OVALIN_ASK_RESUME=value)[0], 0, value)
+            self.assertNotIn("--resume", self.agent_log("start")[-1]["argv"])
+
+    def test_the_agent_is_the_process_that_was_started(self):
+        self.install_agent()
+        with subprocess.Popen([self.path(".claude/bin/ask-stream.sh")], env=self.environment, cwd="/",
+                              stdin=subprocess.PIPE, stdout=subprocess.PIPE) as script:
+            script.stdin.write(message("x").encode())
+            script.stdin.flush()
+            script.stdout.readline()
+            self.assertEqual(self.agent_log("start")[-1]["pid"], script.pid)
+            script.terminate()
+        self.assertEqual(script.returncode, 143)
+
+    def test_a_missing_agent_answers_the_first_question(self):
+        status, lines = self.chat("x" * 1_000_000)
+        self.assertEqual((status, lines[0]["type"], lines[0]["result"]),
+                         (127, "result", MISSING + " and run `claude` once to sign in"))
+        lines = self.chat("x", OVALIN_ASK_RESUME=SESSION)[1]
+        self.assertIn(MISSING, lines[0]["event"]["delta"]["text"])
+        self.assertEqual([line["type"] for line in lines], ["stream_event"], "the conversation is not given up")
+
+
+if __name__ == "__main__":
+    unittest.main()
