@@ -12,11 +12,8 @@ if ! claude=$("${0:a:h}/ovalin-find-claude" 2>/dev/null); then
     # Said as the answer to the first question: before it, nobody listens.
     head -n 1 >/dev/null
     text='Claude Code not found — install it from https://claude.ai/code and run `claude` once to sign in'
-    if [[ -z $resume ]]; then
-        print -r -- '{"type":"result","subtype":"error","is_error":true,"result":"'$text'"}'
-    else # a failed result would mean that the conversation is lost
-        print -r -- '{"type":"stream_event","event":{"type":"content_block_delta","delta":{"text":"'$text'"}}}'
-    fi
+    # A success with an error mark: a failed result would mean that a resumed conversation is lost.
+    print -r -- '{"type":"result","subtype":"success","is_error":true,"result":"'$text'"}'
     exit 127
 fi
 exec "$claude" -p --input-format stream-json --output-format stream-json \

@@ -108,6 +108,10 @@ TEST(Ask, AQuestionIsAnsweredInThePanel) {
     desk.click(desk.inTranscript());
     desk.keepPicture(QStringLiteral("ask-finished"));
 
+    desk.pressKey(QStringLiteral("Tab")); // to the first link
+    desk.pressKey(QStringLiteral("Return"));
+    EXPECT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral("opened"))) == "http://127.0.0.1:1/sky\n"; }));
+
     desk.ask(QStringLiteral("and why not green?")); // typed over the conversation, which had the focus
     ASSERT_TRUE(desk.waitForConversation(QStringLiteral("why not green?")));
     EXPECT_FALSE(desk.message(1).contains(QStringLiteral("Jorvan"))) << "the agent knows where the user is by now";
@@ -156,7 +160,7 @@ TEST(Ask, WithoutAnAgentTheUserIsToldWhereToGetIt) {
     AskDesk desk("{}");
     QFile::remove(desk.path(QStringLiteral(".local/bin/claude")));
     desk.ask(QStringLiteral("is anybody there?"));
-    EXPECT_TRUE(desk.waitForConversation(QStringLiteral("[Torvi's chat process isn't running]")))
+    EXPECT_TRUE(desk.waitForConversation(QStringLiteral("and run `claude` once to sign in]")))
         << desk.conversation().toStdString();
     desk.click(desk.inTranscript());
     desk.keepPicture(QStringLiteral("ask-no-agent"));
