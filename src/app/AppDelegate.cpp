@@ -39,7 +39,9 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     , pipeline(dispatch, selection, std::move(sources), context)
     , selectionWatch(desktop.eventMonitors, dispatch, selection, context)
     , routedRequests(std::make_unique<RoutedRequests>(dispatch, paths, AgentSearch::under(paths.home)))
-    , paste(desktop, dispatch) {
+    , paste(desktop, dispatch)
+    , askHistory(dispatch, AskHistory::storePath(paths.systemDir), AgentSearch::under(paths.home),
+                 programEnds.get_token()) {
     hotKey.fired = [this] { hotkeyFired(); };
     hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
     pipeline.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
@@ -164,6 +166,7 @@ void AppDelegate::closePanel() {
 }
 
 void AppDelegate::dropPanel() {
+    closeHistoryPanel();
     closeChat();
     if (!panel)
         return;
@@ -215,9 +218,8 @@ void AppDelegate::setStatus(const QString& text) {
 
 void AppDelegate::cancelTapped() { closePanel(); }
 
-// The rooms behind these two are not built yet; the buttons say so rather than do nothing.
+// The room behind it is not built yet; the button says so rather than do nothing.
 void AppDelegate::micTapped() { setStatus(QStringLiteral("dictation is not available yet")); }
-void AppDelegate::historyTapped() { setStatus(QStringLiteral("past conversations are not available yet")); }
 
 void AppDelegate::helpTapped() {
     if (howtoPanel)
@@ -228,6 +230,7 @@ void AppDelegate::helpTapped() {
 
 void AppDelegate::showHowto() {
     closeHowto();
+    closeHistoryPanel();
     if (!panel)
         return;
     howtoPanel = std::make_unique<HowtoPanel>(QString(AGENT_INSTALL_PAGE), desktop.workspace.compositorRuns());

@@ -13,6 +13,8 @@
 #include "capture/ContextPipeline.h"
 #include "capture/Selection.h"
 #include "capture/SelectionWatch.h"
+#include "history/AskHistory.h"
+#include "history/HistoryPanel.h"
 #include "intent/IntentClassifier.h"
 #include "intent/IntentLexicon.h"
 #include "panel/CapturePanel.h"
@@ -67,7 +69,13 @@ public:
     void sendTapped();
     void cancelTapped();
     void micTapped();
+
+    // Past conversations
     void historyTapped();
+    void showHistoryPanel();
+    void closeHistoryPanel();
+    void historyRowTapped(const QString& id);
+    void resumeAskSession(const QString& id);
 
     // Ask
     void sendAsk(const QString& question);
@@ -82,6 +90,7 @@ public:
     void closeHowto();
 
     [[nodiscard]] CapturePanel* currentPanel() const { return panel.get(); }
+    [[nodiscard]] HistoryPanel* currentHistoryPanel() const { return historyPanel.get(); }
     [[nodiscard]] const CaptureContext& capture() const { return context; }
 
 private:
@@ -92,6 +101,8 @@ private:
     void openChat();
     void closeChat();
     void dropPanel();
+    void connectChatToHistory();
+    void openHistoryPanel(const AskHistoryEntries& entries);
     void setStatus(const QString& text);
     void showPlaceholder();
     void submitDo(const QString& instruction, const QString& excerpt);
@@ -123,12 +134,15 @@ private:
     std::unique_ptr<Heartbeat> heartbeat;
     PasteOver paste;
     std::stop_source programEnds; ///< for children that have no time limit
+    AskHistory askHistory;
 
     LinkVerifier linkVerifier;
 
     std::unique_ptr<CapturePanel> panel;
     std::unique_ptr<AskChat> chat; ///< of this opening
     std::unique_ptr<HowtoPanel> howtoPanel;
+    std::unique_ptr<HistoryPanel> historyPanel;
+    std::unique_ptr<QObject> historyOpening; ///< while the list is being read; without it the list is not wanted
     bool askMode = false;
     bool modeLockedByUser = false;
     OvalinIntent lastPredicted = OvalinIntent::neutral;

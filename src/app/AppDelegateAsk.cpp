@@ -12,6 +12,7 @@ void AppDelegate::openChat() {
         [this] { return currentFocus(); },
     };
     chat = std::make_unique<AskChat>(dispatch, linkVerifier, *panel, context, std::move(sources));
+    connectChatToHistory();
 }
 
 void AppDelegate::closeChat() {

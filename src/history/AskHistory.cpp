@@ -40,10 +40,11 @@ void updateHistory(const QString& path, const std::function<bool(AskHistoryEntri
 
 } // namespace
 
-AskHistory::AskHistory(Dispatch& theDispatch, QString path, AgentSearch agentSearch)
+AskHistory::AskHistory(Dispatch& theDispatch, QString path, AgentSearch agentSearch, std::stop_token stop)
     : dispatch(theDispatch)
     , askHistoryPath(std::move(path))
-    , search(std::move(agentSearch)) {}
+    , search(std::move(agentSearch))
+    , programEnds(std::move(stop)) {}
 
 QString AskHistory::storePath(const QString& systemDir) {
     return systemDir + QStringLiteral("/ovalin-ask-history.json");
@@ -86,7 +87,8 @@ void AskHistory::loadAskHistory(QObject* context, std::function<void(const AskHi
 
 void AskHistory::generateAskTitle(const QString& sid, const QString& question) {
     dispatch.inBackground(
-        Queue::Utility, this, [search = search, question] { return askForTitle(search, question); },
+        Queue::Utility, this,
+        [search = search, question, stop = programEnds] { return askForTitle(search, question, stop); },
         [this, sid](const std::optional<QString>& title) {
             if (!title)
                 return;

@@ -8,6 +8,7 @@
 #include <QObject>
 
 #include <functional>
+#include <stop_token>
 
 namespace ovalin {
 
@@ -17,7 +18,8 @@ namespace ovalin {
 /// before another takes its place.
 class AskHistory final : public QObject {
 public:
-    AskHistory(Dispatch& dispatch, QString askHistoryPath, AgentSearch search);
+    /// `programEnds` ends the agent that is making a title.
+    AskHistory(Dispatch& dispatch, QString askHistoryPath, AgentSearch search, std::stop_token programEnds = {});
 
     /// Where it is kept.
     [[nodiscard]] static QString storePath(const QString& systemDir);
@@ -40,6 +42,7 @@ private:
     Dispatch& dispatch;
     const QString askHistoryPath;
     const AgentSearch search;
+    const std::stop_token programEnds;
 };
 
 } // namespace ovalin

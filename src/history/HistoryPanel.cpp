@@ -40,7 +40,7 @@ HistoryPanel::HistoryPanel(const AskHistoryEntries& entries, const QDateTime& no
         addRows(entries, now, top);
         return;
     }
-    auto* note = new Label(QStringLiteral("No past conversations yet."), 12, Palette::muted(), this);
+    auto* note = new Label(QStringLiteral("No past conversations yet."), 12, Palette::muted().darker(125), this);
     note->setFont(Brand::font(12, QFont::Light));
     note->setGeometry(INSET, top, CONTENT_WIDTH, QFontMetrics(note->font()).height());
     setFixedHeight(std::max(LEAST_HEIGHT, top + note->height() + INSET));

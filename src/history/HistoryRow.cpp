@@ -36,10 +36,12 @@ void HistoryRow::leaveEvent(QEvent*) { parentWidget()->update(ground()); }
 void HistoryRow::paintFace(QPainter& painter, QRectF face) {
     painter.setFont(titleFont());
     painter.setPen(Palette::ink());
-    // Each text keeps its own direction: a Hebrew title does not carry the age to its other side.
+    // Each text keeps its own direction: a Hebrew title ends, and is cut, at its left, and leaves the age where it is.
+    painter.setLayoutDirection(shownTitle.isRightToLeft() ? Qt::RightToLeft : Qt::LeftToRight);
     painter.drawText(face, Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter | Qt::TextSingleLine, shownTitle);
     painter.setFont(ageFont());
-    painter.setPen(Palette::muted());
+    painter.setLayoutDirection(Qt::LeftToRight);
+    painter.setPen(Palette::muted().darker(125)); // small and light: muted itself drowns on glass
     painter.drawText(face.adjusted(ageAt, 0, 0, 0), Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter, age);
 }
 

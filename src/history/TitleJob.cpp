@@ -34,13 +34,14 @@ std::optional<QString> titleFrom(const QByteArray& printed) {
     return title;
 }
 
-std::optional<QString> askForTitle(const AgentSearch& search, const QString& question) {
+std::optional<QString> askForTitle(const AgentSearch& search, const QString& question, const std::stop_token& stop) {
     const auto agent = findClaudeBinary(search);
     if (!agent)
         return std::nullopt;
     RunOptions options;
     options.deadline = std::chrono::minutes(5); // an agent out of reach tries again for three
     options.outputLimit = 1 << 16;
+    options.stop = stop;
     return titleFrom(runToEnd(titleCommand(*agent, question), options).output);
 }
 

@@ -6,6 +6,7 @@
 #include <QString>
 
 #include <optional>
+#include <stop_token>
 
 namespace ovalin {
 
@@ -15,7 +16,9 @@ namespace ovalin {
 /// What the agent printed, as a title: trimmed; absent when it is no UTF-8, empty, or has 80 characters or more. Pure.
 [[nodiscard]] std::optional<QString> titleFrom(const QByteArray& printed);
 
-/// Asks the agent for a title; absent when it is missing, fails or takes minutes. Blocks: for worker threads.
-[[nodiscard]] std::optional<QString> askForTitle(const AgentSearch& search, const QString& question);
+/// Asks the agent for a title; absent when it is missing, fails, takes minutes or is ended by `stop`. Blocks: for
+/// worker threads.
+[[nodiscard]] std::optional<QString> askForTitle(const AgentSearch& search, const QString& question,
+                                                 const std::stop_token& stop);
 
 } // namespace ovalin

@@ -171,8 +171,10 @@ void FlushButton::leaveEvent(QEvent*) { update(); }
 QColor FlushButton::reacting(QColor color) const {
     if (isDown())
         return color.alpha() == 255 ? color.darker(112) : QColor(226, 224, 240, std::min(255, color.alpha() + 90));
+    if (underMouse() && color.alpha() == 255)
+        return color.lighter(104);
     if (underMouse())
-        return color.alpha() == 255 ? color.lighter(104) : QColor(255, 255, 255, std::min(255, color.alpha() + 90));
+        color.setAlpha(std::min(255, color.alpha() + 90));
     return color;
 }
 

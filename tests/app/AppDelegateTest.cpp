@@ -402,3 +402,36 @@ TEST_F(AppDelegateTest, ATransformThatOutlivesItsPanelDisturbsNoOther) {
     }
     EXPECT_EQ(panel().promptField->text(), QStringLiteral("something else"));
 }
+
+TEST_F(AppDelegateTest, TheClockTogglesTheListOfPastConversations) {
+    open();
+    settle();
+    const auto click = [this] { QTest::mouseClick(panel().historyBtnRef, Qt::LeftButton); };
+    const QImage plain = panel().historyBtnRef->grab().toImage();
+    click();
+    EXPECT_NE(panel().historyBtnRef->grab().toImage(), plain);
+    settle();
+    EXPECT_NE(delegate->currentHistoryPanel(), nullptr);
+    EXPECT_NE(panel().historyBtnRef->grab().toImage(), plain);
+    click();
+    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
+    EXPECT_EQ(panel().historyBtnRef->grab().toImage(), plain);
+    click();
+    click(); // before the list has been read
+    settle();
+    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
+
+    click();
+    settle();
+    QTest::keyClick(panel().windowHandle(), Qt::Key_Escape);
+    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
+    ASSERT_NE(delegate->currentPanel(), nullptr) << "Escape closes the list first";
+    click();
+    settle();
+    QTest::mouseClick(panel().helpBtn, Qt::LeftButton);
+    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr) << "one card at a time";
+    click();
+    delegate->closePanel();
+    settle();
+    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
+}

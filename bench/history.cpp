@@ -1,0 +1,155 @@
+// What remembering costs: the store of a turn in a full history against the bare cost of reading, writing and syncing
+// the same bytes, the main thread's share of it, and the time from the click on the clock to the list on the screen.
+// Usage: bench_history [ROUNDS [FOLDER]], on a display for the list.
+#include "base/Descriptor.h"
+#include "base/JsonFile.h"
+#include "history/AskHistory.h"
+#include "history/HistoryPanel.h"
+#include "panel/Brand.h"
+
+#include <QApplication>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <vector>
+
+using namespace ovalin;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class Samples {
+public:
+    template <class Work>
+    void time(Work work) {
+        const auto begin = Clock::now();
+        work();
+        milliseconds.push_back(std::chrono::duration<double, std::milli>(Clock::now() - begin).count());
+    }
+    void print(const char* name) {
+        std::sort(milliseconds.begin(), milliseconds.end());
+        std::printf("%-44s best %8.3f   median %8.3f   worst %8.3f ms\n", name, milliseconds.front(),
+                    milliseconds[milliseconds.size() / 2], milliseconds.back());
+    }
+
+private:
+    std::vector<double> milliseconds;
+};
+
+/// Runs file work where it is asked for, so that it can be timed; keeps nothing for the main thread.
+class DirectDispatch final : public Dispatch {
+public:
+    double now() const override { return 0; }
+    QDateTime wallClock() const override { return QDateTime::currentDateTimeUtc(); }
+    void after(std::chrono::milliseconds, QObject*, Work) override {}
+    void toMain(Work) override {}
+    void run(Queue, Work work) override { work(); }
+};
+
+AskTurn turn(int session) {
+    return {QStringLiteral("00000000-0000-4000-8000-%1").arg(session, 12, 10, QLatin1Char('0')),
+            QStringLiteral("Text Editor"),
+            std::nullopt,
+            QString(700, QLatin1Char('q')),
+            QString(700, QLatin1Char('a')),
+            false};
+}
+
+void fill(const QString& file) {
+    AskHistoryEntries entries;
+    for (int i = 0; i < 80; ++i) {
+        storeTurn(entries, turn(i % 20), QDateTime::currentDateTimeUtc());
+        setTitle(entries, turn(i % 20).sessionId, QStringLiteral("A title of some words"));
+    }
+    (void)ensureFolder(QFileInfo(file).path());
+    (void)replaceFile(file, askHistoryBytes(entries));
+}
+
+void bareReadWriteSync(const QString& from, const QString& to) {
+    QFile source(from);
+    (void)source.open(QIODevice::ReadOnly);
+    const QByteArray bytes = source.readAll();
+    const Descriptor file(::open(QFile::encodeName(to).constData(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    (void)!::write(file.get(), bytes.constData(), static_cast<size_t>(bytes.size()));
+    ::fsync(file.get());
+}
+
+void stores(const QString& file, int rounds) {
+    DirectDispatch direct;
+    AskHistory history(direct, file, {});
+    Samples bare, store;
+    for (int i = 0; i < rounds; ++i) {
+        bare.time([&] { bareReadWriteSync(file, file + QStringLiteral(".bare")); });
+        store.time([&] { history.persistAskTurn(turn(i % 20)); });
+    }
+    std::printf("a full history: %lld bytes\n", static_cast<long long>(QFileInfo(file).size()));
+    bare.print("bare read, write, fsync");
+    store.print("a turn stored");
+
+    QtDispatch dispatch;
+    AskHistory real(dispatch, file, {});
+    Samples share;
+    for (int i = 0; i < rounds; ++i) {
+        share.time([&] { real.persistAskTurn(turn(i % 20)); });
+        bool stored = false;
+        real.loadAskHistory(&real, [&](const AskHistoryEntries&) { stored = true; });
+        while (!stored)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    }
+    share.print("the main thread's share of it");
+}
+
+/// Tells when a widget's first frame has been handed to the display.
+class FirstFrame final : public QObject {
+public:
+    explicit FirstFrame(QWidget* widget) { widget->installEventFilter(this); }
+    bool done = false;
+
+protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Paint)
+            QMetaObject::invokeMethod(
+                this, [this] { done = true; }, Qt::QueuedConnection);
+        return false;
+    }
+};
+
+void openings(const QString& file, int rounds) {
+    QtDispatch dispatch;
+    AskHistory history(dispatch, file, {});
+    Samples samples;
+    for (int i = 0; i < rounds; ++i) {
+        std::unique_ptr<HistoryPanel> panel;
+        std::unique_ptr<FirstFrame> frame;
+        samples.time([&] {
+            history.loadAskHistory(&history, [&](const AskHistoryEntries& entries) {
+                panel = std::make_unique<HistoryPanel>(entries, dispatch.wallClock(), false);
+                frame = std::make_unique<FirstFrame>(panel.get());
+                panel->openAt({100, 100});
+            });
+            while (!frame || !frame->done)
+                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            QGuiApplication::sync();
+        });
+    }
+    samples.print("clock to list on the screen");
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const QApplication application(argc, argv);
+    Brand::registerFonts(QCoreApplication::applicationDirPath() + QStringLiteral("/resources"));
+    const int rounds = argc > 1 ? std::atoi(argv[1]) : 200;
+    const QTemporaryDir folder(argc > 2 ? QString::fromLocal8Bit(argv[2]) + QStringLiteral("/bench-XXXXXX")
+                                        : QString());
+    const QString file = AskHistory::storePath(folder.path());
+    fill(file);
+    stores(file, rounds);
+    openings(file, rounds);
+}

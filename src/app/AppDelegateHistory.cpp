@@ -1,0 +1,75 @@
+// The flows of AppDelegate that concern past conversations.
+#include "AppDelegate.h"
+
+#include "history/RelTime.h"
+#include "panel/Placement.h"
+
+#include <QWindow>
+
+namespace ovalin {
+
+void AppDelegate::connectChatToHistory() {
+    connect(chat.get(), &AskChat::turnStored, &askHistory, &AskHistory::persistAskTurn);
+    connect(chat.get(), &AskChat::evicted, &askHistory, &AskHistory::evictAskHistory);
+    connect(chat.get(), &AskChat::questionSent, this, &AppDelegate::closeHistoryPanel);
+}
+
+void AppDelegate::historyTapped() {
+    if (historyPanel || historyOpening)
+        closeHistoryPanel();
+    else
+        showHistoryPanel();
+}
+
+void AppDelegate::showHistoryPanel() {
+    closeHowto();
+    closeHistoryPanel();
+    if (!panel)
+        return;
+    QColor lit = Palette::amethyst();
+    lit.setAlphaF(0.25F);
+    panel->historyBtnRef->setGround(lit);
+    historyOpening = std::make_unique<QObject>();
+    askHistory.loadAskHistory(historyOpening.get(), [this](const AskHistoryEntries& entries) {
+        historyOpening.reset();
+        openHistoryPanel(entries);
+    });
+}
+
+void AppDelegate::openHistoryPanel(const AskHistoryEntries& entries) {
+    historyPanel = std::make_unique<HistoryPanel>(entries, dispatch.wallClock(), desktop.workspace.compositorRuns());
+    connect(historyPanel.get(), &HistoryPanel::rowTapped, this, &AppDelegate::historyRowTapped);
+    connect(historyPanel.get(), &HistoryPanel::dismissed, this, &AppDelegate::closeHistoryPanel);
+    panel->windowHandle()->installEventFilter(historyPanel.get()); // the panel keeps the keyboard
+    historyPanel->openAt(placeBeside(panel->geometry(), historyPanel->size(), currentScreens()));
+}
+
+void AppDelegate::closeHistoryPanel() {
+    historyOpening.reset();
+    if (historyPanel) {
+        historyPanel->hide();
+        historyPanel->disconnect(this);
+        historyPanel.release()->deleteLater(); // we may be in one of its own signals
+    }
+    if (panel)
+        panel->historyBtnRef->setGround(Palette::fillSoft());
+}
+
+void AppDelegate::historyRowTapped(const QString& id) {
+    if (chat->streaming())
+        return;
+    closeHistoryPanel();
+    resumeAskSession(id);
+}
+
+void AppDelegate::resumeAskSession(const QString& id) {
+    askHistory.loadAskHistory(chat.get(), [this, id](const AskHistoryEntries& entries) {
+        const auto entry = entryWithId(entries, id);
+        if (!entry || chat->streaming()) // a question may have been quicker than the file
+            return;
+        const QString lastAt = entry->value(QStringLiteral("lastAt")).toString();
+        chat->resumeAskSession(*entry, relTime(lastAt, dispatch.wallClock()), [this] { setMode(true, true); });
+    });
+}
+
+} // namespace ovalin

@@ -1,0 +1,126 @@
+// Conversations that last: closed in mid answer, found under the clock, continued with the agent's memory.
+#include "e2e/AskDesk.h"
+
+#include <QDir>
+
+using namespace ovalin;
+
+namespace {
+
+struct HistoryDesk : AskDesk {
+    using AskDesk::AskDesk;
+
+    [[nodiscard]] QJsonArray stored() const {
+        return QJsonDocument::fromJson(readFile(systemDir() + QStringLiteral("/ovalin-ask-history.json")))
+            .object()
+            .value(QStringLiteral("sessions"))
+            .toArray();
+    }
+    [[nodiscard]] QString list() const {
+        return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
+                        QStringLiteral("^Past conversations$")})
+            .section(QLatin1Char('\n'), 0, 0);
+    }
+    bool openList() {
+        const QRect frame = frameOf(panel);
+        click(frame.topLeft() + QPoint(426, 26));
+        return waitUntil([this] { return !list().isEmpty(); });
+    }
+    void close() {
+        pressKey(QStringLiteral("Escape"));
+        ASSERT_TRUE(waitForPanel(false));
+    }
+};
+
+} // namespace
+
+TEST(History, AConversationClosedInMidAnswerGoesOnLater) {
+    HistoryDesk desk(R"({"chat": ["endless"], "title": [{"text": "Length of a string"}]})");
+    desk.ask(QStringLiteral("how long is a piece of string?"));
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("more more")); }));
+    desk.close();
+    ASSERT_TRUE(waitUntil([&] {
+        return desk.stored()[0][QStringLiteral("title")] == QStringLiteral("Length of a string");
+    })) << desk.log().toStdString();
+    EXPECT_EQ(desk.stored().size(), 1);
+    EXPECT_EQ(desk.stored()[0][QStringLiteral("interrupted")], true);
+    EXPECT_EQ(desk.stored()[0][QStringLiteral("app")], QStringLiteral("Mousepad"));
+    const QString id = desk.stored()[0][QStringLiteral("id")].toString();
+
+    writeFile(desk.path(QStringLiteral("agent/scenario.json")), R"({"chat": ["echo"]})");
+    desk.open();
+    desk.type(QStringLiteral("half a th"));
+    ASSERT_TRUE(desk.openList()) << desk.log().toStdString();
+    desk.type(QStringLiteral("ought"));
+    desk.pressKey(QStringLiteral("Down"));
+    desk.keepPicture(QStringLiteral("history-one"));
+    desk.pressKey(QStringLiteral("Return"));
+    ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
+    ASSERT_TRUE(waitUntil([&] {
+        return desk.conversation().startsWith(QStringLiteral("YOU\nhow long is a piece of string?"));
+    })) << desk.conversation().toStdString();
+    desk.keepPicture(QStringLiteral("history-resumed"));
+
+    desk.ask(QStringLiteral(" comes first?")); // the prompt was never lost
+    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("half a thought comes first?")))
+        << desk.conversation().toStdString();
+    const QJsonArray arguments = desk.agentLog(QStringLiteral("start")).back().value(QStringLiteral("argv")).toArray();
+    ASSERT_TRUE(arguments.contains(QStringLiteral("--resume")));
+    EXPECT_TRUE(arguments.contains(id));
+    ASSERT_TRUE(waitUntil([&] { return desk.stored()[0][QStringLiteral("turns")] == 2; }));
+    EXPECT_EQ(desk.stored().size(), 1) << "the same conversation";
+    EXPECT_EQ(desk.stored()[0][QStringLiteral("interrupted")], false);
+    EXPECT_EQ(desk.stored()[0][QStringLiteral("first")], QStringLiteral("how long is a piece of string?"));
+    EXPECT_EQ(desk.stored()[0][QStringLiteral("title")], QStringLiteral("Length of a string"));
+}
+
+TEST(History, AConversationThatTheAgentHasForgottenMakesRoomForANewOne) {
+    HistoryDesk desk(R"({"chat": ["echo"]})");
+    desk.ask(QStringLiteral("first?"));
+    ASSERT_TRUE(waitUntil([&] { return desk.stored().size() == 1; })) << desk.log().toStdString();
+    const QString id = desk.stored()[0][QStringLiteral("id")].toString();
+    desk.close();
+    QDir(desk.path(QStringLiteral("agent/sessions"))).removeRecursively();
+
+    desk.open();
+    ASSERT_TRUE(desk.openList());
+    const QRect frame = desk.frameOf(desk.list());
+    desk.click(frame.topLeft() + QPoint(100, 60));
+    ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
+    desk.ask(QStringLiteral("second?"));
+    ASSERT_TRUE(waitUntil([&] { return desk.stored().isEmpty(); })) << desk.log().toStdString();
+    waitUntil([] { return false; }, 0.3); // drawn, for the picture
+    desk.keepPicture(QStringLiteral("history-forgotten"));
+    desk.pressKey(QStringLiteral("Return")); // the question came back into the prompt
+    ASSERT_TRUE(waitUntil([&] { return desk.stored().size() == 1; })) << desk.conversation().toStdString();
+    EXPECT_NE(desk.stored()[0][QStringLiteral("id")].toString(), id);
+}
+
+TEST(History, TheListStandsWhereThereIsRoomAndTheClockTakesItAway) {
+    HistoryDesk desk("{}");
+    desk.close();
+    QJsonArray sessions;
+    for (int i = 0; i < 20; ++i)
+        sessions.append(QJsonObject{{QStringLiteral("id"), QString::number(i)},
+                                    {QStringLiteral("title"), QStringLiteral("Conversation number %1").arg(i)},
+                                    {QStringLiteral("lastAt"), QStringLiteral("2026-01-01T00:00:00Z")},
+                                    {QStringLiteral("interrupted"), i % 3 == 1}});
+    writeFile(desk.systemDir() + QStringLiteral("/ovalin-ask-history.json"),
+              QJsonDocument(QJsonObject{{QStringLiteral("sessions"), sessions}}).toJson());
+    const QRect inside = QRect(0, 0, 1280, 800).adjusted(12, 12, -12, -12);
+    for (const QPoint pointer : {QPoint(2, 300), QPoint(1278, 300), QPoint(640, 798)}) {
+        desk.xdotool({QStringLiteral("mousemove"), QString::number(pointer.x()), QString::number(pointer.y())});
+        desk.open();
+        ASSERT_TRUE(desk.openList());
+        const QRect panel = desk.frameOf(desk.panel), list = desk.frameOf(desk.list());
+        EXPECT_EQ(list.width(), 340);
+        EXPECT_TRUE(inside.contains(list));
+        EXPECT_FALSE(panel.intersects(list));
+        waitUntil([] { return false; }, 0.3); // drawn, for the picture
+        desk.keepPicture(QStringLiteral("history-twenty-%1").arg(pointer.x()));
+        desk.click(panel.topLeft() + QPoint(426, 26));
+        EXPECT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
+        EXPECT_FALSE(desk.panelWindow().isEmpty());
+        desk.close();
+    }
+}
