@@ -15,7 +15,7 @@ struct CaptureContext {
     QString capBundle;
     qint32 capPID = 0;
     quint32 capWindow = 0; ///< X11 window, since a process may have several
-    QString capText; ///< the excerpt
+    QString capText;       ///< the excerpt
     std::optional<QString> capURL;
     std::optional<QString> capTitle;
     QString capContextMode = QStringLiteral("fetch"); ///< "screenshot" or "fetch"

@@ -17,6 +17,7 @@ namespace {
 constexpr int SHADOW_RADIUS = 7;
 constexpr qreal SHADOW_OFFSET = 2.5;
 constexpr qreal SHADOW_OPACITY = 0.28;
+constexpr qreal DISABLED_OPACITY = 0.45;
 
 void softenAlpha(QImage& image, int radius) {
     std::vector<uchar> line;
@@ -169,6 +170,8 @@ void FlushButton::enterEvent(QEnterEvent*) { update(); }
 void FlushButton::leaveEvent(QEvent*) { update(); }
 
 QColor FlushButton::reacting(QColor color) const {
+    if (!isEnabled())
+        return color;
     if (isDown())
         return color.alpha() == 255 ? color.darker(112) : QColor(226, 224, 240, std::min(255, color.alpha() + 90));
     if (underMouse() && color.alpha() == 255)
@@ -182,7 +185,7 @@ void FlushButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     if (!isEnabled())
-        painter.setOpacity(0.45);
+        painter.setOpacity(DISABLED_OPACITY);
     paintFace(painter, QRectF(rect()));
     if (hasFocus()) {
         painter.setBrush(Qt::NoBrush);

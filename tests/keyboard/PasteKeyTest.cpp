@@ -1,0 +1,59 @@
+#include "keyboard/KeyboardDesk.h"
+#include "platform/x11/X11Keyboard.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+using namespace ovalin;
+using Sent = Keyboard::Sent;
+
+namespace {
+
+struct PasteKey : testing::Test {
+    QtDispatch dispatch;
+    X11KeyboardHold hold{dispatch};
+    X11Keyboard keyboard{hold, {}};
+
+    static Keyboard::PasteTarget place(const Editor& editor) {
+        return {editor.pid(), static_cast<quint32>(editor.window.toUInt())};
+    }
+};
+
+} // namespace
+
+TEST_F(PasteKey, EveryLayoutHasOne) {
+    const Editor editor = openEditor(QStringLiteral("old"));
+    for (const char* layout : {"us", "de", "ru"}) {
+        const QString text = QStringLiteral("text for ") + QString::fromLatin1(layout);
+        setSelection("clipboard", text);
+        tap("ctrl+a");
+        desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("-layout"), QString::fromLatin1(layout)});
+        EXPECT_EQ(keyboard.sendPaste(place(editor)), Sent::Yes) << layout;
+        desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
+        EXPECT_TRUE(waitUntil([&] {
+            tap("ctrl+a");
+            return clipboard("primary") == text;
+        })) << layout
+            << ": " << clipboard("primary").toStdString();
+    }
+    desk().end(editor.process);
+}
+
+TEST_F(PasteKey, OnlyTheWindowThatWasMeantComesToTheFront) {
+    const Editor wanted = openEditor(QStringLiteral("wanted")), other = openEditor(QStringLiteral("other"));
+    EXPECT_EQ(keyboard.sendPaste(place(wanted)), Sent::NoTarget) << "behind the other";
+    EXPECT_EQ(keyboard.bringToFront({other.pid(), place(wanted).window}), std::nullopt) << "the number of another's";
+    EXPECT_EQ(focusedWindow(), other.window);
+    EXPECT_NE(keyboard.bringToFront(place(wanted)), std::nullopt);
+    EXPECT_EQ(focusedWindow(), wanted.window);
+    EXPECT_EQ(keyboard.sendPaste({0, 0}), Sent::Yes) << "wherever the focus is";
+
+    killWindowManager();
+    EXPECT_NE(keyboard.bringToFront(place(other)), std::nullopt);
+    EXPECT_EQ(focusedWindow(), other.window);
+    startWindowManager();
+    desk().end(other.process);
+    EXPECT_EQ(keyboard.bringToFront(place(other)), std::nullopt);
+    desk().end(wanted.process);
+}
