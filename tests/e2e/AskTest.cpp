@@ -156,7 +156,7 @@ TEST(Ask, WithoutAnAgentTheUserIsToldWhereToGetIt) {
     AskDesk desk("{}");
     QFile::remove(desk.path(QStringLiteral(".local/bin/claude")));
     desk.ask(QStringLiteral("is anybody there?"));
-    EXPECT_TRUE(desk.waitForConversation(QStringLiteral("[Torvi's chat process isn't running]")))
+    EXPECT_TRUE(desk.waitForConversation(QStringLiteral("and run `claude` once to sign in]")))
         << desk.conversation().toStdString();
     desk.click(desk.inTranscript());
     desk.keepPicture(QStringLiteral("ask-no-agent"));
