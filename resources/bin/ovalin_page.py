@@ -85,7 +85,7 @@ class Page:
             if self.encoding.encode(self.source) != self.content or "\0" in self.source and not self.markup:
                 raise ValueError
         except ValueError:
-            raise Refused("%s is not text in an encoding known here" % self.name)
+            raise Refused(self.name + " is not a text file")
         self.visible = VisibleText(self.source, self.markup)
 
     def check_writable(self):
@@ -124,6 +124,6 @@ class Page:
 
 
 def shown(name):
-    """A file name fit for a line of the panel."""
+    """A file name fit for the short line of the panel."""
     name = "".join(character if character.isprintable() else "?" for character in name)
-    return name if len(name) <= 60 else name[:28] + "…" + name[-28:]
+    return name if len(name) <= 24 else name[:10] + "…" + name[-13:]

@@ -84,7 +84,7 @@ def web_file(url, home):
     for candidate in candidates + [os.path.join(place, "index" + ending) for ending in PAGES]:
         if found := inside(candidate, root):
             return found, root
-    raise Refused("the source of this page is not in " + root)
+    raise Refused("no source file of this page was found")
 
 
 def local_file(url):

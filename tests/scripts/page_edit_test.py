@@ -75,7 +75,7 @@ class PageEditTest(ScriptTest):
             with self.subTest(instruction):
                 self.write("site/index.html", "<p>Old Name</p>")
                 self.assertEqual(self.edit(instruction, "Old Name"),
-                                 (0, "replaced in index.html — reload the page\n"))
+                                 (0, "edited index.html — reload the page\n"))
                 self.assertEqual(self.read("site/index.html").decode(), "<p>%s</p>" % expected)
         self.assertFalse(os.path.exists(self.path("pwned")))
 
@@ -113,7 +113,7 @@ class PageEditTest(ScriptTest):
         self.assertEqual(self.edit("new", "Old"), (1, "index.html is read-only\n"))
         self.assertEqual(self.edit("new", "Old", "gone.html")[1], "there is no file gone.html\n")
         self.write("site/a.png", b"\x89PNG\0\xff")
-        self.assertEqual(self.edit("new", "PNG", "site/a.png")[1], "a.png is not text in an encoding known here\n")
+        self.assertEqual(self.edit("new", "PNG", "site/a.png")[1], "a.png is not a text file\n")
         self.assertEqual(sorted(os.listdir(self.path("site"))), ["a.png", "index.html"])
 
     def test_the_file_keeps_its_encoding(self):
@@ -175,10 +175,10 @@ class PageEditTest(ScriptTest):
             self.write(folder + "/public/b/c.html", "<p>Old <i>Name</i>")
             os.symlink("/etc", self.path(folder + "/public/0"))
             run = self.run_script("ovalin-replace-%s.sh" % script, stdin="Old Name", OVALIN_INSTRUCTION="New")
-            self.assertEqual(run, (0, "replaced in c.html — press Ctrl+R in %s\n" % folder))
+            self.assertEqual(run, (0, "edited c.html — press Ctrl+R in %s\n" % folder))
             self.assertEqual(self.read(folder + "/public/b/c.html"), b"<p>New")
             run = self.run_script("ovalin-replace-%s.sh" % script, stdin="Other", OVALIN_INSTRUCTION="New")
-            self.assertEqual(run, (1, "the text was not found in a page under ~/%s/public\n" % folder))
+            self.assertEqual(run, (1, "the text was not found under ~/%s/public\n" % folder))
 
 
 class OwnSitesTest(ScriptTest):
@@ -231,7 +231,7 @@ class OwnSitesTest(ScriptTest):
     def test_the_source_of_the_page_is_edited(self):
         run = self.run_script("ovalin-replace-web.sh", stdin="Old", OVALIN_INSTRUCTION="New",
                               OVALIN_URL="https://a.com/x/a%20b?q#f")
-        self.assertEqual(run, (0, "replaced in a b.html — reload the page\n"))
+        self.assertEqual(run, (0, "edited a b.html — reload the page\n"))
         self.assertEqual(self.read("sites/a/x/a b.html"), b"<p>New</p>")
 
 
