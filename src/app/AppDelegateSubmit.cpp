@@ -78,7 +78,7 @@ void AppDelegate::recordIntentCommit(const QString& prompt, bool committedAsk) {
 }
 
 void AppDelegate::sendTapped() {
-    if (!panel || !panel->sendBtnRef->isEnabled())
+    if (!panel)
         return;
     const QString instruction = panel->promptField->text().trimmed();
     const QString word = instruction.toLower();
@@ -87,6 +87,8 @@ void AppDelegate::sendTapped() {
         chat->stopAskTurn();
         return;
     }
+    if (!panel->sendBtnRef->isEnabled() && !chat->streaming())
+        return; // the text is being replaced
     if (askMode) {
         sendAsk(instruction);
         return;

@@ -357,7 +357,7 @@ QMimeData* Transcript::createMimeDataFromSelection() const {
 
 void Transcript::keyPressEvent(QKeyEvent* event) {
     const bool command = event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier);
-    if (!command && !event->text().isEmpty() && event->text().at(0).isPrint() && event->key() != Qt::Key_Space) {
+    if (!command && !event->text().isEmpty() && event->text().at(0).isPrint()) {
         Q_EMIT typed(event);
         return;
     }

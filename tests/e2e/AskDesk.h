@@ -24,7 +24,11 @@ struct AskDesk : OvalinDesk {
         writeFile(path(QStringLiteral("agent/scenario.json")), scenario);
         // The desktop's opener hands links to this one.
         installScript(QStringLiteral("browser"), "#!/bin/sh\necho \"$1\" > \"$HOME/opened\"\n");
-        environment.insert(QStringLiteral("BROWSER"), path(QStringLiteral("browser")));
+        writeFile(path(QStringLiteral(".local/share/applications/browser.desktop")),
+                  "[Desktop Entry]\nType=Application\nName=Browser\nExec=" + path(QStringLiteral("browser")).toUtf8() +
+                      " %u\nMimeType=x-scheme-handler/http;\n");
+        writeFile(path(QStringLiteral(".config/mimeapps.list")),
+                  "[Default Applications]\nx-scheme-handler/http=browser.desktop\n");
         startOvalin();
         openEditor("The sky over the sea.\n");
         pressKey(QStringLiteral("ctrl+a"));
@@ -32,8 +36,11 @@ struct AskDesk : OvalinDesk {
         open();
     }
     void open() {
-        pressKey(QStringLiteral("alt+space"));
-        ASSERT_TRUE(waitForPanel(true)) << log().toStdString();
+        // A second press right after the one before counts as the same.
+        ASSERT_TRUE(waitUntil([this] {
+            pressKey(QStringLiteral("alt+space"));
+            return waitForPanel(true, 2);
+        })) << log().toStdString();
         panel = panelWindow();
     }
     void ask(const QString& question) {
@@ -49,9 +56,18 @@ struct AskDesk : OvalinDesk {
         }
         return found;
     }
+    /// The chat processes that were started, without the agent's other jobs.
+    [[nodiscard]] std::vector<QJsonObject> chats() const {
+        auto starts = agentLog(QStringLiteral("start"));
+        std::erase_if(starts, [](const QJsonObject& start) {
+            return start.value(QStringLiteral("role")).toString() != QLatin1String("chat");
+        });
+        return starts;
+    }
     /// The text of the n-th message that the agent was given.
     [[nodiscard]] QString message(size_t number) const {
-        const auto lines = agentLog(QStringLiteral("stdin"));
+        auto lines = agentLog(QStringLiteral("stdin"));
+        std::erase_if(lines, [](const QJsonObject& entry) { return !entry.contains(QStringLiteral("line")); });
         if (lines.size() <= number)
             return {};
         const auto line =

@@ -22,14 +22,14 @@ TEST(Ask, AQuestionIsAnsweredInThePanel) {
     desk.click(desk.inTranscript());
     desk.keepPicture(QStringLiteral("ask-finished"));
 
-    desk.pressKey(QStringLiteral("Tab")); // to the first link
+    desk.pressKey(QStringLiteral("shift+Tab")); // from the end back to the last link
     desk.pressKey(QStringLiteral("Return"));
-    EXPECT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral("opened"))) == "http://127.0.0.1:1/sky\n"; }));
+    EXPECT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral("opened"))) == "http://127.0.0.1:1/b\n"; }));
 
     desk.ask(QStringLiteral("and why not green?")); // typed over the conversation, which had the focus
     ASSERT_TRUE(desk.waitForConversation(QStringLiteral("why not green?")));
     EXPECT_FALSE(desk.message(1).contains(QStringLiteral("Jorvan"))) << "the agent knows where the user is by now";
-    EXPECT_EQ(desk.agentLog(QStringLiteral("start")).size(), 1);
+    EXPECT_EQ(desk.chats().size(), 1);
 
     desk.pressKey(QStringLiteral("Escape"));
     ASSERT_TRUE(desk.waitForPanel(false));
@@ -47,8 +47,8 @@ TEST(Ask, AStoppedAnswerIsPickedUpAgain) {
     desk.ask(QStringLiteral(" /STOP "));
     ASSERT_TRUE(desk.waitForConversation(QStringLiteral("\n[stopped]"))) << desk.conversation().toStdString();
     desk.keepPicture(QStringLiteral("ask-stopped"));
-    ASSERT_TRUE(waitUntil([&] { return desk.agentLog(QStringLiteral("start")).size() == 2; }));
-    const QJsonArray arguments = desk.agentLog(QStringLiteral("start"))[1].value(QStringLiteral("argv")).toArray();
+    ASSERT_TRUE(waitUntil([&] { return desk.chats().size() == 2; }));
+    const QJsonArray arguments = desk.chats()[1].value(QStringLiteral("argv")).toArray();
     EXPECT_TRUE(arguments.contains(QStringLiteral("--resume")));
 
     desk.ask(QStringLiteral("go on? [[mock:echo]]"));
