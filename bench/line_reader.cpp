@@ -54,9 +54,8 @@ double asTheChat(int file) {
         const ssize_t count = ::read(file, room.data(), room.size());
         if (count <= 0)
             break;
-        reader.added(static_cast<size_t>(count), [&](std::string_view line) {
-            protocol.handleAskLine(line, [&](StreamEvent&&) { ++events; });
-        });
+        reader.added(static_cast<size_t>(count),
+                     [&](std::string_view line) { protocol.handleAskLine(line, [&](StreamEvent&&) { ++events; }); });
     }
     sink = events;
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

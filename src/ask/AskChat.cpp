@@ -76,6 +76,7 @@ void AskChat::startWarmAsk() {
         return;
     firstAskTurn = true;
     agentIsMissing = false;
+    resumeRefused = false;
 }
 
 void AskChat::stopWarmAsk() {
@@ -150,6 +151,10 @@ void AskChat::writeAskMessage(const QString& message, bool attachShot) {
 void AskChat::undelivered(ChatProcess::Wrote why) {
     if (!askStreaming)
         return;
+    if (resumeRefused) {
+        startFresh();
+        return;
+    }
     endTorviTurn(why == ChatProcess::Wrote::NoProcess ? QStringLiteral("Torvi's chat process isn't running")
                                                       : QStringLiteral("could not reach Torvi's chat process"));
     if (agentIsMissing)
@@ -260,29 +265,39 @@ void AskChat::handleResult(const StreamEvent& event) {
         return;
     }
     if (!askStreaming) {
+        resumeRefused = event.outcome == Outcome::Failed && askResumeId; // and the process is about to end
         endTorviTurn({});
         return;
     }
     // An agent that only could not answer this once still knows the conversation.
     if (event.outcome == Outcome::Failed && askResumeId) {
-        Q_EMIT evicted(*askResumeId);
-        askResumeId.reset();
-        askSessionId.reset();
-        askTurnPersisted = true;
-        stopWarmAsk();
-        startWarmAsk();
-        endTorviTurn({});
-        if (panel.promptField->text().isEmpty())
-            panel.promptField->setText(userTurnText); // nobody has read it
-        setAskStatus(QStringLiteral("couldn't resume that conversation — starting fresh"));
+        startFresh();
         return;
     }
     appendTorviDelta(bracketed(event.text.isEmpty() ? QStringLiteral("Torvi hit an error.") : event.text));
     endTorviTurn({});
 }
 
+// The agent does not know the conversation that it was to continue.
+void AskChat::startFresh() {
+    Q_EMIT evicted(*askResumeId);
+    askResumeId.reset();
+    askSessionId.reset();
+    askTurnPersisted = true;
+    stopWarmAsk();
+    startWarmAsk();
+    endTorviTurn({});
+    if (panel.promptField->text().isEmpty())
+        panel.promptField->setText(userTurnText); // nobody has read it
+    setAskStatus(QStringLiteral("couldn't resume that conversation — starting fresh"));
+}
+
 void AskChat::processEnded() {
-    if (askStreaming)
+    if (!askStreaming)
+        return;
+    if (resumeRefused)
+        startFresh();
+    else
         endTorviTurn(QStringLiteral("Torvi's chat process ended"));
 }
 

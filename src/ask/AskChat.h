@@ -66,6 +66,7 @@ private:
     void handleEvent(const StreamEvent& event);
     void handleResult(const StreamEvent& event);
     void takeBack(qsizetype length);
+    void startFresh();
     void processEnded();
     void undelivered(ChatProcess::Wrote why);
     void persistAskTurn();
@@ -89,6 +90,7 @@ private:
     bool askTurnPersisted = true;
 
     bool agentIsMissing = false;
+    bool resumeRefused = false;    ///< by the running process, before anything was asked
     quint64 turnNumber = 0;        // what comes late for an older turn is dropped
     qsizetype confirmedLength = 0; // of the answer: what lies behind it may still become void
 };

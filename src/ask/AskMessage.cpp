@@ -58,11 +58,11 @@ std::optional<QByteArray> askMessageLine(const QString& message, const std::opti
     QJsonArray content{
         QJsonObject{{QStringLiteral("type"), QStringLiteral("text")}, {QStringLiteral("text"), message}}};
     if (shotB64) {
-        content.append(QJsonObject{{QStringLiteral("type"), QStringLiteral("image")},
-                                   {QStringLiteral("source"),
-                                    QJsonObject{{QStringLiteral("type"), QStringLiteral("base64")},
-                                                {QStringLiteral("media_type"), QStringLiteral("image/png")},
-                                                {QStringLiteral("data"), QString()}}}});
+        content.append(QJsonObject{
+            {QStringLiteral("type"), QStringLiteral("image")},
+            {QStringLiteral("source"), QJsonObject{{QStringLiteral("type"), QStringLiteral("base64")},
+                                                   {QStringLiteral("media_type"), QStringLiteral("image/png")},
+                                                   {QStringLiteral("data"), QString()}}}});
     }
     const QJsonObject user{{QStringLiteral("type"), QStringLiteral("user")},
                            {QStringLiteral("message"), QJsonObject{{QStringLiteral("role"), QStringLiteral("user")},

@@ -217,6 +217,17 @@ TEST_F(AskChatTest, AFailedResumeGivesTheQuestionBackAndStartsFresh) {
     EXPECT_TRUE(waitUntil([this] { return answer() == QStringLiteral("new"); }));
 }
 
+TEST_F(AskChatTest, AResumeRefusedBeforeTheQuestionLosesNothingEither) {
+    start("[[ -n $OVALIN_ASK_RESUME ]] && { result error_during_execution; touch $D/refused; read -r line; exit 1; }; "
+          "read -r line; delta new; sleep 60\n");
+    chat->resumeAskSession({{QStringLiteral("id"), QString::fromLatin1(SESSION)}}, {}, [] {});
+    ASSERT_TRUE(waitUntil([this] { return QFile::exists(folder.filePath(QStringLiteral("refused"))); }));
+    ASSERT_TRUE(waitUntil([this] { return status().isEmpty(); })) << "the refusal was heard";
+    ask("and now?");
+    ASSERT_TRUE(waitUntil([this] { return !evicted.isEmpty(); }));
+    EXPECT_EQ(panel.promptField->text(), QStringLiteral("and now?"));
+}
+
 TEST_F(AskChatTest, AnAgentThatCannotAnswerOnceKeepsTheConversation) {
     start("read -r line; print -r '{\"type\":\"result\",\"subtype\":\"success\",\"is_error\":true,\"result\":\"Rate "
           "limit\"}'; sleep 60\n");
