@@ -87,7 +87,7 @@ TEST_F(MonitorsTest, RemovedMonitorsHearNothing) {
 }
 
 TEST_F(MonitorsTest, ButtonsCountOutsideOurWindowsByWhereTheyWentDown) {
-    monitors.setOwnWindows([](QPoint at) { return OURS.contains(at); });
+    monitors.setOwnWindows([](QPoint at, quint32) { return OURS.contains(at); });
     std::string log;
     (void)monitors.onLeftMouseUp([&] { log += 'u'; });
     (void)monitors.onPressOutside([&](QPoint at) {
@@ -144,7 +144,7 @@ TEST_F(MonitorsTest, TheClockCountsWhatCanChangeASelection) {
 TEST_F(MonitorsTest, AClickIntoOurOwnWindowIsTakenBackFromTheClock) {
     xdo(QStringLiteral("mousemove 600 400 click 1"));
     const auto before = clock.read().lastPress;
-    monitors.setOwnWindows([](QPoint at) { return OURS.contains(at); });
+    monitors.setOwnWindows([](QPoint at, quint32) { return OURS.contains(at); });
     xdo(QStringLiteral("mousemove 150 150 click 1"));
     EXPECT_TRUE(waitUntil([&] { return clock.read().lastPress == before; }));
 }

@@ -19,6 +19,8 @@
 #include <QGuiApplication>
 #include <QWindow>
 
+#include <xcb/xcb.h>
+
 namespace ovalin {
 
 namespace {
@@ -34,6 +36,12 @@ bool liesInOurWindows(QPoint rootPosition) {
     });
 }
 
+/// Also when it is closed by the very press.
+bool isOurWindow(quint32 window) {
+    const xcb_setup_t* setup = xcb_get_setup(qtConnection());
+    return window != XCB_WINDOW_NONE && (window & ~setup->resource_id_mask) == setup->resource_id_base;
+}
+
 } // namespace
 
 struct X11Desktop::Parts {
@@ -46,7 +54,9 @@ struct X11Desktop::Parts {
         , keyboard(hold, [this](bool sending) { markSynthetic(sending); })
         , accessibility(dispatch)
         , notifier(dispatch) {
-        monitors.setOwnWindows(liesInOurWindows);
+        monitors.setOwnWindows([](QPoint rootPosition, quint32 topWindow) {
+            return isOurWindow(topWindow) || liesInOurWindows(rootPosition);
+        });
         outside = monitors.onPressOutside([this](QPoint) { hold.pressOutside(); });
         hold.heldChanged = [this](bool held) { monitors.setKeyboardOurs(held); };
         logind.willLock = [this] { hold.letGo(); };

@@ -41,7 +41,7 @@ struct X11Monitors::Shared {
     std::map<Handle, std::function<void()>> leftUp;
     std::map<Handle, std::function<void(const KeyUp&)>> keyUp;
     std::map<Handle, std::function<void(QPoint)>> pressOutside;
-    std::function<bool(QPoint)> isOurs;
+    std::function<bool(QPoint, quint32)> isOurs;
     bool leftPressOutside = true;
 
     std::atomic<bool> keyboardOurs{false};
@@ -59,8 +59,8 @@ struct X11Monitors::Shared {
         wantsPresses = isOurs || !pressOutside.empty();
     }
 
-    void buttonPressed(quint32 button, quint32 time, QPoint position) {
-        const bool outside = !isOurs || !isOurs(position);
+    void buttonPressed(quint32 button, quint32 time, QPoint position, quint32 window) {
+        const bool outside = !isOurs || !isOurs(position, window);
         clock.decide(time, outside);
         if (button == LEFT_BUTTON)
             leftPressOutside = outside;
@@ -100,7 +100,7 @@ private:
     void loadRoles();
     void resetKeys();
     [[nodiscard]] bool keysSeen() const { return keysSelected && !shared.keyboardOurs; }
-    [[nodiscard]] QPoint pointerPosition();
+    [[nodiscard]] std::pair<QPoint, quint32> placeOfPointer();
 
     void keyPressed(const xcb_input_raw_button_press_event_t& event);
     void keyReleased(const xcb_input_raw_button_press_event_t& event);
@@ -221,11 +221,12 @@ void X11Monitors::Watch::loadRoles() {
                            modifiers->keycodes_per_modifier, modifierTable));
 }
 
-QPoint X11Monitors::Watch::pointerPosition() {
+std::pair<QPoint, quint32> X11Monitors::Watch::placeOfPointer() {
     xcb_connection_t* c = thread.connection().get();
     const XReply<xcb_query_pointer_reply_t> pointer(
         xcb_query_pointer_reply(c, xcb_query_pointer(c, thread.connection().root()), nullptr));
-    return pointer ? QPoint(pointer->root_x, pointer->root_y) : QPoint();
+    return pointer ? std::pair{QPoint(pointer->root_x, pointer->root_y), pointer->child}
+                   : std::pair{QPoint(), quint32{XCB_WINDOW_NONE}};
 }
 
 void X11Monitors::Watch::keyPressed(const xcb_input_raw_button_press_event_t& event) {
@@ -254,8 +255,8 @@ void X11Monitors::Watch::buttonPressed(const xcb_input_raw_button_press_event_t&
         return;
     }
     clock.pressedPerhaps(event.time);
-    shared.toMain([mainSide = &shared, button = event.detail, time = event.time, position = pointerPosition()] {
-        mainSide->buttonPressed(button, time, position);
+    shared.toMain([mainSide = &shared, button = event.detail, time = event.time, place = placeOfPointer()] {
+        mainSide->buttonPressed(button, time, place.first, place.second);
     });
 }
 
@@ -300,7 +301,7 @@ void X11Monitors::removeMonitor(Handle handle) {
     shared->updateWants();
 }
 
-void X11Monitors::setOwnWindows(std::function<bool(QPoint)> isOurs) {
+void X11Monitors::setOwnWindows(std::function<bool(QPoint, quint32)> isOurs) {
     shared->isOurs = std::move(isOurs);
     shared->leftPressOutside = true;
     shared->updateWants();
