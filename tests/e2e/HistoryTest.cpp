@@ -61,10 +61,9 @@ TEST(History, AConversationClosedInMidAnswerGoesOnLater) {
     })) << desk.conversation().toStdString();
     desk.keepPicture(QStringLiteral("history-resumed"));
 
-    desk.ask(QStringLiteral(" comes first?")); // the prompt was never lost
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("half a thought comes first?")))
-        << desk.conversation().toStdString();
-    const QJsonArray arguments = desk.agentLog(QStringLiteral("start")).back().value(QStringLiteral("argv")).toArray();
+    desk.ask(QStringLiteral(", then?")); // the prompt was never lost
+    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("half a thought, then?"))) << desk.conversation().toStdString();
+    const QJsonArray arguments = desk.chats().back().value(QStringLiteral("argv")).toArray();
     ASSERT_TRUE(arguments.contains(QStringLiteral("--resume")));
     EXPECT_TRUE(arguments.contains(id));
     ASSERT_TRUE(waitUntil([&] { return desk.stored()[0][QStringLiteral("turns")] == 2; }));
@@ -88,7 +87,8 @@ TEST(History, AConversationThatTheAgentHasForgottenMakesRoomForANewOne) {
     desk.click(frame.topLeft() + QPoint(100, 60));
     ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
     desk.ask(QStringLiteral("second?"));
-    ASSERT_TRUE(waitUntil([&] { return desk.stored().isEmpty(); })) << desk.log().toStdString();
+    desk.keepPicture(QStringLiteral("dbg1"));
+    ASSERT_TRUE(waitUntil([&] { return desk.stored().isEmpty(); })) << desk.conversation().toStdString() << readFile(desk.path(QStringLiteral("agent/log.jsonl"))).toStdString();
     waitUntil([] { return false; }, 0.3); // drawn, for the picture
     desk.keepPicture(QStringLiteral("history-forgotten"));
     desk.pressKey(QStringLiteral("Return")); // the question came back into the prompt
