@@ -16,4 +16,8 @@ TEST(Text, CharactersAreWhatThePersonSees) {
     EXPECT_EQ(firstCharacters(text, 1), family);
     EXPECT_EQ(firstCharacters(text, 3), text);
     EXPECT_EQ(firstCharacters(text, 99), text);
+    EXPECT_EQ(firstCharacters(text, 0), QString());
+    EXPECT_EQ(characterCount(QStringLiteral("a\r\nb\n") + family + family + QStringLiteral("c")), 7);
+    EXPECT_EQ(firstCharacters(QStringLiteral("x\r\n") + family + QStringLiteral("y"), 3),
+              QStringLiteral("x\r\n") + family);
 }
