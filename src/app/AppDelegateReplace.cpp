@@ -80,7 +80,7 @@ void AppDelegate::replaceSelection(const ReplacePress& press, const QString& sel
         return;
     }
     dispatch.inBackground(
-        Queue::UserInitiated, this,
+        Queue::Jobs, this,
         [transform = TransformJob{press.target, press.instruction, selected, press.app, press.url}, job = agentJob()] {
             return runTransform(transform, job);
         },
@@ -89,7 +89,7 @@ void AppDelegate::replaceSelection(const ReplacePress& press, const QString& sel
 
 void AppDelegate::insertGenerated(const ReplacePress& press) {
     dispatch.inBackground(
-        Queue::UserInitiated, this,
+        Queue::Jobs, this,
         [insert = InsertJob{press.instruction, press.app, press.url}, job = agentJob()] {
             return runInsert(insert, job);
         },

@@ -1,6 +1,7 @@
 #include "Dispatch.h"
 
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QThreadPool>
 #include <QTimer>
 
@@ -12,6 +13,7 @@ namespace ovalin {
 struct QtDispatch::Pools {
     QThreadPool general;
     QThreadPool files;
+    QThreadPool jobs;
     QObject mainThread; // receiver of everything that comes back
 };
 
@@ -21,6 +23,8 @@ QtDispatch::QtDispatch()
     // opening.
     pools->general.setMaxThreadCount(16);
     pools->general.setExpiryTimeout(5000);
+    pools->jobs.setMaxThreadCount(64);
+    pools->jobs.setExpiryTimeout(5000);
     pools->files.setMaxThreadCount(1);
     pools->files.setExpiryTimeout(5000);
 }
@@ -29,9 +33,12 @@ QtDispatch::~QtDispatch() { finish(); }
 
 void QtDispatch::finish() {
     pools->files.waitForDone();
-    pools->general.clear();
-    if (!pools->general.waitForDone(2000))
-        std::_Exit(0);
+    const QDeadlineTimer deadline(2000);
+    for (QThreadPool* pool : {&pools->general, &pools->jobs}) {
+        pool->clear();
+        if (!pool->waitForDone(static_cast<int>(deadline.remainingTime())))
+            std::_Exit(0);
+    }
     // Nobody hears these any more; a child that was just started ends with the news of it.
     QCoreApplication::removePostedEvents(&pools->mainThread);
 }
@@ -53,7 +60,7 @@ void QtDispatch::toMain(Work work) {
 }
 
 void QtDispatch::run(Queue queue, Work work) {
-    QThreadPool& pool = queue == Queue::Files ? pools->files : pools->general;
+    QThreadPool& pool = queue == Queue::Files ? pools->files : queue == Queue::Jobs ? pools->jobs : pools->general;
     // Utility work waits for the user's own, which has the higher priority in the pool.
     pool.start(std::move(work), queue == Queue::UserInitiated ? 1 : 0);
 }

@@ -12,8 +12,9 @@
 
 namespace ovalin {
 
-/// Where background work runs. `Files` runs one piece after another, in the order given.
-enum class Queue { UserInitiated, Utility, Files };
+/// Where background work runs. `Files` runs one piece after another, in the order given; `Jobs` is for what may take
+/// minutes or hang, such as an agent, and takes no worker from the others.
+enum class Queue { UserInitiated, Utility, Files, Jobs };
 
 /// Clock, delays and background work, so that tests can put a virtual clock and threads of their own in its place.
 class Dispatch {

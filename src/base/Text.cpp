@@ -4,6 +4,39 @@
 
 namespace ovalin {
 
+namespace {
+
+/// Whether a character begins between these two, whatever stands around them: only from U+0300 on do code points join.
+bool certainlyApart(QChar before, QChar after) {
+    return before.unicode() < 0x300 && after.unicode() < 0x300 && !(before == u'\r' && after == u'\n');
+}
+
+// The finder looks at all it is given before it answers: ten megabytes are not for one look.
+qsizetype nextCertainBoundary(const QString& text, qsizetype from) {
+    qsizetype to = from + 1;
+    while (to < text.size() && !certainlyApart(text[to - 1], text[to]))
+        ++to;
+    return to;
+}
+
+struct Walked {
+    qsizetype characters;
+    qsizetype end;
+};
+
+/// Over `most` characters, but not beyond `to`.
+Walked walk(const QString& text, qsizetype from, qsizetype to, qsizetype most) {
+    if (to - from == 1)
+        return {1, to};
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text.constData() + from, to - from);
+    qsizetype count = 0;
+    while (count < most && finder.toNextBoundary() >= 0)
+        ++count;
+    return {count, finder.position() < 0 ? to : from + finder.position()};
+}
+
+} // namespace
+
 QString shellQuoted(const QString& text) {
     QString escaped = text;
     escaped.replace(QLatin1Char('\''), QLatin1String("'\\''"));
@@ -11,24 +44,23 @@ QString shellQuoted(const QString& text) {
 }
 
 QString firstCharacters(const QString& text, qsizetype count) {
-    // The finder looks at all of its text at once: it gets no more of a long one than is needed.
-    for (qsizetype size = 64 + 8 * count;; size *= 4) {
-        const QStringView part = QStringView(text).left(size);
-        QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, part.data(), part.size());
-        for (qsizetype i = 0; i < count && finder.position() >= 0; ++i)
-            finder.toNextBoundary();
-        if (finder.position() >= 0 && finder.position() < part.size())
-            return text.left(finder.position());
-        if (part.size() == text.size())
-            return text;
+    qsizetype from = 0;
+    while (from < text.size() && count > 0) {
+        const qsizetype to = nextCertainBoundary(text, from);
+        const Walked walked = walk(text, from, to, count);
+        count -= walked.characters;
+        from = walked.end;
     }
+    return text.left(from);
 }
 
 qsizetype characterCount(const QString& text) {
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
     qsizetype count = 0;
-    while (finder.toNextBoundary() >= 0)
-        ++count;
+    for (qsizetype from = 0; from < text.size();) {
+        const qsizetype to = nextCertainBoundary(text, from);
+        count += walk(text, from, to, to - from).characters;
+        from = to;
+    }
     return count;
 }
 

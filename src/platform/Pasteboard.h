@@ -45,8 +45,9 @@ public:
     /// Grows with every change of owner of CLIPBOARD. Any thread, no round trip.
     [[nodiscard]] virtual quint64 changeCount() = 0;
 
-    /// Reads all of CLIPBOARD within a budget of 150 ms and 32 MB; absent when the budget did not suffice or the owner
-    /// did not answer: then the clipboard must not be touched, since it could not be put back. Worker threads.
+    /// Reads all of CLIPBOARD within a budget of 150 ms and 32 MB, of a picture at least one format; absent when the
+    /// budget did not suffice or the owner did not answer: then the clipboard must not be touched, since it could not
+    /// be put back. Worker threads.
     [[nodiscard]] virtual std::optional<PasteboardSnapshot> snapshot() = 0;
 
     /// Reads what can be read of a selection within a second and 64 MB, every format of a picture too; for a paste,

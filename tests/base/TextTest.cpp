@@ -20,4 +20,7 @@ TEST(Text, CharactersAreWhatThePersonSees) {
     const QString stacked = QLatin1Char('e') + QString(5000, QChar(0x301)); // one letter under five thousand accents
     EXPECT_EQ(firstCharacters(stacked + text, 1), stacked);
     EXPECT_EQ(firstCharacters(stacked.repeated(3), 3), stacked.repeated(3));
+    EXPECT_EQ(characterCount(QStringLiteral("a\r\nb\n") + family + family + QStringLiteral("c")), 7);
+    EXPECT_EQ(firstCharacters(QStringLiteral("x\r\n") + family + QStringLiteral("y"), 3),
+              QStringLiteral("x\r\n") + family);
 }

@@ -1,6 +1,8 @@
 // Replace and Insert by the built program, in a real editor.
 #include "e2e/OvalinDesk.h"
 
+#include <QFile>
+
 #include <gtest/gtest.h>
 
 using namespace ovalin;
@@ -75,4 +77,20 @@ TEST(Replace, TheSelectionIsReplacedUndoneAndTheClipboardIsAsItWas) {
     ASSERT_TRUE(desk.waitForPanel(false)) << desk.log().toStdString();
     EXPECT_TRUE(documentIs(desk, "THE OLD WORDSand more"));
     EXPECT_TRUE(waitUntil([&] { return clipboard(desk) == QStringLiteral("copied before"); }));
+}
+
+TEST(Replace, AHangingScriptNeitherOutlivesTheProgramNorHoldsUpItsEnd) {
+    OvalinDesk desk;
+    desk.installScript(QStringLiteral(".claude/bin/ovalin-transform.sh"),
+                       "#!/bin/zsh\ntrap '' TERM\nprint $$ > $HOME/pid\nwhile true; do sleep 1; done\n");
+    desk.startOvalin();
+    desk.openEditor("some words");
+    desk.pressKey(QStringLiteral("ctrl+a"));
+    openPanel(desk, QStringLiteral("make it loud"));
+    pressReplace(desk);
+    const QString pidFile = desk.path(QStringLiteral("pid"));
+    ASSERT_TRUE(waitUntil([&] { return readFile(pidFile).endsWith('\n'); })) << desk.log().toStdString();
+    desk.end(desk.ovalin()); // the desk sees that it ends by itself
+    const QString script = QStringLiteral("/proc/") + QString::fromLatin1(readFile(pidFile).trimmed());
+    EXPECT_TRUE(waitUntil([&] { return !QFile::exists(script); }));
 }

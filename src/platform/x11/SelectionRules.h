@@ -21,11 +21,11 @@ namespace ovalin {
 [[nodiscard]] std::optional<QString> selectionText(const QByteArray& type, int format, const QByteArray& bytes);
 
 /// Which of the targets an owner offers belong into a snapshot, in the order to take them: text, web text, file lists
-/// and custom types first, pictures last, and those as PNG only (an application offers a picture in up to 20 formats).
+/// and custom types first, pictures last, and those as PNG alone (an application offers a picture in up to 20 formats).
 /// Targets that are a protocol or mean something inside their process only are left out.
 [[nodiscard]] QByteArrayList targetsToTake(const QByteArrayList& offered);
 
-/// The formats of a picture that targetsToTake() passes over.
+/// The formats of a picture that targetsToTake() passes over, for when there is time left.
 [[nodiscard]] QByteArrayList furtherPictures(const QByteArrayList& offered);
 
 /// The budget of one snapshot.

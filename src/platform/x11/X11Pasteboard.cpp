@@ -206,7 +206,7 @@ struct X11Pasteboard::Reading {
     Deadline targetsBy;
     Deadline deadline;
     qsizetype bytes;
-    bool everything; // of a picture every format; what cannot be had is left out
+    bool partly; // what cannot be had may be missing
 };
 
 std::optional<PasteboardSnapshot> X11Pasteboard::snapshot() {
@@ -239,8 +239,8 @@ std::optional<PasteboardSnapshot> X11Pasteboard::readOnce(const Reading& how) {
     if (snapshot.owned)
         snapshot.complete = readItems(snapshot, how) && !snapshot.items.empty();
     const auto countAfter = thread.call(how.deadline + OWN_DEADLINE, changes); // the owner may have used up the time
-    if (!countAfter || (how.everything ? *countAfter != snapshot.changeCount
-                                       : !snapshot.complete || !isFaithful(snapshot, *countAfter)))
+    if (!countAfter ||
+        (how.partly ? *countAfter != snapshot.changeCount : !snapshot.complete || !isFaithful(snapshot, *countAfter)))
         return {};
     return snapshot;
 }
@@ -258,10 +258,9 @@ bool X11Pasteboard::readItems(PasteboardSnapshot& snapshot, const Reading& how) 
     if (!offered)
         return false;
     const QByteArrayList targets = targetsToTake(*offered);
-    const QByteArrayList further = how.everything ? furtherPictures(*offered) : QByteArrayList();
     qsizetype room = how.bytes;
     bool complete = true;
-    for (const QByteArray& target : targets + further) {
+    for (const QByteArray& target : targets + furtherPictures(*offered)) {
         struct Named {
             SelectionReading reading;
             QByteArray type;
@@ -278,7 +277,7 @@ bool X11Pasteboard::readItems(PasteboardSnapshot& snapshot, const Reading& how) 
             continue; // listed, but not to be had: nobody else could have it either
         if (end != SelectionReading::End::Data) {
             complete = complete && !targets.contains(target);
-            if (end == SelectionReading::End::Late || !how.everything)
+            if (end == SelectionReading::End::Late)
                 break;
             continue;
         }
