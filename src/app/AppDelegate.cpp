@@ -6,6 +6,7 @@
 
 #include "base/AgentCli.h"
 #include "base/Log.h"
+#include "dictation/Dictation.h"
 #include "panel/Brand.h"
 #include "panel/Placement.h"
 
@@ -38,7 +39,8 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     , selection(desktop.accessibility, desktop.pasteboard, desktop.keyboard)
     , pipeline(dispatch, selection, std::move(sources), context)
     , selectionWatch(desktop.eventMonitors, dispatch, selection, context)
-    , routedRequests(std::make_unique<RoutedRequests>(dispatch, paths, AgentSearch::under(paths.home))) {
+    , routedRequests(std::make_unique<RoutedRequests>(dispatch, paths, AgentSearch::under(paths.home)))
+    , dictation(makeDictation()) {
     hotKey.fired = [this] { hotkeyFired(); };
     hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
     pipeline.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
@@ -156,6 +158,7 @@ void AppDelegate::connectPanel() {
 
 void AppDelegate::closePanel() {
     closeHowto();
+    stopRecording();
     selectionWatch.stopSelectionWatch();
     dropPanel();
 }
@@ -211,9 +214,11 @@ void AppDelegate::setStatus(const QString& text) {
 
 void AppDelegate::cancelTapped() { closePanel(); }
 
-// The rooms behind these three are not built yet; the buttons say so rather than do nothing.
-void AppDelegate::replaceTapped() { setStatus(QStringLiteral("replace and insert are not available yet")); }
-void AppDelegate::micTapped() { setStatus(QStringLiteral("dictation is not available yet")); }
+// The rooms behind these two are not built yet; the buttons say so rather than do nothing.
+void AppDelegate::replaceTapped() {
+    stopRecording(); // the prompt is read after that
+    setStatus(QStringLiteral("replace and insert are not available yet"));
+}
 void AppDelegate::historyTapped() { setStatus(QStringLiteral("past conversations are not available yet")); }
 
 void AppDelegate::helpTapped() {

@@ -25,6 +25,8 @@
 
 namespace ovalin {
 
+class Dictation;
+
 /// The controller: owns the rooms and holds the flows that cross them. Main thread.
 class AppDelegate final : public QObject {
 public:
@@ -63,6 +65,7 @@ public:
     void cancelTapped();
     void replaceTapped();
     void micTapped();
+    void stopRecording();
     void historyTapped();
 
     // How-to card
@@ -76,6 +79,7 @@ public:
 private:
     struct Delivery;
 
+    [[nodiscard]] std::unique_ptr<Dictation> makeDictation();
     void connectPanel();
     void dropPanel();
     void setStatus(const QString& text);
@@ -104,6 +108,7 @@ private:
 
     std::unique_ptr<CapturePanel> panel;
     std::unique_ptr<HowtoPanel> howtoPanel;
+    std::unique_ptr<Dictation> dictation; ///< none on a desktop without speech
     bool askMode = false;
     bool modeLockedByUser = false;
     OvalinIntent lastPredicted = OvalinIntent::neutral;

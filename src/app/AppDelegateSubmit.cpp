@@ -78,6 +78,7 @@ void AppDelegate::recordIntentCommit(const QString& prompt, bool committedAsk) {
 void AppDelegate::sendTapped() {
     if (!panel)
         return;
+    stopRecording();
     const QString instruction = panel->promptField->text().trimmed();
     if (askMode) {
         setStatus(QStringLiteral("asking is not available yet — Do hands it to the agent"));
