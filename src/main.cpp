@@ -10,6 +10,8 @@
 #include "capture/WindowShot.h"
 #include "platform/OcrProcess.h"
 #include "platform/Tools.h"
+#include "platform/speech/PulseMicrophone.h"
+#include "platform/speech/VoskRecognizer.h"
 #include "platform/x11/X11Desktop.h"
 
 #include <QApplication>
@@ -60,7 +62,13 @@ int main(int argc, char** argv) {
         [&shots](qint32 pid) { return shots.captureWindowPNG(pid); },
         [&shots](const QByteArray& png) { return shots.ocrText(png); },
     };
+    PulseMicrophone microphone(dispatch);
+    VoskRecognizer speech(dispatch, [home = paths.home, program = QCoreApplication::applicationDirPath()] {
+        return findSpeechFiles(home, program);
+    });
     Desktop desktop = x11.desktop();
+    desktop.microphone = &microphone;
+    desktop.speechRecognizer = &speech;
     AppDelegate delegate(desktop, dispatch, paths, std::move(sources),
                          [script = paths.binDir + QStringLiteral("/ovalin-replace-web.sh")](const QString& url) {
                              return siteOwned(url, script);

@@ -6,6 +6,7 @@
 
 #include "base/AgentCli.h"
 #include "base/Log.h"
+#include "dictation/Dictation.h"
 #include "panel/Brand.h"
 #include "panel/Placement.h"
 
@@ -41,7 +42,8 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     , routedRequests(std::make_unique<RoutedRequests>(dispatch, paths, AgentSearch::under(paths.home)))
     , paste(desktop, dispatch)
     , askHistory(dispatch, AskHistory::storePath(paths.systemDir), AgentSearch::under(paths.home),
-                 programEnds.get_token()) {
+                 programEnds.get_token())
+    , dictation(makeDictation()) {
     hotKey.fired = [this] { hotkeyFired(); };
     hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
     pipeline.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
@@ -160,6 +162,7 @@ void AppDelegate::connectPanel() {
 
 void AppDelegate::closePanel() {
     closeHowto();
+    stopRecording();
     closeChat();
     selectionWatch.stopSelectionWatch();
     dropPanel();
@@ -217,9 +220,6 @@ void AppDelegate::setStatus(const QString& text) {
 }
 
 void AppDelegate::cancelTapped() { closePanel(); }
-
-// The room behind it is not built yet; the button says so rather than do nothing.
-void AppDelegate::micTapped() { setStatus(QStringLiteral("dictation is not available yet")); }
 
 void AppDelegate::helpTapped() {
     if (howtoPanel)

@@ -32,6 +32,8 @@
 
 namespace ovalin {
 
+class Dictation;
+
 /// The controller: owns the rooms and holds the flows that cross them. Main thread.
 class AppDelegate final : public QObject {
 public:
@@ -69,6 +71,7 @@ public:
     void sendTapped();
     void cancelTapped();
     void micTapped();
+    void stopRecording();
 
     // Past conversations
     void historyTapped();
@@ -97,6 +100,7 @@ private:
     struct Delivery;
     struct ReplacePress;
 
+    [[nodiscard]] std::unique_ptr<Dictation> makeDictation();
     void connectPanel();
     void openChat();
     void closeChat();
@@ -143,6 +147,7 @@ private:
     std::unique_ptr<HowtoPanel> howtoPanel;
     std::unique_ptr<HistoryPanel> historyPanel;
     std::unique_ptr<QObject> historyOpening; ///< while the list is being read; without it the list is not wanted
+    std::unique_ptr<Dictation> dictation;    ///< none on a desktop without speech
     bool askMode = false;
     bool modeLockedByUser = false;
     OvalinIntent lastPredicted = OvalinIntent::neutral;

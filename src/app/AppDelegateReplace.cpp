@@ -33,6 +33,7 @@ struct AppDelegate::ReplacePress {
 void AppDelegate::replaceTapped() {
     if (!panel || !panel->replaceBtnRef->isEnabled())
         return;
+    stopRecording(); // the prompt is read after that
     const ReplacePress press{
         context.captureToken,   panel->promptField->text().trimmed(), context.capApp, context.capBundle, context.capURL,
         replaceTarget(context), {context.capPID, context.capWindow}};

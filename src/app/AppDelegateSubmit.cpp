@@ -80,6 +80,7 @@ void AppDelegate::recordIntentCommit(const QString& prompt, bool committedAsk) {
 void AppDelegate::sendTapped() {
     if (!panel)
         return;
+    stopRecording();
     const QString instruction = panel->promptField->text().trimmed();
     const QString word = instruction.toLower();
     if (chat->streaming() && (word == QLatin1String("/stop") || word == QLatin1String("stop"))) {

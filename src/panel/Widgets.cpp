@@ -18,6 +18,8 @@ constexpr int SHADOW_RADIUS = 7;
 constexpr qreal SHADOW_OFFSET = 2.5;
 constexpr qreal SHADOW_OPACITY = 0.28;
 constexpr qreal DISABLED_OPACITY = 0.45;
+const QString BULLET = QStringLiteral("● ");
+constexpr int PULSE_MS = 700; // from full to half, and as long back
 
 void softenAlpha(QImage& image, int radius) {
     std::vector<uchar> line;
@@ -123,9 +125,13 @@ StatusLine::StatusLine(QWidget* parent)
     setAccessibleName(QStringLiteral("Status"));
 }
 
-void StatusLine::setStatus(const QString& text) {
+void StatusLine::setStatus(const QString& text) { show(text, true); }
+void StatusLine::setNote(const QString& text) { show(text, false); }
+
+void StatusLine::show(const QString& text, bool withBullet) {
     message = text;
-    setText(text.isEmpty() ? QString() : QStringLiteral("● ") + text);
+    bullet = withBullet;
+    setText(text.isEmpty() || !bullet ? text : BULLET + text);
     setToolTip(text);
     setAccessibleDescription(text); // the name is taken, so this is what a screen reader says
 }
@@ -134,9 +140,8 @@ void StatusLine::paintEvent(QPaintEvent*) {
     if (message.isEmpty())
         return;
     QPainter painter(this);
-    const QString bullet = QStringLiteral("● ");
     QTextLayout layout(text(), font());
-    layout.setFormats({{0, static_cast<int>(bullet.size()), [] {
+    layout.setFormats({{0, bullet ? static_cast<int>(BULLET.size()) : 0, [] {
                             QTextCharFormat format;
                             format.setForeground(Palette::amethyst());
                             return format;
@@ -243,9 +248,33 @@ void GlyphButton::setGround(const QColor& color) {
     update();
 }
 
+void GlyphButton::setListening(bool listening) {
+    setCheckable(true);
+    setChecked(listening);
+    setGround(listening ? Palette::amethyst() : Palette::fillSoft());
+    setTint(listening ? QColor(Qt::white) : Palette::muted());
+    if (!listening) {
+        delete std::exchange(pulse, nullptr);
+        return;
+    }
+    if (pulse)
+        return;
+    pulse = new QVariantAnimation(this);
+    pulse->setDuration(2 * PULSE_MS);
+    pulse->setStartValue(1.0);
+    pulse->setKeyValueAt(.5, .5);
+    pulse->setEndValue(1.0);
+    pulse->setLoopCount(-1);
+    connect(pulse, &QVariantAnimation::valueChanged, this, [this] { update(); });
+    pulse->start();
+}
+
 qreal GlyphButton::cornerRadius() const { return glyph == Glyph::Mic ? innerRadius : 10; }
 
 void GlyphButton::paintFace(QPainter& painter, QRectF face) {
+    painter.save();
+    if (pulse)
+        painter.setOpacity(pulse->currentValue().toReal());
     painter.setPen(Qt::NoPen);
     painter.setBrush(reacting(ground));
     painter.drawRoundedRect(face, cornerRadius(), cornerRadius());
@@ -273,6 +302,7 @@ void GlyphButton::paintFace(QPainter& painter, QRectF face) {
         painter.drawText(QRectF(-10, -10, 20, 20), Qt::AlignCenter, QStringLiteral("?"));
         break;
     }
+    painter.restore();
 }
 
 } // namespace ovalin

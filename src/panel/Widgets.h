@@ -2,6 +2,7 @@
 
 #include <QAbstractButton>
 #include <QLabel>
+#include <QVariantAnimation>
 
 namespace ovalin {
 
@@ -27,13 +28,18 @@ public:
 
     /// Shows a status message; an empty text clears the line.
     void setStatus(const QString& text);
+    /// Shows plain text without the bullet; an empty text clears the line.
+    void setNote(const QString& text);
     [[nodiscard]] const QString& status() const { return message; }
 
 protected:
     void paintEvent(QPaintEvent*) override;
 
 private:
+    void show(const QString& text, bool withBullet);
+
     QString message;
+    bool bullet = true;
 };
 
 /// What every button shares: it paints itself, takes the focus only by Tab, and says where a shadow belongs.
@@ -84,15 +90,19 @@ public:
     void setTint(const QColor& color);
     /// The ground under the glyph; Palette::fillSoft() to begin with.
     void setGround(const QColor& color);
+    /// The mic's two states: listening (filled, its glyph white, pulsing, and checked to a screen reader), or idle.
+    void setListening(bool listening);
     [[nodiscard]] qreal cornerRadius() const override;
 
 protected:
     void paintFace(QPainter& painter, QRectF face) override;
+    void nextCheckState() override {} ///< a click asks for the other state; who is asked decides
 
 private:
     Glyph glyph;
     QColor tint;
     QColor ground;
+    QVariantAnimation* pulse = nullptr;
 };
 
 } // namespace ovalin

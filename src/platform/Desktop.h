@@ -7,6 +7,7 @@
 #include "platform/Notifier.h"
 #include "platform/Pasteboard.h"
 #include "platform/PrimaryGuard.h"
+#include "platform/Speech.h"
 #include "platform/Workspace.h"
 
 namespace ovalin {
@@ -23,6 +24,8 @@ struct Desktop {
     Notifier& notifier;
     SessionEvents& sessionEvents;
     PrimaryGuard& primaryGuard;
+    Microphone* microphone = nullptr; ///< none: no dictation
+    SpeechRecognizer* speechRecognizer = nullptr;
 };
 
 } // namespace ovalin

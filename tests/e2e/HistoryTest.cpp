@@ -88,7 +88,8 @@ TEST(History, AConversationThatTheAgentHasForgottenMakesRoomForANewOne) {
     ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
     desk.ask(QStringLiteral("second?"));
     desk.keepPicture(QStringLiteral("dbg1"));
-    ASSERT_TRUE(waitUntil([&] { return desk.stored().isEmpty(); })) << desk.conversation().toStdString() << readFile(desk.path(QStringLiteral("agent/log.jsonl"))).toStdString();
+    ASSERT_TRUE(waitUntil([&] { return desk.stored().isEmpty(); }))
+        << desk.conversation().toStdString() << readFile(desk.path(QStringLiteral("agent/log.jsonl"))).toStdString();
     waitUntil([] { return false; }, 0.3); // drawn, for the picture
     desk.keepPicture(QStringLiteral("history-forgotten"));
     desk.pressKey(QStringLiteral("Return")); // the question came back into the prompt

@@ -1,0 +1,262 @@
+#include "Dictation.h"
+
+#include "DictationText.h"
+
+#include "base/Log.h"
+#include "base/Text.h"
+
+namespace ovalin {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto LONGEST_RECORDING = 1800s;
+constexpr auto DRAIN_TIME = 3s;
+
+} // namespace
+
+// Where the audio thread finds the request of the current segment.
+class Dictation::Feed {
+public:
+    void append(std::span<const qint16> block) {
+        const std::lock_guard lock(mutex);
+        if (request)
+            request->append(block);
+    }
+    // What the earlier segment was given and did not hear goes on to the next: no word falls between two.
+    void next(std::shared_ptr<RecognitionRequest> wanted, RecognitionRequest* earlier) {
+        const std::lock_guard lock(mutex);
+        if (earlier)
+            wanted->continueFrom(*earlier);
+        request = std::move(wanted);
+    }
+    void close() {
+        const std::lock_guard lock(mutex);
+        request.reset();
+    }
+
+private:
+    std::mutex mutex;
+    std::shared_ptr<RecognitionRequest> request;
+};
+
+Dictation::Dictation(Microphone& microphone, SpeechRecognizer& theRecognizer, Dispatch& theDispatch,
+                     Surroundings theSurroundings)
+    : audioEngine(microphone)
+    , recognizer(theRecognizer)
+    , dispatch(theDispatch)
+    , surroundings(std::move(theSurroundings))
+    , feed(std::make_shared<Feed>()) {
+    audioEngine.lost = [this](const QString& reason) {
+        logLine(QStringLiteral("Ovalin dictate: microphone lost — ") + reason);
+        if (recording) {
+            stopRecording();
+            setMicState(false, QStringLiteral("microphone disconnected"));
+        } else if (attempt) {
+            audioEngine.stop();
+            startFailed(QStringLiteral("microphone start failed"));
+        }
+    };
+}
+
+Dictation::~Dictation() {
+    audioEngine.lost = {};
+    if (attempt || recording)
+        audioEngine.stop();
+    if (recognitionTask)
+        recognitionTask->cancel();
+}
+
+void Dictation::micTapped() {
+    if (recording)
+        stopRecording();
+    else
+        startRecording();
+}
+
+void Dictation::startRecording() {
+    const bool again = attempt && clickedPanel == surroundings.panel();
+    clickedPanel = surroundings.panel();
+    setMicState(true);
+    if (again)
+        return; // a second click while the answers to the first are on their way
+    if (attempt)
+        audioEngine.stop(); // asked for in a panel that has been closed
+    attempt = std::make_unique<QObject>();
+    recognizer.requestAuthorization(attempt.get(), [this](bool authorized) {
+        if (!authorized) {
+            startFailed(QStringLiteral("speech recognition permission needed (System Settings → Privacy)"));
+            return;
+        }
+        audioEngine.requestAccess(attempt.get(), [this](bool granted) {
+            if (!granted)
+                startFailed(QStringLiteral("microphone permission needed (System Settings → Privacy)"));
+            else if (!recordingPanel() || !recordingPanel()->isVisible() || recording)
+                startFailed({});
+            else
+                beginRecognition();
+        });
+    });
+}
+
+void Dictation::beginRecognition() {
+    if (!recognizer.isAvailable()) {
+        startFailed(QStringLiteral("speech recognizer unavailable"));
+        return;
+    }
+    speechRecognizer = &recognizer;
+    audioEngine.start([tap = feed](std::span<const qint16> block) { tap->append(block); }, attempt.get(),
+                      [this](const QString& error) {
+                          if (!error.isEmpty()) {
+                              logLine(QStringLiteral("Ovalin: audio engine start failed — ") + error);
+                              startFailed(QStringLiteral("microphone start failed"));
+                          } else if (!recordingPanel() || !recordingPanel()->isVisible()) {
+                              audioEngine.stop(); // closed while the microphone was being opened
+                              startFailed({});
+                          } else {
+                              recordingStarted();
+                          }
+                      });
+}
+
+void Dictation::recordingStarted() {
+    attempt.release()->deleteLater(); // we are in one of its callbacks
+    recording = true;
+    PromptField* field = recordingPanel()->promptField;
+    recordingBase = field->text();
+    shownText = recordingBase;
+    setMicState(true);
+    field->setFocus();
+    maxRecordTimer = std::make_unique<QObject>();
+    dispatch.after(LONGEST_RECORDING, maxRecordTimer.get(), [this] { stopRecording(); });
+    if (recognitionTask)
+        recognitionTask->cancel(); // still draining: its words stand in the field
+    recognitionRequest.reset();
+    startRecognitionSegment();
+}
+
+void Dictation::startRecognitionSegment() {
+    if (!speechRecognizer)
+        return;
+    auto request = std::make_shared<RecognitionRequest>();
+    feed->next(request, recognitionRequest.get());
+    recognitionRequest = request;
+    lastSegmentText.clear();
+    recognitionTask = speechRecognizer->recognitionTask(
+        request, [&main = dispatch, self = QPointer<Dictation>(this), request](const RecognitionUpdate& update) {
+            main.toMain([self, request, update] {
+                if (self)
+                    self->recognised(request, update);
+            });
+        });
+}
+
+void Dictation::recognised(const std::shared_ptr<RecognitionRequest>& request, const RecognitionUpdate& update) {
+    if (request != recognitionRequest)
+        return; // of an earlier segment, or cancelled
+    if (update.result && fieldIsOurs())
+        heard(*update.result);
+    if (update.error)
+        logLine(QStringLiteral("Ovalin dictate: recognition error — ") + *update.error);
+    if (update.error || (update.result && update.result->isFinal))
+        endSegment();
+}
+
+void Dictation::heard(const RecognitionResult& result) {
+    const bool meta = result.hasMetadata;
+    const qsizetype length = characterCount(result.text), last = characterCount(lastSegmentText);
+    logLine(QStringLiteral("Ovalin dictate: final=%1 meta=%2 len=%3 last=%4")
+                .arg(result.isFinal ? 1 : 0)
+                .arg(meta ? 1 : 0)
+                .arg(length)
+                .arg(last));
+    if (!result.text.isEmpty()) {
+        if (!meta && isSilentReset(lastSegmentText, result.text)) {
+            logLine(QStringLiteral("Ovalin dictate: silent reset detected (%1 -> %2), committing previous partial")
+                        .arg(last)
+                        .arg(length));
+            commitDictation(lastSegmentText);
+        }
+        lastSegmentText = result.text;
+        showDictation();
+        surroundings.applyIntentInference(meta || result.isFinal);
+    }
+    if (meta) {
+        commitDictation(lastSegmentText);
+        lastSegmentText.clear();
+    }
+}
+
+void Dictation::endSegment() {
+    commitDictation(lastSegmentText);
+    lastSegmentText.clear();
+    recognitionTask.reset();
+    if (recording && !speechRecognizer->isAvailable()) { // the engine could not be loaded: no segment would do better
+        stopRecording();
+        setMicState(false, QStringLiteral("speech recognizer unavailable"));
+    } else if (recording) {
+        startRecognitionSegment();
+        return;
+    }
+    recognitionRequest.reset();
+}
+
+void Dictation::commitDictation(const QString& text) { recordingBase = withWords(recordingBase, text); }
+
+void Dictation::showDictation() {
+    CapturePanel* panel = recordingPanel();
+    if (!panel)
+        return;
+    shownText = withWords(recordingBase, lastSegmentText);
+    panel->promptField->setText(shownText); // puts the insertion point at the end
+}
+
+void Dictation::stopRecording() {
+    if (!recording)
+        return;
+    recording = false;
+    maxRecordTimer.reset();
+    audioEngine.stop();
+    feed->close();
+    if (recognitionRequest)
+        recognitionRequest->endAudio();
+    setMicState(false);
+    dispatch.after(DRAIN_TIME, this, [this, request = recognitionRequest] {
+        if (!recognitionTask || recognitionRequest != request)
+            return;
+        recognitionTask->cancel();
+        recognitionTask.reset();
+        recognitionRequest.reset();
+    });
+}
+
+void Dictation::setMicState(bool active, const QString& note) {
+    CapturePanel* panel = recordingPanel();
+    if (!panel)
+        return;
+    panel->micButton->setListening(active);
+    if (active)
+        panel->hintField->setStatus(QStringLiteral("listening — click the mic to stop"));
+    else
+        panel->hintField->setNote(note);
+}
+
+void Dictation::startFailed(const QString& note) {
+    if (attempt)
+        attempt.release()->deleteLater(); // we are in one of its callbacks
+    setMicState(false, note);
+}
+
+// The panel of the recording while it is the one that is open.
+CapturePanel* Dictation::recordingPanel() const {
+    return clickedPanel && clickedPanel == surroundings.panel() ? clickedPanel.data() : nullptr;
+}
+
+// The last words of a stopped recording must not come back into a field that was sent, emptied or edited since.
+bool Dictation::fieldIsOurs() const {
+    const CapturePanel* panel = recordingPanel();
+    return panel && (recording || panel->promptField->text() == shownText);
+}
+
+} // namespace ovalin

@@ -1,0 +1,291 @@
+#include "dictation/Dictation.h"
+
+#include "dictation/DictationText.h"
+#include "fakes/FakeDesktop.h"
+#include "fakes/FakeDispatch.h"
+#include "fakes/FakeSpeech.h"
+
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace ovalin;
+
+namespace {
+
+const QString LISTENING = QStringLiteral("listening — click the mic to stop");
+
+/// The room over a panel, with a recogniser and a microphone that do as they are told.
+struct DictationTest : testing::Test {
+    FakePasteboard pasteboard;
+    FakeDispatch dispatch;
+    FakeRecognizer recognizer;
+    FakeMicrophone microphone;
+    LogRecorder log;
+    std::unique_ptr<CapturePanel> panel;
+    std::vector<bool> inferences;
+    std::unique_ptr<Dictation> dictation;
+
+    DictationTest() {
+        open();
+        dictation =
+            std::make_unique<Dictation>(microphone, recognizer, dispatch,
+                                        Dictation::Surroundings{[this] { return panel.get(); },
+                                                                [this](bool force) { inferences.push_back(force); }});
+    }
+    void open() {
+        panel = std::make_unique<CapturePanel>(pasteboard, false);
+        panel->openAt({100, 100});
+    }
+    void click() { dictation->micTapped(); }
+    void hear(const QString& text, bool meta = false, bool final = false) {
+        update(recognizer.segments.back(), {RecognitionResult{text, final, meta}, std::nullopt});
+    }
+    void fail() { update(recognizer.segments.back(), {std::nullopt, QStringLiteral("broken")}); }
+    void update(const std::shared_ptr<FakeRecognizer::Segment>& segment, const RecognitionUpdate& what) {
+        segment->handler(what);
+        dispatch.runMain();
+    }
+    [[nodiscard]] QString field() const { return panel->promptField->text(); }
+    [[nodiscard]] QString status() const { return panel->hintField->status(); }
+    void expectIdle(const QString& note = {}) {
+        EXPECT_FALSE(dictation->isRecording());
+        EXPECT_FALSE(microphone.running);
+        EXPECT_FALSE(panel->micButton->isChecked());
+        EXPECT_EQ(status(), note);
+    }
+};
+
+} // namespace
+
+TEST_F(DictationTest, EveryFailedStartSaysWhyAndTheNextOneWorks) {
+    const struct {
+        bool authorized, granted, available;
+        const char *error, *note;
+    } rows[] = {
+        {false, true, true, "", "speech recognition permission needed (System Settings → Privacy)"},
+        {true, false, true, "", "microphone permission needed (System Settings → Privacy)"},
+        {true, true, false, "", "speech recognizer unavailable"},
+        {true, true, true, "no microphone", "microphone start failed"},
+    };
+    for (const auto& row : rows) {
+        recognizer.authorized = row.authorized;
+        microphone.granted = row.granted;
+        recognizer.available = row.available;
+        microphone.error = QString::fromUtf8(row.error);
+        click();
+        expectIdle(QString::fromUtf8(row.note));
+    }
+    EXPECT_EQ(log.lines, QStringList(QStringLiteral("Ovalin: audio engine start failed — no microphone")));
+    microphone.error.clear();
+    click();
+    EXPECT_TRUE(dictation->isRecording());
+    EXPECT_EQ(status(), LISTENING);
+    EXPECT_TRUE(panel->micButton->isChecked());
+    click();
+    expectIdle();
+}
+
+TEST_F(DictationTest, WordsFollowWhatStandsInTheField) {
+    const struct {
+        const char *typed, *shown;
+    } rows[] = {{"", "world"}, {"hello", "hello world"}, {"hello ", "hello world"}};
+    for (const auto& row : rows) {
+        panel->promptField->setText(QString::fromUtf8(row.typed));
+        click();
+        hear(QStringLiteral("word"));
+        panel->promptField->setCursorPosition(0);
+        hear(QStringLiteral("world"));
+        EXPECT_EQ(field(), QString::fromUtf8(row.shown));
+        EXPECT_EQ(panel->promptField->cursorPosition(), field().size());
+        EXPECT_FALSE(panel->promptField->hasSelectedText());
+        click();
+        hear({}, true, true);
+        EXPECT_EQ(field(), QString::fromUtf8(row.shown));
+    }
+}
+
+TEST_F(DictationTest, NoWordThatWasShownIsLostBetweenResults) {
+    struct Step {
+        enum { Partial, Utterance, Final, Error } kind;
+        const char *text, *shown;
+    };
+    using enum decltype(Step::kind);
+    const std::vector<Step> rows[] = {
+        {{Partial, "the quick brown fox jumps", "the quick brown fox jumps"},
+         {Partial, "over", "the quick brown fox jumps over"}},
+        {{Partial, "eleven char", "eleven char"}, {Partial, "no", "no"}},
+        {{Partial, "twelve chars", "twelve chars"}, {Partial, "twelve", "twelve"}},
+        {{Partial, "one two three four", "one two three four"}, {Utterance, "one", "one"}, {Partial, "two", "one two"}},
+        {{Partial, "one", "one"}, {Utterance, "", "one"}, {Partial, "two", "one two"}},
+        {{Partial, "one", "one"},
+         {Final, "won", "won"},
+         {Partial, "two", "won two"},
+         {Final, "", "won two"},
+         {Partial, "three", "won two three"}},
+        {{Partial, "one", "one"},
+         {Error, "", "one"},
+         {Partial, "two", "one two"},
+         {Error, "", "one two"},
+         {Error, "", "one two"},
+         {Utterance, "three", "one two three"}},
+    };
+    for (const auto& steps : rows) {
+        panel->promptField->clear();
+        click();
+        for (const Step& step : steps) {
+            if (step.kind == Error)
+                fail();
+            else
+                hear(QString::fromUtf8(step.text), step.kind == Utterance, step.kind == Final);
+            EXPECT_EQ(field(), QString::fromUtf8(step.shown));
+        }
+        EXPECT_TRUE(dictation->isRecording());
+        EXPECT_TRUE(microphone.running);
+        click();
+        dispatch.advance(4);
+    }
+    EXPECT_EQ(log.count(QStringLiteral("silent reset detected (25 -> 4)")), 1);
+    EXPECT_EQ(log.count(QStringLiteral("silent reset")), 1);
+    EXPECT_EQ(log.lines.first(), QStringLiteral("Ovalin dictate: final=0 meta=0 len=25 last=0"));
+}
+
+TEST_F(DictationTest, ThePredictionFollowsAndIsForcedWhereSpeechPauses) {
+    click();
+    hear(QStringLiteral("what"));
+    hear(QStringLiteral("what is"), true);
+    hear(QStringLiteral("this"), false, true);
+    hear({}, true);
+    EXPECT_EQ(inferences, (std::vector<bool>{false, true, true}));
+}
+
+TEST_F(DictationTest, SoundThatNoSegmentHeardGoesToTheNext) {
+    click();
+    for (qint16 sample = 1; sample <= 3; ++sample)
+        microphone.speak(sample);
+    ASSERT_EQ(recognizer.segments.back()->request->take()->front(), 1);
+    fail();
+    microphone.speak(4);
+    click();
+    microphone.speak(5); // after the end
+    for (qint16 sample = 2; sample <= 4; ++sample)
+        EXPECT_EQ(recognizer.segments.back()->request->take()->front(), sample);
+    EXPECT_FALSE(recognizer.segments.back()->request->take());
+}
+
+TEST_F(DictationTest, TheLastWordsArriveAfterTheStopButNotThreeSecondsLater) {
+    for (const bool late : {false, true}) {
+        panel->promptField->clear();
+        click();
+        const auto segment = recognizer.segments.back();
+        hear(QStringLiteral("one"));
+        click();
+        expectIdle();
+        dispatch.advance(late ? 3.1 : 2.9);
+        EXPECT_EQ(segment->cancelled, late);
+        update(segment, {RecognitionResult{QStringLiteral("one two"), true, true}, std::nullopt});
+        EXPECT_EQ(field(), late ? QStringLiteral("one") : QStringLiteral("one two"));
+    }
+}
+
+TEST_F(DictationTest, LateWordsDoNotComeIntoAFieldThatIsNotTheirsAnyMore) {
+    const std::pair<const char*, std::function<void()>> rows[] = {
+        {"", [this] { panel->promptField->clear(); }}, // sent
+        {"typed since", [this] { panel->promptField->setText(QStringLiteral("typed since")); }},
+        {"", [this] { open(); }},
+    };
+    for (const auto& [expected, meanwhile] : rows) {
+        click();
+        const auto segment = recognizer.segments.back();
+        hear(QStringLiteral("one"));
+        click();
+        meanwhile();
+        update(segment, {RecognitionResult{QStringLiteral("one two"), true, true}, std::nullopt});
+        EXPECT_EQ(field(), QString::fromUtf8(expected));
+        panel->promptField->clear();
+    }
+}
+
+TEST_F(DictationTest, ARecordingBegunWhileAnotherDrainsIsNotCancelledWithIt) {
+    click();
+    const auto first = recognizer.segments.back();
+    hear(QStringLiteral("one"));
+    click();
+    dispatch.advance(1);
+    click();
+    dispatch.advance(10);
+    update(first, {RecognitionResult{QStringLiteral("late"), true, true}, std::nullopt});
+    EXPECT_FALSE(recognizer.segments.back()->cancelled);
+    hear(QStringLiteral("two"));
+    EXPECT_EQ(field(), QStringLiteral("one two"));
+}
+
+TEST_F(DictationTest, ARecordingStopsByItselfAfterThirtyMinutesOfItsOwn) {
+    click();
+    dispatch.advance(1000);
+    click();
+    click();
+    dispatch.advance(1799);
+    EXPECT_TRUE(dictation->isRecording());
+    hear(QStringLiteral("still here"));
+    dispatch.advance(1);
+    expectIdle();
+    EXPECT_EQ(field(), QStringLiteral("still here"));
+}
+
+TEST_F(DictationTest, APanelClosedWhileTheAnswerIsOnItsWayStaysSilent) {
+    microphone.answersAtOnce = false;
+    click();
+    EXPECT_EQ(status(), LISTENING) << "shown at once";
+    panel->hide();
+    microphone.answerAll();
+    expectIdle();
+    // The same with a new panel in its place, which is not the one that was clicked.
+    panel->show();
+    click();
+    open();
+    panel->hintField->setStatus(QStringLiteral("its own"));
+    microphone.answerAll();
+    expectIdle(QStringLiteral("its own"));
+    EXPECT_EQ(microphone.starts, 0);
+    // And its own click counts, once, however often it is made.
+    click();
+    click();
+    microphone.answerAll();
+    EXPECT_EQ(microphone.starts, 1);
+    EXPECT_EQ(recognizer.segments.size(), 1U);
+    EXPECT_TRUE(dictation->isRecording());
+    EXPECT_EQ(status(), LISTENING);
+}
+
+TEST_F(DictationTest, ALostMicrophoneEndsTheRecordingAndKeepsItsWords) {
+    click();
+    hear(QStringLiteral("one"));
+    microphone.lost(QStringLiteral("unplugged"));
+    expectIdle(QStringLiteral("microphone disconnected"));
+    EXPECT_EQ(field(), QStringLiteral("one"));
+    microphone.error = QStringLiteral("no microphone");
+    click();
+    expectIdle(QStringLiteral("microphone start failed"));
+    EXPECT_EQ(field(), QStringLiteral("one"));
+}
+
+TEST_F(DictationTest, AnEngineThatCannotBeLoadedEndsTheRecordingRatherThanTryingForEver) {
+    click();
+    recognizer.available = false;
+    fail();
+    expectIdle(QStringLiteral("speech recognizer unavailable"));
+    EXPECT_EQ(recognizer.segments.size(), 1U);
+}
+
+TEST_F(DictationTest, StartAndStopInQuickSuccessionLeavesNothingRunning) {
+    for (int i = 0; i < 20; ++i) {
+        click();
+        hear(QStringLiteral("word%1").arg(i));
+        dispatch.advance(0.2);
+    }
+    expectIdle();
+    EXPECT_EQ(field().count(QStringLiteral("word")), 10) << "those of the ten recordings";
+    dispatch.advance(5);
+    EXPECT_TRUE(std::ranges::all_of(recognizer.segments, [](const auto& segment) { return segment->cancelled; }));
+}
