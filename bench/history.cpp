@@ -47,6 +47,7 @@ public:
     double now() const override { return 0; }
     QDateTime wallClock() const override { return QDateTime::currentDateTimeUtc(); }
     void after(std::chrono::milliseconds, QObject*, Work) override {}
+    void sleep(std::chrono::milliseconds) override {}
     void toMain(Work) override {}
     void run(Queue, Work work) override { work(); }
 };
@@ -82,13 +83,16 @@ void bareReadWriteSync(const QString& from, const QString& to) {
 void stores(const QString& file, int rounds) {
     DirectDispatch direct;
     AskHistory history(direct, file, {});
-    Samples bare, store;
+    Samples bare, replace, store;
     for (int i = 0; i < rounds; ++i) {
         bare.time([&] { bareReadWriteSync(file, file + QStringLiteral(".bare")); });
+        const auto contents = readWholeFile(file);
+        replace.time([&] { (void)replaceFile(file + QStringLiteral(".bare"), contents->bytes); });
         store.time([&] { history.persistAskTurn(turn(i % 20)); });
     }
     std::printf("a full history: %lld bytes\n", static_cast<long long>(QFileInfo(file).size()));
     bare.print("bare read, write, fsync");
+    replace.print("the same bytes replaced so that it lasts");
     store.print("a turn stored");
 
     QtDispatch dispatch;

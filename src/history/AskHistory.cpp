@@ -87,7 +87,7 @@ void AskHistory::loadAskHistory(QObject* context, std::function<void(const AskHi
 
 void AskHistory::generateAskTitle(const QString& sid, const QString& question) {
     dispatch.inBackground(
-        Queue::Utility, this,
+        Queue::Jobs, this,
         [search = search, question, stop = programEnds] { return askForTitle(search, question, stop); },
         [this, sid](const std::optional<QString>& title) {
             if (!title)
