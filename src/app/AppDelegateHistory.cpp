@@ -47,6 +47,7 @@ void AppDelegate::openHistoryPanel(const AskHistoryEntries& entries) {
 void AppDelegate::closeHistoryPanel() {
     historyOpening.reset();
     if (historyPanel) {
+        panel->windowHandle()->removeEventFilter(historyPanel.get());
         historyPanel->hide();
         historyPanel->disconnect(this);
         historyPanel.release()->deleteLater(); // we may be in one of its own signals

@@ -13,6 +13,7 @@ Card::Card(const QString& title, bool isComposited)
     , composited(isComposited) {
     setWindowTitle(title);
     setAttribute(Qt::WA_ShowWithoutActivating);
+    setAttribute(Qt::WA_AlwaysShowToolTips);
     setAttribute(composited ? Qt::WA_TranslucentBackground : Qt::WA_OpaquePaintEvent);
 }
 

@@ -77,9 +77,10 @@ TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
     const auto [longOne, tip] = picture(QString(300, QLatin1Char('m')));
     const auto [longer, longerTip] = picture(QString(250, QLatin1Char('m')));
     EXPECT_EQ(longOne, longer) << "cut at the same place, the same age behind it";
-    EXPECT_EQ(tip.size(), 300);
+    EXPECT_TRUE(tip.contains(QString(300, QLatin1Char('m'))));
     EXPECT_NE(longOne, picture(QString(300, QLatin1Char('n'))).first);
     EXPECT_EQ(picture(QStringLiteral("short")).second, QString());
+    EXPECT_FALSE(picture(QStringLiteral("<img src=x>").repeated(20)).second.contains(QStringLiteral("<img")));
 }
 
 TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
