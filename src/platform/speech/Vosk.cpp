@@ -88,7 +88,10 @@ tl::expected<Vosk, QString> Vosk::load(const QString& path, const QString& folde
     model->model = functions.model_new(QFile::encodeName(folder).constData());
     if (!model->model)
         return tl::unexpected(folder + QStringLiteral(" is not a whole model"));
-    return Vosk(std::move(model));
+    Vosk vosk(std::move(model));
+    if (!vosk.stream()) // some of its files are read only now
+        return tl::unexpected(folder + QStringLiteral(" is not a whole model"));
+    return vosk;
 }
 
 tl::expected<Vosk::Stream, QString> Vosk::stream() const {

@@ -107,10 +107,13 @@ void VoskRecognizer::work() {
 
 std::optional<Vosk> VoskRecognizer::load(const SpeechFiles& wanted) {
     for (const QString& model : wanted.models) {
+        if (broken.contains(model))
+            continue;
         auto engine = Vosk::load(wanted.library, model);
         if (engine)
             return std::move(*engine);
         logLine(QStringLiteral("Ovalin dictate: ") + engine.error());
+        broken.insert(model);
     }
     return std::nullopt;
 }

@@ -6,6 +6,8 @@
 #include "base/Dispatch.h"
 #include "platform/Speech.h"
 
+#include <QSet>
+
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -50,6 +52,7 @@ private:
     const std::function<SpeechFiles()> find;
     const std::chrono::milliseconds idleTime;
     std::atomic<bool> available = false, loaded = false;
+    QSet<QString> broken; ///< the thread's; not tried again, because the engine leaks what it has read of them
 
     std::mutex mutex; // guards what follows
     std::condition_variable changed;

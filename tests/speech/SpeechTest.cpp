@@ -1,0 +1,290 @@
+// Dictation with the real engine, its real model and a real sound server.
+#include "dictation/Dictation.h"
+
+#include "platform/speech/PulseMicrophone.h"
+#include "platform/speech/VoskRecognizer.h"
+
+#include "fakes/FakeDesktop.h"
+#include "support/SoundServer.h"
+#include "support/TestDesk.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+using namespace ovalin;
+
+// The engine leaks when a model cannot be loaded. Called by LeakSanitizer.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() { return "leak:libvosk.so\n"; }
+
+namespace {
+
+const QString LISTENING = QStringLiteral("listening — click the mic to stop");
+const QString READ_ALOUD = QStringLiteral("/usr/share/pocketsphinx/test/data/librivox/");
+
+// The share of the expected words that were heard, in any order.
+double heardShare(const QString& expected, const QString& heard) {
+    static const QRegularExpression blanks(QStringLiteral("\\s+"));
+    const QStringList words = expected.split(blanks, Qt::SkipEmptyParts);
+    QStringList found = heard.split(blanks, Qt::SkipEmptyParts);
+    const auto hits = std::ranges::count_if(words, [&](const QString& word) { return found.removeOne(word); });
+    return static_cast<double>(hits) / static_cast<double>(words.size());
+}
+
+// The samples of a sound file of 16 kHz, one channel, 16 bit.
+SoundBlock samplesOf(const QString& file) {
+    const QByteArray bytes = readFile(file).mid(44);
+    SoundBlock samples(static_cast<size_t>(bytes.size()) / sizeof(qint16));
+    std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(qint16));
+    return samples;
+}
+
+/// A recogniser asked without a microphone.
+struct RecognizerTest : testing::Test {
+    QTemporaryDir home;
+    QtDispatch dispatch;
+    SpeechFiles files;
+    std::mutex mutex;
+    QStringList utterances;
+    QString error;
+    bool finished = false;
+
+    void SetUp() override {
+        if (speechFolder().isEmpty())
+            GTEST_SKIP() << "scripts/install-speech could not fetch the engine";
+        files = {speechFolder() + QStringLiteral("/lib/libvosk.so"), {speechFolder() + QStringLiteral("/model")}};
+    }
+    /// What is recognised when the sound is there before the engine is.
+    QString recognize(VoskRecognizer& recognizer, const SoundBlock& sound) {
+        utterances.clear();
+        finished = false;
+        bool answered = false;
+        recognizer.requestAuthorization(QCoreApplication::instance(), [&](bool) { answered = true; });
+        EXPECT_TRUE(waitUntil([&] { return answered; }));
+        if (!recognizer.isAvailable())
+            return {};
+        const auto request = std::make_shared<RecognitionRequest>();
+        for (size_t at = 0; at < sound.size(); at += SOUND_BLOCK)
+            request->append(std::span(sound).subspan(at, std::min(SOUND_BLOCK, sound.size() - at)));
+        request->endAudio();
+        const auto task = recognizer.recognitionTask(request, [this](const RecognitionUpdate& update) {
+            const std::lock_guard lock(mutex);
+            if (update.error)
+                error = *update.error;
+            else if (update.result->hasMetadata)
+                utterances.append(update.result->text);
+            finished = update.error || update.result->isFinal;
+        });
+        EXPECT_TRUE(waitUntil(
+            [this] {
+                const std::lock_guard lock(mutex);
+                return finished;
+            },
+            60));
+        const std::lock_guard lock(mutex);
+        return utterances.join(QLatin1Char(' ')).trimmed();
+    }
+};
+
+/// The whole room over a panel and a sound server.
+struct SpeechTest : RecognizerTest {
+    std::optional<SoundServer> server;
+    FakePasteboard pasteboard;
+    CapturePanel panel{pasteboard, false};
+    LogRecorder log;
+    std::unique_ptr<PulseMicrophone> microphone;
+    std::unique_ptr<VoskRecognizer> recognizer;
+    std::unique_ptr<Dictation> dictation;
+
+    void SetUp() override {
+        RecognizerTest::SetUp();
+        panel.openAt({100, 100});
+        microphone = std::make_unique<PulseMicrophone>(dispatch);
+        recognizer = std::make_unique<VoskRecognizer>(dispatch, [this] { return files; });
+        dictation = std::make_unique<Dictation>(*microphone, *recognizer, dispatch,
+                                                Dictation::Surroundings{[this] { return &panel; }, [](bool) {}});
+    }
+    void TearDown() override {
+        dictation.reset();
+        recognizer.reset();
+        dispatch.finish();
+        microphone.reset();
+        qunsetenv("PULSE_SERVER");
+    }
+    void startServer(SoundServer::Source source = SoundServer::Source::Microphone) {
+        server.emplace(source);
+        qputenv("PULSE_SERVER", server->address().toUtf8());
+    }
+    void listen() {
+        dictation->micTapped();
+        ASSERT_TRUE(waitUntil([this] { return dictation->isRecording(); })) << log.lines.join(u'\n').toStdString();
+        ASSERT_TRUE(waitUntil([this] { return server->hasListener(); }));
+    }
+    [[nodiscard]] QString status() const { return panel.hintField->status(); }
+    [[nodiscard]] QString field() const { return panel.promptField->text(); }
+};
+
+} // namespace
+
+TEST_F(SpeechTest, WordsThatAreSpokenAppearInTheField) {
+    const struct {
+        QString file, words;
+    } rows[] = {
+        {spoken(QStringLiteral("please send this message to the whole team before lunch"), home.path()),
+         QStringLiteral("please send this message to the whole team before lunch")},
+        {READ_ALOUD + QStringLiteral("sense_and_sensibility_01_austen_64kb-0880.wav"),
+         QStringLiteral("he was not an ill disposed young man")},
+    };
+    startServer();
+    for (const auto& [file, words] : rows) {
+        panel.promptField->setText(QStringLiteral("typed before"));
+        listen();
+        ASSERT_TRUE(server->play(file));
+        EXPECT_TRUE(waitUntil([&, expected = words] { return heardShare(expected, field()) >= 0.6; }))
+            << field().toStdString();
+        EXPECT_TRUE(field().startsWith(QStringLiteral("typed before ")));
+        dictation->micTapped();
+        EXPECT_EQ(status(), QString());
+        EXPECT_TRUE(waitUntil([this] { return !server->hasListener(); })) << "the microphone is let go";
+    }
+}
+
+TEST_F(SpeechTest, AMicrophoneThatCannotBeOpenedIsSaidAndNobodyWaitsForIt) {
+    // A sound server that takes connections and never says a word.
+    const QByteArray silent = home.filePath(QStringLiteral("silent")).toUtf8();
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::memcpy(address.sun_path, silent.constData(), static_cast<size_t>(silent.size()));
+    ASSERT_EQ(::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(socket, 8), 0);
+    const SoundServer onlyMonitor(SoundServer::Source::OnlyMonitor);
+    for (const QByteArray& where :
+         {QByteArray("unix:/nowhere"), onlyMonitor.address().toUtf8(), QByteArray("unix:") + silent}) {
+        qputenv("PULSE_SERVER", where);
+        dictation->micTapped();
+        EXPECT_EQ(status(), LISTENING);
+        EXPECT_TRUE(waitUntil([this] { return status() != LISTENING; }, 15)) << where.toStdString();
+        EXPECT_EQ(status(), QStringLiteral("microphone start failed")) << where.toStdString();
+        EXPECT_FALSE(dictation->isRecording());
+    }
+    ::close(socket);
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin: audio engine start failed — ")), 3);
+}
+
+TEST_F(SpeechTest, AMicrophoneThatGoesAwayEndsTheRecordingAndLeavesItsWords) {
+    for (const bool wholeServer : {false, true}) {
+        startServer();
+        panel.promptField->clear();
+        listen();
+        ASSERT_TRUE(server->play(spoken(QStringLiteral("please send this message"), home.path())));
+        EXPECT_TRUE(waitUntil([this] { return heardShare(QStringLiteral("please message"), field()) == 1; }))
+            << field().toStdString();
+        if (wholeServer)
+            server->kill();
+        else
+            server->unplugMicrophone();
+        EXPECT_TRUE(waitUntil([this] { return !dictation->isRecording(); }));
+        EXPECT_EQ(status(), QStringLiteral("microphone disconnected"));
+        dictation->micTapped();
+        EXPECT_TRUE(waitUntil([this] { return status() == QStringLiteral("microphone start failed"); }));
+        EXPECT_EQ(heardShare(QStringLiteral("please message"), field()), 1) << field().toStdString();
+    }
+}
+
+TEST_F(SpeechTest, TwentyStartsAndStopsInAHurryLeaveTheMicrophoneFree) {
+    startServer();
+    for (int i = 0; i < 20; ++i) {
+        dictation->micTapped();
+        if (i % 3 == 0)
+            waitUntil([this] { return dictation->isRecording(); }, 1);
+    }
+    dictation->stopRecording();
+    waitUntil([this] { return status() != LISTENING || dictation->isRecording(); });
+    dictation->stopRecording();
+    EXPECT_TRUE(waitUntil([this] { return !server->hasListener(); }));
+    EXPECT_FALSE(panel.micButton->isChecked());
+}
+
+TEST_F(RecognizerTest, SpeechThatCameBeforeTheEngineIsRecognisedAndTheEngineFreedAfterwards) {
+    VoskRecognizer recognizer(
+        dispatch, [this] { return files; }, std::chrono::milliseconds(50));
+    for (int round = 0; round < 2; ++round) {
+        // Two sentences with a pause: two utterances of one segment, not a word between them lost.
+        SoundBlock sound = samplesOf(READ_ALOUD + QStringLiteral("sense_and_sensibility_01_austen_64kb-0870.wav"));
+        sound.resize(sound.size() + 2 * SOUND_RATE);
+        const SoundBlock second =
+            samplesOf(READ_ALOUD + QStringLiteral("sense_and_sensibility_01_austen_64kb-0880.wav"));
+        sound.insert(sound.end(), second.begin(), second.end());
+        const QString heard = recognize(recognizer, sound);
+        EXPECT_GE(utterances.size(), 2);
+        EXPECT_GE(
+            heardShare(QStringLiteral("and mister john dashwood had then leisure to consider how much there might be "
+                                      "prudently in his power to do for them he was not an ill disposed young man"),
+                       heard),
+            0.6)
+            << heard.toStdString();
+        EXPECT_TRUE(waitUntil([&] { return !recognizer.isLoaded(); }));
+    }
+}
+
+TEST_F(RecognizerTest, NoWordsAreMadeOfSoundThatHoldsNone) {
+    VoskRecognizer recognizer(dispatch, [this] { return files; });
+    std::minstd_rand random(1);
+    const std::pair<const char*, std::function<qint16(int)>> rows[] = {
+        {"silence", [](int) -> qint16 { return 0; }},
+        {"noise", [&](int) { return static_cast<qint16>(static_cast<int>(random() % 2001) - 1000); }},
+        {"hum", [](int i) { return static_cast<qint16>(2000 * std::sin(i * 0.0196)); }},
+    };
+    for (const auto& [name, sample] : rows) {
+        SoundBlock sound;
+        for (int i = 0; i < 10 * SOUND_RATE; ++i)
+            sound.push_back(sample(i));
+        EXPECT_EQ(recognize(recognizer, sound), QString()) << name;
+        EXPECT_EQ(error, QString());
+    }
+}
+
+TEST_F(RecognizerTest, OnesOwnModelIsPreferredAndABrokenOneIsPassedOver) {
+    QDir own(home.filePath(QStringLiteral(".local/share/ovalin/models")));
+    const QString bundled = files.models.first(), program = home.filePath(QStringLiteral("bin"));
+    QDir().mkpath(program);
+    QFile::link(speechFolder(), program + QStringLiteral("/speech"));
+    const auto copyOf = [&](const QString& name) {
+        QProcess::execute(QStringLiteral("mkdir"), {QStringLiteral("-p"), own.path()});
+        QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-r"), bundled, own.filePath(name)});
+        return own.filePath(name);
+    };
+    QFile::resize(copyOf(QStringLiteral("a damaged one")) + QStringLiteral("/am/final.mdl"), 5000);
+    QFile::remove(copyOf(QStringLiteral("b half of one")) + QStringLiteral("/graph/HCLr.fst"));
+    own.mkpath(QStringLiteral("c empty"));
+    const QString whole = copyOf(QStringLiteral("d whole"));
+
+    const SpeechFiles found = findSpeechFiles(home.path(), program);
+    ASSERT_EQ(found.models.size(), 4);
+    EXPECT_EQ(found.models[2], whole) << "before the one that came along";
+    VoskRecognizer recognizer(dispatch, [&] { return findSpeechFiles(home.path(), program); });
+    const LogRecorder log;
+    const SoundBlock sound = samplesOf(READ_ALOUD + QStringLiteral("sense_and_sensibility_01_austen_64kb-0880.wav"));
+    EXPECT_FALSE(recognize(recognizer, sound).isEmpty());
+    EXPECT_EQ(log.count(QStringLiteral("is not a whole model")), 2) << log.lines.join(u'\n').toStdString();
+
+    // Nothing but broken ones: an error once, and unavailable.
+    QFile::remove(program + QStringLiteral("/speech"));
+    own.rename(QStringLiteral("d whole/am"), QStringLiteral("d whole/gone"));
+    QDir().mkpath(program + QStringLiteral("/speech"));
+    QFile::link(speechFolder() + QStringLiteral("/lib"), program + QStringLiteral("/speech/lib"));
+    EXPECT_EQ(recognize(recognizer, sound), QString());
+    EXPECT_EQ(error, QStringLiteral("no engine"));
+    EXPECT_FALSE(recognizer.isAvailable());
+}
