@@ -60,21 +60,11 @@ PreviewTextView::PreviewTextView(Pasteboard& thePasteboard, QWidget* parent)
     : QPlainTextEdit(parent)
     , pasteboard(thePasteboard) {
     setAccessibleName(QStringLiteral("Excerpt"));
-    setFrameShape(QFrame::NoFrame);
     setTabChangesFocus(true);
-    setAcceptDrops(false);
-    viewport()->setAutoFillBackground(false);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollBar(new SlimScrollBar(this));
+    dressTextView(*this);
     setFont(Brand::font(12.5, QFont::Light));
     document()->setDocumentMargin(0);
     setViewportMargins(10, 8, 0, 8);
-    QPalette colors = palette();
-    colors.setColor(QPalette::Base, Qt::transparent);
-    colors.setColor(QPalette::Text, Palette::body());
-    colors.setColor(QPalette::Highlight, QColor(140, 137, 231, 120));
-    colors.setColor(QPalette::HighlightedText, Palette::ink());
-    setPalette(colors);
 }
 
 void PreviewTextView::setExcerpt(const QString& text) {

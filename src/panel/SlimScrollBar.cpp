@@ -1,5 +1,7 @@
 #include "SlimScrollBar.h"
 
+#include "Palette.h"
+
 #include <QMouseEvent>
 #include <QPainter>
 
@@ -65,6 +67,20 @@ void SlimScrollBar::mouseMoveEvent(QMouseEvent* event) {
 void SlimScrollBar::mouseReleaseEvent(QMouseEvent*) {
     grabbedAt = -1;
     update();
+}
+
+void dressTextView(QAbstractScrollArea& view) {
+    view.setFrameShape(QFrame::NoFrame);
+    view.setAcceptDrops(false);
+    view.viewport()->setAutoFillBackground(false);
+    view.setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    view.setVerticalScrollBar(new SlimScrollBar(&view));
+    QPalette colors = view.palette();
+    colors.setColor(QPalette::Base, Qt::transparent);
+    colors.setColor(QPalette::Text, Palette::body());
+    colors.setColor(QPalette::Highlight, QColor(140, 137, 231, 120));
+    colors.setColor(QPalette::HighlightedText, Palette::ink());
+    view.setPalette(colors);
 }
 
 } // namespace ovalin

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QAbstractScrollArea>
 #include <QScrollBar>
 
 namespace ovalin {
@@ -25,5 +26,8 @@ private:
 
     double grabbedAt = -1; ///< where in the handle it is held; negative: it is not
 };
+
+/// What the card's text views share: no frame and no ground of their own, the card's colours, this scroll bar.
+void dressTextView(QAbstractScrollArea& view);
 
 } // namespace ovalin

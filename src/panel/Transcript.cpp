@@ -95,24 +95,14 @@ QString presentable(QString text) {
 Transcript::Transcript(QWidget* parent)
     : QTextBrowser(parent) {
     setAccessibleName(QStringLiteral("Transcript"));
-    setFrameShape(QFrame::NoFrame);
     setOpenLinks(false);
     setUndoRedoEnabled(false);
-    setAcceptDrops(false);
     setTabChangesFocus(false); // Tab walks over the links first
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setVerticalScrollBar(new SlimScrollBar(this));
+    dressTextView(*this);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the text keeps its width, and cuts stay at line ends
     setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
-    viewport()->setAutoFillBackground(false);
     document()->setDocumentMargin(0);
     setViewportMargins(10, 8, 0, 8);
-    QPalette colors = palette();
-    colors.setColor(QPalette::Base, Qt::transparent);
-    colors.setColor(QPalette::Text, Palette::body());
-    colors.setColor(QPalette::Highlight, QColor(140, 137, 231, 120));
-    colors.setColor(QPalette::HighlightedText, Palette::ink());
-    setPalette(colors);
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
     connect(&timer, &QTimer::timeout, this, [this] { work(BUDGET); });
