@@ -2,7 +2,6 @@
 
 #include "Brand.h"
 #include "EditMenu.h"
-#include "Palette.h"
 #include "SlimScrollBar.h"
 
 #include <QContextMenuEvent>
