@@ -89,6 +89,7 @@ public:
         const SelectionContent content = clipboardContent(number);
         const QString words = QStringLiteral("words of round %1").arg(number);
         thread.runAndWait([&] { owner->own(content); });
+        xdotool({QStringLiteral("windowactivate"), QString::number(window)});
         xdotool({QStringLiteral("key"), QStringLiteral("ctrl+a"), QStringLiteral("alt+space")});
         QString panel;
         until([&] {
@@ -124,12 +125,16 @@ public:
     }
 
 private:
+    // The panel grows when the excerpt comes, and the button with it: it stands still for a while first.
     void pointAtButton(const QString& panel) {
-        const QString shell = xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), panel});
-        const auto value = [&](const QString& key) {
-            return shell.section(key + u'=', 1).section(u'\n', 0, 0).toInt();
-        };
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("--sync"), QStringLiteral("--window"), panel,
+        QString last;
+        for (int same = 0; same < 8; QThread::msleep(15)) {
+            const QString shell = xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), panel});
+            same = shell == last ? same + 1 : 0;
+            last = shell;
+        }
+        const auto value = [&](const QString& key) { return last.section(key + u'=', 1).section(u'\n', 0, 0).toInt(); };
+        xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), panel,
                  QString::number(value(QStringLiteral("WIDTH")) - RIGHT_OF_BUTTON),
                  QString::number(value(QStringLiteral("HEIGHT")) - BELOW_BUTTON)});
     }
