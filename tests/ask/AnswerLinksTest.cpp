@@ -43,34 +43,22 @@ std::vector<LinkPair> pairsByExpression(const QString& answer) {
 
 TEST(AnswerLinks, MarkdownLinksShowTheirTextAlone) {
     const struct {
-        QString answer, shown;
-        QStringList targets;
+        const char *answer, *shown, *targets;
     } rows[] = {
-        {QStringLiteral("See [Docs](https://d.example/a_(b) now"),
-         QStringLiteral("See {Docs} now"),
-         {QStringLiteral("https://d.example/a_(b")}},
-        {QStringLiteral("[Docs](https://d.example/a b)"),
-         QStringLiteral("[Docs]({https://d.example/a} b)"),
-         {QStringLiteral("https://d.example/a")}},
-        {QStringLiteral("[a](u)[b](v) [](w) [c]()"),
-         QStringLiteral("{a}{b} [](w) [c]()"),
-         {QStringLiteral("u"), QStringLiteral("v")}},
-        {QStringLiteral("[https://x.example](https://y.example)"),
-         QStringLiteral("{https://x.example}"),
-         {QStringLiteral("https://y.example")}},
-        {QStringLiteral("[two\nlines](u) **bold** `code`"),
-         QStringLiteral("{two\nlines} **bold** `code`"),
-         {QStringLiteral("u")}},
-        {QStringLiteral("[nowhere](http://[broken/)"), QStringLiteral("{nowhere}"), {QString()}},
-        {QStringLiteral("[שלום](https://he.example) 👩‍👩‍👧"),
-         QStringLiteral("{שלום} 👩‍👩‍👧"),
-         {QStringLiteral("https://he.example")}},
-        {QStringLiteral("an unpaired [bracket"), QStringLiteral("an unpaired [bracket"), {}},
-        {QString(), QString(), {}},
+        {"See [Docs](https://d.example/a_(b) now", "See {Docs} now", "https://d.example/a_(b"},
+        {"[Docs](https://d.example/a b)", "[Docs]({https://d.example/a} b)", "https://d.example/a"},
+        {"[a](u)[b](v) [](w) [c]()", "{a}{b} [](w) [c]()", "u v"},
+        {"[https://x.example](https://y.example)", "{https://x.example}", "https://y.example"},
+        {"[two\nlines](u) **bold** `code`", "{two\nlines} **bold** `code`", "u"},
+        {"[nowhere](http://[broken/)", "{nowhere}", ""},
+        {"[שלום](https://he.example) 👩‍👩‍👧", "{שלום} 👩‍👩‍👧", "https://he.example"},
+        {"an unpaired [bracket", "an unpaired [bracket", ""},
+        {"", "", ""},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(shown(row.answer), row.shown);
-        EXPECT_EQ(targetsOf(row.answer), row.targets) << qPrintable(row.answer);
+        const QString answer = QString::fromUtf8(row.answer);
+        EXPECT_EQ(shown(answer), QString::fromUtf8(row.shown));
+        EXPECT_EQ(targetsOf(answer).join(QLatin1Char(' ')), QString::fromUtf8(row.targets)) << row.answer;
     }
 }
 
@@ -108,25 +96,17 @@ TEST(AnswerLinks, HalfACharacterHidesNoLink) {
 
 TEST(AnswerLinks, NoTextIsLostAndNoneTakesLong) {
     // Each of these took seconds with one careless expression or another; the tests' own time limit is the judge.
-    const QString pieces[] = {
-        QStringLiteral("%"),         QStringLiteral(")"),
-        QStringLiteral("["),         QStringLiteral("]("),
-        QStringLiteral("[a](b"),     QStringLiteral("a@"),
-        QStringLiteral("a@b."),      QStringLiteral("a-a."),
-        QStringLiteral("www."),      QStringLiteral("http://"),
-        QStringLiteral("http://a)"), QStringLiteral("a"),
-        QStringLiteral("[x](y)"),    QStringLiteral("https://x.example/) "),
-        QStringLiteral("https://"),  QStringLiteral("例"),
-    };
-    for (const QString& piece : pieces) {
-        for (const QString& start :
-             {QString(), QStringLiteral("https://x.example/"), QStringLiteral("a@"), QStringLiteral("[")}) {
+    for (const char* part : {"%", ")", "[", "](", "[a](b", "a@", "a@b.", "a-a.", "www.", "http://", "http://a)", "a",
+                             "[x](y)", "https://x.example/) ", "https://", "例"}) {
+        const QString piece = QString::fromUtf8(part);
+        for (const char* first : {"", "https://x.example/", "a@", "["}) {
+            const QString start = QString::fromUtf8(first);
             const QString answer = start + piece.repeated(1000000 / piece.size());
             qsizetype length = 0;
             for (const AnswerRun& run : attributedAnswer(answer))
                 length += run.text.size();
             EXPECT_EQ(length, piece == QStringLiteral("[x](y)") ? start.size() + 166666 : answer.size())
-                << qPrintable(piece + QStringLiteral(" after ") + start);
+                << first << part;
         }
     }
 }

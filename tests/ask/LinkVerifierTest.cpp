@@ -35,14 +35,14 @@ struct Links : testing::Test {
         return table.value_or(ReplacementTable{});
     }
     /// The answer's links, each with its path as its text.
-    [[nodiscard]] std::vector<LinkPair> pairs(const QStringList& paths) const {
+    [[nodiscard]] std::vector<LinkPair> pairs(const char* paths) const {
         std::vector<LinkPair> all;
-        for (const QString& path : paths)
+        for (const QString& path : QString::fromUtf8(paths).split(QLatin1Char(' ')))
             all.push_back({path, server.url(path)});
         return all;
     }
     /// The texts of the links that the table replaces.
-    static QStringList replaced(const std::vector<LinkPair>& all, const ReplacementTable& table) {
+    static QString replaced(const std::vector<LinkPair>& all, const ReplacementTable& table) {
         QStringList texts;
         for (const LinkPair& pair : all) {
             if (table.contains(pair.url)) {
@@ -51,7 +51,7 @@ struct Links : testing::Test {
             }
         }
         EXPECT_EQ(table.size(), texts.size());
-        return texts;
+        return texts.join(QLatin1Char(' '));
     }
     void redirect(const char* from, const QString& to) {
         server.answers[from] = "301 Moved\r\nLocation: " + to.toUtf8();
@@ -78,14 +78,10 @@ TEST_F(Links, PagesThatAreGoneLeadToASearchAndAllOthersStay) {
     redirect("/hard", QStringLiteral("/missing"));
     redirect("/round", QStringLiteral("/round"));
     redirect("/elsewhere", QStringLiteral("file:///etc/passwd"));
-    const auto all = pairs({QStringLiteral("/ok"), QStringLiteral("/gone"), QStringLiteral("/missing"),
-                            QStringLiteral("/busy"), QStringLiteral("/refused"), QStringLiteral("/login"),
-                            QStringLiteral("/get-only"), QStringLiteral("/odd"), QStringLiteral("/a"),
-                            QStringLiteral("/soft"), QStringLiteral("/hard"), QStringLiteral("/NotFound.html"),
-                            QStringLiteral("/round"), QStringLiteral("/elsewhere"), QStringLiteral("/close")});
-    EXPECT_EQ(replaced(all, check(all)),
-              QStringList({QStringLiteral("/gone"), QStringLiteral("/missing"), QStringLiteral("/busy"),
-                           QStringLiteral("/soft"), QStringLiteral("/hard"), QStringLiteral("/NotFound.html")}));
+    const auto all =
+        pairs("/ok /gone /missing /busy /refused /login /get-only /odd /a /soft /hard /NotFound.html /round "
+              "/elsewhere /close");
+    EXPECT_EQ(replaced(all, check(all)), QStringLiteral("/gone /missing /busy /soft /hard /NotFound.html"));
     for (const QByteArray& request : server.requests)
         EXPECT_TRUE(request.startsWith("HEAD ")) << request.constData();
 }
@@ -93,13 +89,13 @@ TEST_F(Links, PagesThatAreGoneLeadToASearchAndAllOthersStay) {
 TEST_F(Links, AServerThatNeverAnswersKeepsItsLinkAndHoldsUpNoOther) {
     limits.perLink = std::chrono::milliseconds(300);
     server.answers = {{"/silent", ""}, {"/missing", "404 Not Found"}};
-    const auto all = pairs({QStringLiteral("/silent"), QStringLiteral("/missing")});
-    EXPECT_EQ(replaced(all, check(all)), QStringList{QStringLiteral("/missing")});
+    const auto all = pairs("/silent /missing");
+    EXPECT_EQ(replaced(all, check(all)), QStringLiteral("/missing"));
 }
 
 TEST_F(Links, TheWholeCheckHasAnEnd) {
     limits = {std::chrono::hours(1), std::chrono::milliseconds(300), 1};
-    const auto all = pairs({QStringLiteral("/silent"), QStringLiteral("/never-asked")});
+    const auto all = pairs("/silent /never-asked");
     EXPECT_TRUE(check(all).isEmpty());
     EXPECT_EQ(server.paths(), QList<QByteArray>{"/silent"});
 }
@@ -110,7 +106,7 @@ TEST_F(Links, OverIPv6Too) {
         GTEST_SKIP() << "no IPv6 here";
     six.answers["/missing"] = "404 Not Found";
     const std::vector<LinkPair> all{{QStringLiteral("a"), six.url(QStringLiteral("/missing"))}};
-    EXPECT_EQ(replaced(all, check(all)), QStringList{QStringLiteral("a")});
+    EXPECT_EQ(replaced(all, check(all)), QStringLiteral("a"));
 }
 
 TEST_F(Links, NoCookiesAndNoCredentialsAreSent) {
@@ -121,9 +117,9 @@ TEST_F(Links, NoCookiesAndNoCredentialsAreSent) {
     QString withUser = server.url(QStringLiteral("/missing"));
     withUser.replace(QStringLiteral("http://"), QStringLiteral("http://me:secret@"));
     redirect("/leads-to-user", withUser);
-    auto all = pairs({QStringLiteral("/login"), QStringLiteral("/cookie"), QStringLiteral("/leads-to-user")});
+    auto all = pairs("/login /cookie /leads-to-user");
     all.push_back({QStringLiteral("user"), withUser});
-    EXPECT_EQ(replaced(all, check(all)), QStringList{QStringLiteral("user")});
+    EXPECT_EQ(replaced(all, check(all)), QStringLiteral("user"));
     for (const QByteArray& request : server.requests) {
         for (const char* header : {"cookie:", "authorization:", "secret"})
             EXPECT_FALSE(request.toLower().contains(header)) << request.constData();
@@ -132,7 +128,7 @@ TEST_F(Links, NoCookiesAndNoCredentialsAreSent) {
 
 TEST_F(Links, EachAddressIsAskedForOnceAndOnlyIfItCanBe) {
     server.answers["/missing"] = "404 Not Found";
-    auto all = pairs({QStringLiteral("/missing"), QStringLiteral("/missing")});
+    auto all = pairs("/missing /missing");
     all[1].anchor = QStringLiteral("another text");
     for (const char* url : {"https://www.google.com/search?q=x", "mailto:a@b.example", "page.html", "http://[broken/",
                             "ftp://127.0.0.1/x", "javascript:alert(1)", "http:///x"})
@@ -150,7 +146,7 @@ TEST_F(Links, TenThousandLinksAreCheckedToTheLast) {
         server.answers[path.toUtf8()] = i % 100 == 99 ? "404 Not Found" : "200 OK";
         all.push_back({path, server.url(path)});
     }
-    EXPECT_EQ(replaced(all, check(all)).size(), 100);
+    EXPECT_EQ(replaced(all, check(all)).count(QLatin1Char('/')), 100);
     EXPECT_EQ(server.requests.size(), 10000);
 }
 
@@ -158,7 +154,7 @@ TEST_F(Links, AVerifierThatGoesTakesItsChecksWithIt) {
     bool called = false;
     {
         LinkVerifier verifier;
-        verifier.verifyURLs(pairs({QStringLiteral("/silent")}), [&](const ReplacementTable&) { called = true; });
+        verifier.verifyURLs(pairs("/silent"), [&](const ReplacementTable&) { called = true; });
         EXPECT_TRUE(waitUntil([this] { return !server.requests.isEmpty(); }));
     }
     QCoreApplication::processEvents();

@@ -96,32 +96,3 @@ TEST(History, AConversationThatTheAgentHasForgottenMakesRoomForANewOne) {
     ASSERT_TRUE(waitUntil([&] { return desk.stored().size() == 1; })) << desk.conversation().toStdString();
     EXPECT_NE(desk.stored()[0][QStringLiteral("id")].toString(), id);
 }
-
-TEST(History, TheListStandsWhereThereIsRoomAndTheClockTakesItAway) {
-    HistoryDesk desk("{}");
-    desk.close();
-    QJsonArray sessions;
-    for (int i = 0; i < 20; ++i)
-        sessions.append(QJsonObject{{QStringLiteral("id"), QString::number(i)},
-                                    {QStringLiteral("title"), QStringLiteral("Conversation number %1").arg(i)},
-                                    {QStringLiteral("lastAt"), QStringLiteral("2026-01-01T00:00:00Z")},
-                                    {QStringLiteral("interrupted"), i % 3 == 1}});
-    writeFile(desk.systemDir() + QStringLiteral("/ovalin-ask-history.json"),
-              QJsonDocument(QJsonObject{{QStringLiteral("sessions"), sessions}}).toJson());
-    const QRect inside = QRect(0, 0, 1280, 800).adjusted(12, 12, -12, -12);
-    for (const QPoint pointer : {QPoint(2, 300), QPoint(1278, 300), QPoint(640, 798)}) {
-        desk.xdotool({QStringLiteral("mousemove"), QString::number(pointer.x()), QString::number(pointer.y())});
-        desk.open();
-        ASSERT_TRUE(desk.openList());
-        const QRect panel = desk.frameOf(desk.panel), list = desk.frameOf(desk.list());
-        EXPECT_EQ(list.width(), 340);
-        EXPECT_TRUE(inside.contains(list));
-        EXPECT_FALSE(panel.intersects(list));
-        waitUntil([] { return false; }, 0.3); // drawn, for the picture
-        desk.keepPicture(QStringLiteral("history-twenty-%1").arg(pointer.x()));
-        desk.click(panel.topLeft() + QPoint(426, 26));
-        EXPECT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
-        EXPECT_FALSE(desk.panelWindow().isEmpty());
-        desk.close();
-    }
-}
