@@ -24,8 +24,7 @@ HistoryRow::HistoryRow(QString id, QString title, QString theAge, int width, QWi
     shownTitle = titleMetrics.elidedText(title, Qt::ElideRight, width - gap - ageMetrics.horizontalAdvance(age));
     ageAt = titleMetrics.horizontalAdvance(shownTitle) + gap;
     if (shownTitle != title)
-        setToolTip(
-            QStringLiteral("<qt>%1</qt>").arg(title.toHtmlEscaped())); // wrapped, and no markup of the title's own
+        setToolTip(plainToolTip(title));
     const auto repaintGround = [this] { parentWidget()->update(ground()); };
     connect(this, &HistoryRow::pressed, this, repaintGround);
     connect(this, &HistoryRow::released, this, repaintGround);

@@ -4,6 +4,7 @@
 #include "EditMenu.h"
 #include "Palette.h"
 #include "SlimScrollBar.h"
+#include "Widgets.h"
 
 #include <QAbstractTextDocumentLayout>
 #include <QContextMenuEvent>
@@ -49,7 +50,7 @@ QTextCharFormat linkFormat(const QString& target) {
     if (!target.isEmpty()) {
         format.setAnchor(true);
         format.setAnchorHref(target);
-        format.setToolTip(target);
+        format.setToolTip(plainToolTip(target));
     }
     format.setForeground(Palette::sapphire());
     format.setUnderlineStyle(QTextCharFormat::SingleUnderline);
@@ -184,7 +185,7 @@ void Transcript::repairLinks(const QHash<QString, QString>& table) {
             run.setPosition(fragment.position() + fragment.length(), QTextCursor::KeepAnchor);
             QTextCharFormat change;
             change.setAnchorHref(target);
-            change.setToolTip(target);
+            change.setToolTip(plainToolTip(target));
             run.mergeCharFormat(change);
         }
     }

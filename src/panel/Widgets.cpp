@@ -120,6 +120,10 @@ void Label::paintEvent(QPaintEvent*) {
                      fontMetrics().elidedText(text(), Qt::ElideRight, width()));
 }
 
+QString plainToolTip(const QString& text) {
+    return text.isEmpty() ? QString() : QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped());
+}
+
 StatusLine::StatusLine(QWidget* parent)
     : Label(QString(), 10, Palette::ink(), parent) {
     setAccessibleName(QStringLiteral("Status"));
@@ -132,7 +136,7 @@ void StatusLine::show(const QString& text, bool withBullet) {
     message = text;
     bullet = withBullet;
     setText(text.isEmpty() || !bullet ? text : BULLET + text);
-    setToolTip(text);
+    setToolTip(plainToolTip(text));
     setAccessibleDescription(text); // the name is taken, so this is what a screen reader says
 }
 

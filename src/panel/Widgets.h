@@ -10,6 +10,9 @@ namespace ovalin {
 /// `strength` is the opacity of what casts the shadow.
 void paintSoftLift(QPainter& painter, QRectF button, qreal radius, qreal strength);
 
+/// A tool tip that wraps and shows the text as it is: Qt would take what looks like markup for markup.
+[[nodiscard]] QString plainToolTip(const QString& text);
+
 /// A one-line label in Brand's regular weight, cut at its tail when there is too little room.
 class Label : public QLabel {
     Q_OBJECT
