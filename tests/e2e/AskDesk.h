@@ -36,11 +36,8 @@ struct AskDesk : OvalinDesk {
         open();
     }
     void open() {
-        // A second press right after the one before counts as the same.
-        ASSERT_TRUE(waitUntil([this] {
-            pressKey(QStringLiteral("alt+space"));
-            return waitForPanel(true, 2);
-        })) << log().toStdString();
+        pressHotkey();
+        ASSERT_TRUE(waitForPanel(true)) << log().toStdString();
         panel = panelWindow();
     }
     void ask(const QString& question) {

@@ -34,7 +34,7 @@ TEST(DoPath, SelectPressTypeReturn) {
     desk.pressKey(QStringLiteral("ctrl+a"));
     ASSERT_TRUE(waitUntil([&] { return desk.primary().startsWith(QStringLiteral("Grüße")); }));
 
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
     EXPECT_EQ(desk.activeWindow(), editor) << "the activation stays with the editor";
     EXPECT_TRUE(desk.primary().startsWith(QStringLiteral("Grüße"))) << "and the selection";
@@ -72,7 +72,7 @@ TEST(DoPath, TheBundledRouterHasTheAgentDoIt) {
     desk.startOvalin();
     ASSERT_TRUE(desk.waitForLog(QStringLiteral("bundled runtime scripts")));
     desk.openEditor("some text\n");
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
     desk.type(QStringLiteral("note this"));
     desk.pressKey(QStringLiteral("Return"));
@@ -95,7 +95,7 @@ TEST(DoPath, WithoutARouterScriptTheAgentDoesIt) {
     desk.environment.insert(QStringLiteral("FAKE_CLAUDE_DIR"), desk.path(QStringLiteral("agent")));
     desk.startOvalin();
     desk.openEditor("some text\n");
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
     desk.type(QStringLiteral("note this"));
     desk.pressKey(QStringLiteral("Return"));
@@ -140,7 +140,7 @@ TEST(DoPath, OtherApplicationsAndTheirSelections) {
         EXPECT_TRUE(waitUntil(
             [&] {
                 row.select(window);
-                desk.pressKey(QStringLiteral("alt+space"));
+                desk.pressHotkey();
                 if (!desk.waitForPanel(true, 5))
                     return false;
                 desk.type(QStringLiteral("note"));

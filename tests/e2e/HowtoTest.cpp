@@ -46,7 +46,7 @@ TEST(Howto, ComesOnceByItselfAndLeavesTheKeyboardToThePanel) {
     writeFile(desk.path(QStringLiteral(".config/ovalin/ovalin.conf")), "[General]\novalinAccessibilityOffered=true\n");
     desk.startOvalin();
     desk.openEditor("text\n");
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
     ASSERT_TRUE(waitForCard(desk, true)) << desk.log().toStdString();
     EXPECT_TRUE(desk.waitForLog(QStringLiteral("Ovalin howto: shown at ("))) << desk.log().toStdString();
@@ -58,14 +58,14 @@ TEST(Howto, ComesOnceByItselfAndLeavesTheKeyboardToThePanel) {
         << desk.log().toStdString();
     EXPECT_TRUE(waitForCard(desk, false)) << "it goes with the panel";
 
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
     EXPECT_FALSE(waitForCard(desk, true, 1)) << "once is enough";
     EXPECT_EQ(desk.log().count(QStringLiteral("Ovalin howto: shown")), 1) << desk.log().toStdString();
     desk.pressKey(QStringLiteral("Escape"));
     desk.end(desk.ovalin());
     desk.startOvalin();
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
     EXPECT_FALSE(waitForCard(desk, true, 1)) << "also for the next start of the program";
 }
@@ -86,7 +86,7 @@ TEST(Howto, TheButtonTogglesItAndItFitsBesideThePanelEverywhere) {
          {Row{"left", {2, 300}}, Row{"right", {1278, 300}}, Row{"bottom", {640, 798}}, Row{"corner", {1279, 799}}}) {
         SCOPED_TRACE(row.name);
         desk.xdotool({QStringLiteral("mousemove"), QString::number(row.pointer.x()), QString::number(row.pointer.y())});
-        desk.pressKey(QStringLiteral("alt+space"));
+        desk.pressHotkey();
         ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
         clickHelp(desk);
         ASSERT_TRUE(waitForCard(desk, true)) << desk.log().toStdString();

@@ -98,6 +98,13 @@ QString OvalinDesk::panelWindow() const {
         .section(QLatin1Char('\n'), 0, 0);
 }
 
+void OvalinDesk::pressHotkey() const {
+    constexpr qint64 DEBOUNCE = 400; // ms; the program's own is 250
+    waitUntil([this] { return !sinceHotkey.isValid() || sinceHotkey.hasExpired(DEBOUNCE); });
+    pressKey(QStringLiteral("alt+space"));
+    sinceHotkey.start();
+}
+
 bool OvalinDesk::waitForPanel(bool open, double seconds) const {
     return waitUntil([&] { return panelWindow().isEmpty() != open; }, seconds);
 }

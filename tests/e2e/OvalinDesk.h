@@ -2,6 +2,7 @@
 
 #include "support/TestDesk.h"
 
+#include <QElapsedTimer>
 #include <QJsonObject>
 #include <QRect>
 
@@ -36,6 +37,8 @@ public:
     QString openEditor(const QByteArray& text);
 
     void pressKey(const QString& key) const { xdotool({QStringLiteral("key"), key}); }
+    /// Alt+Space, once the last such press is long enough ago not to count as the same.
+    void pressHotkey() const;
     void type(const QString& text) const {
         xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("8"), text});
     }
@@ -66,6 +69,7 @@ private:
     void startBinary(const QString& binary, const QStringList& arguments);
 
     QProcess* program = nullptr;
+    mutable QElapsedTimer sinceHotkey;
 };
 
 } // namespace ovalin

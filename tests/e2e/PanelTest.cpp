@@ -29,7 +29,7 @@ TEST(Panel, WorksWithoutAWindowManagerAndWithNothingOpen) {
     OvalinDesk desk(options);
     desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), "#!/bin/sh\n");
     desk.startOvalin();
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
     desk.type(QStringLiteral("remember the milk"));
     desk.pressKey(QStringLiteral("Return"));
@@ -54,7 +54,7 @@ TEST(Panel, EscapeHotkeyAndToggleCloseWhatTheyOpened) {
 
     for (const char* close : {"Escape", "alt+space", ""}) {
         if (*close)
-            desk.pressKey(QStringLiteral("alt+space"));
+            desk.pressHotkey();
         else
             EXPECT_EQ(desk.runOvalin({QStringLiteral("toggle")}).status, 0);
         ASSERT_TRUE(desk.waitForPanel(true)) << close;
@@ -87,7 +87,7 @@ TEST(Panel, ATakenKeyIsSaidAndToggleStillWorks) {
     desk.pressKey(QStringLiteral("Escape"));
     EXPECT_TRUE(waitUntil(
         [&] {
-            desk.pressKey(QStringLiteral("alt+space"));
+            desk.pressHotkey();
             return desk.waitForPanel(true, 0.5);
         },
         20))
@@ -107,7 +107,7 @@ TEST(Panel, AStoppedClipboardOwnerHoldsUpNothing) {
                     .isEmpty();
     }));
     ::kill(static_cast<pid_t>(owner.processId()), SIGSTOP);
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     EXPECT_TRUE(desk.waitForPanel(true, 2));
     desk.pressKey(QStringLiteral("ctrl+v")); // must not freeze the panel
     desk.pressKey(QStringLiteral("Escape"));
@@ -120,7 +120,7 @@ TEST(Panel, NamesAreThereForScreenReadersAndScripts) {
     desk.startOvalin();
     desk.openEditor("text to see\n");
     desk.pressKey(QStringLiteral("ctrl+a"));
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
     EXPECT_TRUE(
         desk.output(QStringLiteral("xprop"), {QStringLiteral("-id"), desk.panelWindow(), QStringLiteral("WM_CLASS")})
@@ -159,7 +159,7 @@ TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
     desk.xdotool(
         {QStringLiteral("windowmove"), QStringLiteral("--sync"), editor, QStringLiteral("20"), QStringLiteral("20")});
     desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("1000"), QStringLiteral("500")});
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
     desk.type(QStringLiteral("in the panel "));
     // A double click on the first word selects it in the application below.
@@ -194,7 +194,7 @@ TEST(Panel, ATargetThatDiesUnderThePanelIsNoObstacle) {
     desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), "#!/bin/sh\n");
     desk.startOvalin();
     desk.openEditor("soon gone\n");
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
     desk.output(QStringLiteral("pkill"),
                 {QStringLiteral("-KILL"), QStringLiteral("-f"), desk.path(QStringLiteral("document.txt"))});
@@ -209,7 +209,7 @@ TEST(Panel, DeadKeysAndOtherLayoutsReachThePrompt) {
     desk.startOvalin();
     desk.output(QStringLiteral("setxkbmap"), {QStringLiteral("de")});
     EXPECT_TRUE(waitUntil([&] {
-        desk.pressKey(QStringLiteral("alt+space"));
+        desk.pressHotkey();
         return desk.waitForPanel(true, 1);
     })) << "the hotkey survives a new keyboard map";
     desk.pressKey(QStringLiteral("dead_acute"));

@@ -63,7 +63,7 @@ TEST(ReplaceInPage, TheSourceOfALocalPageAndOfAnOwnSiteIsEdited) {
                 return desk.primary().contains(QStringLiteral("more"));
             },
             20));
-        desk.pressKey(QStringLiteral("alt+space"));
+        desk.pressHotkey();
         ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
         waitUntil([] { return false; }, 2); // the page's address comes
         desk.type(QStringLiteral("new <words>"));

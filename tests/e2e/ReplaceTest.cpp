@@ -18,7 +18,7 @@ void pressReplace(const OvalinDesk& desk) {
 }
 
 void openPanel(const OvalinDesk& desk, const QString& prompt) {
-    desk.pressKey(QStringLiteral("alt+space"));
+    desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
     desk.type(prompt);
 }

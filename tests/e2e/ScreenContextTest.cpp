@@ -96,7 +96,7 @@ public:
 
     /// Opens the panel over what is in front, gives it a moment to look, and submits.
     [[nodiscard]] QJsonObject submit(const QString& prompt) const {
-        desk.pressKey(QStringLiteral("alt+space"));
+        desk.pressHotkey();
         EXPECT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
         waitUntil([] { return false; }, 1.5);
         desk.keepPicture(prompt);
@@ -191,7 +191,7 @@ TEST(ScreenContext, AStoppedBrowserHoldsUpNothing) {
     const auto group = static_cast<pid_t>(browser.processId());
     ASSERT_EQ(::kill(-group, SIGSTOP), 0);
 
-    web.desk.pressKey(QStringLiteral("alt+space"));
+    web.desk.pressHotkey();
     EXPECT_TRUE(web.desk.waitForPanel(true, 2)) << web.desk.log().toStdString();
     web.desk.type(QStringLiteral("stopped"));
     web.desk.pressKey(QStringLiteral("Return"));
@@ -201,7 +201,7 @@ TEST(ScreenContext, AStoppedBrowserHoldsUpNothing) {
     EXPECT_FALSE(request.contains(QStringLiteral("source_url")));
     EXPECT_FALSE(request.contains(QStringLiteral("source_title")));
     // The panel still opens and closes while the first look is not over.
-    web.desk.pressKey(QStringLiteral("alt+space"));
+    web.desk.pressHotkey();
     EXPECT_TRUE(web.desk.waitForPanel(true, 2)) << web.desk.log().toStdString();
     web.desk.pressKey(QStringLiteral("Escape"));
     EXPECT_TRUE(web.desk.waitForPanel(false, 2));
@@ -224,7 +224,7 @@ TEST(ScreenContext, ARequestQuickerThanItsPictureGetsItOnceOrGoesWithoutIt) {
                              QByteArray("#!/bin/sh\nsleep ") + row.delay +
                                  "\n\"$TOOLS/screencapture\" \"$@\" 2>> \"$HOME/shot.err\"\ntouch \"$HOME/shot\"\n");
         desk.openEditor("text on the screen\n");
-        desk.pressKey(QStringLiteral("alt+space"));
+        desk.pressHotkey();
         ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
         desk.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("0"), QStringLiteral("n"),
                       QStringLiteral("o"), QStringLiteral("w"), QStringLiteral("Return")});
@@ -255,7 +255,7 @@ TEST(ScreenContext, TheTextOnTheScreenIsReadAndIsNotNeeded) {
                              installed ? QByteArray("#!/bin/sh\n\"$TOOLS/ocr\" \"$@\"; touch \"$HOME/read\"\n")
                                        : QByteArray());
         desk.openEditor(QByteArray("Sphinx of black quartz judge my vow\n").repeated(5));
-        desk.pressKey(QStringLiteral("alt+space"));
+        desk.pressHotkey();
         ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
         if (installed) // a request waits for the picture, but not for what it says
             EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(desk.path(QStringLiteral("read"))); }, 30));
