@@ -6,6 +6,8 @@
 #include "ask/AskChat.h"
 #include "ask/WebSearch.h"
 
+#include "NoPasteboard.h"
+
 #include <QApplication>
 #include <QFile>
 #include <QTemporaryDir>
@@ -17,20 +19,6 @@
 using namespace ovalin;
 
 namespace {
-
-class NoPasteboard final : public Pasteboard {
-public:
-    std::optional<QString> primaryText(qint32, Freshness) override { return {}; }
-    quint64 changeCount() override { return 0; }
-    std::optional<PasteboardSnapshot> snapshot() override { return {}; }
-    std::optional<QString> text() override { return {}; }
-    PasteboardSnapshot save(Selection) override { return {}; }
-    bool borrow(Selection, const QString&, qint32) override { return false; }
-    Loan loan(Selection) override { return {}; }
-    bool giveBack(Selection, PasteboardSnapshot, GiveBack) override { return false; }
-    void restore(PasteboardSnapshot) override {}
-    void readText(Selection, QObject*, std::function<void(const QString&)>) override {}
-};
 
 /// The wall clock in milliseconds, as the script has it.
 double wallMilliseconds() {
