@@ -235,6 +235,7 @@ private:
 
 // Dictation into a panel from the default microphone, for so many seconds: how long the event loop was away at a time.
 int live(int duration, int typed, const SpeechFiles& files, int argc, char** argv) {
+    qputenv("QT_NO_GLIB", "1"); // GLib's event loop does not tell when it wakes
     QApplication application(argc, argv);
     setLogSink([](const QString&) {});
     NoPasteboard pasteboard;
