@@ -9,8 +9,10 @@
 #include "NoPasteboard.h"
 
 #include <QApplication>
+#include <QEventLoop>
 #include <QFile>
 #include <QTemporaryDir>
+#include <QTimer>
 
 #include <algorithm>
 #include <cstdio>
@@ -85,8 +87,9 @@ void rounds(const char* name, int count, qsizetype shot) {
                       [&search](const QString& question) { return googleSearch(question, search); },
                       [] { return [] { return QStringLiteral("selected"); }; }});
         chat.startWarmAsk();
-        for (int i = 0; i < 100; ++i) // warm, as when the user has typed a question
-            QCoreApplication::processEvents(QEventLoop::AllEvents, 2);
+        QEventLoop typing; // warm, as when the user has typed a question
+        QTimer::singleShot(300, &typing, &QEventLoop::quit);
+        typing.exec();
         Paints paints(panel.transcriptView);
         panel.promptField->setText(QStringLiteral("why?"));
         const double start = wallMilliseconds();
