@@ -79,10 +79,10 @@ TestDesk::TestDesk(const Options& options) {
     if (options.windowManager == WindowManager::Openbox) {
         writeFile(path(QStringLiteral("openbox.xml")), OPENBOX_RC);
         start(QStringLiteral("openbox"), {QStringLiteral("--config-file"), path(QStringLiteral("openbox.xml"))});
+        // It announces itself before it listens, and a window mapped in between is never managed: it has to obey first.
         waitUntil([this] {
-            return output(QStringLiteral("xprop"),
-                          {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")})
-                .contains(QLatin1Char('#'));
+            xdotool({QStringLiteral("set_num_desktops"), QStringLiteral("1")});
+            return xdotool({QStringLiteral("get_num_desktops")}) == QStringLiteral("1");
         });
     }
 }
