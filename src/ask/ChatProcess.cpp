@@ -8,15 +8,20 @@
 #include <QPointer>
 #include <QUuid>
 
+#include <chrono>
 #include <deque>
 #include <mutex>
 
 namespace ovalin {
 
+using namespace std::chrono_literals;
+
 namespace {
 
 // So much unread text holds the process up until the transcript has caught up.
 constexpr qsizetype MOST_PENDING = qsizetype{1} << 16;
+constexpr qsizetype EVENT_COST = 64; // of one without text, which the main thread has to look at all the same
+constexpr auto LONGEST_TURN = 8ms;   // of the main thread
 
 bool isUuid(const std::optional<QString>& id) { return id && id->size() == 36 && !QUuid::fromString(*id).isNull(); }
 
@@ -63,10 +68,12 @@ struct ChatProcess::Output {
         using Kind = StreamEvent::Kind;
         const std::lock_guard lock(mutex);
         pendingText += event.text.size();
-        if (event.kind == Kind::Delta && !pending.empty() && pending.back().kind == Kind::Delta)
+        if (event.kind == Kind::Delta && !pending.empty() && pending.back().kind == Kind::Delta) {
             pending.back().text += event.text;
-        else
+        } else {
+            pendingText += EVENT_COST;
             pending.push_back(std::move(event));
+        }
         tell();
     }
     void tell() { // under the mutex
@@ -198,17 +205,24 @@ void ChatProcess::setPaused(bool pause) {
 
 void ChatProcess::deliver() {
     const auto from = output; // a receiver may stop the process
-    if (paused)
+    if (paused || !from)
         return;
+    const auto enough = std::chrono::steady_clock::now() + LONGEST_TURN;
     while (from == output && !paused) {
         std::unique_lock lock(from->mutex);
         if (!from->pending.empty()) {
             const StreamEvent event = std::move(from->pending.front());
             from->pending.pop_front();
-            from->pendingText -= event.text.size();
+            from->pendingText -= event.text.size() + EVENT_COST;
             lock.unlock();
             Q_EMIT arrived(event);
-            continue;
+            if (std::chrono::steady_clock::now() < enough)
+                continue;
+            dispatch.after(0ms, this, [this, of = std::weak_ptr(from)] { // after what the user does
+                if (of.lock() == output)
+                    deliver();
+            });
+            break;
         }
         from->announced = false;
         const bool refused = std::exchange(from->wasRefused, false), hasEnded = std::exchange(from->hasEnded, false);

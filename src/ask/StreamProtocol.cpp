@@ -2,6 +2,8 @@
 
 #include "LineReader.h"
 
+#include <QRegularExpression>
+
 #include <simdjson.h>
 
 namespace ovalin {
@@ -17,6 +19,24 @@ using Outcome = StreamEvent::Outcome;
 static_assert(LineReader::PADDING >= simdjson::SIMDJSON_PADDING);
 
 QString toText(std::string_view utf8) { return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())); }
+
+/// Escapes of one half of a surrogate pair become the replacement character.
+QString withoutHalves(const QString& json) {
+    static const QRegularExpression half(
+        QStringLiteral(R"((?<!\\)(?:\\\\)*\K(?:(\\u[dD][89abAB]..\\u[dD][c-fC-F]..)|\\u[dD][89a-fA-F]..))"));
+    QString mended;
+    qsizetype taken = 0;
+    for (auto found = half.globalMatch(json); found.hasNext();) {
+        const auto match = found.next();
+        if (match.hasCaptured(1))
+            continue; // a whole pair
+        mended += QStringView(json).mid(taken, match.capturedStart() - taken);
+        mended += QStringLiteral("\\ufffd");
+        taken = match.capturedEnd();
+    }
+    mended += QStringView(json).mid(taken);
+    return mended;
+}
 
 /// The member if it is a string, else an empty one.
 std::string_view stringIn(const object& holder, std::string_view key) {
@@ -147,9 +167,9 @@ void StreamProtocol::handleAskLine(std::string_view line, const Event& event) {
     if (meansNothing(scratch->glance, line, scratch->session))
         return;
     auto parsed = scratch->parser.parse(line.data(), line.size(), false);
-    if (parsed.error() == simdjson::UTF8_ERROR) {
-        // One broken character must not cost the user the words around it.
-        const QByteArray mended = toText(line).toUtf8();
+    if (parsed.error() == simdjson::UTF8_ERROR || parsed.error() == simdjson::STRING_ERROR) {
+        // One broken character, or half of one that was cut in two, must not cost the user the words around it.
+        const QByteArray mended = withoutHalves(toText(line)).toUtf8();
         parsed = scratch->parser.parse(mended.constData(), static_cast<size_t>(mended.size()), true);
     }
     object top;

@@ -5,6 +5,7 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/wait.h>
 
 #include <array>
@@ -107,6 +108,8 @@ private:
                 unsent.push_back(std::move(bytes));
             orders.clear();
         }
+        if (!in && !unsent.empty())
+            refuse(EPIPE); // nobody has read what came before either
         if (orderedToEnd() && !killAt) {
             in.close();
             unsent.clear();
@@ -131,10 +134,10 @@ private:
                                     {wakeFd.get(), POLLIN, 0}}};
         if (::poll(news.data(), news.size(), patience()) <= 0)
             return;
+        if (news[2].revents != 0)
+            drain(room); // first: it may say why nobody reads
         if (news[1].revents != 0)
             feed();
-        if (news[2].revents != 0)
-            drain(room);
         if (news[3].revents != 0) {
             quint64 count = 0;
             [[maybe_unused]] const auto got = ::read(wakeFd.get(), &count, sizeof count);
@@ -156,11 +159,7 @@ private:
         if (count < 0) {
             if (wouldBlock())
                 return;
-            const QString reason = qt_error_string(errno);
-            in.close();
-            unsent.clear();
-            if (!orderedToEnd())
-                handlers.refused(reason);
+            refuse(errno);
             return;
         }
         fed += count;
@@ -170,23 +169,34 @@ private:
         }
     }
 
-    /// Whether there was something.
-    bool drain(std::span<char> room) {
+    void refuse(int error) {
+        in.close();
+        unsent.clear();
+        fed = 0;
+        if (!orderedToEnd())
+            handlers.refused(qt_error_string(error));
+    }
+
+    /// How many bytes there were.
+    size_t drain(std::span<char> room) {
         const auto count = ::read(out.get(), room.data(), room.size());
         if (count < 0 && wouldBlock())
-            return false;
+            return 0;
         if (count <= 0) {
             out.close();
-            return false;
+            return 0;
         }
         if (room.data() != scratch.data())
             handlers.printed(static_cast<size_t>(count));
-        return true;
+        return static_cast<size_t>(count);
     }
 
-    /// What stands in the pipe when the child has ended; what its own children still print is not waited for.
+    /// What stands in the pipe when the child has ended; what its own children print from then on is not read.
     void drainRest() {
-        while (out && !orderedToEnd()) {
+        int standing = 0;
+        if (!out || ::ioctl(out.get(), FIONREAD, &standing) != 0)
+            return;
+        for (auto left = static_cast<size_t>(standing); left > 0 && out && !orderedToEnd();) {
             const std::span<char> room = handlers.room();
             if (room.empty()) { // somebody has to make room first
                 std::array<pollfd, 1> news{{{wakeFd.get(), POLLIN, 0}}};
@@ -195,8 +205,10 @@ private:
                 [[maybe_unused]] const auto got = ::read(wakeFd.get(), &count, sizeof count);
                 continue;
             }
-            if (!drain(room))
+            const size_t count = drain(room.first(std::min(room.size(), left)));
+            if (count == 0)
                 return;
+            left -= count;
         }
     }
 

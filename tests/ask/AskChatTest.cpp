@@ -248,10 +248,19 @@ TEST_F(AskChatTest, AFloodEndsWithTheStop) {
     EXPECT_TRUE(answer().endsWith(QStringLiteral("[stopped]")));
 }
 
-TEST_F(AskChatTest, ABrokenLineCostsOnlyItself) {
-    start("read -r line; print 'no json'; print -r '[1]'; printf '\\0\\377\\n'; print; head -c 70000000 /dev/zero | tr "
-          "'\\0' x; print; delta fine; result success; sleep 60\n");
+TEST_F(AskChatTest, AFloodWithoutTextLeavesTheUserTheProgram) {
+    start("read -r line; delta fine; exec yes '{\"type\":\"result\",\"subtype\":\"success\"}'\n");
     ask("one");
     ASSERT_TRUE(waitForEnd());
     EXPECT_EQ(answer(), QStringLiteral("fine"));
+    int turns = 0;
+    EXPECT_TRUE(waitUntil([&turns] { return ++turns > 20; }));
+}
+
+TEST_F(AskChatTest, ABrokenLineCostsOnlyItself) {
+    start("read -r line; print 'no json'; print -r '[1]'; printf '\\0\\377\\n'; print; head -c 70000000 /dev/zero | tr "
+          "'\\0' x; print; delta 'half \\ude00\\ud83d \\ud83d\\ude00 '; delta fine; result success; sleep 60\n");
+    ask("one");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_EQ(answer(), QStringLiteral("half \uFFFD\uFFFD 😀 fine"));
 }
