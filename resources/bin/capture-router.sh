@@ -12,10 +12,13 @@ instructions="Read the JSON file at the path given at the end. It is a captured 
 Quote the values for the shell. Keep everything on this machine, a Linux desktop with systemd.
 If the request implies recurrence (\"every day/Friday...\") or real work at a future time, do not do the work now but schedule it: write the instruction to ~/CLAUDE/system/ovalin-jobs/<id>/prompt.md (it runs without this conversation, so it must hold all it needs) plus an executable run.sh of the two lines '#!/bin/sh' and 'exec \"$bin/capture-router.sh\" --job <id>', which runs the agent on it, adds a result row to the ledger and posts a notification. Create ~/.config/systemd/user/ovalin-job-<id>.service (Type=oneshot, ExecStart=%h/CLAUDE/system/ovalin-jobs/<id>/run.sh) and ovalin-job-<id>.timer (the matching OnCalendar=, Persistent=true, WantedBy=timers.target), check both with systemd-analyze --user verify and the calendar with systemd-analyze calendar, then run systemctl --user daemon-reload and systemctl --user enable --now ovalin-job-<id>.timer. Only when systemctl --user list-timers shows the timer set the request's status to ready, with the schedule described in the summary; otherwise it needs attention."
 
+output= # the file that the agent's output goes to
+trap 'rm -f -- $output' EXIT
+
 # Has the agent do something: run_agent STANDARD_INPUT ARGUMENT…. Its output goes to ours, the last line of it into
 # $last; $reason says what went wrong, if anything did.
 run_agent() {
-    local input=$1 output exit_status
+    local input=$1 exit_status
     shift
     if ! claude=$("$bin/ovalin-find-claude"); then
         reason='Claude Code not found — install it from https://claude.ai/code'

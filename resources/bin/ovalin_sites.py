@@ -89,7 +89,10 @@ def web_file(url, home):
 
 def local_file(url):
     """The file of a file:// address. Refused."""
-    address = urlsplit(url)
+    try:
+        address = urlsplit(url)
+    except ValueError:
+        raise Refused("this page's address cannot be read") from None
     if address.scheme != "file" or address.hostname not in (None, "localhost"):
         raise Refused("this page is not a file on this machine")
     path = os.path.realpath(unquote_to_bytes(address.path).replace(b"\0", b"")).decode("utf-8", "surrogateescape")

@@ -165,7 +165,7 @@ class PageEditTest(ScriptTest):
         self.write("site/a b%20'c.html", "<p>Old")
         page = self.home + "/site/a%20b%2520'c.html"
         for address, status in [("file://" + page + "#part", 0), ("file://localhost" + page + "?q", 0),
-                                ("file://elsewhere" + page, 1), ("http://" + page, 1), (page, 1), ("", 1)]:
+                                ("file://elsewhere" + page, 1), ("file://[x" + page, 1), ("http://" + page, 1), (page, 1), ("", 1)]:
             run = self.run_script("ovalin-replace-file.sh", stdin="Old", OVALIN_INSTRUCTION="Old", OVALIN_FILE=address)
             self.assertEqual(run[0], status, address)
 

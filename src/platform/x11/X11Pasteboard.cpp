@@ -291,7 +291,8 @@ bool X11Pasteboard::Parts::borrow(Selection selection, const QString& text, qint
     auto& last = lastReadOf(selection);
     last.reset();
     return serverOf(selection).own(textContent(text), [&last, wanted](const SelectionServer::Request& request) {
-        if (request.served && (wanted < 1 || request.pid == wanted))
+        // Not every server can say whose a request is.
+        if (request.served && (wanted < 1 || request.pid < 1 || request.pid == wanted))
             last = std::chrono::steady_clock::now();
     });
 }
