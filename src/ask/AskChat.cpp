@@ -66,7 +66,7 @@ AskChat::AskChat(Dispatch& theDispatch, LinkVerifier& theVerifier, CapturePanel&
     });
     connect(panel.transcriptView, &Transcript::caughtUp, this, [this] { process.setPaused(false); });
     connect(panel.transcriptView, &Transcript::anchorClicked, this,
-            [this](const QUrl& target) { openLink(target.toString()); });
+            [this](const QUrl& target) { openLink(target.toString(QUrl::FullyEncoded)); });
 }
 
 AskChat::~AskChat() = default;

@@ -173,6 +173,7 @@ void Transcript::repairLinks(const QHash<QString, QString>& table) {
     for (LinkSpan& span : spansLeft)
         span.target = table.value(span.target, span.target);
     QTextCursor run(document());
+    run.beginEditBlock(); // laid out once, however many there are
     for (QTextBlock block = document()->findBlock(torviBodyStart); block.isValid(); block = block.next()) {
         std::vector<std::pair<QTextFragment, QString>> found;
         for (auto it = block.begin(); !it.atEnd(); ++it) {
@@ -189,6 +190,7 @@ void Transcript::repairLinks(const QHash<QString, QString>& table) {
             run.mergeCharFormat(change);
         }
     }
+    run.endEditBlock();
 }
 
 void Transcript::clearConversation() {
