@@ -58,7 +58,7 @@ public:
     void syncReplaceButton(const QString& selection, bool hidden);
     void checkSiteOwnership(const QString& url, const QUuid& token);
     /// The live selection of the captured application, else the stored excerpt; worker threads.
-    [[nodiscard]] std::function<QString()> currentFocus();
+    [[nodiscard]] std::function<SelectedText()> currentFocus();
 
     // Mode
     void setMode(bool ask, bool byUser);

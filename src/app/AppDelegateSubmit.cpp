@@ -117,9 +117,9 @@ void AppDelegate::submitDo(const QString& instruction, const std::optional<QStri
     }
     // Asking the application may take a quarter of a second, for which the panel does not stay.
     deliveries.push_back(delivery);
-    dispatch.inBackground(Queue::UserInitiated, this, focus, [this, delivery](const QString& live) {
+    dispatch.inBackground(Queue::UserInitiated, this, focus, [this, delivery](const SelectedText& live) {
         if (std::erase(deliveries, delivery) > 0)
-            deliver(*delivery, live);
+            deliver(*delivery, live.text);
     });
 }
 
