@@ -20,7 +20,11 @@ def rename(old, new, flags):
     at_cwd = -100
     if libc.renameat2(at_cwd, os.fsencode(old), at_cwd, os.fsencode(new), flags) != 0:
         number = ctypes.get_errno()
-        raise OSError(number, os.strerror(number), old)
+        if flags != NO_REPLACE or number not in (errno.EINVAL, errno.ENOSYS):
+            raise OSError(number, os.strerror(number), old)
+        if os.path.lexists(new):
+            raise FileExistsError(errno.EEXIST, os.strerror(errno.EEXIST), new)
+        os.rename(old, new)
 
 
 def version(status):
@@ -64,23 +68,32 @@ def is_still(path, content, status):
 
 
 def write_new(path, content, like=None):
-    """A new file, synced; with the owner, mode and extended attributes of the file `like`."""
+    """A new file, synced; with the owner, mode and extended attributes of the file `like`. None is left where it cannot
+    be written whole."""
     descriptor = os.open(path, os.O_WRONLY | os.O_CREAT | os.O_EXCL | os.O_NOFOLLOW | os.O_CLOEXEC, 0o600)
-    with open(descriptor, "wb") as file:
-        file.write(content)
-        file.flush()
-        if like:
-            status = os.stat(like)
-            if (status.st_uid, status.st_gid) != (os.fstat(descriptor).st_uid, os.fstat(descriptor).st_gid):
-                os.fchown(descriptor, status.st_uid, status.st_gid)
-            for name in os.listxattr(like):
-                try:
-                    os.setxattr(descriptor, name, os.getxattr(like, name))
-                except OSError:
-                    pass  # not every kind can be set by a user, nor on every file system
-            os.fchmod(descriptor, stat.S_IMODE(status.st_mode))
-        os.fsync(descriptor)
-        return os.fstat(descriptor)
+    try:
+        with open(descriptor, "wb") as file:
+            file.write(content)
+            file.flush()
+            if like:
+                copy_attributes(like, descriptor)
+            os.fsync(descriptor)
+            return os.fstat(descriptor)
+    except OSError as error:
+        os.unlink(path)
+        raise OSError(error.errno, error.strerror, path) from error
+
+
+def copy_attributes(like, descriptor):
+    status = os.stat(like)
+    if (status.st_uid, status.st_gid) != (os.fstat(descriptor).st_uid, os.fstat(descriptor).st_gid):
+        os.fchown(descriptor, status.st_uid, status.st_gid)
+    for name in os.listxattr(like):
+        try:
+            os.setxattr(descriptor, name, os.getxattr(like, name))
+        except OSError:
+            pass  # not every kind can be set by a user, nor on every file system
+    os.fchmod(descriptor, stat.S_IMODE(status.st_mode))
 
 
 def sync_folder(path):
@@ -134,6 +147,30 @@ def put_back(temporary, path, content, written):
         rename(temporary, path, EXCHANGE)
         name, suffix = os.path.splitext(path)
         rename(temporary, "%s-conflict-%x%s" % (name, random.getrandbits(64), suffix), NO_REPLACE)
+
+
+def set_aside(path, status):
+    """Renames a file to a new name beside it, "NAME-unreadable-TIME.EXT", and returns that; None when it is no longer
+    the one of this status."""
+    name, suffix = os.path.splitext(path)
+    stamp = time.strftime("%Y-%m-%dT%H%M%SZ", time.gmtime())
+    for number in range(1, 1000):
+        aside = "%s-unreadable-%s%s%s" % (name, stamp, "-%d" % number if number > 1 else "", suffix)
+        try:
+            rename(path, aside, NO_REPLACE)
+        except FileExistsError:
+            continue
+        except FileNotFoundError:
+            return None
+        if version(os.stat(aside)) == version(status):
+            sync_folder(aside)
+            return aside
+        try:
+            rename(aside, path, NO_REPLACE)  # somebody put it right at this very moment
+        except FileExistsError:
+            pass
+        return None
+    raise OSError(errno.EEXIST, os.strerror(errno.EEXIST), path)
 
 
 @contextmanager

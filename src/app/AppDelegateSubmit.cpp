@@ -94,12 +94,10 @@ void AppDelegate::sendTapped() {
         sendAsk(instruction);
         return;
     }
-    // Nothing is read in the place of an excerpt that the user emptied.
-    const QString excerpt = panel->previewView->excerpt().trimmed();
-    submitDo(instruction, excerpt.isEmpty() && !panel->previewView->edited() ? std::nullopt : std::optional(excerpt));
+    submitDo(instruction, panel->previewView->excerpt().trimmed());
 }
 
-void AppDelegate::submitDo(const QString& instruction, const std::optional<QString>& excerpt) {
+void AppDelegate::submitDo(const QString& instruction, const QString& excerpt) {
     if (!instruction.isEmpty())
         recordIntentCommit(instruction, false);
     auto delivery = std::make_shared<Delivery>(
@@ -111,15 +109,15 @@ void AppDelegate::submitDo(const QString& instruction, const std::optional<QStri
                  dispatch.wallClock()});
     const auto focus = currentFocus();
     closePanel();
-    if (excerpt) {
-        deliver(*delivery, *excerpt);
+    if (!excerpt.isEmpty()) {
+        deliver(*delivery, excerpt);
         return;
     }
     // Asking the application may take a quarter of a second, for which the panel does not stay.
     deliveries.push_back(delivery);
-    dispatch.inBackground(Queue::UserInitiated, this, focus, [this, delivery](const SelectedText& live) {
+    dispatch.inBackground(Queue::UserInitiated, this, focus, [this, delivery](const QString& live) {
         if (std::erase(deliveries, delivery) > 0)
-            deliver(*delivery, live.text);
+            deliver(*delivery, live);
     });
 }
 

@@ -2,6 +2,7 @@
 
 import json
 import os
+import select
 import signal
 import subprocess
 import unittest
@@ -41,31 +42,54 @@ class TransformTest(ScriptTest):
     def transform(self, selection, instruction="make it formal", **variables):
         return self.run_script("ovalin-transform.sh", stdin=selection, OVALIN_INSTRUCTION=instruction, **variables)
 
-    def test_the_agent_gets_selection_and_instruction_as_they_are(self):
+    def test_the_agent_gets_selection_and_instruction_as_words(self):
         self.install_agent(transform=[{"text": "Dear {user}"}])
+        secret = self.write("secret", "")
         for selection, instruction in [("it's", "'; touch pwned; $(touch pwned) `touch pwned` \"$HOME\"\n--help"),
-                                       ("-p --help", "-p"), ("$(touch pwned)", "ü"), ("y" * 10_000_000, "shorten it")]:
+                                       ("-p --help", "-p"), ("$(touch pwned)", "ü"), ("y" * 10_000_000, "shorten it"),
+                                       ("/cost of living rises", "/clear"), ("see @%s." % secret, "@" + secret)]:
             self.assertEqual(self.transform(selection, instruction), (0, "Dear " + selection + "\n"))
             self.assertIn("asks: %s. Output" % instruction, self.agent_log("start")[-1]["argv"][-1])
         self.assertEqual(self.transform(b"a\0b\xff")[1], "Dear a\0b\ufffd\n")
+        self.assertEqual(self.agent_log("read"), [])
         self.assertFalse(os.path.exists(self.path("pwned")))
 
-    def test_failures_show_in_the_exit_status(self):
-        self.assertEqual(self.transform("x"), (127, ""))
-        self.install_agent(transform={"error": "Not logged in"})
-        self.assertEqual(self.transform("x")[0], 1)
-        self.install_agent(transform={"end": "hang"})
-        self.assertEqual(self.transform("x", OVALIN_AGENT_LIMIT="0.3"), (124, ""))
+    def test_a_failure_says_why(self):
+        long = "x" * (131_072 - len("OVALIN_INSTRUCTION=") - 1)
+        for agent, instruction, run in [
+            (None, "x", (127, MISSING + "\n")),
+            ("#!/bin/sh\necho; echo Not logged in; echo; exit 1", "x", (1, "Not logged in\n")),
+            ("#!/bin/sh\necho half; echo; exec >&2; echo node: not found; exit 127", "x", (1, "half\n")),
+            ("#!/bin/sh\necho node: not found >&2; exit 127", "x", (1, "node: not found\n")),
+            ("#!/bin/sh\nexit 3", "x", (1, "the agent failed (status 3)\n")),
+            ("#!/bin/sh\nkill -9 $$", "x", (1, "the agent was ended by signal 9\n")),
+            ("#!/bin/sh\necho", "x", (1, "the agent gave no text\n")),
+            ("#!/bin/sh\nexec yes", "x", (1, "the agent printed too much\n")),
+            ("#!/bin/sh\nexit", long, (1, "the instruction is too long\n")),
+            ("#!/bin/sh\ntrap '' TERM; exec sleep 60", "x", (124, "the agent did not finish within 0.3 s\n")),
+            ("", "x", (1, "the agent cannot be started: exec format error\n")),
+        ]:
+            with self.subTest(run[1]):
+                if agent is not None:
+                    self.install_agent(agent or "\0")
+                self.assertEqual(self.transform("x", instruction, OVALIN_AGENT_LIMIT="0.3" if run[0] == 124 else ""), run)
+
+    def test_it_ends_with_the_agent_whatever_that_leaves_running(self):
+        self.install_agent("#!/bin/sh\nsleep 60 &\necho done\n")
+        self.assertEqual(self.transform("x" * 1_000_000, PATH=""), (0, "done\n"))
 
     def test_ending_the_process_group_ends_the_agent(self):
-        self.install_agent("#!/bin/sh\necho $$\nexec sleep 60\n")
-        with subprocess.Popen([self.path(".claude/bin/ovalin-transform.sh")], env=self.environment, process_group=0,
-                              stdin=subprocess.DEVNULL, stdout=subprocess.PIPE) as script:
-            agent = int(script.stdout.readline())
-            os.killpg(script.pid, signal.SIGTERM)
-            self.assertEqual(script.stdout.read(), b"")  # closed by the last of them
-        with self.assertRaises(ProcessLookupError):
-            os.kill(agent, 0)
+        for end in (lambda script: os.killpg(script.pid, signal.SIGTERM), subprocess.Popen.terminate,
+                    subprocess.Popen.kill):
+            self.install_agent("#!/bin/sh\necho $$ > ~/pid; mv ~/pid ~/agent\nexec sleep 60\n")
+            with subprocess.Popen([self.path(".claude/bin/ovalin-transform.sh")], env=self.environment, process_group=0,
+                                  stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL) as script:
+                agent = int(self.wait_for("agent"))
+                descriptor = os.pidfd_open(agent)
+                end(script)
+            self.assertTrue(select.select([descriptor], [], [], 30)[0], "the agent has ended")
+            os.close(descriptor)
+            os.unlink(self.path("agent"))
 
 
 class ChatTest(ScriptTest):

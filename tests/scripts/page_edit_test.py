@@ -86,7 +86,7 @@ class PageEditTest(ScriptTest):
             self.assertEqual(self.edit(instruction, "Old\n\ntwo")[0], 0)
             self.assertEqual(self.read("site/index.html"), b"<p>Neu &lt;b&gt;</p><p>zwei</p>")
             self.assertIn(instruction, self.agent_log("start")[-1]["argv"][-1])
-            self.assertEqual(self.agent_log("stdin")[-1]["text"], "Old\n\ntwo")
+            self.assertEqual(self.agent_log("stdin")[-1]["text"], "\nOld\n\ntwo")
         self.assertFalse(os.path.exists(self.path("pwned")))
 
     def test_failures_leave_the_page_and_say_why(self):
@@ -99,10 +99,10 @@ class PageEditTest(ScriptTest):
             (None, "new", " \0\n", "select the text to replace first"),
             (None, " ", "Old", "type how to transform it first"),
             (None, "make it new", "Old", "Claude Code not found — install it from https://claude.ai/code"),
-            ("#!/bin/sh\necho API Error; exit 1", "make it new", "Old", "the agent failed: API Error"),
-            ("#!/bin/sh\nkill -9 $$", "make it new", "Old", "the agent failed"),
+            ("#!/bin/sh\necho API Error; exit 1", "make it new", "Old", "API Error"),
+            ("#!/bin/sh\nkill -9 $$", "make it new", "Old", "the agent was ended by signal 9"),
             ("#!/bin/sh\nprintf ' \\n\\0'", "make it new", "Old", "the agent gave no text"),
-            (hang, "make it new", "Old", "the agent did not answer in time"),
+            (hang, "make it new", "Old", "the agent did not finish within 0.3 s"),
         ]:
             with self.subTest(line):
                 if agent:

@@ -8,6 +8,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
@@ -43,6 +44,12 @@ class ScriptTest(unittest.TestCase):
     def read(self, relative):
         with open(self.path(relative), "rb") as file:
             return file.read()
+
+    def wait_for(self, relative):
+        """What a file holds that another process will make."""
+        while not os.path.exists(self.path(relative)):
+            time.sleep(0.01)
+        return self.read(relative)
 
     def install_agent(self, script=None, **scenario):
         """The stand-in with this scenario, or a script of the test's own."""

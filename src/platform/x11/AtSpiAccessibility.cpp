@@ -49,8 +49,7 @@ AtSpiRef AtSpiAccessibility::focusedOrRemembered(const AtSpiQuery& query, const 
     return {};
 }
 
-AccessibleSelection AtSpiAccessibility::selection(const AppWindow& at) {
-    const qint32 pid = at.pid;
+AccessibleSelection AtSpiAccessibility::selection(qint32 pid) {
     const QDeadlineTimer deadline(limit);
     if (pid < 1)
         return {};
