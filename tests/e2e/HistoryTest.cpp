@@ -87,7 +87,6 @@ TEST(History, AConversationThatTheAgentHasForgottenMakesRoomForANewOne) {
     desk.click(frame.topLeft() + QPoint(100, 60));
     ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
     desk.ask(QStringLiteral("second?"));
-    desk.keepPicture(QStringLiteral("dbg1"));
     ASSERT_TRUE(waitUntil([&] { return desk.stored().isEmpty(); }))
         << desk.conversation().toStdString() << readFile(desk.path(QStringLiteral("agent/log.jsonl"))).toStdString();
     waitUntil([] { return false; }, 0.3); // drawn, for the picture

@@ -1,9 +1,15 @@
 #include "XSide.h"
 
+#include "platform/x11/OwnPresses.h"
+
 #include <QApplication>
 #include <QRect>
+#include <QTest>
+#include <QWidget>
 
 #include <gtest/gtest.h>
+
+#include <future>
 
 #include <X11/keysym.h>
 #include <xcb/xtest.h>
@@ -87,7 +93,7 @@ TEST_F(MonitorsTest, RemovedMonitorsHearNothing) {
 }
 
 TEST_F(MonitorsTest, ButtonsCountOutsideOurWindowsByWhereTheyWentDown) {
-    monitors.setOwnWindows([](QPoint at, quint32) { return OURS.contains(at); });
+    monitors.setOwnWindows([](QPoint at, quint32, quint32) { return OURS.contains(at); });
     std::string log;
     (void)monitors.onLeftMouseUp([&] { log += 'u'; });
     (void)monitors.onPressOutside([&](QPoint at) {
@@ -119,6 +125,29 @@ TEST_F(MonitorsTest, ButtonsCountOutsideOurWindowsByWhereTheyWentDown) {
     }
 }
 
+TEST_F(MonitorsTest, APressThatClosesOurWindowIsOursHoweverLateItIsLookedAt) {
+    struct Closing : QWidget {
+        using QWidget::QWidget;
+        void mousePressEvent(QMouseEvent*) override { hide(); }
+    } window(nullptr, Qt::BypassWindowManagerHint | Qt::FramelessWindowHint);
+    window.setGeometry(OURS);
+    window.show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&window));
+    const OwnPresses own;
+    std::optional<bool> ours;
+    monitors.setOwnWindows([&](QPoint, quint32, quint32 time) { return *(ours = own.includes(time)); });
+    std::promise<void> gone;
+    thread.post([&] { gone.get_future().wait(); });
+    desk().xdotool({QStringLiteral("mousemove"), QStringLiteral("150"), QStringLiteral("150"), QStringLiteral("click"),
+                    QStringLiteral("1")});
+    EXPECT_TRUE(waitUntil([&] { return !window.isVisible(); }));
+    gone.set_value();
+    EXPECT_TRUE(waitUntil([&] { return ours.has_value(); }));
+    EXPECT_EQ(ours, true);
+    xdo(QStringLiteral("mousemove 600 400 click 1"));
+    EXPECT_TRUE(waitUntil([&] { return ours == false; }));
+}
+
 TEST_F(MonitorsTest, TheClockCountsWhatCanChangeASelection) {
     const struct {
         QString actions;
@@ -144,7 +173,7 @@ TEST_F(MonitorsTest, TheClockCountsWhatCanChangeASelection) {
 TEST_F(MonitorsTest, AClickIntoOurOwnWindowIsTakenBackFromTheClock) {
     xdo(QStringLiteral("mousemove 600 400 click 1"));
     const auto before = clock.read().lastPress;
-    monitors.setOwnWindows([](QPoint at, quint32) { return OURS.contains(at); });
+    monitors.setOwnWindows([](QPoint at, quint32, quint32) { return OURS.contains(at); });
     xdo(QStringLiteral("mousemove 150 150 click 1"));
     EXPECT_TRUE(waitUntil([&] { return clock.read().lastPress == before; }));
 }

@@ -4,6 +4,7 @@
 #include "AtSpiAccessibility.h"
 #include "FreedesktopNotifier.h"
 #include "Logind.h"
+#include "OwnPresses.h"
 #include "QtConnection.h"
 #include "SyntheticKeys.h"
 #include "X11HotKeys.h"
@@ -54,8 +55,8 @@ struct X11Desktop::Parts {
         , keyboard(hold, [this](bool sending) { markSynthetic(sending); })
         , accessibility(dispatch)
         , notifier(dispatch) {
-        monitors.setOwnWindows([](QPoint rootPosition, quint32 topWindow) {
-            return isOurWindow(topWindow) || liesInOurWindows(rootPosition);
+        monitors.setOwnWindows([this](QPoint rootPosition, quint32 topWindow, quint32 time) {
+            return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time);
         });
         outside = monitors.onPressOutside([this](QPoint) { hold.pressOutside(); });
         hold.heldChanged = [this](bool held) { monitors.setKeyboardOurs(held); };
@@ -72,6 +73,7 @@ struct X11Desktop::Parts {
         synthetic.end(keyClock.serverTime(deadlineIn(std::chrono::milliseconds(50))).value_or(0));
     }
 
+    OwnPresses ownPresses;
     XThread thread;
     ActivityClock activity;
     SyntheticKeys synthetic;

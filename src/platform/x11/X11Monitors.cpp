@@ -41,7 +41,7 @@ struct X11Monitors::Shared {
     std::map<Handle, std::function<void()>> leftUp;
     std::map<Handle, std::function<void(const KeyUp&)>> keyUp;
     std::map<Handle, std::function<void(QPoint)>> pressOutside;
-    std::function<bool(QPoint, quint32)> isOurs;
+    std::function<bool(QPoint, quint32, quint32)> isOurs;
     bool leftPressOutside = true;
 
     std::atomic<bool> keyboardOurs{false};
@@ -60,7 +60,7 @@ struct X11Monitors::Shared {
     }
 
     void buttonPressed(quint32 button, quint32 time, QPoint position, quint32 window) {
-        const bool outside = !isOurs || !isOurs(position, window);
+        const bool outside = !isOurs || !isOurs(position, window, time);
         clock.decide(time, outside);
         if (button == LEFT_BUTTON)
             leftPressOutside = outside;
@@ -301,7 +301,7 @@ void X11Monitors::removeMonitor(Handle handle) {
     shared->updateWants();
 }
 
-void X11Monitors::setOwnWindows(std::function<bool(QPoint, quint32)> isOurs) {
+void X11Monitors::setOwnWindows(std::function<bool(QPoint, quint32, quint32)> isOurs) {
     shared->isOurs = std::move(isOurs);
     shared->leftPressOutside = true;
     shared->updateWants();

@@ -28,10 +28,10 @@ public:
     /// pixels).
     [[nodiscard]] Handle onPressOutside(std::function<void(QPoint)> seen);
 
-    /// Says which presses go to windows of ours, by the position (device pixels of the root window) and by the child of
-    /// the root that the press met, which may be gone by now; they are nobody's business and do not count as input.
-    /// Asked on the main thread, shortly after the press. Empty: none are ours.
-    void setOwnWindows(std::function<bool(QPoint rootPosition, quint32 topWindow)> isOurs);
+    /// Says which presses go to windows of ours, by the position (device pixels of the root window) and the child of
+    /// the root found there, both looked up a little after the press, and by the server's time of it; they are nobody's
+    /// business and do not count as input. Asked on the main thread, later still. Empty: none are ours.
+    void setOwnWindows(std::function<bool(QPoint rootPosition, quint32 topWindow, quint32 time)> isOurs);
 
     /// While the panel holds the keyboard, keys are not asked for: what is typed into it is never seen here.
     void setKeyboardOurs(bool ours);
