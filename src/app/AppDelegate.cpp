@@ -209,9 +209,13 @@ void AppDelegate::checkSiteOwnership(const QString& url, const QUuid& token) {
         });
 }
 
-std::function<QString()> AppDelegate::currentFocus() {
-    return
-        [this, pid = context.capPID, stored = context.capText] { return selection.axSelection(pid).value_or(stored); };
+std::function<SelectedText()> AppDelegate::currentFocus() {
+    return [this, target = context.selectionTarget(), stored = context.capText, window = context.capTextWindow] {
+        SelectedText live = selection.axSelection(target);
+        if (!live.text.isEmpty())
+            return live;
+        return SelectedText{stored, live.source, live.focus, window ? window : live.window};
+    };
 }
 
 void AppDelegate::setStatus(const QString& text) {

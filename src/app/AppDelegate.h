@@ -58,7 +58,7 @@ public:
     void syncReplaceButton(const QString& selection, bool hidden);
     void checkSiteOwnership(const QString& url, const QUuid& token);
     /// The live selection of the captured application, else the stored excerpt; worker threads.
-    [[nodiscard]] std::function<QString()> currentFocus();
+    [[nodiscard]] std::function<SelectedText()> currentFocus();
 
     // Mode
     void setMode(bool ask, bool byUser);
@@ -109,7 +109,8 @@ private:
     void openHistoryPanel(const AskHistoryEntries& entries);
     void setStatus(const QString& text);
     void showPlaceholder();
-    void submitDo(const QString& instruction, const QString& excerpt);
+    /// `excerpt`: absent when the panel shows none; the application is then asked once more.
+    void submitDo(const QString& instruction, const std::optional<QString>& excerpt);
     void deliver(const Delivery& delivery, const QString& excerpt);
     void applyShotToPendingSubmit(const QUuid& token, const QString& shotB64);
     void undelivered(const QueueItem& item, const QString& reason);

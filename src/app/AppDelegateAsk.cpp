@@ -9,7 +9,7 @@ void AppDelegate::openChat() {
     AskChat::Sources sources{
         {paths.askScript, AgentSearch::under(paths.home)},
         [script = paths.searchScript](const QString& question) { return googleSearch(question, script); },
-        [this] { return currentFocus(); },
+        [this] { return [focus = currentFocus()] { return focus().text; }; },
     };
     chat = std::make_unique<AskChat>(dispatch, linkVerifier, *panel, context, std::move(sources));
     connectChatToHistory();

@@ -41,7 +41,7 @@ void AppDelegate::replaceTapped() {
     dispatch.inBackground(
         Queue::UserInitiated, this,
         [focus = currentFocus(), press] {
-            const QString selected = focus();
+            SelectedText selected = focus();
             const auto is = [&](ReplaceTarget target) { return press.target == target ? 1 : 0; };
             logLine(QStringLiteral("Ovalin replace: bundle=%1 torvi=%2 quarn=%3 file=%4 web=%5 selLen=%6 instr=%7")
                         .arg(press.bundle)
@@ -49,11 +49,16 @@ void AppDelegate::replaceTapped() {
                         .arg(is(ReplaceTarget::Quarn))
                         .arg(is(ReplaceTarget::File))
                         .arg(is(ReplaceTarget::Web))
-                        .arg(characterCount(selected))
+                        .arg(characterCount(selected.text))
                         .arg(press.instruction));
             return selected;
         },
-        [this, press](const QString& selected) { replaceSelection(press, selected); });
+        [this, press](const SelectedText& selected) {
+            ReplacePress inWindow = press;
+            if (selected.window != 0)
+                inWindow.window.window = selected.window;
+            replaceSelection(inWindow, selected.text);
+        });
 }
 
 void AppDelegate::replaceSelection(const ReplacePress& press, const QString& selected) {

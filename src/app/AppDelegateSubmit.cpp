@@ -94,10 +94,12 @@ void AppDelegate::sendTapped() {
         sendAsk(instruction);
         return;
     }
-    submitDo(instruction, panel->previewView->excerpt().trimmed());
+    // Nothing is read in the place of an excerpt that the user emptied.
+    const QString excerpt = panel->previewView->excerpt().trimmed();
+    submitDo(instruction, excerpt.isEmpty() && !panel->previewView->edited() ? std::nullopt : std::optional(excerpt));
 }
 
-void AppDelegate::submitDo(const QString& instruction, const QString& excerpt) {
+void AppDelegate::submitDo(const QString& instruction, const std::optional<QString>& excerpt) {
     if (!instruction.isEmpty())
         recordIntentCommit(instruction, false);
     auto delivery = std::make_shared<Delivery>(
@@ -109,15 +111,15 @@ void AppDelegate::submitDo(const QString& instruction, const QString& excerpt) {
                  dispatch.wallClock()});
     const auto focus = currentFocus();
     closePanel();
-    if (!excerpt.isEmpty()) {
-        deliver(*delivery, excerpt);
+    if (excerpt) {
+        deliver(*delivery, *excerpt);
         return;
     }
     // Asking the application may take a quarter of a second, for which the panel does not stay.
     deliveries.push_back(delivery);
-    dispatch.inBackground(Queue::UserInitiated, this, focus, [this, delivery](const QString& live) {
+    dispatch.inBackground(Queue::UserInitiated, this, focus, [this, delivery](const SelectedText& live) {
         if (std::erase(deliveries, delivery) > 0)
-            deliver(*delivery, live);
+            deliver(*delivery, live.text);
     });
 }
 

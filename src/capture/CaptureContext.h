@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Selection.h"
+
 #include <QString>
 #include <QUuid>
 
@@ -14,8 +16,9 @@ struct CaptureContext {
     QString capApp;
     QString capBundle;
     qint32 capPID = 0;
-    quint32 capWindow = 0; ///< X11 window, since a process may have several
-    QString capText;       ///< the excerpt
+    quint32 capWindow = 0;     ///< X11 window, since a process may have several
+    QString capText;           ///< the excerpt
+    quint32 capTextWindow = 0; ///< X11 window that it was selected in; 0: not known
     std::optional<QString> capURL;
     std::optional<QString> capTitle;
     QString capContextMode = QStringLiteral("fetch"); ///< "screenshot" or "fetch"
@@ -23,6 +26,9 @@ struct CaptureContext {
     std::optional<QString> capShotText;
     std::optional<bool> capSiteOwned; ///< absent: not known (yet)
     bool selectionViaClipboard = false;
+
+    /// Where the excerpt is read from.
+    [[nodiscard]] SelectionTarget selectionTarget() const { return {{capPID, capWindow}, capBundle}; }
 
     /// Starts the record of a new opening over an application; everything an older one found is gone.
     void open(const QString& app, const QString& bundle, qint32 pid, quint32 window = 0) {

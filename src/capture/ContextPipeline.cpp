@@ -25,20 +25,12 @@ void ContextPipeline::startContextPipeline(const QUuid& token) {
 }
 
 void ContextPipeline::startSelectionTask(const QUuid& token) {
-    struct Found {
-        QString text;
-        bool viaClipboard = false;
-    };
-    const auto read = [this, pid = context.capPID] {
-        if (const auto text = selection.axSelection(pid))
-            return Found{*text, false};
-        const auto grabbed = selection.clipboardGrab(pid);
-        return Found{grabbed.value_or(QString()), grabbed.has_value()};
-    };
-    dispatch.inBackground(Queue::UserInitiated, this, read, [this, token](const Found& found) {
+    const auto read = [this, target = context.selectionTarget()] { return selection.axSelectionOrGrab(target); };
+    dispatch.inBackground(Queue::UserInitiated, this, read, [this, token](const SelectedText& found) {
         if (token != context.captureToken)
             return;
-        context.selectionViaClipboard = found.viaClipboard;
+        context.selectionViaClipboard = found.source == SelectedText::Source::Copy;
+        context.capTextWindow = found.window;
         updateCaptureUI(found.text);
     });
 }

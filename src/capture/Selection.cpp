@@ -37,21 +37,39 @@ Selection::Selection(Accessibility& theAccessibility, Pasteboard& thePasteboard,
         QThread::msleep(static_cast<unsigned long>(time.count()));
     }) {}
 
-std::optional<QString> Selection::axSelection(qint32 pid) {
+SelectedText Selection::axSelection(const SelectionTarget& target) {
+    const qint32 pid = target.at.pid;
     if (pid < 1)
-        return std::nullopt;
-    const AccessibleSelection found = accessibility.selection(pid);
+        return {};
+    const AccessibleSelection found = accessibility.selection(target.at);
     using Kind = AccessibleSelection::Kind;
-    if (found.kind == Kind::Secret)
-        return std::nullopt; // PRIMARY still holds what was selected before the password field
-    if (found.kind == Kind::Text && !found.page)
-        return trimmedOrAbsent(found.text);
+    using Source = SelectedText::Source;
+    SelectedText read{{}, Source::Tree, found.focus, found.window ? found.window : target.at.window};
+    if (found.kind == Kind::Text)
+        read.text = found.text.trimmed();
+    // In a password field PRIMARY still holds what was selected before it.
+    if (found.kind == Kind::Secret || (!read.text.isEmpty() && !found.page))
+        return read;
     // A page's running text comes in nested pieces; PRIMARY has it as the browser would copy it.
     if (const auto primary = pasteboard.primaryText(pid, Pasteboard::Freshness::SinceLastInput)) {
-        if (auto text = trimmedOrAbsent(*primary))
-            return text;
+        const QString text = primary->trimmed();
+        if (!text.isEmpty())
+            return {text, Source::Primary, read.focus, read.window};
     }
-    return found.kind == Kind::Text ? trimmedOrAbsent(found.text) : std::nullopt;
+    if (read.text.isEmpty())
+        read.source = Source::Nobody;
+    return read;
+}
+
+SelectedText Selection::axSelectionOrGrab(const SelectionTarget& target) {
+    SelectedText read = axSelection(target);
+    if (read.source != SelectedText::Source::Nobody)
+        return read;
+    if (const auto grabbed = clipboardGrab(target.at.pid)) {
+        read.text = *grabbed;
+        read.source = SelectedText::Source::Copy;
+    }
+    return read;
 }
 
 std::optional<QString> Selection::clipboardGrab(qint32 pid) {

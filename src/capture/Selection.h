@@ -15,6 +15,29 @@ namespace ovalin {
 /// Whether the bundle identifier belongs to the Chromium family.
 [[nodiscard]] bool isChromiumFamily(const QString& bundleId);
 
+/// Where a selection is read from, as the opening found it.
+struct SelectionTarget {
+    AppWindow at;
+    QString bundleId;
+};
+
+/// What is selected in an application, where, and who has said so.
+struct SelectedText {
+    enum class Source {
+        Nobody, ///< neither the tree nor PRIMARY has answered: there may be a selection
+        Tree,
+        Primary,
+        Copy, ///< a synthetic one
+    };
+    QString text; ///< trimmed
+    Source source = Source::Nobody;
+    FocusKind focus = FocusKind::Unknown; ///< what the keyboard focus was in
+    quint32 window = 0;                   ///< X11 window that it is selected in; 0: not known
+
+    /// The application has answered that nothing is selected, or nothing that may be read.
+    [[nodiscard]] bool nothingSelected() const { return source != Source::Nobody && text.isEmpty(); }
+};
+
 /// Reads the selected text of an application. All reads are for worker threads, several at once; each is bounded.
 class Selection {
 public:
@@ -23,12 +46,15 @@ public:
     Selection(Accessibility& accessibility, Pasteboard& pasteboard, Keyboard& keyboard, Sleep sleep = {});
 
     /// The selection without touching the application's state: from the accessibility tree, else the PRIMARY selection
-    /// if the process owns it and it is fresher than the user's last input. Trimmed; absent when there is none.
-    [[nodiscard]] std::optional<QString> axSelection(qint32 pid);
+    /// if the process owns it and it is fresher than the user's last input.
+    [[nodiscard]] SelectedText axSelection(const SelectionTarget& target);
 
     /// The selection by a synthetic copy; the clipboard is put back as it was. At most about 0.6 s, and only while the
     /// clipboard's owner answers: what cannot be read cannot be put back.
     [[nodiscard]] std::optional<QString> clipboardGrab(qint32 pid);
+
+    /// axSelection(), and where nobody has answered, clipboardGrab().
+    [[nodiscard]] SelectedText axSelectionOrGrab(const SelectionTarget& target);
 
 private:
     Accessibility& accessibility;

@@ -42,16 +42,17 @@ void SelectionWatch::scheduleSelectionRefresh(const QUuid& token) {
         return;
     selectionResolveInFlight = true;
     const bool mayUseClipboard = context.selectionViaClipboard || isChromiumFamily(context.capBundle);
-    const qint32 pid = context.capPID;
-    const auto read = [this, pid, mayUseClipboard] {
-        const auto text = selection.axSelection(pid);
-        return text || !mayUseClipboard ? text : selection.clipboardGrab(pid);
+    const auto read = [this, target = context.selectionTarget(), mayUseClipboard] {
+        return mayUseClipboard ? selection.axSelectionOrGrab(target) : selection.axSelection(target);
     };
     dispatch.after(REFRESH_DELAY, this, [this, token, read] {
-        dispatch.inBackground(Queue::UserInitiated, this, read, [this, token](const std::optional<QString>& text) {
+        dispatch.inBackground(Queue::UserInitiated, this, read, [this, token](const SelectedText& found) {
             selectionResolveInFlight = false;
-            if (token == context.captureToken && panelExists() && text && *text != context.capText)
-                updateCaptureUI(*text);
+            if (token != context.captureToken || !panelExists() || found.text.isEmpty())
+                return;
+            context.capTextWindow = found.window; // the same words may be selected in another one now
+            if (found.text != context.capText)
+                updateCaptureUI(found.text);
         });
     });
 }

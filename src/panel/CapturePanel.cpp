@@ -65,6 +65,12 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     connect(promptField, &PromptField::cancelled, this, &CapturePanel::cancelTapped);
     connect(sendBtnRef, &PillButton::clicked, this, &CapturePanel::submitTapped);
     connect(cancelBtn, &PillButton::clicked, this, &CapturePanel::cancelTapped);
+    connect(previewView->document(), &QTextDocument::modificationChanged, this, [this](bool edited) {
+        if (previewView->cutShort())
+            hintField->setStatus(edited ? QStringLiteral("only the first %L1 characters of the excerpt, as edited")
+                                              .arg(PreviewTextView::SHOWN_LENGTH)
+                                        : QString());
+    });
     connect(transcriptView, &Transcript::typed, this, [this](QKeyEvent* key) {
         promptField->setFocus();
         QCoreApplication::sendEvent(promptField, key);
@@ -95,10 +101,9 @@ void CapturePanel::openAt(QPoint corner) {
 }
 
 void CapturePanel::showExcerpt(const QString& text, bool ask) {
-    if (!text.isEmpty()) {
-        previewView->setExcerpt(text);
+    previewView->setExcerpt(text); // also an empty one: what does not show is not sent
+    if (!text.isEmpty())
         previewHeightC = previewHeight(text);
-    }
     previewView->setVisible(!text.isEmpty());
     emptyNoteRef->setVisible(text.isEmpty() && !ask);
     setExtraHeight(!text.isEmpty() ? previewHeightC + SPACING : ask ? 0 : NOTE_HEIGHT + SPACING);

@@ -63,20 +63,34 @@ PreviewTextView::PreviewTextView(Pasteboard& thePasteboard, QWidget* parent)
     dressTextView(*this);
     setFont(Brand::font(12.5, QFont::Light));
     document()->setDocumentMargin(0);
-    setViewportMargins(10, 8, 0, 8);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the right inset: it shows only what can be scrolled
+    setViewportMargins(10, 8, 10 - SlimScrollBar::WIDTH, 8);
+    document()->setModified(false); // its margin counted as a change
 }
 
 void PreviewTextView::setExcerpt(const QString& text) {
-    hiddenTail = text.mid(SHOWN_LENGTH);
-    setPlainText(hiddenTail.isEmpty() ? text : text.left(SHOWN_LENGTH));
+    given = text;
+    setPlainText(text.left(SHOWN_LENGTH));
 }
 
-QString PreviewTextView::excerpt() const { return toPlainText() + hiddenTail; }
+bool PreviewTextView::edited() const { return document()->isModified(); }
+
+QString PreviewTextView::excerpt() const {
+    if (!edited())
+        return given;
+    // Not toPlainText(), which makes plain blanks and line ends of all others.
+    return document()->toRawText().replace(QChar::ParagraphSeparator, QLatin1Char('\n'));
+}
 
 void PreviewTextView::keyPressEvent(QKeyEvent* event) {
     if (isPaste(event)) {
         event->accept();
         pasteFrom(Pasteboard::Selection::Clipboard);
+        return;
+    }
+    if (event->matches(QKeySequence::InsertLineSeparator)) { // Shift+Return is a line end like any other
+        event->accept();
+        textCursor().insertBlock();
         return;
     }
     QPlainTextEdit::keyPressEvent(event);

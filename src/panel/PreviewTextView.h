@@ -19,11 +19,15 @@ class PreviewTextView final : public QPlainTextEdit {
 public:
     PreviewTextView(Pasteboard& pasteboard, QWidget* parent);
 
-    /// The text is shown at most to this length; excerpt() still returns all of a longer one.
+    /// The text is shown at most to this length. What lies behind it belongs to the excerpt until the user edits it.
     static constexpr qsizetype SHOWN_LENGTH = 50'000;
 
     void setExcerpt(const QString& text);
+    /// What is to be sent: the text as it was given, or as the user has left it.
     [[nodiscard]] QString excerpt() const;
+    /// The user changed it: an empty excerpt() is then meant to be empty.
+    [[nodiscard]] bool edited() const;
+    [[nodiscard]] bool cutShort() const { return given.size() > SHOWN_LENGTH; }
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
@@ -34,7 +38,7 @@ private:
     void pasteFrom(Pasteboard::Selection selection);
 
     Pasteboard& pasteboard;
-    QString hiddenTail;
+    QString given;
 };
 
 } // namespace ovalin

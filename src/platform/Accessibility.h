@@ -6,6 +6,23 @@
 
 namespace ovalin {
 
+/// A window of an application, since a process may have several.
+struct AppWindow {
+    qint32 pid = 0;
+    quint32 window = 0; ///< X11 window; 0: not known
+    bool operator==(const AppWindow&) const = default;
+};
+
+/// What the keyboard focus is in, as far as the tree tells.
+enum class FocusKind {
+    Unknown, ///< the tree says nothing, or names what may hold more than it tells: a pane, a drawing area
+    Editable,
+    ReadOnly, ///< a text that cannot be edited
+    Terminal,
+    Password,
+    NoText, ///< a button, a menu, a check box
+};
+
 /// What the accessibility tree says about the selection in an application's focused object.
 struct AccessibleSelection {
     enum class Kind {
@@ -18,6 +35,8 @@ struct AccessibleSelection {
     QString text;
     bool page =
         false; ///< of a web page outside its fields, or of a terminal: PRIMARY renders it better when it is fresh
+    FocusKind focus = FocusKind::Unknown;
+    quint32 window = 0; ///< X11 window of the application that the user works in; 0: another application is in front
 };
 
 /// The desktop's accessibility service (AT-SPI 2).
@@ -25,9 +44,9 @@ class Accessibility {
 public:
     virtual ~Accessibility() = default;
 
-    /// Reads the selection of the application's focused object. Worker threads only: asks the application, with one
-    /// deadline of 250 ms over all its calls.
-    [[nodiscard]] virtual AccessibleSelection selection(qint32 pid) = 0;
+    /// Reads the selection of the application's focused object, in the window of it that is in front, else in `at`'s
+    /// own. Worker threads only: asks the application, with one deadline of 250 ms over all its calls.
+    [[nodiscard]] virtual AccessibleSelection selection(const AppWindow& at) = 0;
 
     /// Whether toolkits expose themselves (org.a11y.Status.IsEnabled); `answer` is called on the main thread, or never
     /// when there is no accessibility service. Main thread.

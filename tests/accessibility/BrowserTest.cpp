@@ -176,7 +176,7 @@ TEST(Browsers, FirefoxTellsItsFrontTabAndItsSelections) {
     AccessibleSelection selection;
     EXPECT_TRUE(waitUntil([&] {
         press(QStringLiteral("ctrl+a"));
-        selection = onWorker([&] { return accessibility.selection(static_cast<qint32>(browser.processId())); });
+        selection = onWorker([&] { return accessibility.selection({static_cast<qint32>(browser.processId()), 0}); });
         return selection.text.trimmed() == QStringLiteral("First 😀 link end\nSecond");
     })) << selection.text.toStdString();
     EXPECT_TRUE(selection.page);

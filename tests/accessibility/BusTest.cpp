@@ -22,7 +22,7 @@ void giveText(FakeTree& fake) {
 }
 
 AccessibleSelection read(AtSpiAccessibility& accessibility) {
-    return onWorker([&] { return accessibility.selection(::getpid()); });
+    return onWorker([&] { return accessibility.selection({::getpid(), 0}); });
 }
 
 } // namespace
@@ -74,7 +74,7 @@ TEST(AtSpiBus, SeveralWorkersReadAtATime) {
     AtSpiAccessibility accessibility(dispatch, fake.address(), 10s);
     std::vector<std::future<AccessibleSelection>> readings;
     for (int i = 0; i < 4; ++i)
-        readings.push_back(std::async(std::launch::async, [&] { return accessibility.selection(::getpid()); }));
+        readings.push_back(std::async(std::launch::async, [&] { return accessibility.selection({::getpid(), 0}); }));
     for (auto& reading : readings) {
         EXPECT_TRUE(waitUntil([&] { return reading.wait_for(0s) == std::future_status::ready; }, 15));
         EXPECT_EQ(reading.get().text, QStringLiteral("one"));

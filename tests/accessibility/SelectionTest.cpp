@@ -35,7 +35,7 @@ Objects tree(const FakeObject& focus, const Objects& more = {}) {
 AccessibleSelection read(FakeTree& fake, std::chrono::milliseconds deadline = 10s) {
     FakeDispatch dispatch;
     AtSpiAccessibility accessibility(dispatch, fake.address(), deadline);
-    return onWorker([&] { return accessibility.selection(::getpid()); });
+    return onWorker([&] { return accessibility.selection({::getpid(), 0}); });
 }
 
 struct Row {
@@ -140,7 +140,7 @@ TEST(AtSpiSelection, IsStillReadWhenOurWindowTookTheFocus) {
     FakeTree fake;
     FakeDispatch dispatch;
     AtSpiAccessibility accessibility(dispatch, fake.address(), 10s);
-    const auto readKept = [&] { return onWorker([&] { return accessibility.selection(::getpid()); }); };
+    const auto readKept = [&] { return onWorker([&] { return accessibility.selection({::getpid(), 0}); }); };
     fake.objects = tree(textField(QStringLiteral("kept"), {{0, 4}}));
     EXPECT_EQ(readKept().text, QStringLiteral("kept"));
 
@@ -155,7 +155,7 @@ TEST(AtSpiSelection, TheConnectionsAreKeptBetweenReadings) {
     FakeDispatch dispatch;
     AtSpiAccessibility accessibility(dispatch, fake.address(), 10s);
     fake.objects = tree(textField(QStringLiteral("one"), {{0, 3}}));
-    EXPECT_EQ(onWorker([&] { return accessibility.selection(::getpid()); }).text, QStringLiteral("one"));
+    EXPECT_EQ(onWorker([&] { return accessibility.selection({::getpid(), 0}); }).text, QStringLiteral("one"));
     fake.silent = {QStringLiteral("GetAddress")};
-    EXPECT_EQ(onWorker([&] { return accessibility.selection(::getpid()); }).text, QStringLiteral("one"));
+    EXPECT_EQ(onWorker([&] { return accessibility.selection({::getpid(), 0}); }).text, QStringLiteral("one"));
 }

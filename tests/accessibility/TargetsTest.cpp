@@ -42,7 +42,7 @@ private:
 };
 
 AccessibleSelection read(AtSpiAccessibility& accessibility, const Editor& editor) {
-    return onWorker([&] { return accessibility.selection(editor.pid()); });
+    return onWorker([&] { return accessibility.selection({editor.pid(), 0}); });
 }
 
 /// Selects everything until the editor, which may just be starting, says so.
@@ -74,5 +74,5 @@ TEST(AtSpiTargets, SelectionsOfGtkAndQtAreReadWhileOthersHang) {
     }
     gtk.press(QStringLiteral("Home"));
     EXPECT_TRUE(waitUntil([&] { return read(accessibility, gtk).kind == Kind::None; }));
-    EXPECT_EQ(onWorker([&] { return accessibility.selection(0); }).kind, Kind::Unavailable);
+    EXPECT_EQ(onWorker([&] { return accessibility.selection({}); }).kind, Kind::Unavailable);
 }

@@ -130,6 +130,18 @@ TEST_F(AppDelegateTest, NothingAskedAndNothingSelectedWritesNothing) {
     EXPECT_TRUE(ledger().isEmpty());
 }
 
+TEST_F(AppDelegateTest, AnExcerptThatTheUserEmptiedIsSentAsEmpty) {
+    open();
+    settle();
+    panel().previewView->selectAll();
+    QTest::keyClick(panel().previewView, Qt::Key_Delete);
+    typePrompt(QStringLiteral("note this"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    ASSERT_EQ(queueFiles().size(), 1);
+    EXPECT_EQ(queued().value(QStringLiteral("text")).toString(), QString());
+}
+
 TEST_F(AppDelegateTest, AnExcerptThatIsReadAfterSubmitFindsItsRequestAndItsScreenshot) {
     dispatch.runAtOnce = false;
     open();

@@ -48,9 +48,9 @@ TEST_F(SelectionTest, SourcesInTheirOrder) {
     for (const Row& row : rows) {
         fake.accessibility.answer = row.tree;
         fake.pasteboard.primary = row.primary;
-        EXPECT_EQ(selection.axSelection(42), row.expected) << row.what;
+        EXPECT_EQ(selection.axSelection({{42, 0}, {}}).text, row.expected.value_or(QString())) << row.what;
     }
-    EXPECT_EQ(selection.axSelection(0), std::nullopt);
+    EXPECT_EQ(selection.axSelection({}).source, SelectedText::Source::Nobody);
 }
 
 TEST_F(SelectionTest, ACopyIsReadAndTheClipboardPutBack) {

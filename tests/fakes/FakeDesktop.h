@@ -34,7 +34,7 @@ struct FakeAccessibility final : Accessibility {
     AccessibleSelection answer;
     int asked = 0;
     bool enabled = true, turnedOn = false;
-    AccessibleSelection selection(qint32) override {
+    AccessibleSelection selection(const AppWindow&) override {
         ++asked;
         return answer;
     }

@@ -124,13 +124,42 @@ TEST_F(CapturePanelTest, PastesComeFromThePasteboardAndKeepEveryCharacter) {
     EXPECT_EQ(panel.promptField->text(), pasted + pasted);
 }
 
-TEST_F(CapturePanelTest, ALongExcerptIsShownInPartAndKeptWhole) {
+TEST_F(CapturePanelTest, ALongExcerptIsShownInPartAndKeptWholeUntilItIsEdited) {
     const QString text = QString(QStringLiteral("line of text\n")).repeated(20'000);
     panel.showExcerpt(text, false);
     EXPECT_LE(panel.previewView->toPlainText().size(), PreviewTextView::SHOWN_LENGTH);
     EXPECT_EQ(panel.previewView->excerpt(), text);
     QTest::keyClick(panel.previewView, Qt::Key_X);
-    EXPECT_EQ(panel.previewView->excerpt().size(), text.size() + 1) << "and can be edited";
+    EXPECT_EQ(panel.previewView->excerpt(), QLatin1Char('x') + text.left(PreviewTextView::SHOWN_LENGTH))
+        << "what cannot be seen is not sent with what was edited";
+    EXPECT_TRUE(panel.hintField->status().contains(QStringLiteral("50,000")));
+    panel.previewView->undo();
+    EXPECT_EQ(panel.previewView->excerpt(), text);
+    EXPECT_EQ(panel.hintField->status(), QString());
+}
+
+TEST_F(CapturePanelTest, BlanksAndLineEndsAreSentAsTheyAre) {
+    const QString text = QStringLiteral("10\u00a0000\u202f€ a\u2028b\u2029c\r\nd\te ");
+    panel.showExcerpt(text, false);
+    EXPECT_EQ(panel.previewView->excerpt(), text);
+    panel.previewView->moveCursor(QTextCursor::End);
+    QTest::keyClick(panel.previewView, Qt::Key_Return, Qt::ShiftModifier);
+    QTest::keyClick(panel.previewView, Qt::Key_X);
+    EXPECT_EQ(panel.previewView->excerpt(), QStringLiteral("10\u00a0000\u202f€ a\u2028b\nc\nd\te \nx"));
+    panel.promptField->setText(text);
+    EXPECT_EQ(panel.promptField->text(), text);
+    panel.showExcerpt({}, false);
+    EXPECT_EQ(panel.previewView->excerpt(), QString()) << "the selection is gone, and so is what it was";
+    EXPECT_FALSE(panel.previewView->edited());
+}
+
+TEST_F(CapturePanelTest, TheExcerptHasTheSameInsetOnBothSides) {
+    for (const int lines : {1, 40}) {
+        panel.showExcerpt(QString(QStringLiteral("word word\n")).repeated(lines), false);
+        const QWidget* text = panel.previewView->viewport();
+        EXPECT_EQ(text->x(), 10);
+        EXPECT_EQ(text->width(), PREVIEW_TEXT_WIDTH);
+    }
 }
 
 TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {

@@ -49,7 +49,8 @@ AtSpiRef AtSpiAccessibility::focusedOrRemembered(const AtSpiQuery& query, const 
     return {};
 }
 
-AccessibleSelection AtSpiAccessibility::selection(qint32 pid) {
+AccessibleSelection AtSpiAccessibility::selection(const AppWindow& at) {
+    const qint32 pid = at.pid;
     const QDeadlineTimer deadline(limit);
     if (pid < 1)
         return {};

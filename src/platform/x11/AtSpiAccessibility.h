@@ -20,7 +20,7 @@ public:
                                 std::chrono::milliseconds deadline = std::chrono::milliseconds(250));
     ~AtSpiAccessibility() override;
 
-    [[nodiscard]] AccessibleSelection selection(qint32 pid) override;
+    [[nodiscard]] AccessibleSelection selection(const AppWindow& at) override;
     void queryEnabled(std::function<void(bool enabled)> answer) override;
     void enable() override;
 
