@@ -2,11 +2,11 @@
 
 #include "LineReader.h"
 
+#include "base/AgentLine.h"
 #include "base/Log.h"
 #include "base/Text.h"
 
 #include <QPointer>
-#include <QUuid>
 
 #include <chrono>
 #include <deque>
@@ -23,8 +23,6 @@ constexpr qsizetype MOST_PENDING = qsizetype{1} << 16;
 constexpr qsizetype EVENT_COST = 64; // of one without text, which the main thread has to look at all the same
 constexpr auto LONGEST_TURN = 8ms;   // of the main thread
 
-bool isUuid(const std::optional<QString>& id) { return id && id->size() == 36 && !QUuid::fromString(*id).isNull(); }
-
 } // namespace
 
 QString fallbackAskPersona() {
@@ -36,15 +34,6 @@ QString fallbackAskPersona() {
         "create something), you have the tools and permission on their machine: say briefly what you are about to do, "
         "do it, then report the concrete outcome; show real errors verbatim; never claim you lack access. For long "
         "jobs, do the quick parts and say what remains.");
-}
-
-QString chatCommandLine(const QString& cli, const std::optional<QString>& resumeId) {
-    const QString resume =
-        isUuid(resumeId) ? QStringLiteral("--resume '") + *resumeId + QStringLiteral("' ") : QString();
-    return QLatin1Char('\'') + cli + QStringLiteral("' -p --input-format stream-json --output-format stream-json ") +
-           QStringLiteral("--include-partial-messages --verbose --effort low ") + resume +
-           QStringLiteral("--tools WebFetch WebSearch Read Bash Edit Write Grep Glob --append-system-prompt ") +
-           shellQuoted(fallbackAskPersona()) + QStringLiteral(" --permission-mode bypassPermissions");
 }
 
 // What the process has said and the main thread has not heard yet. The child's thread adds, the main thread takes.
@@ -134,16 +123,16 @@ bool ChatProcess::startWarmAsk(const std::optional<QString>& resumeId) {
         [where = command, resumeId, handlers, number = generation] {
             Launched result;
             result.generation = number;
-            QString line = QLatin1Char('\'') + where.askScript + QLatin1Char('\'');
+            QString line = shellQuoted(where.askScript);
             if (!scriptExists(where.askScript)) {
                 const auto cli = findClaudeBinary(where.search);
                 result.agentFound = cli.has_value();
                 if (!cli)
                     return result;
-                line = chatCommandLine(*cli, resumeId);
+                line = agentChatLine(*cli, fallbackAskPersona(), resumeId);
             }
             ChildCommand shell = shellCommand(line);
-            if (isUuid(resumeId))
+            if (isSessionId(resumeId))
                 shell.variables.insert(QStringLiteral("OVALIN_ASK_RESUME"), *resumeId);
             shell.workingDirectory = QStringLiteral("/");
             auto child = LiveChild::start(shell, handlers());

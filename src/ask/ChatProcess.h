@@ -22,9 +22,6 @@ struct ChatCommand {
 /// The agent's appended system prompt where the ask script is not installed.
 [[nodiscard]] QString fallbackAskPersona();
 
-/// The command line of a fresh or, with an id that is a UUID, of a resumed conversation. Pure.
-[[nodiscard]] QString chatCommandLine(const QString& cli, const std::optional<QString>& resumeId);
-
 /// The long-lived agent CLI of one conversation. Main thread; the child is started and served elsewhere.
 class ChatProcess final : public QObject {
     Q_OBJECT

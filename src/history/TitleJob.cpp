@@ -1,5 +1,6 @@
 #include "TitleJob.h"
 
+#include "base/AgentLine.h"
 #include "base/Text.h"
 
 #include <QStringDecoder>
@@ -13,14 +14,13 @@ constexpr qsizetype TITLE_LIMIT = 80; // user-perceived characters
 } // namespace
 
 ChildCommand titleCommand(const QString& agent, const QString& question) {
-    // The agent takes a first word that begins with a hyphen for an option.
-    const QLatin1String guard(question.startsWith(QLatin1Char('-')) ? "-- " : "");
+    const AgentRequest request{QStringLiteral("OVALIN_TITLE_Q"), question};
     ChildCommand command = shellCommand(
-        shellQuoted(agent) + QStringLiteral(" -p --effort low --append-system-prompt ") +
-            QStringLiteral("'Write a 3-6 word title for a conversation that starts with the given question. Output "
-                           "ONLY the title - no quotes, no period.' ") +
-            guard + QStringLiteral("\"$OVALIN_TITLE_Q\""),
-        {{QStringLiteral("OVALIN_TITLE_Q"), question}});
+        agentWritingLine(agent, AgentEffort::Low,
+                         QStringLiteral("Write a 3-6 word title for a conversation that starts with the given "
+                                        "question. Output ONLY the title - no quotes, no period."),
+                         request),
+        {{request.variable, request.words}});
     command.workingDirectory = QStringLiteral("/");
     return command;
 }

@@ -1,5 +1,6 @@
 #include "Router.h"
 
+#include "base/AgentLine.h"
 #include "base/ChildProcess.h"
 #include "base/Log.h"
 #include "base/Text.h"
@@ -41,9 +42,7 @@ QString routerScriptLine(const QString& script, const QString& queueFile, const 
 
 QString routerAgentLine(const QString& agent, const QString& queueFile, const QString& log) {
     const QString prompt = fallbackRouterPrompt() + QStringLiteral("\n\nQueue file: ") + queueFile;
-    return backgroundLine(shellQuoted(agent) + QStringLiteral(" -p ") + shellQuoted(prompt) +
-                              QStringLiteral(" --permission-mode bypassPermissions"),
-                          log);
+    return backgroundLine(agentRouterLine(agent, prompt), log);
 }
 
 RouterStart spawnRouter(const QString& queueFile, const Paths& paths, const AgentSearch& search) {

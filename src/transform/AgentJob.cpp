@@ -1,8 +1,16 @@
 #include "AgentJob.h"
 
+#include "base/Text.h"
+
 #include <QStringDecoder>
 
 namespace ovalin {
+
+namespace {
+
+constexpr qsizetype LONGEST_LINE = 120; // user-perceived characters
+
+} // namespace
 
 ChildRun runJob(const AgentJob& job, const QString& line, const ChildVariables& variables,
                 std::optional<QByteArray> input) {
@@ -20,6 +28,20 @@ QString printedText(const ChildRun& run) {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     const QString text = decoder.decode(run.output);
     return decoder.hasError() || run.truncated ? QString() : text.trimmed();
+}
+
+QString oneLine(const QString& printed) {
+    QString line = printed.trimmed().section(QLatin1Char('\n'), 0, 0);
+    line.removeIf([](QChar letter) { return letter.category() == QChar::Other_Control; });
+    return characterCount(line) <= LONGEST_LINE ? line : firstCharacters(line, LONGEST_LINE) + QStringLiteral("…");
+}
+
+QString withReason(const QString& sentence, const ChildRun& run) {
+    if (run.end.kind != ChildEnd::Kind::Exited || run.end.number == 0 || run.timedOut)
+        return sentence;
+    // "Not logged in · Please run /login": the advice is for its own prompt.
+    const QString reason = oneLine(printedText(run)).section(QStringLiteral(" · "), 0, 0);
+    return reason.isEmpty() ? sentence : sentence + QStringLiteral(": ") + reason;
 }
 
 } // namespace ovalin

@@ -31,4 +31,10 @@ struct JobEnd {
 /// What a job printed, without white space at its ends; empty when it is not UTF-8 all through, or more than 256 MB.
 [[nodiscard]] QString printedText(const ChildRun& run);
 
+/// The first line of what was printed, for the status line: a bounded one, without control characters.
+[[nodiscard]] QString oneLine(const QString& printed);
+
+/// What is said when a text did not come, and behind it why, if the agent ended with a word of its own about that.
+[[nodiscard]] QString withReason(const QString& sentence, const ChildRun& run);
+
 } // namespace ovalin

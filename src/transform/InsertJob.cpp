@@ -1,7 +1,7 @@
 #include "InsertJob.h"
 
+#include "base/AgentLine.h"
 #include "base/Log.h"
-#include "base/Text.h"
 
 namespace ovalin {
 
@@ -21,20 +21,16 @@ JobEnd runInsert(const InsertJob& insert, const AgentJob& job) {
     const auto agent = findClaudeBinary(job.agent);
     if (!agent)
         return {JobEnd::Kind::Failed, agentMissingMessage()};
-    // An instruction that begins with a dash would be taken for an option.
-    const QString prompt = insert.instruction.startsWith(u'-') ? QStringLiteral(" -- \"$OVALIN_INSERT_INSTRUCTION\"")
-                                                               : QStringLiteral(" \"$OVALIN_INSERT_INSTRUCTION\"");
-    const QString line = shellQuoted(*agent) + QStringLiteral(" -p --append-system-prompt ") +
-                         shellQuoted(systemPrompt(insert)) + prompt;
-    const ChildRun run =
-        runJob(job, line, {{QStringLiteral("OVALIN_INSERT_INSTRUCTION"), insert.instruction}}, std::nullopt);
+    const AgentRequest request{QStringLiteral("OVALIN_INSERT_INSTRUCTION"), insert.instruction};
+    const QString line = agentWritingLine(*agent, AgentEffort::Usual, systemPrompt(insert), request);
+    const ChildRun run = runJob(job, line, {{request.variable, request.words}}, std::nullopt);
     if (run.end.kind == ChildEnd::Kind::FailedToStart) {
         logLine(QStringLiteral("Ovalin insert: %1").arg(run.end.reason));
         return {JobEnd::Kind::Failed, QStringLiteral("generation launch failed")};
     }
     const QString text = printedText(run);
     if (!run.end.succeeded() || text.isEmpty())
-        return {JobEnd::Kind::Failed, QStringLiteral("generation failed — nothing inserted")};
+        return {JobEnd::Kind::Failed, withReason(QStringLiteral("generation failed — nothing inserted"), run)};
     return {JobEnd::Kind::Text, text};
 }
 

@@ -1,5 +1,6 @@
 #include "TransformJob.h"
 
+#include "base/AgentLine.h"
 #include "base/Log.h"
 #include "base/Text.h"
 
@@ -29,27 +30,32 @@ const QString TRANSFORM_PROMPT = QStringLiteral(
     "text - no preamble, no quotes, no commentary.");
 
 QString agentLine(ReplaceTarget target, const QString& agent) {
-    const QString editor =
-        shellQuoted(agent) + QStringLiteral(" -p --permission-mode bypassPermissions --append-system-prompt ");
     if (target == ReplaceTarget::File)
-        return editor + shellQuoted(FILE_PROMPT);
+        return agentEditLine(agent, FILE_PROMPT);
     if (target == ReplaceTarget::Quarn)
-        return editor + shellQuoted(QUARN_PROMPT);
-    return shellQuoted(agent) + QStringLiteral(" -p --append-system-prompt \"") + TRANSFORM_PROMPT +
-           QStringLiteral("\"");
+        return agentEditLine(agent, QUARN_PROMPT);
+    return agentTransformLine(agent, TRANSFORM_PROMPT);
 }
 
-/// The command line; the error is for the user.
-tl::expected<QString, QString> commandLine(ReplaceTarget target, const AgentJob& job) {
+struct Launch {
+    QString line;
+    QByteArray input;
+};
+
+/// The command line and what it reads; the error is for the user.
+tl::expected<Launch, QString> launchFor(const TransformJob& transform, const AgentJob& job) {
+    const ReplaceTarget target = transform.target;
     const QString script = job.binDir + QLatin1Char('/') + replaceScript(target);
     const bool exists = scriptExists(script);
     logLine(QStringLiteral("Ovalin replace: script=%1 exists=%2").arg(script).arg(exists ? 1 : 0));
     if (exists)
-        return shellQuoted(script);
+        return Launch{shellQuoted(script), transform.selection.toUtf8()};
     const auto agent = target == ReplaceTarget::Torvi ? std::nullopt : findClaudeBinary(job.agent);
     if (!agent)
         return tl::unexpected(agentMissingMessage());
-    return agentLine(target, *agent);
+    const bool edits = target == ReplaceTarget::File || target == ReplaceTarget::Quarn;
+    return Launch{agentLine(target, *agent),
+                  edits ? agentEditInput(transform.selection) : agentInput(transform.selection)};
 }
 
 ChildVariables variablesOf(const TransformJob& transform) {
@@ -65,10 +71,10 @@ ChildVariables variablesOf(const TransformJob& transform) {
 } // namespace
 
 JobEnd runTransform(const TransformJob& transform, const AgentJob& job) {
-    const auto line = commandLine(transform.target, job);
-    if (!line)
-        return {JobEnd::Kind::Failed, line.error()};
-    const ChildRun run = runJob(job, *line, variablesOf(transform), transform.selection.toUtf8());
+    const auto launch = launchFor(transform, job);
+    if (!launch)
+        return {JobEnd::Kind::Failed, launch.error()};
+    const ChildRun run = runJob(job, launch->line, variablesOf(transform), launch->input);
     if (run.end.kind == ChildEnd::Kind::FailedToStart) {
         logLine(QStringLiteral("Ovalin replace: %1").arg(run.end.reason));
         return {JobEnd::Kind::Failed, QStringLiteral("transform launch failed")};
@@ -82,8 +88,8 @@ JobEnd runTransform(const TransformJob& transform, const AgentJob& job) {
     if (run.end.succeeded() && !result.isEmpty())
         return {edits ? JobEnd::Kind::Status : JobEnd::Kind::Text, result};
     if (edits && !result.isEmpty())
-        return {JobEnd::Kind::Failed, result};
-    return {JobEnd::Kind::Failed, QStringLiteral("transform failed — selection untouched")};
+        return {JobEnd::Kind::Failed, oneLine(result)};
+    return {JobEnd::Kind::Failed, withReason(QStringLiteral("transform failed — selection untouched"), run)};
 }
 
 } // namespace ovalin

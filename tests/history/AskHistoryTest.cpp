@@ -126,18 +126,19 @@ TEST_F(AskHistoryTest, AFolderThatCannotBeWrittenLosesNoMoreThanTheTurn) {
 TEST_F(AskHistoryTest, TheTitleOfANewConversationComesLater) {
     agentDoes("printf '%s|' \"$@\" >'" + folder.path().toUtf8() + "/arguments'\npwd >'" + folder.path().toUtf8() +
               "/place'\ncat\necho noise >&2\necho ' \n A short title '\nexit 1\n");
-    for (const char* question : {"it's \"$(x)\" `id` \\ $HOME?", "--help", "-", "two\nlines"}) {
+    for (const char* question : {"it's \"$(x)\" `id` \\ $HOME?", "--help", "-", "two\nlines", "/cost of living?"}) {
         const QString id = QString::fromUtf8(question);
         store(id, id);
         settle();
         store(id, QStringLiteral("later"));
         settle();
         EXPECT_EQ(titleOf(id), QStringLiteral("A short title"));
-        const QByteArray guard = question[0] == '-' ? "--|" : "";
+        const QByteArray guard = question[0] == '-' ? "--|" : question[0] == '/' ? " " : "";
         EXPECT_EQ(
             readFile(folder.filePath(QStringLiteral("arguments"))),
             "-p|--effort|low|--append-system-prompt|Write a 3-6 word title for a conversation that starts with the "
-            "given question. Output ONLY the title - no quotes, no period.|" +
+            "given question. Output ONLY the title - no quotes, no period.|--settings|"
+            R"({"permissions":{"deny":["Read"]}}|)" +
                 guard + question + "|");
     }
     EXPECT_EQ(readFile(folder.filePath(QStringLiteral("place"))), "/\n");

@@ -32,6 +32,8 @@ namespace {
 const JobEnd UNTOUCHED{Kind::Failed, QStringLiteral("transform failed — selection untouched")};
 const JobEnd NOTHING_INSERTED{Kind::Failed, QStringLiteral("generation failed — nothing inserted")};
 
+const QString NO_READING = QStringLiteral(R"({"permissions":{"deny":["Read"]}})");
+
 JobEnd text(const char* utf8) { return {Kind::Text, QString::fromUtf8(utf8)}; }
 
 struct Jobs : testing::Test {
@@ -94,7 +96,12 @@ TEST_F(Jobs, WhatAScriptPrintsAndHowItEnds) {
         {"cat", text("Grüße 🙂"), {Kind::Status, QStringLiteral("Grüße 🙂")}},
         {"print ' \n a\n b \n'", text("a\n b"), {Kind::Status, QStringLiteral("a\n b")}},
         {"exec <&-; print done", text("done"), {Kind::Status, QStringLiteral("done")}},
-        {"print index.html is read-only; exit 3", UNTOUCHED, says},
+        {"print index.html is read-only; exit 3",
+         {Kind::Failed, UNTOUCHED.text + QStringLiteral(": index.html is read-only")},
+         says},
+        {"print 'Not logged in · Please run /login\nmore'; exit 1",
+         {Kind::Failed, UNTOUCHED.text + QStringLiteral(": Not logged in")},
+         {Kind::Failed, QStringLiteral("Not logged in · Please run /login")}},
         {"print index.html is read-only; kill -9 $$", UNTOUCHED, says},
         {"kill -SEGV $$", UNTOUCHED, UNTOUCHED},
         {"true", UNTOUCHED, UNTOUCHED},
@@ -154,7 +161,8 @@ TEST_F(Jobs, WithoutAScriptTheAgentGetsInstructionAndSelectionUnharmed) {
     const QString prompt =
         QStringLiteral("Transform the text on stdin exactly as this instruction asks: ") + instruction +
         QStringLiteral(". Output ONLY the transformed text - no preamble, no quotes, no commentary.");
-    EXPECT_EQ(words, (QStringList{QStringLiteral("-p"), QStringLiteral("--append-system-prompt"), prompt}));
+    EXPECT_EQ(words, (QStringList{QStringLiteral("-p"), QStringLiteral("--append-system-prompt"), prompt,
+                                  QStringLiteral("--settings"), NO_READING}));
 
     EXPECT_EQ(transform(ReplaceTarget::Web, QStringLiteral("x")).kind, Kind::Status)
         << "the same, but said, not pasted";
@@ -203,9 +211,33 @@ TEST_F(Jobs, InsertAsksTheAgentForTheText) {
     (void)runInsert({QStringLiteral("x"), QStringLiteral("Chrome"), QStringLiteral("https://a/")}, job);
     EXPECT_TRUE(readFile(home.filePath(QStringLiteral("agent/log.jsonl")))
                     .contains("The user is in Chrome. Page: https://a/.\""));
-    for (const char* scenario : {R"({"insert": [{"text": " \n "}]})", R"({"insert": {"error": "API Error"}})",
-                                 R"({"insert": {"end": "crash"}})"}) {
-        installAgent(scenario);
-        EXPECT_EQ(runInsert({QStringLiteral("x"), QStringLiteral("Editor"), {}}, job), NOTHING_INSERTED) << scenario;
+    const struct {
+        const char* scenario;
+        QString reason;
+    } failures[] = {
+        {R"({"insert": [{"text": " \n "}]})", {}},
+        {R"({"insert": {"end": "crash"}})", {}},
+        {R"({"insert": {"error": "Not logged in · Please run /login"}})", QStringLiteral(": Not logged in")}};
+    for (const auto& row : failures) {
+        installAgent(row.scenario);
+        EXPECT_EQ(runInsert({QStringLiteral("x"), QStringLiteral("Editor"), {}}, job),
+                  (JobEnd{Kind::Failed, NOTHING_INSERTED.text + row.reason}))
+            << row.scenario;
+    }
+}
+
+TEST_F(Jobs, WordsThatLookLikeTheAgentsOwnAreWords) {
+    const QString secret = home.filePath(QStringLiteral("secret"));
+    writeFile(secret, "not for the agent");
+    for (const QString& words : {QStringLiteral("/cost of living rises"), QLatin1Char('@') + secret + u'.',
+                                 QStringLiteral("/help @") + secret, QStringLiteral("see @\"%1\"").arg(secret)}) {
+        installAgent();
+        (void)transform(ReplaceTarget::Plain, words);
+        (void)transform(ReplaceTarget::File, words);
+        (void)runInsert({words, QStringLiteral("Editor"), {}}, job);
+        const QByteArray heard = readFile(home.filePath(QStringLiteral("agent/log.jsonl")));
+        EXPECT_EQ(heard.count("\"role\""), 3) << words.toStdString();
+        EXPECT_FALSE(heard.contains("\"command\"") || heard.contains("\"read\"")) << heard.toStdString();
+        QFile::remove(home.filePath(QStringLiteral("agent/log.jsonl")));
     }
 }
