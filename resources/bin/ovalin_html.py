@@ -35,6 +35,7 @@ UNSEEN = "\u00ad\u200b\u2060\ufeff\0"  # soft hyphens and the like: not in what 
 WORD = r"[^\s&%s]+" % UNSEEN
 PIECE = re.compile(r"%s(?: %s)*|\s+|[%s]+|&(?:#[0-9]+;?|#[xX][0-9a-fA-F]+;?|[a-zA-Z][a-zA-Z0-9]*;?)?"
                    % (WORD, WORD, UNSEEN))
+LONGEST_NAME = max(map(len, html5))
 DROPPED = str.maketrans("", "", UNSEEN)
 
 # What may be left empty by an edit and then goes; an id or a name is there for others.
@@ -51,9 +52,11 @@ def collapsed(text):
 
 def entity(token):
     """How many characters of `token` ("&amp;", "&copy2024") are a reference, and what it means."""
-    if not token.startswith("&#") and token[1:] not in html5:
-        name = next((token[1:end] for end in range(len(token), 1, -1) if token[1:end] in html5), "")
-        token = "&" + name
+    if token.startswith("&#"):
+        digits = token.strip("&#;").lstrip("0")
+        return len(token), html.unescape(token) if len(digits) < 10 else "\ufffd"  # int() is slow, and has a limit
+    ends = range(min(len(token), LONGEST_NAME + 1), 1, -1)
+    token = "&" + next((token[1:end] for end in ends if token[1:end] in html5), "")
     return len(token), html.unescape(token)
 
 
@@ -67,6 +70,7 @@ class VisibleText:
         self.breaks = set()  # the blanks at which a new block begins
         self.gap = None      # white space not yet put: start, end, a tag in it, a block in it
         self.hidden, self.opened = "", Counter()  # the hidden element we are in, and what was opened in it
+        self.raw_ends = {}   # by name, the next end tag of an element whose content is no markup
         if markup:
             self.read_markup()
         else:
@@ -186,10 +190,9 @@ class VisibleText:
                 self.hidden = ""
         self.put_tag(name, tag)
         if name in RAW or name == "textarea":
-            end = re.compile(r"</%s(?=[\s/>])" % name, re.I).search(self.source, at)
-            if closed and not end:  # <title/> in a picture
+            stop = self.raw_end(name, at)
+            if closed and stop == len(self.source):  # <title/> in a picture
                 return at
-            stop = end.start() if end else len(self.source)
             if name == "textarea" and not concealed:
                 self.put_text(at, stop)
             return stop
@@ -201,6 +204,13 @@ class VisibleText:
             self.hidden, self.opened = name, Counter()
         return at
 
+    def raw_end(self, name, at):
+        """Where the end tag is, or the end of the page. Searched for anew only behind the last one that was found."""
+        if self.raw_ends.get(name, -1) < at:
+            end = re.compile(r"</%s(?=[\s/>])" % name, re.I).search(self.source, at)
+            self.raw_ends[name] = end.start() if end else len(self.source)
+        return self.raw_ends[name]
+
     def find(self, selection):
         """The first place of the selection as a range of characters, or None. White space counts as one blank; where
         a tag lies between, the page's layout decides about blanks, and the selection may have one or none."""
@@ -210,28 +220,29 @@ class VisibleText:
         at = self.text.find(wanted)
         if at >= 0:
             return range(at, at + len(wanted))
-        places = [at for at, character in enumerate(self.text) if character != " "]
+        places = array("Q", (at for at, character in enumerate(self.text) if character != " "))
         text, bare = self.text.replace(" ", ""), wanted.replace(" ", "")
         blanks, count = set(), 0
         for word in wanted.split(" "):
             count += len(word)
             blanks.add(count)
-        at = text.find(bare)
-        for _ in range(200):
-            if at < 0:
-                return None
-            if self.differs_in_layout_only(places[at:at + len(bare)], blanks):
-                return range(places[at], places[at + len(bare) - 1] + 1)
+        at, looked_at = text.find(bare), 0
+        while at >= 0 and looked_at < 4 * len(text) + 1000:  # on the oddest pages all is nearly right everywhere
+            same = self.same_but_for_layout(places, at, len(bare), blanks)
+            if same == len(bare):
+                return range(places[at], places[at + same - 1] + 1)
+            looked_at += same
             at = text.find(bare, at + 1)
         return None
 
-    def differs_in_layout_only(self, places, blanks):
-        for count in range(1, len(places)):
-            place = places[count]
-            gap = place - places[count - 1] > 1
+    def same_but_for_layout(self, places, at, length, blanks):
+        """How many characters from `at` on have blanks between them as the selection has, but where a tag is."""
+        for count in range(1, length):
+            place = places[at + count]
+            gap = place - places[at + count - 1] > 1
             if gap != (count in blanks) and (place - 1 if gap else place) not in self.seams:
-                return False
-        return True
+                return count
+        return length
 
     def blocks(self, found):
         """The found range cut where a new block (a paragraph, a line of a list) begins."""
