@@ -2,6 +2,7 @@
 
 import codecs
 import html
+import mimetypes
 import os
 import re
 import stat
@@ -21,6 +22,22 @@ WESTERN = ("ascii", "iso8859-1", "cp1252")
 # Browsers read all of WESTERN as windows-1252, and the five bytes that it leaves out as control characters.
 HIGH = {byte: ord(bytes([byte]).decode("cp1252", "ignore") or chr(byte)) for byte in range(0x80, 0xA0)}
 LOW = {character: byte for byte, character in HIGH.items()}
+
+
+PICTURES = re.compile(rb"\x89PNG|\xff\xd8\xff|GIF8[79]a|RIFF....WEBP|II\*\0|MM\0\*|\0\0[\1\2]\0|BM....\0\0\0\0"
+                      rb"|....ftyp(?:avi|hei|mif)", re.S)
+CONTROLS = re.compile("[\0-\x08\x0e-\x1a\x1c-\x1f]")
+
+
+def kind_of(content, name):
+    """What a browser shows that is no page, by its content and by its name; empty for all that may be one."""
+    kind = mimetypes.guess_type(name)[0] or ""
+    start = content[:1024]
+    if kind == "application/pdf" or start.lstrip().startswith(b"%PDF-") or b"%PDF-" in start and b"startxref" in content:
+        return "a PDF document"
+    if PICTURES.match(content) or kind.startswith("image/") and kind != "image/svg+xml":
+        return "a picture"
+    return ""
 
 
 class Encoding:
@@ -79,10 +96,12 @@ class Page:
             raise Refused("cannot read %s: %s" % (self.name, (error.strerror or "error").lower()))
         if len(self.content) > LIMIT:
             raise Refused(self.name + " is too large")
+        if kind := kind_of(self.content, path):
+            raise Refused("%s is %s, which cannot be edited" % (self.name, kind))
         self.encoding = Encoding(self.content)
         try:
             self.source = self.encoding.decode(self.content)
-            if self.encoding.encode(self.source) != self.content or "\0" in self.source and not self.markup:
+            if self.encoding.encode(self.source) != self.content or not self.markup and CONTROLS.search(self.source):
                 raise ValueError
         except ValueError:
             raise Refused(self.name + " is not a text file")
@@ -113,13 +132,18 @@ class Page:
 
     def keep_backup(self, home):
         """Not beside the page: that folder may be published, or watched by a generator."""
-        folder = os.path.join(home, "CLAUDE/system/ovalin-backups") + self.path
+        root = os.path.join(home, "CLAUDE/system/ovalin-backups")
+        os.makedirs(root, mode=0o700, exist_ok=True)
+        folder = root + self.path
         os.makedirs(folder, mode=0o700, exist_ok=True)
         moment = time.time_ns()
         stamp = time.strftime("%Y-%m-%dT%H%M%S", time.gmtime(moment // 10**9))
         write_new(os.path.join(folder, "%s.%09d" % (stamp, moment % 10**9)), self.content)
-        for old in sorted(os.listdir(folder))[:-BACKUPS]:
-            if os.path.isfile(os.path.join(folder, old)):
+        kept = 0
+        for old in sorted(os.listdir(folder), reverse=True):
+            status = os.lstat(os.path.join(folder, old))
+            kept += status.st_size > 0  # an empty one is left over from a full disk
+            if stat.S_ISREG(status.st_mode) and (kept > BACKUPS or status.st_size == 0):
                 os.unlink(os.path.join(folder, old))
 
 

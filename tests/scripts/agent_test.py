@@ -134,5 +134,26 @@ class ChatTest(ScriptTest):
         self.assertEqual((lines[0]["subtype"], lines[0]["is_error"]), ("success", True), "a resumed one is not given up")
 
 
+class NotifyTest(ScriptTest):
+    def test_whatever_there_is_shows_it_once(self):
+        said = ["it's \\ \"x\" $(touch pwned)", "-n ü"]
+        tools = ["osascript", "notify-send", "busctl"]
+        for works in (0, 1, 2, None):
+            for number, tool in enumerate(tools):
+                self.write("tools/" + tool, "#!/bin/sh\nprintf '%%s\\n' %s \"$@\" >> ~/shown\nexit %d\n"
+                           % (tool, number != works), 0o755)
+            status, _ = self.run_script("ovalin-notify", *said)
+            lines = self.read("shown").decode().splitlines()
+            self.assertEqual((status, [line for line in lines if line in tools]),
+                             (int(works is None), tools[:3 if works is None else works + 1]))
+            if works == 0:
+                self.assertEqual(lines[2], r'''display notification "-n ü" with title "it's \\ \"x\" $(touch pwned)"''')
+            elif works:
+                self.assertTrue(all(text in lines[-9:] for text in said), lines)
+            os.unlink(self.path("shown"))
+        self.assertIn(said[0] + " — " + said[1], self.stderr)
+        self.assertFalse(os.path.exists(self.path("pwned")))
+
+
 if __name__ == "__main__":
     unittest.main()

@@ -3,6 +3,7 @@
 import html
 import json
 import os
+import resource
 import sys
 import unittest
 
@@ -112,9 +113,42 @@ class PageEditTest(ScriptTest):
         os.chmod(page, 0o444)
         self.assertEqual(self.edit("new", "Old"), (1, "index.html is read-only\n"))
         self.assertEqual(self.edit("new", "Old", "gone.html")[1], "there is no file gone.html\n")
-        self.write("site/a.png", b"\x89PNG\0\xff")
-        self.assertEqual(self.edit("new", "PNG", "site/a.png")[1], "a.png is not a text file\n")
-        self.assertEqual(sorted(os.listdir(self.path("site"))), ["a.png", "index.html"])
+        self.assertEqual(sorted(os.listdir(self.path("site"))), ["index.html"])
+
+    def test_what_is_no_page_is_refused(self):
+        pdf = b"%PDF-1.4\n1 0 obj (Old) Tj endobj\nstartxref\n9\n%%EOF\n"
+        for name, content, kind in [("a.pdf", pdf, "a PDF document"), ("b.html", pdf, "a PDF document"),
+                                    ("c", b"junk " + pdf, "a PDF document"), ("d.pdf", b"<p>Old", "a PDF document"),
+                                    ("e.png", b"Old", "a picture"), ("f.html", b"\x89PNG Old", "a picture"),
+                                    ("g.txt", b"GIF89a Old", "a picture"), ("h", b"\xff\xd8\xff Old", "a picture")]:
+            self.write("site/" + name, content)
+            self.assertEqual(self.edit("New", "Old", "site/" + name),
+                             (1, "%s is %s, which cannot be edited\n" % (name, kind)))
+            self.assertEqual(self.read("site/" + name), content)
+        self.write("site/i", b"Old \x01")
+        self.assertEqual(self.edit("New", "Old", "site/i")[1], "i is not a text file\n")
+        for name, content in [("j.svg", b"<svg>Old"), ("k.html", b"<p>%PDF- Old"), ("l.txt", b"Old\x1b[0m\f")]:
+            self.write("site/" + name, content)
+            self.assertEqual(self.edit("New", "Old", "site/" + name)[0], 0, name)
+
+    def test_odd_pages_cost_time_in_line_with_their_size(self):
+        """Minutes otherwise, which run_script() does not wait."""
+        for odd in ("<title/>" * 250_000, "&" + "a" * 2_000_000, "&#" + "9" * 2_000_000 + ";"):
+            self.write("site/index.html", "<p>Old</p>" + odd)
+            self.assertEqual(self.edit("New", "Old")[0], 0, odd[:9])
+
+    def test_a_full_disk_leaves_page_and_backups(self):
+        self.write("site/index.html", "<p>Old")
+        self.assertEqual(self.edit("New", "Old")[0], 0)
+        backups = self.path("CLAUDE/system/ovalin-backups") + self.path("site/index.html")
+        self.write(backups + "/2000", "")
+        self.write("site/index.html", "<p>Old" + "x" * 100_000)
+        fsize = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (50_000, 50_000))
+        self.assertEqual(self.edit("New", "Old", preexec_fn=fsize)[1], "cannot write index.html: file too large\n")
+        self.assertEqual(self.read("site/index.html"), b"<p>Old" + b"x" * 100_000)
+        self.assertEqual(self.edit("New", "Old")[0], 0)
+        self.assertEqual(sorted(os.path.getsize(os.path.join(backups, name)) for name in os.listdir(backups)), [6, 100_006])
+        self.assertEqual(self.mode("CLAUDE/system/ovalin-backups"), 0o700)
 
     def test_the_file_keeps_its_encoding(self):
         meta = b"<meta charset=%s><p>"
@@ -174,9 +208,14 @@ class PageEditTest(ScriptTest):
             self.write(folder + "/public/a.html", "<script>Old</script>")
             self.write(folder + "/public/b/c.html", "<p>Old <i>Name</i>")
             os.symlink("/etc", self.path(folder + "/public/0"))
+            outside = self.write("elsewhere/page.html", "<p>Old <i>Name</i>")
+            os.symlink(outside, self.path(folder + "/public/1.html"))
+            os.symlink("b/c.html", self.path(folder + "/public/2.html"))
             run = self.run_script("ovalin-replace-%s.sh" % script, stdin="Old Name", OVALIN_INSTRUCTION="New")
             self.assertEqual(run, (0, "edited c.html — press Ctrl+R in %s\n" % folder))
             self.assertEqual(self.read(folder + "/public/b/c.html"), b"<p>New")
+            self.assertTrue(os.path.islink(self.path(folder + "/public/2.html")))
+            self.assertEqual(self.read(outside), b"<p>Old <i>Name</i>")
             run = self.run_script("ovalin-replace-%s.sh" % script, stdin="Other", OVALIN_INSTRUCTION="New")
             self.assertEqual(run, (1, "the text was not found under ~/%s/public\n" % folder))
 

@@ -62,11 +62,12 @@ class ScriptTest(unittest.TestCase):
         lines = self.read(".fake-claude/log.jsonl").decode("utf-8", "surrogateescape").splitlines()
         return [entry for entry in map(json.loads, lines) if entry["event"] == event]
 
-    def run_script(self, name, *arguments, stdin=b"", **variables):
+    def run_script(self, name, *arguments, stdin=b"", preexec_fn=None, **variables):
         """Exit status and output. Variables and arguments may be bytes."""
         environment = {os.fsencode(key): os.fsencode(value) for key, value in {**self.environment, **variables}.items()}
         run = subprocess.run([self.path(".claude/bin/" + name), *arguments], env=environment, cwd=self.home,
-                             input=stdin.encode() if isinstance(stdin, str) else stdin, capture_output=True, timeout=60)
+                             input=stdin.encode() if isinstance(stdin, str) else stdin, capture_output=True, timeout=60,
+                             preexec_fn=preexec_fn)
         self.stderr = run.stderr.decode("utf-8", "replace")
         return run.returncode, run.stdout.decode("utf-8", "replace")
 
