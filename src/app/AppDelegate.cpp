@@ -127,6 +127,8 @@ void AppDelegate::showPanel() {
     if (!context.capText.isEmpty())
         panel->showExcerpt(context.capText, false);
     setMode(false, false);
+    if (std::exchange(nextOpeningAsks, false))
+        modeAskTapped(); // as the user had chosen
     if (!nextOpeningPrompt.isEmpty())
         panel->promptField->setText(std::exchange(nextOpeningPrompt, {}));
     if (!nextOpeningStatus.isEmpty())

@@ -82,6 +82,8 @@ public:
 
     // Ask
     void sendAsk(const QString& question);
+    /// A question that nobody has begun to answer stands in the prompt of the next opening.
+    void giveBack(const QString& question);
 
     // Replace and Insert
     void replaceTapped();
@@ -155,8 +157,9 @@ private:
 
     std::vector<std::shared_ptr<Delivery>> deliveries; ///< submitted, their excerpt still being read
     bool hotkeyTakenSaid = false;
-    QString nextOpeningStatus; ///< said on the hint line of the next opening
-    QString nextOpeningPrompt; ///< an instruction that could not be delivered: not a word is lost
+    QString nextOpeningStatus;    ///< said on the hint line of the next opening
+    bool nextOpeningAsks = false; ///< what stands in its prompt is a question
+    QString nextOpeningPrompt;    ///< an instruction that could not be delivered: not a word is lost
 };
 
 } // namespace ovalin

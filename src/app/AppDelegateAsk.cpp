@@ -22,6 +22,12 @@ void AppDelegate::closeChat() {
     chat.reset();
 }
 
+void AppDelegate::giveBack(const QString& question) {
+    nextOpeningPrompt = question;
+    nextOpeningStatus = QStringLiteral("closed before it was answered — Return asks it again");
+    nextOpeningAsks = true;
+}
+
 void AppDelegate::sendAsk(const QString& question) {
     if (!question.isEmpty() && !chat->streaming())
         recordIntentCommit(question, true);

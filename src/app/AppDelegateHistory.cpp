@@ -11,6 +11,7 @@ namespace ovalin {
 void AppDelegate::connectChatToHistory() {
     connect(chat.get(), &AskChat::turnStored, &askHistory, &AskHistory::persistAskTurn);
     connect(chat.get(), &AskChat::evicted, &askHistory, &AskHistory::evictAskHistory);
+    connect(chat.get(), &AskChat::unanswered, this, &AppDelegate::giveBack);
     connect(chat.get(), &AskChat::questionSent, this, &AppDelegate::closeHistoryPanel);
 }
 
@@ -39,6 +40,13 @@ void AppDelegate::showHistoryPanel() {
 void AppDelegate::openHistoryPanel(const AskHistoryEntries& entries) {
     historyPanel = std::make_unique<HistoryPanel>(entries, dispatch.wallClock(), desktop.workspace.compositorRuns());
     connect(historyPanel.get(), &HistoryPanel::rowTapped, this, &AppDelegate::historyRowTapped);
+    connect(historyPanel.get(), &HistoryPanel::rowEntered, this, [this](const QString& id) {
+        if (chat->streaming())
+            sendTapped(); // no row opens now, but the prompt may say stop
+        else
+            historyRowTapped(id);
+    });
+    connect(panel->promptField, &PromptField::textChanged, historyPanel.get(), &HistoryPanel::deselect);
     connect(historyPanel.get(), &HistoryPanel::dismissed, this, &AppDelegate::closeHistoryPanel);
     panel->windowHandle()->installEventFilter(historyPanel.get()); // the panel keeps the keyboard
     historyPanel->openAt(placeBeside(panel->geometry(), historyPanel->size(), currentScreens()));

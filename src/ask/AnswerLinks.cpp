@@ -135,6 +135,23 @@ void linkifyBareURLs(std::vector<AnswerRun>& runs, QStringView plain) {
 
 AnswerRun linkRun(const LinkPair& pair) { return {pair.anchor, true, QUrl(pair.url).isValid() ? pair.url : QString()}; }
 
+// A line end in a head of the mail would begin another one.
+QString oneLine(const QString& encoded) {
+    static const QRegularExpression lineEnd(QStringLiteral("%0[aAdD]"));
+    return QString(encoded).remove(lineEnd);
+}
+
+QString mail(const QUrl& url) {
+    QStringList kept;
+    for (const QString& item : url.query(QUrl::FullyEncoded).split(QLatin1Char('&'))) {
+        const QString name = item.section(QLatin1Char('='), 0, 0).toLower();
+        if (name == QLatin1String("subject") || name == QLatin1String("body"))
+            kept.append(name == QLatin1String("body") ? item : oneLine(item));
+    }
+    const QString address = QStringLiteral("mailto:") + oneLine(url.path(QUrl::FullyEncoded));
+    return kept.isEmpty() ? address : address + QLatin1Char('?') + kept.join(QLatin1Char('&'));
+}
+
 } // namespace
 
 std::vector<LinkPair> extractLinkPairs(const QString& answer) {
@@ -158,13 +175,15 @@ std::vector<AnswerRun> attributedAnswer(const QString& answer) {
     return runs;
 }
 
-bool mayOpen(const QString& target) {
+QString openable(const QString& target) {
     const QUrl url(target);
     const QString scheme = url.scheme();
+    if (!url.isValid())
+        return {};
     if (scheme == QLatin1String("mailto"))
-        return url.isValid();
-    return url.isValid() && !url.host().isEmpty() &&
-           (scheme == QLatin1String("http") || scheme == QLatin1String("https"));
+        return mail(url);
+    const bool web = scheme == QLatin1String("http") || scheme == QLatin1String("https");
+    return web && !url.host().isEmpty() ? target : QString();
 }
 
 } // namespace ovalin

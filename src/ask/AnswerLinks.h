@@ -33,7 +33,8 @@ using ReplacementTable = QHash<QString, QString>;
 /// The answer with its markdown links and bare addresses made into links; all other markdown stays as it was typed.
 [[nodiscard]] std::vector<AnswerRun> attributedAnswer(const QString& answer);
 
-/// Whether a click may hand the target to the desktop: http and https with a host, and mailto.
-[[nodiscard]] bool mayOpen(const QString& target);
+/// What a click on the target hands to the desktop: http and https with a host as they are, of mailto the address, the
+/// subject and the body; else nothing. A mail with files attached, for instance, is for nobody but the user to begin.
+[[nodiscard]] QString openable(const QString& target);
 
 } // namespace ovalin

@@ -1,15 +1,13 @@
 #include "AskChat.h"
 
-#include "AnswerLinks.h"
 #include "AskMessage.h"
+#include "ShownLinks.h"
 #include "WebSearch.h"
 
-#include "base/ChildProcess.h"
-#include "base/Log.h"
+#include "base/AgentLine.h"
 #include "history/AskHistory.h"
 
 #include <QPointer>
-#include <QUuid>
 
 namespace ovalin {
 
@@ -24,29 +22,17 @@ constexpr qsizetype MOST_BACKLOG = qsizetype{1} << 16;
 
 QString bracketed(const QString& text) { return QStringLiteral("\n[") + text + QLatin1Char(']'); }
 
-/// Where in the answer its links stand. A written-out link takes more room there than what shows of it.
-std::vector<Transcript::LinkSpan> linkSpans(const QString& answer) {
-    std::vector<Transcript::LinkSpan> spans;
-    qsizetype at = 0;
-    for (const AnswerRun& run : attributedAnswer(answer)) {
-        qsizetype length = run.text.size();
-        if (run.link && answer.at(at) == QLatin1Char('['))
-            length = answer.indexOf(QLatin1Char(')'), at + length + 2) + 1 - at;
-        if (run.link)
-            spans.push_back({at, length, run.text, run.target});
-        at += length;
-    }
-    return spans;
-}
-
 } // namespace
 
 // One question on its way to the agent: what is asked of others for it comes in any order.
 struct AskChat::Turn {
-    quint64 number = 0;
     QString question;
     AskPreamble preamble;
     std::optional<QString> selection, searchResults;
+    bool askedAgain = false;           // in a fresh conversation
+    bool heard = false, begun = false; // a line of the agent has come; text or the use of a tool
+
+    [[nodiscard]] bool complete() const { return selection && searchResults; }
 };
 
 AskChat::AskChat(Dispatch& theDispatch, LinkVerifier& theVerifier, CapturePanel& thePanel,
@@ -65,8 +51,10 @@ AskChat::AskChat(Dispatch& theDispatch, LinkVerifier& theVerifier, CapturePanel&
         setAskStatus(agentMissingChatMessage());
     });
     connect(panel.transcriptView, &Transcript::caughtUp, this, [this] { process.setPaused(false); });
-    connect(panel.transcriptView, &Transcript::anchorClicked, this,
-            [this](const QUrl& target) { openLink(target.toString(QUrl::FullyEncoded)); });
+    connect(panel.transcriptView, &Transcript::anchorClicked, this, [this](const QUrl& target) {
+        openLink(dispatch, this, target.toString(QUrl::FullyEncoded),
+                 [this](const QString& problem) { setAskStatus(problem); });
+    });
 }
 
 AskChat::~AskChat() = default;
@@ -76,7 +64,7 @@ void AskChat::startWarmAsk() {
         return;
     firstAskTurn = true;
     agentIsMissing = false;
-    resumeRefused = false;
+    agentKnowsUs = false;
 }
 
 void AskChat::stopWarmAsk() {
@@ -97,7 +85,7 @@ void AskChat::sendAskTurn() {
         startWarmAsk();
 
     auto turn = std::make_shared<Turn>();
-    turn->number = ++turnNumber;
+    current = turn;
     turn->question = question;
     if (std::exchange(firstAskTurn, false))
         turn->preamble = askPreamble(context);
@@ -110,11 +98,8 @@ void AskChat::sendAskTurn() {
 
 void AskChat::askAbout(const std::shared_ptr<Turn>& turn) {
     const auto whenAllIsThere = [this, turn] {
-        if (!turn->selection || !turn->searchResults || turn->number != turnNumber || !askStreaming)
-            return;
-        writeAskMessage(askMessage(turn->preamble.parts, *turn->selection,
-                                   groundingBlock(turn->question, *turn->searchResults), turn->question),
-                        turn->preamble.attachShot);
+        if (turn->complete() && isCurrent(turn))
+            writeAskMessage(turn);
     };
     dispatch.inBackground(Queue::UserInitiated, this, sources.currentFocus(),
                           [turn, whenAllIsThere](const QString& selection) {
@@ -130,19 +115,23 @@ void AskChat::askAbout(const std::shared_ptr<Turn>& turn) {
         });
 }
 
-void AskChat::writeAskMessage(const QString& message, bool attachShot) {
-    setAskStatus(QStringLiteral("Torvi is thinking…"));
+void AskChat::writeAskMessage(const std::shared_ptr<Turn>& turn) {
+    if (!turn->askedAgain) // then it says so
+        setAskStatus(QStringLiteral("Torvi is thinking…"));
+    AskMessage message{askMessage(turn->preamble.parts, *turn->selection,
+                                  groundingBlock(turn->question, *turn->searchResults), turn->question),
+                       turn->preamble.attachShot ? context.capShotB64 : std::nullopt, saidSoFar};
     // With a screenshot the line is megabytes long.
     dispatch.inBackground(
-        Queue::UserInitiated, this,
-        [message, shot = attachShot ? context.capShotB64 : std::nullopt] { return askMessageLine(message, shot); },
-        [this, number = turnNumber](std::optional<QByteArray> line) {
-            if (number != turnNumber || !askStreaming)
+        Queue::UserInitiated, this, [message = std::move(message)] { return askMessageLine(message); },
+        [this, turn, inSession = process.number()](std::optional<QByteArray> line) {
+            if (!isCurrent(turn) || inSession != process.number())
                 return;
             if (!line) {
                 endTorviTurn(QStringLiteral("could not encode the question"));
                 return;
             }
+            saidSoFar.clear();
             if (const auto wrote = process.write(std::move(*line)); wrote != ChatProcess::Wrote::Queued)
                 undelivered(wrote);
         });
@@ -151,10 +140,6 @@ void AskChat::writeAskMessage(const QString& message, bool attachShot) {
 void AskChat::undelivered(ChatProcess::Wrote why) {
     if (!askStreaming)
         return;
-    if (resumeRefused) {
-        startFresh();
-        return;
-    }
     endTorviTurn(why == ChatProcess::Wrote::NoProcess ? QStringLiteral("Torvi's chat process isn't running")
                                                       : QStringLiteral("could not reach Torvi's chat process"));
     if (agentIsMissing)
@@ -216,16 +201,24 @@ void AskChat::stopAskTurn() {
         return;
     const auto session = askSessionId;
     askTurnInterrupted = true;
+    if (!torviTurnText.isEmpty())
+        saidSoFar = torviTurnText;
     appendTorviDelta(bracketed(QStringLiteral("stopped")));
     persistAskTurn();
     endTorviTurn({});
     stopWarmAsk();
-    askResumeId = session && !QUuid::fromString(*session).isNull() ? session : std::nullopt;
+    askResumeId = isSessionId(session) ? session : std::nullopt;
     startWarmAsk();
     setAskStatus(QStringLiteral("stopped — ask again to pick up where it left off"));
 }
 
 void AskChat::handleEvent(const StreamEvent& event) {
+    if (event.kind != Kind::Session && event.kind != Kind::Result)
+        agentKnowsUs = true;
+    if (askStreaming && event.kind != Kind::Result) {
+        current->heard = true;
+        current->begun |= event.kind == Kind::Status || event.kind == Kind::Delta || event.kind == Kind::BlockText;
+    }
     switch (event.kind) {
     case Kind::Session:
         askSessionId = event.text;
@@ -260,44 +253,52 @@ void AskChat::handleEvent(const StreamEvent& event) {
 
 void AskChat::handleResult(const StreamEvent& event) {
     if (event.outcome == Outcome::Success) {
+        const bool empty = askStreaming && torviTurnText.trimmed().isEmpty();
         persistAskTurn();
         endTorviTurn({});
-        return;
-    }
-    if (!askStreaming) {
-        resumeRefused = event.outcome == Outcome::Failed && askResumeId; // and the process is about to end
-        endTorviTurn({});
+        if (empty)
+            setAskStatus(QStringLiteral("Torvi's answer is empty"));
         return;
     }
     // An agent that only could not answer this once still knows the conversation.
-    if (event.outcome == Outcome::Failed && askResumeId) {
+    if (event.outcome == Outcome::Failed && askResumeId && (askStreaming || !agentKnowsUs)) {
         startFresh();
         return;
     }
-    appendTorviDelta(bracketed(event.text.isEmpty() ? QStringLiteral("Torvi hit an error.") : event.text));
+    if (askStreaming)
+        appendTorviDelta(bracketed(event.text.isEmpty() ? QStringLiteral("Torvi hit an error.") : event.text));
     endTorviTurn({});
 }
 
-// The agent does not know the conversation that it was to continue.
+// The agent does not know the conversation that it was to continue. A question that it has done nothing about yet
+// becomes the first of another one.
 void AskChat::startFresh() {
     Q_EMIT evicted(*askResumeId);
     askResumeId.reset();
     askSessionId.reset();
-    askTurnPersisted = true;
-    stopWarmAsk();
+    askFirstQuestion.reset();
+    saidSoFar.clear();
+    const bool askAgain = askStreaming && !current->begun;
+    process.stopWarmAsk();
     startWarmAsk();
-    endTorviTurn({});
-    if (panel.promptField->text().isEmpty())
-        panel.promptField->setText(userTurnText); // nobody has read it
+    if (askAgain) {
+        askFirstQuestion = current->question;
+        current->preamble = askPreamble(context);
+        current->askedAgain = true;
+        firstAskTurn = false;
+        current->heard = false;
+    } else {
+        askTurnPersisted = true;
+        if (askStreaming)
+            endTorviTurn({});
+    }
     setAskStatus(QStringLiteral("couldn't resume that conversation — starting fresh"));
+    if (askAgain && current->complete())
+        writeAskMessage(current);
 }
 
 void AskChat::processEnded() {
-    if (!askStreaming)
-        return;
-    if (resumeRefused)
-        startFresh();
-    else
+    if (askStreaming)
         endTorviTurn(QStringLiteral("Torvi's chat process ended"));
 }
 
@@ -309,6 +310,7 @@ void AskChat::resumeAskSession(const QJsonObject& entry, const QString& age, con
     askTurnPersisted = true; // of the conversation before
     const QJsonValue first = entry.value(QLatin1String("first"));
     askFirstQuestion = first.isString() ? std::optional(first.toString()) : std::nullopt;
+    saidSoFar = unfinishedAnswer(entry);
     startWarmAsk();
     switchToAsk();
     panel.transcriptView->clearConversation();
@@ -319,8 +321,13 @@ void AskChat::resumeAskSession(const QJsonObject& entry, const QString& age, con
 }
 
 void AskChat::closing() {
-    if (askStreaming)
+    if (askStreaming) {
         askTurnInterrupted = true;
+        if (!torviTurnText.isEmpty())
+            saidSoFar = torviTurnText;
+        if (!current->heard)
+            Q_EMIT unanswered(current->question);
+    }
     persistAskTurn();
 }
 
@@ -328,28 +335,10 @@ void AskChat::persistAskTurn() {
     if (askTurnPersisted || !askSessionId || userTurnText.isEmpty())
         return;
     askTurnPersisted = true;
-    Q_EMIT turnStored(
-        {*askSessionId, context.capApp, askFirstQuestion, userTurnText, torviTurnText, askTurnInterrupted});
+    Q_EMIT turnStored({*askSessionId, context.capApp, askFirstQuestion, userTurnText, torviTurnText, askTurnInterrupted,
+                       askTurnInterrupted ? saidSoFar : QString()});
 }
 
 void AskChat::setAskStatus(const QString& text) { panel.hintField->setStatus(text); }
-
-void AskChat::openLink(const QString& target) {
-    if (!mayOpen(target)) {
-        setAskStatus(QStringLiteral("only web and mail links are opened"));
-        return;
-    }
-    dispatch.inBackground(
-        Queue::UserInitiated, this,
-        [target] {
-            return launchDetached({QStringLiteral("/usr/bin/xdg-open"), {target}, {}, {}});
-        },
-        [this](const tl::expected<void, QString>& opened) {
-            if (!opened) {
-                logLine(QStringLiteral("Ovalin: a link was not opened — ") + opened.error());
-                setAskStatus(QStringLiteral("no program opens links here"));
-            }
-        });
-}
 
 } // namespace ovalin

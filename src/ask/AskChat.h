@@ -53,13 +53,16 @@ Q_SIGNALS:
     void turnStored(const ovalin::AskTurn& turn);
     /// The agent does not know this conversation any more.
     void evicted(const QString& id);
+    /// The panel closes over a question of which the agent has not printed a line.
+    void unanswered(const QString& question);
     void questionSent();
 
 private:
     struct Turn;
 
     void askAbout(const std::shared_ptr<Turn>& turn);
-    void writeAskMessage(const QString& message, bool attachShot);
+    void writeAskMessage(const std::shared_ptr<Turn>& turn);
+    [[nodiscard]] bool isCurrent(const std::shared_ptr<Turn>& turn) const { return turn == current && askStreaming; }
     void startTorviTurn();
     void appendTorviDelta(const QString& text);
     void endTorviTurn(const QString& error);
@@ -70,7 +73,6 @@ private:
     void processEnded();
     void undelivered(ChatProcess::Wrote why);
     void persistAskTurn();
-    void openLink(const QString& target);
 
     Dispatch& dispatch;
     LinkVerifier& verifier;
@@ -90,9 +92,10 @@ private:
     bool askTurnPersisted = true;
 
     bool agentIsMissing = false;
-    bool resumeRefused = false;    ///< by the running process, before anything was asked
-    quint64 turnNumber = 0;        // what comes late for an older turn is dropped
-    qsizetype confirmedLength = 0; // of the answer: what lies behind it may still become void
+    bool agentKnowsUs = false;     ///< the running process has begun an answer: it has not refused to resume
+    std::shared_ptr<Turn> current; ///< what comes late for an older one is dropped
+    QString saidSoFar;             ///< of an answer cut short, to be told with the next question
+    qsizetype confirmedLength = 0; ///< of the answer: what lies behind it may still become void
 };
 
 } // namespace ovalin

@@ -18,6 +18,10 @@ QString fenced(const QString& lead, const QString& text) {
     return lead + fence + QLatin1Char('\n') + text + fence;
 }
 
+QJsonObject textBlock(const QString& text) {
+    return {{QStringLiteral("type"), QStringLiteral("text")}, {QStringLiteral("text"), text}};
+}
+
 QString pagePart(const QString& url, const QString& title) {
     const QString titlePart = title.isEmpty() ? QString() : QLatin1Char('"') + title + QStringLiteral("\" \u2014 ");
     return QStringLiteral("The page he's on: ") + titlePart + url +
@@ -52,27 +56,31 @@ QString askMessage(const QStringList& preamble, const QString& selection, const 
     return parts.join(QStringLiteral("\n\n"));
 }
 
-std::optional<QByteArray> askMessageLine(const QString& message, const std::optional<QString>& shotB64) {
-    if (!message.isValidUtf16())
+std::optional<QByteArray> askMessageLine(const AskMessage& message) {
+    if (!message.text.isValidUtf16() || !message.saidSoFar.isValidUtf16())
         return std::nullopt;
-    QJsonArray content{
-        QJsonObject{{QStringLiteral("type"), QStringLiteral("text")}, {QStringLiteral("text"), message}}};
-    if (shotB64) {
+    QJsonArray content{textBlock(message.text)};
+    if (message.shotB64) {
         content.append(QJsonObject{
             {QStringLiteral("type"), QStringLiteral("image")},
             {QStringLiteral("source"), QJsonObject{{QStringLiteral("type"), QStringLiteral("base64")},
                                                    {QStringLiteral("media_type"), QStringLiteral("image/png")},
                                                    {QStringLiteral("data"), QString()}}}});
     }
+    if (!message.saidSoFar.isEmpty())
+        content.append(textBlock(
+            fenced(QStringLiteral("Your last answer was cut short, and you may not remember it. You had said:"),
+                   message.saidSoFar)));
+    content.append(textBlock(QStringLiteral("Answer the question above.")));
     const QJsonObject user{{QStringLiteral("type"), QStringLiteral("user")},
                            {QStringLiteral("message"), QJsonObject{{QStringLiteral("role"), QStringLiteral("user")},
                                                                    {QStringLiteral("content"), content}}}};
     QByteArray line = QJsonDocument(user).toJson(QJsonDocument::Compact);
-    if (shotB64) {
+    if (message.shotB64) {
         // Put in afterwards: nothing in it needs escaping, and looking for that takes its time with megabytes. No text
         // holds these quotes unescaped.
         const QByteArray place("\"data\":\"");
-        line.insert(line.lastIndexOf(place) + place.size(), shotB64->toLatin1());
+        line.insert(line.lastIndexOf(place) + place.size(), message.shotB64->toLatin1());
     }
     return line + '\n';
 }

@@ -23,8 +23,16 @@ struct AskPreamble {
 [[nodiscard]] QString askMessage(const QStringList& preamble, const QString& selection, const QString& searchBlock,
                                  const QString& question);
 
-/// One user message of `--input-format stream-json` with its line feed; with the PNG's base64 text when there is one.
-/// A screenshot makes it megabytes: for workers. Absent when the text is not valid Unicode.
-[[nodiscard]] std::optional<QByteArray> askMessageLine(const QString& message, const std::optional<QString>& shotB64);
+/// What one user message is made of.
+struct AskMessage {
+    QString text;
+    std::optional<QString> shotB64; ///< the PNG's base64 text
+    QString saidSoFar;              ///< of an answer that was cut short, which the agent does not remember
+};
+
+/// One user message of `--input-format stream-json` with its line feed. The last block is always a text of our own: the
+/// agent looks there for commands and for files to read. A screenshot makes it megabytes: for workers. Absent when a
+/// text is not valid Unicode.
+[[nodiscard]] std::optional<QByteArray> askMessageLine(const AskMessage& message);
 
 } // namespace ovalin

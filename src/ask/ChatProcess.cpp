@@ -43,6 +43,7 @@ struct ChatProcess::Output {
     qsizetype pendingText = 0;
     bool announced = false;
     bool hasEnded = false, wasRefused = false;
+    bool endTold = false; // the main thread's
 
     std::function<void()> announce; // any thread: there is something to take
 
@@ -63,6 +64,11 @@ struct ChatProcess::Output {
             pendingText += EVENT_COST;
             pending.push_back(std::move(event));
         }
+        tell();
+    }
+    void refused() {
+        const std::lock_guard lock(mutex);
+        wasRefused = true;
         tell();
     }
     void tell() { // under the mutex
@@ -111,11 +117,7 @@ bool ChatProcess::startWarmAsk(const std::optional<QString>& resumeId) {
             said->hasEnded = true;
             said->tell();
         };
-        to.refused = [said](const QString&) {
-            const std::lock_guard lock(said->mutex);
-            said->wasRefused = true;
-            said->tell();
-        };
+        to.refused = [said](const QString&) { said->refused(); };
         return to;
     };
     dispatch.inBackground(
@@ -177,8 +179,10 @@ ChatProcess::Wrote ChatProcess::write(QByteArray line) {
         early.push_back(std::move(line));
     else if (!askProc)
         return Wrote::NoProcess;
-    else if (!askProc->running())
+    else if (!askProc->running() && output->endTold)
         return Wrote::ProcessEnded;
+    else if (!askProc->running())
+        output->refused(); // after what it has said: why nobody reads
     else
         askProc->write(std::move(line));
     return Wrote::Queued;
@@ -188,8 +192,13 @@ void ChatProcess::setPaused(bool pause) {
     if (paused == pause)
         return;
     paused = pause;
-    if (!paused && output)
-        deliver();
+    if (paused)
+        return;
+    // Later: whoever shows the text may be in the middle of showing it.
+    dispatch.after(0ms, this, [this, of = std::weak_ptr(output)] {
+        if (output && of.lock() == output)
+            deliver();
+    });
 }
 
 void ChatProcess::deliver() {
@@ -216,6 +225,7 @@ void ChatProcess::deliver() {
         from->announced = false;
         const bool refused = std::exchange(from->wasRefused, false), hasEnded = std::exchange(from->hasEnded, false);
         lock.unlock();
+        from->endTold |= hasEnded;
         if (refused)
             Q_EMIT undelivered(Wrote::ProcessEnded);
         if (hasEnded && from == output)

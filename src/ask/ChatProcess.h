@@ -38,6 +38,9 @@ public:
     /// Running, or about to.
     [[nodiscard]] bool alive() const;
 
+    /// Another one for each process.
+    [[nodiscard]] quint64 number() const { return generation; }
+
     enum class Wrote { Queued, NoProcess, ProcessEnded };
     /// Queues one line, also for a process that is still starting. Never blocks.
     Wrote write(QByteArray line);

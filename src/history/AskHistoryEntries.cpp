@@ -12,6 +12,7 @@ namespace ovalin {
 
 namespace {
 
+constexpr qsizetype LONGEST_UNFINISHED = 8000; // UTF-16 units
 constexpr qsizetype MOST_ENTRIES = 20;
 constexpr qsizetype MOST_PREVIEW_LINES = 6;
 constexpr qsizetype FIRST_LENGTH = 120;   // user-perceived characters
@@ -27,6 +28,7 @@ const QString FIRST = QStringLiteral("first");
 const QString TITLE = QStringLiteral("title");
 const QString TURNS = QStringLiteral("turns");
 const QString INTERRUPTED = QStringLiteral("interrupted");
+const QString UNFINISHED = QStringLiteral("unfinished");
 const QString PREVIEW = QStringLiteral("preview");
 const QString ROLE = QStringLiteral("r");
 const QString TEXT = QStringLiteral("t");
@@ -40,6 +42,14 @@ bool hasId(const QJsonObject& entry, const QString& id) {
 
 AskHistoryEntries::iterator find(AskHistoryEntries& entries, const QString& id) {
     return std::find_if(entries.begin(), entries.end(), [&](const QJsonObject& entry) { return hasId(entry, id); });
+}
+
+/// The end is where an agent goes on.
+QString lastPart(const QString& said) {
+    if (said.size() <= LONGEST_UNFINISHED)
+        return said;
+    const qsizetype half = said.at(said.size() - LONGEST_UNFINISHED).isLowSurrogate() ? 1 : 0;
+    return QStringLiteral("… ") + said.last(LONGEST_UNFINISHED - half);
 }
 
 /// The preview as it is, or none when one of its items is anything but an object of strings.
@@ -59,6 +69,10 @@ QJsonObject withTurn(QJsonObject entry, const AskTurn& turn, const QDateTime& no
     const qint64 turns = entry.value(TURNS).toInteger(0);
     entry[TURNS] = turns + (turns < std::numeric_limits<qint64>::max() ? 1 : 0);
     entry[INTERRUPTED] = turn.interrupted;
+    if (turn.interrupted && !turn.saidSoFar.isEmpty())
+        entry[UNFINISHED] = lastPart(turn.saidSoFar);
+    else
+        entry.remove(UNFINISHED);
     QJsonArray preview = previewOf(entry);
     preview.append(QJsonObject{{ROLE, USER_ROLE}, {TEXT, firstCharacters(turn.question, PREVIEW_LENGTH)}});
     preview.append(QJsonObject{{ROLE, AGENT_ROLE}, {TEXT, firstCharacters(turn.answer, PREVIEW_LENGTH)}});
@@ -155,6 +169,10 @@ QString entryTitle(const QJsonObject& entry) {
         }
     }
     return QStringLiteral("(conversation)");
+}
+
+QString unfinishedAnswer(const QJsonObject& entry) {
+    return entry.value(INTERRUPTED).toBool() ? entry.value(UNFINISHED).toString() : QString();
 }
 
 QList<PreviewLine> previewLines(const QJsonObject& entry) {

@@ -24,6 +24,7 @@ struct AskTurn {
     QString question;
     QString answer;
     bool interrupted = false;
+    QString saidSoFar = {}; ///< of an interrupted answer, without notes of ours
 
     [[nodiscard]] const QString& opening() const { return firstQuestion ? *firstQuestion : question; }
 };
@@ -49,6 +50,9 @@ void removeEntries(AskHistoryEntries& entries, const QString& id);
 
 /// "title", else "first", on one line, in no direction but its own; "(conversation)" when it has neither.
 [[nodiscard]] QString entryTitle(const QJsonObject& entry);
+
+/// What the agent had said of its last answer when that was cut short; empty when it was not.
+[[nodiscard]] QString unfinishedAnswer(const QJsonObject& entry);
 
 /// One exchange partner's line of the preview.
 struct PreviewLine {

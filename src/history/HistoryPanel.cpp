@@ -82,7 +82,7 @@ bool HistoryPanel::handleKey(const QKeyEvent& event) {
     case Qt::Key_Enter:
         // Without a row chosen on purpose, Return still belongs to the prompt.
         if (selected)
-            Q_EMIT rowTapped(selected->id());
+            Q_EMIT rowEntered(selected->id());
         return selected != nullptr;
     case Qt::Key_Escape:
         Q_EMIT dismissed();
@@ -99,6 +99,11 @@ void HistoryPanel::select(qsizetype index) {
     update();
     QAccessibleEvent focused(selected, QAccessible::Focus); // no window of ours has the focus: said by hand
     QAccessible::updateAccessibility(&focused);
+}
+
+void HistoryPanel::deselect() {
+    selected = nullptr;
+    update();
 }
 
 bool HistoryPanel::eventFilter(QObject* watched, QEvent* event) {

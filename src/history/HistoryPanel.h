@@ -20,12 +20,17 @@ public:
     [[nodiscard]] const QList<HistoryRow*>& rows() const { return shown; }
     [[nodiscard]] HistoryRow* selectedRow() const { return selected; }
 
-    /// Up and Down select a row, Return opens the selected one, Escape dismisses. False: the key is none of ours.
+    /// Up and Down select a row, Return takes the selected one, Escape dismisses. False: the key is none of ours.
     bool handleKey(const QKeyEvent& event);
+
+    /// Return belongs to the prompt again. For words that come into the prompt.
+    void deselect();
 
 Q_SIGNALS:
     /// The conversation with this id was chosen.
     void rowTapped(const QString& id);
+    /// The same by Return.
+    void rowEntered(const QString& id);
     void dismissed();
 
 protected:

@@ -204,7 +204,7 @@ void Transcript::clearConversation() {
 }
 
 void Transcript::flush() {
-    while (workLeft())
+    if (workLeft())
         work(std::chrono::hours(1));
     nextTurn = {}; // what streams next shows at once
 }

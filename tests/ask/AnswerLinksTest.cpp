@@ -118,10 +118,13 @@ TEST(AnswerLinks, OnlyWebAndMailAddressesOpen) {
     } rows[] = {
         {"https://x.example/a", true}, {"HTTP://X.EXAMPLE", true},     {"mailto:a@b.example", true},
         {"http://[::1]/", true},       {"javascript:alert(1)", false}, {"file:///etc/passwd", false},
-        {"http:///x", false},          {"page.html", false},           {"", false},
+        {"http:///x", false},          {"page.html", false},           {"mailto:?x", false},
         {"ftp://x.example", false},    {"data:text/html,x", false},    {"//x.example", false},
         {"http://[broken/", false},    {"vscode://x.example", false},  {" https://x.example", false},
     };
     for (const auto& row : rows)
-        EXPECT_EQ(mayOpen(QString::fromUtf8(row.target)), row.opens) << row.target;
+        EXPECT_EQ(openable(QString::fromUtf8(row.target)) == QString::fromUtf8(row.target), row.opens) << row.target;
+    EXPECT_EQ(openable(QStringLiteral("mailto:a@b.example%0Abcc:x?cc=c@d.example&Subject=Hi%20you%0D%0ABcc:x&attach="
+                                      "/etc/passwd&body=One%0ATwo&attachment=x")),
+              QStringLiteral("mailto:a@b.examplebcc:x?Subject=Hi%20youBcc:x&body=One%0ATwo"));
 }

@@ -25,7 +25,7 @@ struct AskChatTest : testing::Test {
     CapturePanel panel{desktop.desktop.pasteboard, true};
     std::optional<AskChat> chat;
     std::vector<AskTurn> stored;
-    QStringList evicted;
+    QStringList evicted, unanswered;
     QString selection = QStringLiteral("the excerpt");
     std::function<QString()> search = [] { return QString(); };
 
@@ -53,6 +53,7 @@ struct AskChatTest : testing::Test {
                                       [this] { return [text = selection] { return text; }; }});
         QObject::connect(&*chat, &AskChat::turnStored, &*chat, [this](const AskTurn& turn) { stored.push_back(turn); });
         QObject::connect(&*chat, &AskChat::evicted, &*chat, [this](const QString& id) { evicted.append(id); });
+        QObject::connect(&*chat, &AskChat::unanswered, &*chat, [this](const QString& q) { unanswered.append(q); });
     }
     void ask(const char* question) {
         panel.promptField->setText(QString::fromUtf8(question));
@@ -102,6 +103,7 @@ TEST_F(AskChatTest, WhatTheRealAgentPrintsBecomesTheAnswer) {
         EXPECT_EQ(answer().toStdString(), row.answer) << row.recorded;
         EXPECT_EQ(stored.size(), row.stored ? 1 : 0) << row.recorded;
         EXPECT_EQ(status(), QString()) << row.recorded;
+        EXPECT_TRUE(panel.sendBtnRef->isEnabled());
     }
 }
 
@@ -127,6 +129,8 @@ TEST_F(AskChatTest, TheContextIsToldOnceAndTheHighlightEachTime) {
                   "excerpt\\n\\\"\\\"\\\"\\n\\nNO web search results are available"));
     EXPECT_THAT(lines[0].toStdString(), HasSubstr("\\n\\nQuestion: first 'question'\""));
     EXPECT_THAT(lines[0].toStdString(), HasSubstr("\"media_type\":\"image/png\""));
+    for (int i : {0, 1}) // where the agent looks for commands and paths
+        EXPECT_TRUE(lines[i].contains(R"({"text":"Answer the question above.","type":"text"}],"role")")) << i;
     EXPECT_GT(lines[0].size(), 5 << 20);
     EXPECT_THAT(lines[1].left(200).toStdString(), HasSubstr("\"text\":\"NO web search results"));
     EXPECT_EQ(conversation(), QStringLiteral("YOU\nfirst 'question'\n\nTORVI\nok\n\nYOU\nsecond\n\nTORVI\nok"));
@@ -191,9 +195,22 @@ TEST_F(AskChatTest, ADeadAgentEndsTheAnswerAndTheNextQuestionStartsAnother) {
     EXPECT_EQ(stored.size(), 1) << "closing keeps what an error ended";
 }
 
-TEST_F(AskChatTest, AFailedResumeGivesTheQuestionBackAndStartsFresh) {
-    start("read -r line; if [[ -n $OVALIN_ASK_RESUME ]]; then result error_during_execution; else delta new; fi; "
-          "sleep 60\n");
+TEST_F(AskChatTest, ThePageIsToldWithItsTitleAndTheHintToFetchIt) {
+    context.capContextMode = QStringLiteral("fetch");
+    context.capURL = QStringLiteral("https://x.example/a");
+    for (const auto& [title, shown] : {std::pair("Two words", "\\\"Two words\\\" — "), std::pair("", "")}) {
+        context.capTitle = QString::fromUtf8(title);
+        start("read -r line; print -r -- $line > $D/asked; delta ok; result success; sleep 60\n");
+        ask("what?");
+        ASSERT_TRUE(waitForEnd());
+        EXPECT_THAT(file("asked").toStdString(),
+                    HasSubstr(std::string("Editor.\\n\\nThe page he's on: ") + shown +
+                              "https://x.example/a\\nFetch this URL when the question needs the page's "
+                              "content.\\n\\nHe has highlighted"));
+    }
+}
+
+TEST_F(AskChatTest, ARefusedResumeCostsOneReturn) {
     const QJsonObject entry{
         {QStringLiteral("id"), QString::fromLatin1(SESSION)},
         {QStringLiteral("first"), QStringLiteral("old?")},
@@ -201,31 +218,117 @@ TEST_F(AskChatTest, AFailedResumeGivesTheQuestionBackAndStartsFresh) {
                                                            {QStringLiteral("t"), QStringLiteral("old?")}},
                                                QJsonObject{{QStringLiteral("r"), QStringLiteral("torvi")},
                                                            {QStringLiteral("t"), QStringLiteral("yes")}}}}};
-    bool switched = false;
-    chat->resumeAskSession(entry, QStringLiteral("3h ago"), [&switched] { switched = true; });
-    EXPECT_TRUE(switched);
-    EXPECT_EQ(status(), QStringLiteral("resumed — 3h ago"));
-    EXPECT_EQ(conversation(), QStringLiteral("YOU\nold?\n\nTORVI\nyes"));
-    ask("and now?");
-    ASSERT_TRUE(waitForEnd());
-    EXPECT_EQ(evicted, QStringList{QString::fromLatin1(SESSION)});
-    EXPECT_EQ(status(), QStringLiteral("couldn't resume that conversation — starting fresh"));
-    EXPECT_EQ(panel.promptField->text(), QStringLiteral("and now?")) << "not a word is lost";
-    chat->closing();
-    EXPECT_TRUE(stored.empty());
-    chat->sendAskTurn();
-    EXPECT_TRUE(waitUntil([this] { return answer() == QStringLiteral("new"); }));
+    const QByteArray fresh = "; fi; while read -r line; do print -r -- $line >> $D/asked; delta new; print -r "
+                             "'{\"type\":\"result\",\"subtype\":\"success\",\"session_id\":\"another\"}'; done\n";
+    enum { Idle, Searching, Written, Begun };
+    const std::pair<int, QByteArray> rows[] = {
+        {Idle, "result error_during_execution; read -r line; exit 1"},
+        {Searching, "while [[ ! -e $D/go ]] { sleep 0.01 }; result error_during_execution; exit 1"},
+        {Written, "read -r line; result error_during_execution; exit 1"},
+        {Begun, "read -r line; delta Half; result error_during_execution; sleep 60"}};
+    for (const auto& [when, refusal] : rows) {
+        evicted.clear();
+        stored.clear();
+        QFile::remove(folder.filePath(QStringLiteral("asked")));
+        QFile::remove(folder.filePath(QStringLiteral("go")));
+        std::atomic<bool> found = when != Searching;
+        search = [&found] {
+            waitUntil([&found] { return found.load(); });
+            return QString();
+        };
+        start("if [[ -n $OVALIN_ASK_RESUME ]]; then " + refusal + fresh);
+        bool switched = false;
+        chat->resumeAskSession(entry, QStringLiteral("3h ago"), [&switched] { switched = true; });
+        EXPECT_TRUE(switched);
+        EXPECT_EQ(status(), QStringLiteral("resumed — 3h ago"));
+        EXPECT_EQ(conversation(), QStringLiteral("YOU\nold?\n\nTORVI\nyes"));
+        const QString told = QStringLiteral("couldn't resume that conversation — starting fresh");
+        if (when == Idle) {
+            EXPECT_TRUE(waitUntil([&] { return status() == told; })) << "it is told before anything is asked";
+        }
+        ask("and now?");
+        panel.promptField->setText(QStringLiteral("typed meanwhile"));
+        writeFile(folder.filePath(QStringLiteral("go")), "");
+        EXPECT_TRUE(waitUntil([&] { return when == Idle || status() == told; })) << when;
+        found = true;
+        ASSERT_TRUE(waitForEnd()) << when;
+        EXPECT_EQ(evicted, QStringList{QString::fromLatin1(SESSION)}) << when;
+        EXPECT_EQ(panel.promptField->text(), QStringLiteral("typed meanwhile"));
+        if (when == Begun) {
+            EXPECT_TRUE(stored.empty()) << "what has been begun is not done twice";
+            EXPECT_EQ(answer(), QStringLiteral("Half"));
+            continue;
+        }
+        EXPECT_EQ(answer(), QStringLiteral("new")) << when;
+        EXPECT_EQ(file("asked").count("Question: and now?"), 1) << when;
+        EXPECT_THAT(file("asked").toStdString(), HasSubstr("Jorvan is looking at"));
+        ASSERT_EQ(stored.size(), 1) << when;
+        EXPECT_EQ(stored[0].sessionId, QStringLiteral("another"));
+        EXPECT_EQ(stored[0].opening(), QStringLiteral("and now?"));
+        EXPECT_EQ(conversation().count(QStringLiteral("and now?")), 1);
+    }
 }
 
-TEST_F(AskChatTest, AResumeRefusedBeforeTheQuestionLosesNothingEither) {
-    start("[[ -n $OVALIN_ASK_RESUME ]] && { result error_during_execution; touch $D/refused; read -r line; exit 1; }; "
-          "read -r line; delta new; sleep 60\n");
-    chat->resumeAskSession({{QStringLiteral("id"), QString::fromLatin1(SESSION)}}, {}, [] {});
-    ASSERT_TRUE(waitUntil([this] { return QFile::exists(folder.filePath(QStringLiteral("refused"))); }));
-    ASSERT_TRUE(waitUntil([this] { return status().isEmpty(); })) << "the refusal was heard";
-    ask("and now?");
-    ASSERT_TRUE(waitUntil([this] { return !evicted.isEmpty(); }));
-    EXPECT_EQ(panel.promptField->text(), QStringLiteral("and now?"));
+TEST_F(AskChatTest, WhatWasSaidOfACutAnswerIsToldWithTheNextQuestion) {
+    start("if [[ -z $OVALIN_ASK_RESUME ]]; then read -r line; delta Half; sleep 60; fi; while read -r line; do print "
+          "-r -- "
+          "$line >> $D/asked; delta ok; result success; done\n");
+    const QByteArray block = R"({"text":"Your last answer was cut short, and you may not remember it. You had said:\n)"
+                             R"(\"\"\"\nHalf\n\"\"\"","type":"text"},{"text":"Answer the question)";
+    ask("one");
+    ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Half"); }));
+    chat->stopAskTurn();
+    for (const char* question : {"two", "three"}) {
+        ask(question);
+        ASSERT_TRUE(waitForEnd());
+    }
+    EXPECT_TRUE(file("asked").split('\n')[0].contains(block)) << file("asked").constData();
+    EXPECT_FALSE(file("asked").split('\n')[1].contains("cut short"));
+
+    // The panel closes in mid answer, and the conversation is opened again later.
+    AskHistoryEntries entries;
+    storeTurn(entries, stored[0], QDateTime::currentDateTimeUtc());
+    chat->resumeAskSession(entries[0], {}, [] {});
+    ask("four");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_TRUE(file("asked").split('\n')[2].contains(block)) << file("asked").constData();
+}
+
+TEST_F(AskChatTest, AQuestionThatNobodyHasBegunToAnswerIsGivenBack) {
+    start("read -r line; delta ok; result success; touch $D/first; read -r line; sleep 60\n");
+    ask("one");
+    chat->closing();
+    EXPECT_EQ(unanswered, QStringList{QStringLiteral("one")}) << "while searching";
+    ASSERT_TRUE(waitForEnd());
+    ask("two");
+    ASSERT_TRUE(waitUntil([this] { return status() == QStringLiteral("Torvi is thinking…"); }));
+    chat->closing();
+    EXPECT_EQ(unanswered.last(), QStringLiteral("two"));
+    start("read -r line; delta Begin; sleep 60\n");
+    unanswered.clear();
+    ask("three");
+    ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Begin"); }));
+    chat->closing();
+    EXPECT_TRUE(unanswered.isEmpty()) << "the agent was at it";
+}
+
+TEST_F(AskChatTest, AnEmptyAnswerSaysSo) {
+    start("read -r line; result success; sleep 60\n");
+    ask("one");
+    ASSERT_TRUE(waitForEnd());
+    EXPECT_EQ(status(), QStringLiteral("Torvi's answer is empty"));
+}
+
+TEST_F(AskChatTest, TextBehindTheResultDoesNotHoldUpTheNextQuestion) {
+    start("read -r line; delta ok; result success; while true; do delta " + QByteArray(2000, 'x') + "; done\n");
+    ask("one");
+    ASSERT_TRUE(waitUntil([this] { return answer().size() > 100000; }));
+    ask("two");
+    EXPECT_TRUE(chat->streaming());
+    int turns = 0;
+    EXPECT_TRUE(waitUntil([&turns] { return ++turns > 20; })) << "the program goes on";
+    chat->stopAskTurn();
+    EXPECT_TRUE(waitForEnd());
 }
 
 TEST_F(AskChatTest, AnAgentThatCannotAnswerOnceKeepsTheConversation) {

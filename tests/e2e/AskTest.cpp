@@ -1,6 +1,8 @@
 // Questions to the agent in the panel, with the stand-in agent behind a real shell.
 #include "e2e/AskDesk.h"
 
+#include <QRegularExpression>
+
 using namespace ovalin;
 
 TEST(Ask, AQuestionIsAnsweredInThePanel) {
@@ -27,7 +29,7 @@ TEST(Ask, AQuestionIsAnsweredInThePanel) {
     EXPECT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral("opened"))) == "http://127.0.0.1:1/b\n"; }));
 
     desk.ask(QStringLiteral("and why not green?")); // typed over the conversation, which had the focus
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("why not green?")));
+    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("why not green?\nAnswer the question above.")));
     EXPECT_FALSE(desk.message(1).contains(QStringLiteral("Jorvan"))) << "the agent knows where the user is by now";
     EXPECT_EQ(desk.chats().size(), 1);
 
@@ -52,8 +54,10 @@ TEST(Ask, AStoppedAnswerIsPickedUpAgain) {
     EXPECT_TRUE(arguments.contains(QStringLiteral("--resume")));
 
     desk.ask(QStringLiteral("go on? [[mock:echo]]"));
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("Question: go on? [[mock:echo]]")))
-        << desk.conversation().toStdString();
+    ASSERT_TRUE(waitUntil([&] {
+        return desk.conversation().contains(QRegularExpression(
+            QStringLiteral("go on\\? \\[\\[mock:echo\\]\\]\nYour last answer was cut short[^\n]*\n\"\"\"\ntick0 ")));
+    })) << desk.conversation().toStdString();
     EXPECT_TRUE(desk.message(1).startsWith(QStringLiteral("Jorvan is looking at"))) << "a new process knows nothing";
 }
 
@@ -69,6 +73,23 @@ TEST(Ask, ClosingInMidAnswerLeavesNoProcess) {
     desk.ask(QStringLiteral("why again?"));
     ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("more more")); }));
     EXPECT_FALSE(desk.conversation().contains(QStringLiteral("string")));
+}
+
+TEST(Ask, AQuestionClosedBeforeItsAnswerComesBackAtTheNextOpening) {
+    AskDesk desk(R"({"chat": [{"steps": [{"text": "late"}], "wait_ms": 20000}]})");
+    desk.installScript(QStringLiteral(".claude/bin/websearch-google"), "#!/bin/sh\nsleep 60\n");
+    desk.ask(QStringLiteral("why is the sky blue?"));
+    desk.pressKey(QStringLiteral("Escape"));
+    ASSERT_TRUE(desk.waitForPanel(false));
+    desk.installScript(QStringLiteral(".claude/bin/websearch-google"), "#!/bin/sh\necho '[]'\n");
+    writeFile(desk.path(QStringLiteral("agent/scenario.json")), R"({"chat": ["hello"]})");
+    desk.open();
+    waitUntil([] { return false; }, 0.3); // drawn, for the picture
+    desk.keepPicture(QStringLiteral("ask-given-back"));
+    desk.pressKey(QStringLiteral("Return"));
+    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("Hello there."))) << desk.conversation().toStdString();
+    EXPECT_TRUE(desk.message(0).endsWith(QStringLiteral("Question: why is the sky blue?")));
+    EXPECT_EQ(desk.requests().size(), 0) << "it is a question, not a request";
 }
 
 TEST(Ask, WithoutAnAgentTheUserIsToldWhereToGetIt) {

@@ -51,7 +51,8 @@ TEST(History, AConversationClosedInMidAnswerGoesOnLater) {
     desk.open();
     desk.type(QStringLiteral("half a th"));
     ASSERT_TRUE(desk.openList()) << desk.log().toStdString();
-    desk.type(QStringLiteral("ought"));
+    desk.pressKey(QStringLiteral("Down"));
+    desk.type(QStringLiteral("ought")); // takes Return back from the row
     desk.pressKey(QStringLiteral("Down"));
     desk.keepPicture(QStringLiteral("history-one"));
     desk.pressKey(QStringLiteral("Return"));
@@ -62,7 +63,11 @@ TEST(History, AConversationClosedInMidAnswerGoesOnLater) {
     desk.keepPicture(QStringLiteral("history-resumed"));
 
     desk.ask(QStringLiteral(", then?")); // the prompt was never lost
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("half a thought, then?"))) << desk.conversation().toStdString();
+    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("Answer the question above.")))
+        << desk.conversation().toStdString();
+    EXPECT_TRUE(desk.conversation().contains(QStringLiteral("Question: half a thought, then?\nYour last answer was cut "
+                                                            "short")))
+        << desk.conversation().toStdString();
     const QJsonArray arguments = desk.chats().back().value(QStringLiteral("argv")).toArray();
     ASSERT_TRUE(arguments.contains(QStringLiteral("--resume")));
     EXPECT_TRUE(arguments.contains(id));
@@ -86,12 +91,32 @@ TEST(History, AConversationThatTheAgentHasForgottenMakesRoomForANewOne) {
     const QRect frame = desk.frameOf(desk.list());
     desk.click(frame.topLeft() + QPoint(100, 60));
     ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
-    desk.ask(QStringLiteral("second?"));
-    ASSERT_TRUE(waitUntil([&] { return desk.stored().isEmpty(); }))
-        << desk.conversation().toStdString() << readFile(desk.path(QStringLiteral("agent/log.jsonl"))).toStdString();
-    waitUntil([] { return false; }, 0.3); // drawn, for the picture
+    desk.ask(QStringLiteral("second?")); // one Return, and it is asked in a conversation of its own
+    ASSERT_TRUE(waitUntil([&] {
+        return desk.stored().size() == 1 && desk.stored()[0][QStringLiteral("id")].toString() != id;
+    })) << desk.conversation().toStdString()
+        << readFile(desk.path(QStringLiteral("agent/log.jsonl"))).toStdString();
+    EXPECT_EQ(desk.stored()[0][QStringLiteral("first")], QStringLiteral("second?"));
+    EXPECT_TRUE(
+        waitUntil([&] { return desk.stored()[0][QStringLiteral("title")] == QStringLiteral("Echo: second?"); }));
+    desk.click(desk.inTranscript());
     desk.keepPicture(QStringLiteral("history-forgotten"));
-    desk.pressKey(QStringLiteral("Return")); // the question came back into the prompt
-    ASSERT_TRUE(waitUntil([&] { return desk.stored().size() == 1; })) << desk.conversation().toStdString();
-    EXPECT_NE(desk.stored()[0][QStringLiteral("id")].toString(), id);
+}
+
+TEST(History, WhileAnAnswerStreamsNoRowOpensAndStopIsObeyed) {
+    HistoryDesk desk(R"({"chat": ["slow"]})");
+    writeFile(desk.systemDir() + QStringLiteral("/ovalin-ask-history.json"),
+              R"({"sessions": [{"id": "5f0c2a9e-8d1b-4c57-9a3e-0b6d4e7f1a22", "first": "old?"}]})");
+    desk.ask(QStringLiteral("what is the time?"));
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("tick0")); }));
+    ASSERT_TRUE(desk.openList());
+    desk.click(desk.frameOf(desk.list()).topLeft() + QPoint(100, 60));
+    desk.type(QStringLiteral("/stop"));
+    desk.pressKey(QStringLiteral("Down")); // a row is chosen, and yet the prompt's word counts
+    EXPECT_FALSE(desk.list().isEmpty()) << "no row opens";
+    desk.keepPicture(QStringLiteral("history-streaming"));
+    desk.pressKey(QStringLiteral("Return"));
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("\n[stopped]")); }))
+        << desk.conversation().toStdString();
+    EXPECT_FALSE(desk.conversation().contains(QStringLiteral("old?")));
 }

@@ -85,7 +85,7 @@ TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
 
 TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
     HistoryPanel panel(many(3), NOW, false);
-    const QSignalSpy tapped(&panel, &HistoryPanel::rowTapped), dismissed(&panel, &HistoryPanel::dismissed);
+    const QSignalSpy tapped(&panel, &HistoryPanel::rowEntered), dismissed(&panel, &HistoryPanel::dismissed);
     EXPECT_FALSE(press(panel, Qt::Key_Return)) << "the prompt's, as long as no row is selected";
     EXPECT_FALSE(press(panel, Qt::Key_A));
     EXPECT_FALSE(press(panel, Qt::Key_Down, Qt::ControlModifier));
@@ -97,6 +97,8 @@ TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
     EXPECT_TRUE(press(panel, Qt::Key_Enter, Qt::KeypadModifier));
     ASSERT_EQ(tapped.size(), 1);
     EXPECT_EQ(tapped[0][0].toString(), QStringLiteral("1"));
+    panel.deselect();
+    EXPECT_FALSE(press(panel, Qt::Key_Return)) << "it belongs to the prompt again";
     EXPECT_TRUE(press(panel, Qt::Key_Escape));
     EXPECT_EQ(dismissed.size(), 1);
 }

@@ -1,0 +1,44 @@
+#include "ShownLinks.h"
+
+#include "AnswerLinks.h"
+
+#include "base/ChildProcess.h"
+#include "base/Log.h"
+
+namespace ovalin {
+
+std::vector<Transcript::LinkSpan> linkSpans(const QString& answer) {
+    std::vector<Transcript::LinkSpan> spans;
+    qsizetype at = 0;
+    for (const AnswerRun& run : attributedAnswer(answer)) {
+        qsizetype length = run.text.size();
+        if (run.link && answer.at(at) == QLatin1Char('['))
+            length = answer.indexOf(QLatin1Char(')'), at + length + 2) + 1 - at;
+        if (run.link)
+            spans.push_back({at, length, run.text, run.target});
+        at += length;
+    }
+    return spans;
+}
+
+void openLink(Dispatch& dispatch, QObject* context, const QString& target,
+              std::function<void(const QString&)> problem) {
+    const QString address = openable(target);
+    if (address.isEmpty()) {
+        problem(QStringLiteral("only web and mail links are opened"));
+        return;
+    }
+    dispatch.inBackground(
+        Queue::UserInitiated, context,
+        [address] {
+            return launchDetached({QStringLiteral("/usr/bin/xdg-open"), {address}, {}, {}});
+        },
+        [problem = std::move(problem)](const tl::expected<void, QString>& opened) {
+            if (!opened) {
+                logLine(QStringLiteral("Ovalin: a link was not opened — ") + opened.error());
+                problem(QStringLiteral("no program opens links here"));
+            }
+        });
+}
+
+} // namespace ovalin
