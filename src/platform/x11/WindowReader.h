@@ -1,12 +1,11 @@
 #pragma once
 
-#include <QByteArray>
+#include "WindowOwners.h"
+
 #include <QString>
 
 #include <initializer_list>
 #include <vector>
-
-struct xcb_connection_t;
 
 namespace ovalin {
 
@@ -26,9 +25,7 @@ class WindowReader {
 public:
     explicit WindowReader(xcb_connection_t* connection);
 
-    /// All in one round trip. The pid is the one the X server sees at the other end of the client's socket (XRes): it
-    /// holds for sandboxed applications too, whose _NET_WM_PID is counted in their own namespace. That property serves
-    /// where XRes does not answer and WM_CLIENT_MACHINE is this machine.
+    /// All in one round trip.
     [[nodiscard]] std::vector<WindowIdentity> identify(std::initializer_list<quint32> windows) const;
 
     /// The first window with a WM_CLASS from `window` upwards; one round trip a level.
@@ -51,17 +48,22 @@ public:
     /// root() is only asked for the check window, and windowManager() of it; two round trips.
     [[nodiscard]] quint32 windowManager() const;
 
+    /// What a living window manager manages (EWMH _NET_CLIENT_LIST_STACKING), bottom to top; else nothing. Three round
+    /// trips.
+    [[nodiscard]] std::vector<quint32> managedWindows() const;
+
+    [[nodiscard]] const WindowOwners& windowOwners() const { return owners; }
     [[nodiscard]] quint32 rootId() const { return rootWindowId; }
     [[nodiscard]] quint32 activeWindowAtom() const { return activeWindow; }
     [[nodiscard]] quint32 checkAtom() const { return supportingWmCheck; }
 
 private:
     xcb_connection_t* const connection;
-    quint32 rootWindowId = 0;
+    const WindowOwners owners;
+    const quint32 rootWindowId;
     quint32 supportingWmCheck = 0;
     quint32 activeWindow = 0;
-    quint32 wmPid = 0;
-    QByteArray thisMachine;
+    quint32 clientList = 0;
 };
 
 } // namespace ovalin
