@@ -11,10 +11,12 @@ struct Notification {
     QString body;
     QString actionLabel;            ///< empty: no button
     std::function<void()> onAction; ///< called on the main thread when the button is pressed
+    QString secondLabel{};          ///< of one more button
+    std::function<void()> onSecond{};
 };
 
 /// Desktop notifications (org.freedesktop.Notifications). Main thread; never waits. Where nobody shows notifications
-/// the text goes to the log, so that it is said at least once.
+/// the text goes to the log, so that it is said at least once. One with a button stays until it is answered or closed.
 class Notifier {
 public:
     virtual ~Notifier() = default;

@@ -18,13 +18,13 @@ FreedesktopNotifier::FreedesktopNotifier(Dispatch& theDispatch, const QString& b
     QObject::connect(client, &NotificationClient::shown, &context, [this](quint64 ticket) { unshown.remove(ticket); });
     QObject::connect(client, &NotificationClient::failed, &context, [this](quint64 ticket) {
         logUnlessShown(ticket);
-        onActions.remove(ticket);
+        asking.remove(ticket);
     });
-    QObject::connect(client, &NotificationClient::closed, &context,
-                     [this](quint64 ticket) { onActions.remove(ticket); });
-    QObject::connect(client, &NotificationClient::pressed, &context, [this](quint64 ticket) {
-        if (const auto onAction = onActions.take(ticket))
-            onAction();
+    QObject::connect(client, &NotificationClient::closed, &context, [this](quint64 ticket) { asking.remove(ticket); });
+    QObject::connect(client, &NotificationClient::pressed, &context, [this](quint64 ticket, qsizetype button) {
+        const Notification asked = asking.take(ticket);
+        if (const auto& act = button == 0 ? asked.onAction : asked.onSecond)
+            act();
     });
 }
 
@@ -32,16 +32,17 @@ FreedesktopNotifier::~FreedesktopNotifier() = default;
 
 void FreedesktopNotifier::notify(const Notification& notification) {
     const quint64 ticket = ++lastTicket;
-    const bool hasButton = notification.onAction && !notification.actionLabel.isEmpty();
-    if (hasButton)
-        onActions.insert(ticket, notification.onAction);
+    QStringList buttons;
+    if (notification.onAction && !notification.actionLabel.isEmpty())
+        buttons = notification.onSecond ? QStringList{notification.actionLabel, notification.secondLabel}
+                                        : QStringList{notification.actionLabel};
+    if (!buttons.isEmpty())
+        asking.insert(ticket, notification);
     unshown.insert(ticket, QStringLiteral("Ovalin: %1 — %2").arg(notification.title, notification.body));
     // Counted from here, not from the call: the bus itself may hang.
     dispatch.after(DEADLINE, &context, [this, ticket] { logUnlessShown(ticket); });
     QMetaObject::invokeMethod(client, [client = client, ticket, title = notification.title, body = notification.body,
-                                       label = hasButton ? notification.actionLabel : QString()] {
-        client->show(ticket, title, body, label);
-    });
+                                       buttons] { client->show(ticket, title, body, buttons); });
 }
 
 void FreedesktopNotifier::logUnlessShown(quint64 ticket) {

@@ -25,9 +25,9 @@ private:
     Dispatch& dispatch;
     QObject context;
     quint64 lastTicket = 0;
-    QHash<quint64, QString> unshown;                 // what to log, until a service took it
-    QHash<quint64, std::function<void()>> onActions; // until pressed or closed
-    NotificationClient* client;                      // lives on the thread
+    QHash<quint64, QString> unshown;     // what to log, until a service took it
+    QHash<quint64, Notification> asking; // with buttons, until one is pressed or it is closed
+    NotificationClient* client;          // lives on the thread
     BusThread thread;
 };
 

@@ -11,7 +11,7 @@ constexpr int CALL_MS = 2000;
 
 const auto SERVICE = QStringLiteral("org.freedesktop.Notifications");
 const auto PATH = QStringLiteral("/org/freedesktop/Notifications");
-const auto BUTTON = QStringLiteral("button"); // not "default": a click on the text is no consent
+const auto BUTTON = QStringLiteral("button"); // with its number; not "default": a click on the text is no consent
 
 QDBusMessage methodCall(const QString& method) {
     return QDBusMessage::createMethodCall(SERVICE, PATH, SERVICE, method);
@@ -48,7 +48,7 @@ void NotificationClient::call(const QDBusMessage& message, std::function<void(co
     });
 }
 
-void NotificationClient::show(quint64 ticket, const QString& title, const QString& body, const QString& actionLabel) {
+void NotificationClient::show(quint64 ticket, const QString& title, const QString& body, const QStringList& buttons) {
     if (!connected()) {
         Q_EMIT failed(ticket);
         return;
@@ -61,22 +61,24 @@ void NotificationClient::show(quint64 ticket, const QString& title, const QStrin
         }
         const QStringList capabilities = reply.arguments().value(0).toStringList();
         const bool markup = capabilities.contains(QStringLiteral("body-markup"));
-        send(ticket, title, markup ? escaped(body) : body, actionLabel);
+        send(ticket, title, markup ? escaped(body) : body, buttons);
     });
 }
 
-void NotificationClient::send(quint64 ticket, const QString& title, const QString& body, const QString& actionLabel) {
+void NotificationClient::send(quint64 ticket, const QString& title, const QString& body, const QStringList& buttons) {
     if (!connected()) {
         Q_EMIT failed(ticket);
         return;
     }
-    const QStringList actions = actionLabel.isEmpty() ? QStringList() : QStringList{BUTTON, actionLabel};
+    QStringList actions;
+    for (qsizetype i = 0; i < buttons.size(); ++i)
+        actions += {BUTTON + QString::number(i), buttons[i]};
     const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("ovalin")}};
     constexpr uint replaces = 0;
-    constexpr int serviceDecidesHowLong = -1;
+    const int timeout = buttons.isEmpty() ? -1 : 0; // as long as the service likes, or until it is answered
     QDBusMessage message = methodCall(QStringLiteral("Notify"));
     message << QStringLiteral("Ovalin") << replaces << QStringLiteral("ovalin") << title << body << actions << hints
-            << serviceDecidesHowLong;
+            << timeout;
     call(message, [this, ticket, hasButton = !actions.isEmpty()](const QDBusMessage& reply) {
         if (reply.type() != QDBusMessage::ReplyMessage) {
             Q_EMIT failed(ticket);
@@ -100,8 +102,9 @@ void NotificationClient::forgetAllBut(const QString& service) {
 
 void NotificationClient::actionInvoked(const QDBusMessage& message) {
     const auto ticket = tickets.constFind({message.service(), message.arguments().value(0).toUInt()});
-    if (ticket != tickets.cend() && message.arguments().value(1).toString() == BUTTON)
-        Q_EMIT pressed(*ticket);
+    const QString button = message.arguments().value(1).toString();
+    if (ticket != tickets.cend() && button.startsWith(BUTTON))
+        Q_EMIT pressed(*ticket, button.mid(BUTTON.size()).toLongLong());
 }
 
 void NotificationClient::notificationClosed(const QDBusMessage& message) {

@@ -5,6 +5,7 @@
 #include <QDBusMessage>
 #include <QHash>
 #include <QObject>
+#include <QStringList>
 
 #include <functional>
 #include <optional>
@@ -21,12 +22,12 @@ public:
         : address(busAddress) {}
 
     /// Ends in `shown` or `failed`; each call to the service has two seconds.
-    void show(quint64 ticket, const QString& title, const QString& body, const QString& actionLabel);
+    void show(quint64 ticket, const QString& title, const QString& body, const QStringList& buttons);
 
 Q_SIGNALS:
     void shown(quint64 ticket);
     void failed(quint64 ticket);
-    void pressed(quint64 ticket);
+    void pressed(quint64 ticket, qsizetype button);
     void closed(quint64 ticket);
 
 private Q_SLOTS:
@@ -44,7 +45,7 @@ private:
 
     bool connected();
     void call(const QDBusMessage& message, std::function<void(const QDBusMessage& reply)> done);
-    void send(quint64 ticket, const QString& title, const QString& body, const QString& actionLabel);
+    void send(quint64 ticket, const QString& title, const QString& body, const QStringList& buttons);
     /// What an earlier service showed went with it.
     void forgetAllBut(const QString& service);
 
