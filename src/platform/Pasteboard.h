@@ -54,9 +54,9 @@ public:
     /// which takes place in any case. Worker threads.
     [[nodiscard]] virtual PasteboardSnapshot save(Selection selection) = 0;
 
-    /// Owns the selection with this text, to be pasted from it, until giveBack() or until somebody else takes it.
-    /// Requests of process `reader` for the text are noted, below 1 everybody's. False when it is not to be had. Worker
-    /// threads.
+    /// Owns the selection with this text, to be pasted from it, until giveBack() or until somebody else takes it. Only
+    /// process `reader` gets it, which is noted; below 1 everybody, as where the X server cannot say who asks. False
+    /// when it is not to be had. Worker threads.
     [[nodiscard]] virtual bool borrow(Selection selection, const QString& text, qint32 reader) = 0;
 
     struct Loan {

@@ -67,7 +67,7 @@ SelectionServer::~SelectionServer() {
     lost();
 }
 
-bool SelectionServer::own(SelectionContent newContent, RequestSeen seen) {
+bool SelectionServer::own(SelectionContent newContent, RequestSeen seen, qint32 reader) {
     xcb_connection_t* c = thread.connection().get();
     const xcb_window_t owner = thread.connection().makeHiddenWindow(0);
     // Tells the time of this ownership, for TIMESTAMP.
@@ -84,6 +84,7 @@ bool SelectionServer::own(SelectionContent newContent, RequestSeen seen) {
     window = owner;
     content = std::make_shared<const SelectionContent>(std::move(newContent));
     requestSeen = std::move(seen);
+    onlyReader = reader;
     return true;
 }
 
@@ -146,6 +147,8 @@ void SelectionServer::requested(const xcb_selection_request_event_t& event) {
 bool SelectionServer::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property) {
     XConnection& server = thread.connection();
     const QByteArray name = server.atomName(target);
+    const qint32 pid = isProtocol(name) ? 0 : server.clientPid(requestor);
+    const bool mayHaveIt = onlyReader < 1 || pid < 1 || pid == onlyReader;
     bool served = false;
     if (name == "TARGETS") {
         writeTargets(requestor, property);
@@ -156,11 +159,11 @@ bool SelectionServer::convert(xcb_window_t requestor, xcb_atom_t target, xcb_ato
     } else if (name == "MULTIPLE") {
         served = convertMultiple(requestor, property);
     } else if (const auto item = std::ranges::find(*content, name, &PasteboardSnapshot::Item::target);
-               item != content->end()) {
+               mayHaveIt && item != content->end()) {
         served = writeItem(requestor, *item, property);
     }
     if (requestSeen && !isProtocol(name))
-        requestSeen({server.clientPid(requestor), name, served});
+        requestSeen({pid, name, served});
     return served;
 }
 

@@ -31,10 +31,11 @@ public:
     SelectionServer(const SelectionServer&) = delete;
     SelectionServer& operator=(const SelectionServer&) = delete;
 
-    /// Takes the selection. `seen` hears of every request but TARGETS, TIMESTAMP and MULTIPLE (its parts are told one
-    /// by one), on the X thread, and must not call the server. False when the server gave the selection to somebody
-    /// else.
-    bool own(SelectionContent content, RequestSeen seen = {});
+    /// Takes the selection. Everybody learns what there is, but only process `reader` gets it, unless that is below 1
+    /// or the X server cannot say who asks: clipboard histories ask for all that they see. `seen` hears of every
+    /// request but TARGETS, TIMESTAMP and MULTIPLE (its parts are told one by one), on the X thread, and must not call
+    /// the server. False when the server gave the selection to somebody else.
+    bool own(SelectionContent content, RequestSeen seen = {}, qint32 reader = 0);
 
     /// Goes on with something else, or gives the selection up when that is absent; false, and nothing happens, when
     /// another client has taken it, even if we have not heard of it yet.
@@ -76,6 +77,7 @@ private:
     std::optional<quint32> since;          // X time, as XFixes tells it
     std::shared_ptr<const SelectionContent> content;
     RequestSeen requestSeen;
+    qint32 onlyReader = 0;
     std::list<Outgoing> outgoing;
     std::vector<quint64> handlers;
 };

@@ -290,11 +290,13 @@ bool X11Pasteboard::readItems(PasteboardSnapshot& snapshot, const Reading& how) 
 bool X11Pasteboard::Parts::borrow(Selection selection, const QString& text, qint32 wanted) {
     auto& last = lastReadOf(selection);
     last.reset();
-    return serverOf(selection).own(textContent(text), [&last, wanted](const SelectionServer::Request& request) {
-        // Not every server can say whose a request is.
-        if (request.served && (wanted < 1 || request.pid < 1 || request.pid == wanted))
-            last = std::chrono::steady_clock::now();
-    });
+    return serverOf(selection).own(
+        textContent(text),
+        [&last](const SelectionServer::Request& request) {
+            if (request.served)
+                last = std::chrono::steady_clock::now();
+        },
+        wanted);
 }
 
 bool X11Pasteboard::borrow(Selection selection, const QString& text, qint32 wanted) {
