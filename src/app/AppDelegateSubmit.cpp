@@ -88,8 +88,8 @@ void AppDelegate::sendTapped() {
         chat->stopAskTurn();
         return;
     }
-    if (!panel->sendBtnRef->isEnabled() && !chat->streaming())
-        return; // the text is being replaced
+    if (panel->isBusy(CapturePanel::Busy::Replacing))
+        return;
     if (askMode) {
         sendAsk(instruction);
         return;

@@ -153,7 +153,7 @@ void AskChat::startTorviTurn() {
     askTurnPersisted = false;
     askTurnInterrupted = false;
     setAskStatus(QStringLiteral("Torvi is thinking…"));
-    panel.sendBtnRef->setEnabled(false);
+    panel.setBusy(CapturePanel::Busy::Answering, true);
 }
 
 void AskChat::appendTorviDelta(const QString& text) {
@@ -172,8 +172,7 @@ void AskChat::takeBack(qsizetype length) {
 
 void AskChat::endTorviTurn(const QString& error) {
     const bool wasStreaming = std::exchange(askStreaming, false);
-    panel.sendBtnRef->setEnabled(true);
-    panel.promptField->setFocus();
+    panel.setBusy(CapturePanel::Busy::Answering, false);
     if (error.isEmpty() && !wasStreaming) {
         setAskStatus({});
         return;

@@ -125,6 +125,14 @@ void CapturePanel::setSubmitTitle(const QString& title) {
     layOut();
 }
 
+void CapturePanel::setBusy(Busy with, bool busy) {
+    (with == Busy::Answering ? answering : replacing) = busy;
+    sendBtnRef->setEnabled(!answering && !replacing);
+    replaceBtnRef->setEnabled(!replacing);
+    // A button that is disabled under the focus hands it on to the next one, where a blank would press it.
+    promptField->setFocus();
+}
+
 void CapturePanel::setExtraHeight(int height) { growBy(height - std::exchange(extraHeight, height)); }
 
 void CapturePanel::revealTranscript() {

@@ -41,6 +41,14 @@ public:
     void setReplaceButton(const QString& title, bool hidden);
     void setSubmitTitle(const QString& title);
 
+    /// What keeps the prompt from being sent. Here is the one place that knows; the buttons only show it.
+    enum class Busy {
+        Answering, ///< an answer streams
+        Replacing, ///< a text is being replaced or inserted
+    };
+    void setBusy(Busy with, bool busy);
+    [[nodiscard]] bool isBusy(Busy with) const { return with == Busy::Answering ? answering : replacing; }
+
     [[nodiscard]] int extraCaptureHeight() const { return extraHeight; }
 
     ModeControl* const modeControl;
@@ -81,6 +89,8 @@ private:
     Glass glass;
     const bool composited;
     bool firstFrame = true;
+    bool answering = false;
+    bool replacing = false;
     int extraHeight = 0;
     int previewHeightC = 0;
     int transcriptHeightC = 0;
