@@ -661,7 +661,6 @@ class UnknownWindow(Program):
         self.display.sync()
         self.window = self.s.find("nobody")
         self.place()
-        self.strays = []
 
     def caret(self):
         pass
@@ -676,8 +675,7 @@ class UnknownWindow(Program):
         """The keys that came, but for the hotkey's own modifier and Ctrl+Insert."""
         allowed = {self.s.key_code(name) for name in ("Alt_L", "Control_L", "Insert")}
         keys = [self.display.next_event() for _ in range(self.display.pending_events())]
-        self.strays += [event.detail for event in keys if event.type == X.KeyPress and event.detail not in allowed]
-        return {"stray keys": list(self.strays)}
+        return {"stray keys": [event.detail for event in keys if event.type == X.KeyPress and event.detail not in allowed]}
 
 
 ALL = (Mousepad, Gedit, GnomeTextEditor, Geany, GeanyTerminal, Kate, KateTerminal, FeatherPad, FocusWriter, Writer, Calc,

@@ -1,5 +1,4 @@
 """A desktop with the built program in it, driven by keys and mouse, and everything about it that can be seen from outside."""
-import contextlib
 import json
 import os
 import subprocess
@@ -21,7 +20,7 @@ MODIFIERS = {"ctrl": "Control_L", "shift": "Shift_L", "alt": "Alt_L", "super": "
 RIGHT_MODIFIERS = {"ctrl": "Control_R", "shift": "Shift_R", "alt": "Alt_R", "super": "Super_R", "level3": "ISO_Level3_Shift"}
 KEY_NAMES = {getattr(XK, "XK_" + name): name for name in ("Insert", "space", "Escape", "Delete", "BackSpace")}
 COPIED = "copied before"
-DEBOUNCE = 0.3  # s; the program's own is 250 ms
+DEBOUNCE = 0.4  # s; the program's own is 250 ms
 
 
 def until(condition, seconds=10.0, step=0.02):
@@ -304,19 +303,6 @@ class Session(Desk):
     def toggle(self):
         """What opens the panel: the hotkey, or else what a row puts in its place."""
         self.press("alt+space", held=self.held)
-
-    @contextlib.contextmanager
-    def hotkey_down(self):
-        """Alt+Space is pressed, and released afterwards."""
-        keys = [self.key_code(name) for name in ("Alt_L", "space")]
-        for key in keys:
-            self.fake(X.KeyPress, key)
-        self.x.sync()
-        yield
-        for key in reversed(keys):
-            self.fake(X.KeyRelease, key)
-        self.x.sync()
-        self.last_hotkey = time.monotonic()
 
     def open_or_fail(self):
         if not self.open():

@@ -118,11 +118,15 @@ private:
     void undelivered(const QueueItem& item, const QString& reason);
     void agentMissing(const QString& message);
     void hotkeyTaken(int status);
-    void replaceSelection(const ReplacePress& press, const QString& selected);
+    [[nodiscard]] static QString whyNotReplace(const ReplacePress& press);
+    void replaceSelection(const ReplacePress& press);
     void insertGenerated(const ReplacePress& press);
     void jobEnded(const ReplacePress& press, const JobEnd& end);
     void pasteOver(const ReplacePress& press, const QString& text);
-    void setSubmitting(bool submitting);
+    [[nodiscard]] bool mayPaste(const ReplacePress& press, const QString& text);
+    void pasteNow(const ReplacePress& press, const QString& text);
+    void setReplacing(bool replacing);
+    [[nodiscard]] quint32 frontWindow();
     [[nodiscard]] AgentJob agentJob() const;
 
     Desktop& desktop;

@@ -65,14 +65,14 @@ SelectedText Selection::axSelectionOrGrab(const SelectionTarget& target) {
     SelectedText read = axSelection(target);
     if (read.source != SelectedText::Source::Nobody)
         return read;
-    if (const auto grabbed = clipboardGrab(target.at.pid)) {
+    if (const auto grabbed = clipboardGrab(target.at.pid, read.focus)) {
         read.text = *grabbed;
         read.source = SelectedText::Source::Copy;
     }
     return read;
 }
 
-std::optional<QString> Selection::clipboardGrab(qint32 pid) {
+std::optional<QString> Selection::clipboardGrab(qint32 pid, FocusKind focus) {
     if (!keyboard.trusted()) {
         logLine(QStringLiteral("Ovalin: Accessibility not granted — cannot grab selection"));
         return std::nullopt;
@@ -84,7 +84,7 @@ std::optional<QString> Selection::clipboardGrab(qint32 pid) {
         return std::nullopt;
     }
     const quint64 before = saved->changeCount;
-    switch (keyboard.sendCopy(pid)) {
+    switch (keyboard.sendCopy(pid, focus)) {
     case Keyboard::Sent::Yes:
         break;
     case Keyboard::Sent::NotTrusted:

@@ -49,9 +49,9 @@ public:
     /// if the process owns it and it is fresher than the user's last input.
     [[nodiscard]] SelectedText axSelection(const SelectionTarget& target);
 
-    /// The selection by a synthetic copy; the clipboard is put back as it was. At most about 0.6 s, and only while the
-    /// clipboard's owner answers: what cannot be read cannot be put back.
-    [[nodiscard]] std::optional<QString> clipboardGrab(qint32 pid);
+    /// The selection by a synthetic copy, where that is harmless; the clipboard is put back as it was. At most about
+    /// 0.6 s, and only while the clipboard's owner answers: what cannot be read cannot be put back.
+    [[nodiscard]] std::optional<QString> clipboardGrab(qint32 pid, FocusKind focus);
 
     /// axSelection(), and where nobody has answered, clipboardGrab().
     [[nodiscard]] SelectedText axSelectionOrGrab(const SelectionTarget& target);

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/Pasteboard.h"
+#include "platform/Accessibility.h"
+#include "platform/PasteWay.h"
 
 #include <functional>
-#include <optional>
 
 namespace ovalin {
 
@@ -13,7 +13,7 @@ public:
     enum class Sent {
         Yes,
         NotTrusted, ///< the X server has no XTEST, or no key of the keyboard layout gives the chord
-        NotAllowed, ///< a terminal, in which the chord would interrupt the running command
+        NotAllowed, ///< the application is not asked, or sent, anything: it could do harm there
         NoTarget,   ///< the input focus is not with the application any more; nothing was sent
     };
 
@@ -22,26 +22,24 @@ public:
     /// Whether the X server lets us send keys. Any thread.
     [[nodiscard]] virtual bool trusted() const = 0;
 
-    /// Sends the copy chord (Ctrl+C) to the application that has the input focus, which must be `pid`'s unless that is
-    /// below 1; held modifiers are lifted meanwhile and the keyboard hold opens for just these keys. Worker threads;
-    /// returns when the X server has worked the keys off.
-    [[nodiscard]] virtual Sent sendCopy(qint32 pid) = 0;
+    /// Sends the copy chord of the application that has the input focus, if any is harmless there (for most
+    /// Ctrl+Insert); it must be `pid`'s unless that is below 1. Held modifiers are lifted meanwhile and the keyboard
+    /// hold opens for just these keys. `focus`: what is known of the focused object. Worker threads; returns when the X
+    /// server has worked the keys off.
+    [[nodiscard]] virtual Sent sendCopy(qint32 pid, FocusKind focus) = 0;
 
-    /// Where a paste goes; without a window to wherever the input focus is, if that is `pid`'s or `pid` is below 1.
-    struct PasteTarget {
-        qint32 pid = 0;
-        quint32 window = 0; ///< X11 window
-        bool operator==(const PasteTarget&) const = default;
-    };
+    /// How a text gets into the target, over its selection or at its cursor, whether it is in front now or not; without
+    /// a window into whatever has the input focus. Worker threads.
+    [[nodiscard]] virtual PasteWay pasteWay(const AppWindow& target, FocusKind focus, bool overSelection) = 0;
 
-    /// Brings the window to the front unless it is there, and waits until it has the input focus, 600 ms at most. Says
-    /// from which selection its paste chord takes the text; absent: the window is gone or did not get the focus. Worker
-    /// threads.
-    [[nodiscard]] virtual std::optional<Pasteboard::Selection> bringToFront(const PasteTarget& target) = 0;
+    /// Brings the window to the front, from another workspace too, unless it is there, and waits until it has the input
+    /// focus, 600 ms at most; without a window, whether `pid` has the focus. False: the window is gone or did not get
+    /// it. Worker threads.
+    [[nodiscard]] virtual bool bringToFront(const AppWindow& target) = 0;
 
-    /// Sends the paste chord of the application (Ctrl+V; terminals have theirs) if the target has the input focus at
-    /// this moment. As sendCopy().
-    [[nodiscard]] virtual Sent sendPaste(const PasteTarget& target) = 0;
+    /// Sends the keys of pasteWay() if the target has the input focus at this moment. As sendCopy(); NotAllowed also
+    /// where the application itself says that it is not ready for a text.
+    [[nodiscard]] virtual Sent sendPaste(const AppWindow& target, const PasteWay& way) = 0;
 };
 
 /// Keeps the keyboard on one window without moving the input focus: an active keyboard grab. Main thread.

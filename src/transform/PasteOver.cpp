@@ -2,6 +2,10 @@
 
 #include "base/Log.h"
 
+#include <algorithm>
+#include <memory>
+#include <utility>
+
 namespace ovalin {
 
 namespace {
@@ -16,50 +20,107 @@ constexpr milliseconds AFTER_READ = 100ms;
 constexpr milliseconds AT_MOST = 3000ms;
 constexpr milliseconds LOOK_AGAIN = 10ms;
 
+/// A terminal takes what is pasted for what is typed: a line end runs it, other control characters do worse.
+bool isOneLine(const QString& text) {
+    return std::ranges::none_of(text, [](QChar character) {
+        return character.category() == QChar::Other_Control && character != QLatin1Char('\t');
+    });
+}
+
+QString withoutLastLineEnd(QString text) {
+    if (text.endsWith(QLatin1Char('\n')))
+        text.chop(1);
+    if (text.endsWith(QLatin1Char('\r')))
+        text.chop(1);
+    return text;
+}
+
+} // namespace
+
+// What became of a text, and what was on the clipboard before it, when it is there now.
+struct PasteOver::Left {
+    PasteEnd end = PasteEnd::Pasted;
+    std::shared_ptr<const PasteboardSnapshot> before;
+
+    [[nodiscard]] static Left on(Pasteboard& pasteboard, const QString& text, PasteEnd end,
+                                 std::optional<PasteboardSnapshot> saved = {}) {
+        auto before = saved ? std::move(*saved) : pasteboard.save(Selection::Clipboard);
+        if (!pasteboard.borrow(Selection::Clipboard, text, 0))
+            return {PasteEnd::NoClipboard, nullptr};
+        return {end, std::make_shared<const PasteboardSnapshot>(std::move(before))};
+    }
+};
+
+namespace {
+
 /// One paste, on a worker from beginning to end.
+template <class Left>
 struct Paste {
     Pasteboard& pasteboard;
     Keyboard& keyboard;
     Dispatch& dispatch;
-    const QString text;
-    const Keyboard::PasteTarget target;
+    const PasteOrder order;
 
-    [[nodiscard]] PasteEnd run() const {
+    [[nodiscard]] Left run() const {
         const std::lock_guard lock(pasteboard.inUse);
-        const auto source = keyboard.bringToFront(target);
-        if (!source)
-            return leaveText(PasteEnd::Unreachable);
-        PasteboardSnapshot saved = pasteboard.save(*source);
-        if (!pasteboard.borrow(*source, text, target.pid))
-            return leaveText(PasteEnd::Unreachable);
-        if (keyboard.sendPaste(target) != Keyboard::Sent::Yes) {
-            if (*source == Selection::Primary)
-                restore(*source, std::move(saved));
-            return leaveText(PasteEnd::Unreachable);
-        }
-        const bool complete = saved.complete || *source == Selection::Primary;
-        switch (waitForTarget(*source)) {
-        case ClipboardStep::Restore:
-            restore(*source, std::move(saved));
-            return complete ? PasteEnd::Pasted : PasteEnd::ClipboardLost;
-        case ClipboardStep::LeaveText:
-            if (*source == Selection::Clipboard)
-                return PasteEnd::Unconfirmed;
-            restore(*source, std::move(saved));
-            return leaveText(PasteEnd::Unconfirmed);
-        default:
-            // Some clipboard managers take over whatever they see: that is nothing newer.
-            if (*source == Selection::Clipboard && pasteboard.text() == text)
-                pasteboard.giveBack(*source, std::move(saved), GiveBack::Always);
-            return PasteEnd::Pasted;
-        }
+        if (order.way.oneLine && !isOneLine(order.text))
+            return leave(PasteEnd::SeveralLines);
+        if (!order.way.safe() || !keyboard.bringToFront(order.target))
+            return leave(PasteEnd::Unreachable);
+        if (order.way.before != PasteWay::Before::Nothing && !isSelected())
+            return leave(PasteEnd::NotReady);
+        PasteboardSnapshot saved = pasteboard.save(Selection::Clipboard);
+        PasteboardSnapshot primary;
+        if (order.way.primaryToo)
+            primary = pasteboard.save(Selection::Primary);
+        const auto end = lendAndSend();
+        const ClipboardStep step = end == PasteEnd::Pasted ? waitForTarget() : ClipboardStep::LeaveText;
+        if (order.way.primaryToo)
+            pasteboard.giveBack(Selection::Primary, std::move(primary), GiveBack::IfOurs);
+        if (end != PasteEnd::Pasted)
+            return leave(end, std::move(saved));
+        if (step == ClipboardStep::LeaveText)
+            return leave(PasteEnd::Unconfirmed, std::move(saved));
+        // Some clipboard managers take over whatever they see: that is nothing newer.
+        const bool ours = step == ClipboardStep::Restore || pasteboard.text() == order.text;
+        const bool complete = saved.complete;
+        if (ours)
+            pasteboard.giveBack(Selection::Clipboard, std::move(saved),
+                                step == ClipboardStep::Restore ? GiveBack::IfOurs : GiveBack::Always);
+        return {ours && !complete ? PasteEnd::ClipboardLost : PasteEnd::Pasted, nullptr};
     }
 
 private:
-    [[nodiscard]] ClipboardStep waitForTarget(Selection source) const {
+    [[nodiscard]] Left leave(PasteEnd end, std::optional<PasteboardSnapshot> saved = {}) const {
+        return Left::on(pasteboard, order.text, end, std::move(saved));
+    }
+
+    /// Where a key would delete something else if it were not, the application shows that it is.
+    [[nodiscard]] bool isSelected() const {
+        const auto shown = pasteboard.primaryText(order.target.pid, Pasteboard::Freshness::SinceLastInput);
+        return shown && shown->trimmed() == order.over;
+    }
+
+    [[nodiscard]] PasteEnd lendAndSend() const {
+        if (!pasteboard.borrow(Selection::Clipboard, order.text, order.target.pid) ||
+            (order.way.primaryToo && !pasteboard.borrow(Selection::Primary, order.text, order.target.pid)))
+            return PasteEnd::Unreachable;
+        switch (keyboard.sendPaste(order.target, order.way)) {
+        case Keyboard::Sent::Yes:
+            return PasteEnd::Pasted;
+        case Keyboard::Sent::NotAllowed:
+            return PasteEnd::NotReady;
+        default:
+            return PasteEnd::Unreachable;
+        }
+    }
+
+    [[nodiscard]] ClipboardStep waitForTarget() const {
         const double start = dispatch.now();
         for (;;) {
-            const Pasteboard::Loan loan = pasteboard.loan(source);
+            Pasteboard::Loan loan = pasteboard.loan(Selection::Clipboard);
+            if (order.way.primaryToo && !loan.readAgo)
+                loan.readAgo = pasteboard.loan(Selection::Primary).readAgo;
             const milliseconds sinceKey(static_cast<qint64>((dispatch.now() - start) * 1000));
             const ClipboardStep step = clipboardStep(sinceKey, loan.readAgo, loan.ours);
             if (step != ClipboardStep::Wait)
@@ -67,41 +128,51 @@ private:
             dispatch.sleep(LOOK_AGAIN);
         }
     }
-
-    void restore(Selection source, PasteboardSnapshot saved) const {
-        pasteboard.giveBack(source, std::move(saved), GiveBack::IfOurs);
-    }
-
-    [[nodiscard]] PasteEnd leaveText(PasteEnd end) const {
-        return pasteboard.borrow(Selection::Clipboard, text, 0) ? end : PasteEnd::NoClipboard;
-    }
 };
 
-Notification about(PasteEnd end) {
+const auto ON_CLIPBOARD = QStringLiteral("Your text is on the clipboard");
+
+Notification about(PasteEnd end, const QString& app) {
+    const auto left = [&](const QString& why) {
+        return Notification{ON_CLIPBOARD, why.arg(app) + QStringLiteral(" Paste it where you want it."), {}, {}};
+    };
     switch (end) {
     case PasteEnd::Unreachable:
-        return {
-            QStringLiteral("Ovalin could not put the text in"),
-            QStringLiteral("The window it was for is gone, does not come to the front or takes no keys. The text is "
-                           "on the clipboard."),
-            {},
-            {}};
+        return left(QStringLiteral("The window of %1 that it was for is gone, does not come to the front or takes no "
+                                   "keys."));
+    case PasteEnd::NotReady:
+        return left(QStringLiteral("%1 is not where it can put a text over the selection or at its cursor, so nothing "
+                                   "was changed there."));
+    case PasteEnd::SeveralLines:
+        return left(QStringLiteral("%1 may be a terminal, which would run each line of it as a command."));
     case PasteEnd::Unconfirmed:
-        return {QStringLiteral("The application did not take the text"),
-                QStringLiteral("It may be busy, or have nothing there to type into. The text is on the clipboard."),
-                {},
-                {}};
+        return left(QStringLiteral("%1 did not take it: it may be busy, or have nothing there to type into."));
     case PasteEnd::ClipboardLost:
         return {QStringLiteral("Ovalin could not keep your clipboard"),
-                QStringLiteral("The text is in, but the program that had filled the clipboard did not hand over all "
-                               "of it."),
+                QStringLiteral("The text is in %1, but the program that had filled the clipboard did not hand over all "
+                               "of it.")
+                    .arg(app),
                 {},
                 {}};
     default:
         return {QStringLiteral("Ovalin could not put the text in"),
-                QStringLiteral("Neither the window it was for nor the clipboard can be had."),
+                QStringLiteral("Neither the window of %1 nor the clipboard can be had.").arg(app),
                 {},
                 {}};
+    }
+}
+
+QString reason(NotPasted why) {
+    switch (why) {
+    case NotPasted::Closed:
+        return QStringLiteral("You had closed Ovalin before it was done, so nothing was changed in %1.");
+    case NotPasted::OpenedAgain:
+        return QStringLiteral("It was done while you had opened Ovalin again, so nothing was changed in %1.");
+    case NotPasted::Elsewhere:
+        return QStringLiteral("You had gone on to another place before it was done, so nothing was changed in %1.");
+    default:
+        return QStringLiteral("What is selected in %1 is not what it was made from any more, so nothing was changed "
+                              "there.");
     }
 }
 
@@ -116,33 +187,61 @@ ClipboardStep clipboardStep(milliseconds sinceKey, std::optional<milliseconds> r
     return sinceKey >= AT_MOST ? ClipboardStep::LeaveText : ClipboardStep::Wait;
 }
 
-void PasteOver::pasteOverSelection(const QString& text, const Keyboard::PasteTarget& target) {
-    const Paste paste{desktop.pasteboard, desktop.keyboard, dispatch, text, target};
+void PasteOver::pasteOverSelection(const PasteOrder& order) {
+    PasteOrder what = order;
+    if (what.way.oneLine)
+        what.text = withoutLastLineEnd(what.text);
+    const Paste<Left> paste{desktop.pasteboard, desktop.keyboard, dispatch, what};
     dispatch.inBackground(
-        Queue::UserInitiated, this, [paste] { return paste.run(); }, [this](PasteEnd end) { ended(end); });
+        Queue::UserInitiated, this, [paste] { return paste.run(); },
+        [this, app = order.app, text = what.text](const Left& left) {
+            if (left.end != PasteEnd::Pasted)
+                tell(about(left.end, app), text, left);
+        });
 }
 
-void PasteOver::ended(PasteEnd end) {
-    if (end == PasteEnd::Pasted)
-        return;
-    const Notification notification = about(end);
-    logLine(QStringLiteral("Ovalin paste: ") + notification.title);
-    desktop.notifier.notify(notification);
-}
-
-void PasteOver::leaveOnClipboard(const QString& text, const QString& why) {
+void PasteOver::leaveOnClipboard(const QString& text, const QString& app, NotPasted why) {
     dispatch.inBackground(
         Queue::UserInitiated, this,
         [&pasteboard = desktop.pasteboard, text] {
             const std::lock_guard lock(pasteboard.inUse);
-            return pasteboard.borrow(Selection::Clipboard, text, 0);
+            return Left::on(pasteboard, text, PasteEnd::Unreachable);
         },
-        [this, why](bool done) {
-            if (done)
-                desktop.notifier.notify({QStringLiteral("Your text is on the clipboard"), why, {}, {}});
-            else
-                ended(PasteEnd::NoClipboard);
+        [this, text, app, why](const Left& left) {
+            Notification notification = about(left.end, app);
+            if (left.end == PasteEnd::Unreachable)
+                notification.body = reason(why).arg(app) + QStringLiteral(" Paste it where you want it.");
+            tell(notification, text, left);
         });
+}
+
+void PasteOver::tell(Notification notification, const QString& text, const Left& left) {
+    logLine(QStringLiteral("Ovalin paste: %1 — %2").arg(notification.title, notification.body));
+    if (left.before) {
+        notification.actionLabel = QStringLiteral("Copy again");
+        notification.onAction = [this, text] { copyAgain(text); };
+    }
+    if (left.before && !left.before->items.empty()) {
+        notification.secondLabel = std::exchange(notification.actionLabel, QStringLiteral("Put back the clipboard"));
+        notification.onSecond = std::exchange(notification.onAction, [this, text, left] { putBack(text, left); });
+    }
+    desktop.notifier.notify(notification);
+}
+
+void PasteOver::putBack(const QString& text, const Left& left) {
+    dispatch.run(Queue::UserInitiated, [&pasteboard = desktop.pasteboard, text, left] {
+        const std::lock_guard lock(pasteboard.inUse);
+        // What the user has copied since is newer; what a clipboard manager has taken over is not.
+        if (!pasteboard.giveBack(Selection::Clipboard, *left.before, GiveBack::IfOurs) && pasteboard.text() == text)
+            pasteboard.giveBack(Selection::Clipboard, *left.before, GiveBack::Always);
+    });
+}
+
+void PasteOver::copyAgain(const QString& text) {
+    dispatch.run(Queue::UserInitiated, [&pasteboard = desktop.pasteboard, text] {
+        const std::lock_guard lock(pasteboard.inUse);
+        pasteboard.borrow(Selection::Clipboard, text, 0);
+    });
 }
 
 } // namespace ovalin

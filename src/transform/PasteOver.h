@@ -22,17 +22,37 @@ enum class ClipboardStep {
 [[nodiscard]] ClipboardStep clipboardStep(std::chrono::milliseconds sinceKey,
                                           std::optional<std::chrono::milliseconds> readAgo, bool stillOurs);
 
+/// A text and where it goes.
+struct PasteOrder {
+    QString text;
+    QString app; ///< for people
+    AppWindow target;
+    PasteWay way;
+    QString over; ///< with `way.overSelection`: what is selected there
+};
+
 /// How a paste ended.
 enum class PasteEnd {
     Pasted,        ///< and the clipboard is what it was, or newer
     ClipboardLost, ///< pasted; what was on the clipboard could not be read before, not all of it at least
     Unconfirmed,   ///< the key was sent, but the target did not ask for the text: it stays on the clipboard
     Unreachable,   ///< no key was sent anywhere: the text is on the clipboard
+    NotReady,      ///< the same, since the application would not have put it over what is selected, or at its cursor
+    SeveralLines,  ///< the same, since a terminal would run each line
     NoClipboard,   ///< no key was sent, and not even that
 };
 
+/// Why a finished text is not pasted at all.
+enum class NotPasted {
+    Closed,           ///< the user had closed the panel
+    OpenedAgain,      ///< and another one is open
+    Elsewhere,        ///< the user works in another window, or another part of it
+    SelectionChanged, ///< what is selected is not what was transformed
+};
+
 /// Puts a text over the selection of another application, or at its cursor, the way a user would: by its paste key, and
-/// with the clipboard as it was afterwards. Main thread.
+/// with the clipboard as it was afterwards. A text that cannot be put there waits on the clipboard, and a notification
+/// says so and offers to put back what was there before. Main thread.
 class PasteOver final : public QObject {
 public:
     PasteOver(const Desktop& theDesktop, Dispatch& theDispatch)
@@ -40,14 +60,17 @@ public:
         , dispatch(theDispatch) {}
 
     /// Returns at once; the text is there some milliseconds later, the clipboard's content half a second after that.
-    /// Whatever goes wrong is said by a notification. The panel must not be in the way any more.
-    void pasteOverSelection(const QString& text, const Keyboard::PasteTarget& target);
+    /// The panel must not be in the way any more.
+    void pasteOverSelection(const PasteOrder& order);
 
-    /// Puts the text on the clipboard, for good, where it cannot be pasted: the notification says `why`.
-    void leaveOnClipboard(const QString& text, const QString& why);
+    /// Puts the text on the clipboard only; `app`: where it does not go.
+    void leaveOnClipboard(const QString& text, const QString& app, NotPasted why);
 
 private:
-    void ended(PasteEnd end);
+    struct Left;
+    void tell(Notification notification, const QString& text, const Left& left);
+    void putBack(const QString& text, const Left& left);
+    void copyAgain(const QString& text);
 
     const Desktop desktop;
     Dispatch& dispatch;

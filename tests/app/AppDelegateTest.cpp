@@ -59,6 +59,10 @@ struct AppDelegateTest : testing::Test {
             dispatch.runMain();
         }
     }
+    static void writeProgram(const QString& path, const QByteArray& text) {
+        writeFile(path, text);
+        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
     CapturePanel& panel() { return *delegate->currentPanel(); }
     void typePrompt(const QString& text) {
         for (const QChar letter : text)
@@ -323,7 +327,7 @@ TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastes) {
     EXPECT_EQ(delegate->currentPanel(), nullptr);
     EXPECT_EQ(fake.pasteboard.borrowed, QStringList(QStringLiteral("Acme Corp")));
     ASSERT_EQ(fake.keyboard.pastes.size(), 1u);
-    EXPECT_EQ(fake.keyboard.pastes[0], (Keyboard::PasteTarget{4711, 1})) << "the window in front at the opening";
+    EXPECT_EQ(fake.keyboard.pastes[0], (AppWindow{4711, 1})) << "the window in front at the opening";
     EXPECT_EQ(log.count(QStringLiteral("Ovalin replace: bundle=Mousepad torvi=0 quarn=0 file=0 web=0 selLen=11 "
                                        "instr=replace with 'Acme Corp'")),
               1);
@@ -407,12 +411,142 @@ TEST_F(AppDelegateTest, ATransformThatOutlivesItsPanelDisturbsNoOther) {
         }
         settle();
         dispatch.runAtOnce = true;
-        EXPECT_EQ(fake.keyboard.pastes.size(), 1u) << "only where no other panel is open";
-        EXPECT_EQ(fake.pasteboard.borrowed.size(), openedAgain ? 2 : 1);
-        EXPECT_EQ(fake.notifier.shown.size(), openedAgain ? 1u : 0u);
+        EXPECT_TRUE(fake.keyboard.pastes.empty() && fake.keyboard.raised.empty()) << "the user has closed it";
+        EXPECT_EQ(fake.pasteboard.borrowed.back(), QStringLiteral("done"));
+        EXPECT_EQ(fake.notifier.shown.size(), openedAgain ? 2u : 1u);
+        EXPECT_TRUE(fake.notifier.shown.back().body.contains(QStringLiteral("Editor")));
         EXPECT_EQ(delegate->currentPanel() != nullptr, openedAgain);
     }
     EXPECT_EQ(panel().promptField->text(), QStringLiteral("something else"));
+}
+
+TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
+    const AccessibleSelection selected{Kind::Text, QStringLiteral("the excerpt"), false, FocusKind::Editable, 5};
+    const AccessibleSelection nothing{Kind::Unavailable, {}, false, FocusKind::Editable, 5};
+    const struct {
+        const char* name;
+        double took;
+        AccessibleSelection at, then;
+        quint32 front;
+        const char* instruction;
+        const char* told; // null: pasted
+    } rows[] = {
+        {"as it was", 1, selected, selected, 1, "make it short", nullptr},
+        {"nobody says", 1, selected, nothing, 1, "make it short", nullptr},
+        {"quick",
+         0.2,
+         selected,
+         {Kind::Text, QStringLiteral("other"), false, FocusKind::Editable, 5},
+         1,
+         "make it short",
+         nullptr},
+        {"other words",
+         1,
+         selected,
+         {Kind::Text, QStringLiteral("other"), false, FocusKind::Editable, 5},
+         1,
+         "make it short",
+         "not what it was made from"},
+        {"other part",
+         1,
+         selected,
+         {Kind::Text, QStringLiteral("the excerpt"), false, FocusKind::Terminal, 5},
+         1,
+         "make it short",
+         "another place"},
+        {"same words, other window",
+         1,
+         selected,
+         {Kind::Text, QStringLiteral("the excerpt"), false, FocusKind::Editable, 6},
+         1,
+         "make it short",
+         "another place"},
+        {"other application", 1, selected, selected, 9, "make it short", "another place"},
+        {"insert", 1, nothing, nothing, 1, "make a haiku", nullptr},
+        {"insert, other window", 1, nothing, nothing, 9, "make a haiku", "another place"},
+        {"insert, selected since", 1, nothing, selected, 1, "make a haiku", "not what it was made from"},
+    };
+    writeProgram(paths.binDir + QStringLiteral("/ovalin-transform.sh"), "#!/bin/sh\necho done\n");
+    writeProgram(home.filePath(QStringLiteral(".local/bin/claude")), "#!/bin/sh\necho done\n");
+    fake.pasteboard.lent = {true, std::chrono::milliseconds(200)};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        fake.accessibility.answer = row.at;
+        fake.workspace.front->window = 1;
+        open();
+        settle();
+        typePrompt(QString::fromLatin1(row.instruction));
+        dispatch.runAtOnce = false;
+        delegate->replaceTapped();
+        dispatch.runBackground();
+        dispatch.runMain();
+        dispatch.advance(row.took);
+        fake.accessibility.answer = row.then;
+        fake.workspace.front->window = row.front;
+        settle();
+        dispatch.runAtOnce = true;
+        EXPECT_EQ(delegate->currentPanel(), nullptr);
+        EXPECT_EQ(std::exchange(fake.keyboard.pastes, {}).size(), row.told ? 0u : 1u);
+        EXPECT_EQ(std::exchange(fake.keyboard.raised, {}).size(), row.told ? 0u : 1u) << "no window is raised";
+        ASSERT_EQ(fake.notifier.shown.size(), row.told ? 1u : 0u);
+        if (row.told) {
+            EXPECT_TRUE(fake.notifier.shown[0].body.contains(QString::fromLatin1(row.told)))
+                << fake.notifier.shown[0].body.toStdString();
+        }
+        fake.notifier.shown.clear();
+    }
+}
+
+TEST_F(AppDelegateTest, TheTextGoesToTheWindowThatItsSelectionCameFrom) {
+    fake.accessibility.answer.window = 77;
+    fake.pasteboard.lent = {true, std::chrono::milliseconds(200)};
+    open();
+    settle();
+    typePrompt(QStringLiteral("new words"));
+    delegate->replaceTapped();
+    settle();
+    ASSERT_EQ(fake.keyboard.pastes.size(), 1u);
+    EXPECT_EQ(fake.keyboard.pastes[0], (AppWindow{4711, 77}));
+}
+
+TEST_F(AppDelegateTest, WhereNoKeyIsSafeNothingIsBegun) {
+    fake.keyboard.way = {
+        PasteWay::Keys::None, PasteWay::Before::Nothing, false, false, false, QStringLiteral("that text is read-only")};
+    open();
+    settle();
+    typePrompt(QStringLiteral("make it short"));
+    delegate->replaceTapped();
+    settle();
+    EXPECT_EQ(panel().hintField->status(), QStringLiteral("that text is read-only"));
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin replace: script")), 0);
+
+    // A key goes before the paste, and it is not known what that would delete.
+    fake.keyboard.way = {PasteWay::Keys::ShiftInsert, PasteWay::Before::Delete, false, false, false, {}};
+    delegate->replaceTapped();
+    settle();
+    EXPECT_EQ(panel().hintField->status(), QStringLiteral("select the text there again first"));
+    EXPECT_TRUE(fake.pasteboard.borrowed.isEmpty());
+}
+
+TEST_F(AppDelegateTest, TheFocusIsInThePromptAfterReplaceAndOnlyOneOwnerLetsItBeSent) {
+    open();
+    settle();
+    panel().replaceBtnRef->setFocus();
+    delegate->replaceTapped();
+    EXPECT_EQ(panel().focusWidget(), panel().promptField);
+    settle();
+    EXPECT_EQ(panel().focusWidget(), panel().promptField) << "nothing was typed yet";
+
+    using Busy = CapturePanel::Busy;
+    panel().setBusy(Busy::Answering, true);
+    panel().setBusy(Busy::Replacing, true);
+    panel().setBusy(Busy::Answering, false);
+    EXPECT_FALSE(panel().sendBtnRef->isEnabled()) << "an answer that ends while a text is being replaced";
+    typePrompt(QStringLiteral("note this"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    EXPECT_NE(delegate->currentPanel(), nullptr);
+    panel().setBusy(Busy::Replacing, false);
+    EXPECT_TRUE(panel().sendBtnRef->isEnabled());
 }
 
 TEST_F(AppDelegateTest, TheClockTogglesTheListOfPastConversations) {

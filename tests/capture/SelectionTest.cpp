@@ -55,14 +55,14 @@ TEST_F(SelectionTest, SourcesInTheirOrder) {
 
 TEST_F(SelectionTest, ACopyIsReadAndTheClipboardPutBack) {
     copiesText(QStringLiteral("  copied 👩‍👩‍👧\n"));
-    EXPECT_EQ(selection.clipboardGrab(42), QStringLiteral("copied 👩‍👩‍👧"));
+    EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), QStringLiteral("copied 👩‍👩‍👧"));
     ASSERT_EQ(fake.pasteboard.restored.size(), 1u);
     EXPECT_EQ(slept, 0);
     EXPECT_EQ(log.lines.value(0), QStringLiteral("Ovalin: selection fallback grabbed 8 chars via Cmd+C"));
 }
 
 TEST_F(SelectionTest, AnUnchangedClipboardIsLeftAloneAfter300Ms) {
-    EXPECT_EQ(selection.clipboardGrab(42), std::nullopt);
+    EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);
     EXPECT_EQ(slept, 300);
     EXPECT_TRUE(fake.pasteboard.restored.empty());
     EXPECT_EQ(log.lines.value(0),
@@ -71,22 +71,22 @@ TEST_F(SelectionTest, AnUnchangedClipboardIsLeftAloneAfter300Ms) {
 
 TEST_F(SelectionTest, ACopyWithoutTextStillPutsTheClipboardBack) {
     fake.keyboard.onCopy = [this] { ++fake.pasteboard.changes; };
-    EXPECT_EQ(selection.clipboardGrab(42), std::nullopt);
+    EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);
     EXPECT_EQ(fake.pasteboard.restored.size(), 1u);
 }
 
 TEST_F(SelectionTest, NoKeyIsSentThatCouldDoHarm) {
     fake.pasteboard.answers = false; // what cannot be saved cannot be put back
-    EXPECT_EQ(selection.clipboardGrab(42), std::nullopt);
+    EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);
     EXPECT_EQ(fake.keyboard.copies, 0);
     fake.pasteboard.answers = true;
     fake.keyboard.mayType = false;
-    EXPECT_EQ(selection.clipboardGrab(42), std::nullopt);
+    EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);
     EXPECT_EQ(fake.keyboard.copies, 0);
     EXPECT_EQ(log.count(QStringLiteral("Accessibility not granted — cannot grab selection")), 1);
     fake.keyboard.mayType = true;
     fake.keyboard.result = Keyboard::Sent::NotAllowed;
-    EXPECT_EQ(selection.clipboardGrab(42), std::nullopt);
+    EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);
     EXPECT_EQ(slept, 0);
 }
 

@@ -87,16 +87,25 @@ struct FakeKeyboard final : Keyboard {
     int copies = 0;
     std::function<void()> onCopy; ///< what the application does with the chord
     bool trusted() const override { return mayType; }
-    Sent sendCopy(qint32) override {
+    Sent sendCopy(qint32, FocusKind) override {
         ++copies;
         if (onCopy)
             onCopy();
         return result;
     }
-    std::optional<Pasteboard::Selection> inFront = Pasteboard::Selection::Clipboard;
-    std::vector<PasteTarget> pastes;
-    std::optional<Pasteboard::Selection> bringToFront(const PasteTarget&) override { return inFront; }
-    Sent sendPaste(const PasteTarget& target) override {
+    PasteWay way{PasteWay::Keys::ShiftInsert, PasteWay::Before::Nothing, false, false, false, {}};
+    bool comesToFront = true;
+    std::vector<AppWindow> raised, pastes;
+    PasteWay pasteWay(const AppWindow&, FocusKind, bool over) override {
+        PasteWay asked = way;
+        asked.overSelection = over;
+        return asked;
+    }
+    bool bringToFront(const AppWindow& target) override {
+        raised.push_back(target);
+        return comesToFront;
+    }
+    Sent sendPaste(const AppWindow& target, const PasteWay&) override {
         if (result == Sent::Yes)
             pastes.push_back(target);
         return result;

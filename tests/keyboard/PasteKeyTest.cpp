@@ -15,8 +15,11 @@ struct PasteKey : testing::Test {
     X11KeyboardHold hold{dispatch};
     X11Keyboard keyboard{hold, {}};
 
-    static Keyboard::PasteTarget place(const Editor& editor) {
+    static AppWindow place(const Editor& editor) {
         return {editor.pid(), static_cast<quint32>(editor.window.toUInt())};
+    }
+    Sent send(const AppWindow& target) {
+        return keyboard.sendPaste(target, keyboard.pasteWay(target, FocusKind::Unknown, true));
     }
 };
 
@@ -29,7 +32,7 @@ TEST_F(PasteKey, EveryLayoutHasOne) {
         setSelection("clipboard", text);
         tap("ctrl+a");
         desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("-layout"), QString::fromLatin1(layout)});
-        EXPECT_EQ(keyboard.sendPaste(place(editor)), Sent::Yes) << layout;
+        EXPECT_EQ(send(place(editor)), Sent::Yes) << layout;
         desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
         EXPECT_TRUE(waitUntil([&] {
             tap("ctrl+a");
@@ -42,18 +45,18 @@ TEST_F(PasteKey, EveryLayoutHasOne) {
 
 TEST_F(PasteKey, OnlyTheWindowThatWasMeantComesToTheFront) {
     const Editor wanted = openEditor(QStringLiteral("wanted")), other = openEditor(QStringLiteral("other"));
-    EXPECT_EQ(keyboard.sendPaste(place(wanted)), Sent::NoTarget) << "behind the other";
-    EXPECT_EQ(keyboard.bringToFront({other.pid(), place(wanted).window}), std::nullopt) << "the number of another's";
+    EXPECT_EQ(send(place(wanted)), Sent::NoTarget) << "behind the other";
+    EXPECT_FALSE(keyboard.bringToFront({other.pid(), place(wanted).window})) << "the number of another's";
     EXPECT_EQ(focusedWindow(), other.window);
-    EXPECT_NE(keyboard.bringToFront(place(wanted)), std::nullopt);
+    EXPECT_TRUE(keyboard.bringToFront(place(wanted)));
     EXPECT_EQ(focusedWindow(), wanted.window);
-    EXPECT_EQ(keyboard.sendPaste({0, 0}), Sent::Yes) << "wherever the focus is";
+    EXPECT_EQ(send({0, 0}), Sent::Yes) << "wherever the focus is";
 
     killWindowManager();
-    EXPECT_NE(keyboard.bringToFront(place(other)), std::nullopt);
+    EXPECT_TRUE(keyboard.bringToFront(place(other)));
     EXPECT_EQ(focusedWindow(), other.window);
     startWindowManager();
     desk().end(other.process);
-    EXPECT_EQ(keyboard.bringToFront(place(other)), std::nullopt);
+    EXPECT_FALSE(keyboard.bringToFront(place(other)));
     desk().end(wanted.process);
 }

@@ -113,15 +113,6 @@ TEST(BundleIds, KnowsBrowsersByClassOrDesktopFile) {
                   QString::fromLatin1(row.bundle));
 }
 
-TEST(BundleIds, KnowsTerminalsWhateverTheirCase) {
-    for (const char* name :
-         {"XTerm", "UXTerm", "URxvt", "konsole", "Gnome-terminal", "org.gnome.Terminal", "kitty", "Alacritty", "Tilix",
-          "st-256color", "foot", "com.mitchellh.ghostty", "org.wezfurlong.wezterm"})
-        EXPECT_TRUE(isTerminal(QString::fromLatin1(name))) << name;
-    for (const char* name : {"Mousepad", "firefox-esr", "Code", ""})
-        EXPECT_FALSE(isTerminal(QString::fromLatin1(name))) << name;
-}
-
 TEST(DesktopEntries, AreFoundByClassIdOrProgramAndSpeakTheUsersLanguage) {
     const QTemporaryDir root;
     const auto write = [&](const char* path, const char* text) {

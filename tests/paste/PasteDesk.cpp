@@ -93,7 +93,7 @@ QString Target::text() const {
     return QString::fromUtf8(readFile(file)).trimmed();
 }
 
-Keyboard::PasteTarget Target::place() const {
+AppWindow Target::place() const {
     XConnection server;
     const auto number = static_cast<quint32>(window.toUInt());
     return {server.clientPid(number), number};

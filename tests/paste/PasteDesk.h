@@ -34,7 +34,7 @@ public:
     void selectAll() const;
     void press(const QString& key) const;
     void signal(int number) const { ::kill(-static_cast<pid_t>(process->processId()), number); }
-    [[nodiscard]] Keyboard::PasteTarget place() const;
+    [[nodiscard]] AppWindow place() const;
 
     QString window;
 

@@ -8,6 +8,8 @@
 using namespace ovalin;
 using namespace std::chrono_literals;
 using Selection = Pasteboard::Selection;
+using Keys = PasteWay::Keys;
+using Before = PasteWay::Before;
 
 TEST(ClipboardStep, WhetherTheClipboardMayBeRestored) {
     using Ms = std::chrono::milliseconds;
@@ -42,19 +44,23 @@ struct PasteOverTest : testing::Test {
     FakeDispatch dispatch;
     LogRecorder log;
     PasteOver pasteOver{fake.desktop, dispatch};
-    const QString text = QStringLiteral("new");
+    QString text = QStringLiteral("new"), over;
+    PasteWay way = fake.keyboard.way;
 
     void paste() {
-        pasteOver.pasteOverSelection(text, {4711, 1});
+        pasteOver.pasteOverSelection({text, QStringLiteral("Editor"), {4711, 1}, way, over});
         dispatch.runMain();
     }
-    QString told() { return fake.notifier.shown.empty() ? QString() : fake.notifier.shown.back().body; }
+    QString told() {
+        return fake.notifier.shown.empty() ? QString()
+                                           : fake.notifier.shown.back().title + fake.notifier.shown.back().body;
+    }
 };
 
 } // namespace
 
 TEST_F(PasteOverTest, ATargetOutOfReachGetsNoKeyAndTheTextWaitsOnTheClipboard) {
-    fake.keyboard.inFront = {};
+    fake.keyboard.comesToFront = false;
     paste();
     EXPECT_TRUE(fake.keyboard.pastes.empty());
     EXPECT_EQ(fake.pasteboard.borrowed, QStringList(text));
@@ -62,12 +68,13 @@ TEST_F(PasteOverTest, ATargetOutOfReachGetsNoKeyAndTheTextWaitsOnTheClipboard) {
     EXPECT_TRUE(told().contains(QStringLiteral("on the clipboard")));
 
     for (const auto sent : {Keyboard::Sent::NoTarget, Keyboard::Sent::NotTrusted}) { // in the last moment
-        for (const auto source : {Selection::Clipboard, Selection::Primary}) {
-            fake.keyboard.inFront = source;
+        for (const bool primaryToo : {false, true}) {
+            fake.keyboard.comesToFront = true;
+            way.primaryToo = primaryToo;
             fake.keyboard.result = sent;
             paste();
             EXPECT_EQ(fake.pasteboard.selections.back(), Selection::Clipboard);
-            EXPECT_EQ(std::exchange(fake.pasteboard.givenBack, {}).size(), source == Selection::Primary ? 1u : 0u);
+            EXPECT_EQ(std::exchange(fake.pasteboard.givenBack, {}).size(), primaryToo ? 1u : 0u);
         }
     }
     EXPECT_EQ(fake.notifier.shown.size(), 5u);
@@ -94,10 +101,65 @@ TEST_F(PasteOverTest, WhatIsPutBackAndWhatIsSaid) {
     EXPECT_EQ(fake.pasteboard.givenBack.size(), 2u);
     EXPECT_TRUE(told().contains(QStringLiteral("on the clipboard")));
 
-    fake.keyboard.inFront = Selection::Primary; // a terminal that did not take it
+    way.primaryToo = true; // a terminal that did not take it
     paste();
     EXPECT_EQ(fake.pasteboard.givenBack.size(), 3u);
     EXPECT_EQ(fake.pasteboard.selections.back(), Selection::Clipboard);
+}
+
+TEST_F(PasteOverTest, NoKeyGoesWhereItWouldDoSomethingElse) {
+    const struct {
+        const char* name;
+        PasteWay way;
+        const char* text;
+        const char* primary; // what the application shows as selected
+        bool pasted;
+        const char* onClipboard;
+    } rows[] = {
+        {"terminal", {Keys::CtrlShiftV, Before::Nothing, false, true, false, {}}, "ls\n", "", true, nullptr},
+        {"terminal, lines",
+         {Keys::CtrlShiftV, Before::Nothing, false, true, false, {}},
+         "ls\npwd",
+         "",
+         false,
+         "ls\npwd"},
+        {"terminal, carriage return",
+         {Keys::CtrlShiftV, Before::Nothing, false, true, false, {}},
+         "a\rb",
+         "",
+         false,
+         "a\rb"},
+        {"terminal, escape",
+         {Keys::CtrlShiftV, Before::Nothing, false, true, false, {}},
+         "a\x1b[201~b",
+         "",
+         false,
+         "a\x1b[201~b"},
+        {"editor, lines", {Keys::ShiftInsert, Before::Nothing, false, false, true, {}}, "a\nb\n", "", true, nullptr},
+        {"deletes first", {Keys::ShiftInsert, Before::Delete, false, false, true, {}}, "a", "old", true, nullptr},
+        {"deletes first, gone", {Keys::ShiftInsert, Before::Delete, false, false, true, {}}, "a", "", false, "a"},
+        {"deletes first, other", {Keys::ShiftInsert, Before::Delete, false, false, true, {}}, "a", "odd", false, "a"},
+        {"no key", {Keys::None, Before::Nothing, false, false, true, {}}, "a", "old", false, "a"},
+    };
+    fake.pasteboard.lent = {true, 200ms};
+    over = QStringLiteral("old");
+    for (const auto& row : rows) {
+        way = row.way;
+        text = QString::fromLatin1(row.text);
+        fake.pasteboard.primary = QString::fromLatin1(row.primary);
+        fake.pasteboard.borrowed.clear();
+        fake.keyboard.pastes.clear();
+        paste();
+        EXPECT_EQ(fake.keyboard.pastes.size(), row.pasted ? 1u : 0u) << row.name;
+        if (row.pasted && row.way.oneLine) {
+            EXPECT_EQ(fake.pasteboard.borrowed.front(), QStringLiteral("ls")) << "its line end would run it";
+        }
+        if (row.onClipboard) {
+            EXPECT_EQ(fake.pasteboard.borrowed.back(), QString::fromLatin1(row.onClipboard)) << row.name;
+        }
+        EXPECT_EQ(told().contains(QStringLiteral("on the clipboard")), row.onClipboard != nullptr) << row.name;
+        fake.notifier.shown.clear();
+    }
 }
 
 TEST_F(PasteOverTest, NothingToBeHadIsSaidToo) {

@@ -1,7 +1,6 @@
 #include "BundleIds.h"
 
 #include <QHash>
-#include <QSet>
 
 namespace ovalin {
 
@@ -25,26 +24,6 @@ const Browser BROWSERS[] = {
                             "firefoxdeveloperedition org.mozilla.firefox"},
 };
 
-const char* const TERMINALS =
-    "xterm uxterm koi8rxterm lxterm urxvt urxvtd rxvt rxvt-unicode aterm eterm mlterm mrxvt st st-256color stterm "
-    "zutty "
-    "konsole org.kde.konsole yakuake org.kde.yakuake gnome-terminal gnome-terminal-server org.gnome.terminal "
-    "org.gnome.console kgx ptyxis org.gnome.ptyxis org.gnome.ptyxis.devel xfce4-terminal mate-terminal lxterminal "
-    "qterminal deepin-terminal io.elementary.terminal pantheon-terminal cosmic-term com.system76.cosmicterm "
-    "kitty alacritty tilix com.gexperts.tilix terminator guake tilda foot footclient foot-extra "
-    "wezterm wezterm-gui org.wezfurlong.wezterm cool-retro-term ghostty com.mitchellh.ghostty rio contour "
-    "org.contourterminal.contour terminology sakura roxterm termite terminix blackbox com.raggesilver.blackbox hyper "
-    "tabby warp dev.warp.warp wave waveterm x-terminal-emulator vte vte-2.91 evilvte lilyterm germinal domterm "
-    "extraterm edex-ui tym darktile";
-
-const char* const CLASSIC_TERMINALS = "xterm uxterm koi8rxterm lxterm urxvt urxvtd rxvt rxvt-unicode aterm eterm mrxvt "
-                                      "mlterm";
-
-QSet<QString> wordsOf(const char* list) {
-    const QStringList names = QString::fromLatin1(list).split(QLatin1Char(' '));
-    return {names.cbegin(), names.cend()};
-}
-
 QHash<QString, QString> browserTable() {
     QHash<QString, QString> table;
     for (const Browser& browser : BROWSERS) {
@@ -65,16 +44,6 @@ QString bundleIdentifier(const QString& instance, const QString& wmClass, const 
             return *known;
     }
     return wmClass.isEmpty() ? instance : wmClass;
-}
-
-bool isTerminal(const QString& wmClass) {
-    static const QSet<QString> table = wordsOf(TERMINALS);
-    return table.contains(wmClass.toLower());
-}
-
-bool isClassicTerminal(const QString& wmClass) {
-    static const QSet<QString> table = wordsOf(CLASSIC_TERMINALS);
-    return table.contains(wmClass.toLower());
 }
 
 } // namespace ovalin

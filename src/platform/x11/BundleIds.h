@@ -9,10 +9,4 @@ namespace ovalin {
 /// without ".desktop", or empty. Case does not matter.
 [[nodiscard]] QString bundleIdentifier(const QString& instance, const QString& wmClass, const QString& desktopId);
 
-/// Whether a WM_CLASS part or the name of an executable is a terminal's, where Ctrl+C interrupts what runs in it.
-[[nodiscard]] bool isTerminal(const QString& wmClass);
-
-/// Whether it is a terminal that pastes PRIMARY, on Shift+Insert, and knows no Ctrl+Shift+V.
-[[nodiscard]] bool isClassicTerminal(const QString& wmClass);
-
 } // namespace ovalin

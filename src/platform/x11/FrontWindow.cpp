@@ -23,13 +23,13 @@ bool belongs(const WindowIdentity& identity, qint32 pid) {
 
 } // namespace
 
-WindowIdentity FrontWindow::identify(const Keyboard::PasteTarget& target) const {
+WindowIdentity FrontWindow::identify(const AppWindow& target) const {
     WindowIdentity identity = reader.identify({target.window}).front();
     // The number may be another window's by now.
     return identity.named() && belongs(identity, target.pid) ? identity : WindowIdentity{};
 }
 
-WindowIdentity FrontWindow::find(const Keyboard::PasteTarget& target) const {
+WindowIdentity FrontWindow::find(const AppWindow& target) const {
     const WindowReader::Root root = reader.root();
     WindowIdentity focused = root.focus == XCB_INPUT_FOCUS_POINTER_ROOT ? reader.clientBelow(root.underPointer)
                                                                         : reader.clientAbove(root.focus);
@@ -39,8 +39,7 @@ WindowIdentity FrontWindow::find(const Keyboard::PasteTarget& target) const {
     return active && sameClient(connection, root.focus, target.window) ? identify(target) : WindowIdentity{};
 }
 
-WindowIdentity FrontWindow::bring(const Keyboard::PasteTarget& target,
-                                  std::chrono::steady_clock::time_point deadline) const {
+WindowIdentity FrontWindow::bring(const AppWindow& target, std::chrono::steady_clock::time_point deadline) const {
     WindowIdentity found = find(target);
     if (found.window || !target.window || !identify(target).window)
         return found;
@@ -52,19 +51,26 @@ WindowIdentity FrontWindow::bring(const Keyboard::PasteTarget& target,
     return found;
 }
 
+void FrontWindow::tellRoot(quint32 window, quint32 type, quint32 value) const {
+    union { // an event is 32 bytes on the wire
+        xcb_client_message_event_t message;
+        char bytes[32] = {};
+    };
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window;
+    message.type = type;
+    message.data.data32[0] = value;
+    xcb_send_event(connection, 0, reader.rootId(),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, bytes);
+}
+
 void FrontWindow::ask(quint32 window) const {
     if (reader.windowManager()) {
-        union { // an event is 32 bytes on the wire
-            xcb_client_message_event_t message;
-            char bytes[32] = {};
-        };
-        message.response_type = XCB_CLIENT_MESSAGE;
-        message.format = 32;
-        message.window = window;
-        message.type = reader.activeWindowAtom();
-        message.data.data32[0] = FROM_A_PAGER;
-        xcb_send_event(connection, 0, reader.rootId(),
-                       XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT, bytes);
+        // Several window managers only mark a window of another workspace as urgent when they are asked to activate it.
+        if (const auto desktop = reader.otherDesktopOf(window))
+            tellRoot(reader.rootId(), reader.currentDesktopAtom(), *desktop);
+        tellRoot(window, reader.activeWindowAtom(), FROM_A_PAGER);
     } else {
         const quint32 above = XCB_STACK_MODE_ABOVE;
         xcb_configure_window(connection, window, XCB_CONFIG_WINDOW_STACK_MODE, &above);

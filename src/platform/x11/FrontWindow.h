@@ -1,7 +1,7 @@
 #pragma once
 
 #include "WindowReader.h"
-#include "platform/Keyboard.h"
+#include "platform/Accessibility.h"
 
 #include <chrono>
 
@@ -16,16 +16,19 @@ public:
 
     /// The target if it is in front: the input focus lies in its window, or in another one of the same client while the
     /// window manager calls it the active one. Empty otherwise, and for windows of our own.
-    [[nodiscard]] WindowIdentity find(const Keyboard::PasteTarget& target) const;
+    [[nodiscard]] WindowIdentity find(const AppWindow& target) const;
 
-    /// Makes the target the active window (EWMH _NET_ACTIVE_WINDOW) and waits for the focus; without a window manager
-    /// it is raised and given the focus. Empty when it does not get it by `deadline`, at once when it does not exist.
-    [[nodiscard]] WindowIdentity bring(const Keyboard::PasteTarget& target,
-                                       std::chrono::steady_clock::time_point deadline) const;
+    /// Who made the window, whether it is in front or not; empty when it is not `pid`'s or gone.
+    [[nodiscard]] WindowIdentity identify(const AppWindow& target) const;
+
+    /// Makes the target the active window (EWMH _NET_ACTIVE_WINDOW), on its own workspace, and waits for the focus;
+    /// without a window manager it is raised and given the focus. Empty when it does not get it by `deadline`, at once
+    /// when it does not exist.
+    [[nodiscard]] WindowIdentity bring(const AppWindow& target, std::chrono::steady_clock::time_point deadline) const;
 
 private:
-    [[nodiscard]] WindowIdentity identify(const Keyboard::PasteTarget& target) const;
     void ask(quint32 window) const;
+    void tellRoot(quint32 window, quint32 type, quint32 value) const;
 
     xcb_connection_t* const connection;
     const WindowReader reader;

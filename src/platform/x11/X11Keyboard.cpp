@@ -2,6 +2,7 @@
 
 #include "BundleIds.h"
 #include "QtConnection.h"
+#include "VimServer.h"
 #include "XReply.h"
 #include "base/Log.h"
 
@@ -46,12 +47,15 @@ std::vector<KeyMap::Key> heldModifiers(const KeyMap& map, const Keymap& keymap) 
 constexpr std::chrono::milliseconds BRING_DEADLINE{600};
 constexpr size_t SHIFT = 0, CONTROL = 2; // modifiers of the X protocol
 
-/// Whether any of the names by which a terminal may be known is in the table.
-bool isOneOf(bool (*table)(const QString&), const WindowIdentity& client) {
-    const QString executable =
-        QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(client.pid))).fileName();
-    // A terminal may have been given a WM_CLASS of the user's choice.
-    return table(client.wmClass) || table(client.instance) || table(executable);
+/// What the rules go by: a terminal, for one, may have been given a WM_CLASS of the user's choice.
+TargetFacts factsOf(const WindowIdentity& client, FocusKind focus) {
+    const QString process = QStringLiteral("/proc/%1/").arg(client.pid);
+    QFile maps(process + QStringLiteral("maps"));
+    const bool readable = client.pid > 0 && maps.open(QIODevice::ReadOnly);
+    return {
+        {client.wmClass, client.instance, QFileInfo(QFile::symLinkTarget(process + QStringLiteral("exe"))).fileName()},
+        readable ? librariesIn(maps.readAll()) : Libraries{},
+        focus};
 }
 
 } // namespace
@@ -84,48 +88,77 @@ X11Keyboard::Chord X11Keyboard::chordOf(const KeyMap& map, std::initializer_list
     return chord;
 }
 
-X11Keyboard::Chord X11Keyboard::pasteChord(const KeyMap& map, const WindowIdentity& client) {
-    const Chord insert = chordOf(map, {SHIFT}, map.plainKey(XK_Insert));
-    if (isOneOf(isClassicTerminal, client))
-        return insert;
-    const KeyMap::Key letter = map.shortcutKey(XK_v);
-    const bool terminal = isOneOf(isTerminal, client);
-    const Chord chord = terminal ? chordOf(map, {CONTROL, SHIFT}, letter) : chordOf(map, {CONTROL}, letter);
-    return chord.key || terminal ? chord : insert; // which means the same wherever Ctrl+V does
+X11Keyboard::Chord X11Keyboard::copyChord(const KeyMap& map, TargetRule::Copy how) {
+    return how == TargetRule::Copy::CtrlC ? chordOf(map, {CONTROL}, map.shortcutKey(XK_c))
+                                          : chordOf(map, {CONTROL}, map.plainKey(XK_Insert));
 }
 
-Keyboard::Sent X11Keyboard::sendCopy(qint32 pid) {
+std::vector<X11Keyboard::Chord> X11Keyboard::pasteChords(const KeyMap& map, const PasteWay& way) {
+    std::vector<Chord> chords;
+    if (way.before != PasteWay::Before::Nothing)
+        chords.push_back(
+            chordOf(map, {}, map.plainKey(way.before == PasteWay::Before::Delete ? XK_Delete : XK_BackSpace)));
+    const Chord insert = chordOf(map, {SHIFT}, map.plainKey(XK_Insert));
+    const KeyMap::Key letter = map.shortcutKey(XK_v);
+    switch (way.keys) {
+    case PasteWay::Keys::CtrlShiftV:
+        chords.push_back(chordOf(map, {CONTROL, SHIFT}, letter));
+        break;
+    case PasteWay::Keys::CtrlV:
+        chords.push_back(letter ? chordOf(map, {CONTROL}, letter) : insert);
+        break;
+    default:
+        chords.push_back(insert);
+    }
+    const bool all = std::ranges::all_of(chords, [](const Chord& chord) { return chord.key != 0; });
+    return all ? chords : std::vector<Chord>{};
+}
+
+Keyboard::Sent X11Keyboard::sendCopy(qint32 pid, FocusKind focus) {
     if (!trusted())
         return Sent::NotTrusted;
     const std::lock_guard one(oneAtATime);
-    const auto map = KeyMap::read(connection);
-    const Chord chord = map ? chordOf(*map, {CONTROL}, map->shortcutKey(XK_c)) : Chord{};
-    if (!chord.key) {
-        logOnce(QStringLiteral("no-copy-key"), QStringLiteral("Ovalin: no key of this keyboard layout gives Ctrl+C"));
-        return Sent::NotTrusted;
-    }
     // As late as possible: the focus may have moved since the caller looked.
     const WindowIdentity target = front->find({pid, 0});
     if (!target.window)
         return Sent::NoTarget;
-    if (isOneOf(isTerminal, target))
+    const TargetRule::Copy how = targetRule(factsOf(target, focus)).copy;
+    if (how == TargetRule::Copy::None)
         return Sent::NotAllowed;
-    sendChord(*map, chord);
+    const auto map = KeyMap::read(connection);
+    const Chord chord = map ? copyChord(*map, how) : Chord{};
+    if (!chord.key) {
+        logOnce(QStringLiteral("no-copy-key"), QStringLiteral("Ovalin: no key of this keyboard layout copies"));
+        return Sent::NotTrusted;
+    }
+    sendChords(*map, {chord});
     return Sent::Yes;
 }
 
-std::optional<Pasteboard::Selection> X11Keyboard::bringToFront(const PasteTarget& target) {
+PasteWay X11Keyboard::pasteWay(const AppWindow& target, FocusKind focus, bool overSelection) {
     if (!front)
         return {};
-    const WindowIdentity client = front->bring(target, std::chrono::steady_clock::now() + BRING_DEADLINE);
-    if (!client.window)
-        return {};
-    return isOneOf(isClassicTerminal, client) ? Pasteboard::Selection::Primary : Pasteboard::Selection::Clipboard;
+    const WindowIdentity client = target.window ? front->identify(target) : front->find(target);
+    PasteWay way = targetRule(factsOf(client, focus)).paste;
+    way.overSelection = overSelection;
+    if (!overSelection)
+        way.before = PasteWay::Before::Nothing;
+    if (way.keys == PasteWay::Keys::VimServer && !VimServer::of(connection, client.window, client.pid)) {
+        way.keys = PasteWay::Keys::None;
+        way.refusal = QStringLiteral("this vim has no command server: nothing can be put into it");
+    }
+    return way;
 }
 
-Keyboard::Sent X11Keyboard::sendPaste(const PasteTarget& target) {
+bool X11Keyboard::bringToFront(const AppWindow& target) {
+    return front && front->bring(target, std::chrono::steady_clock::now() + BRING_DEADLINE).window;
+}
+
+Keyboard::Sent X11Keyboard::sendPaste(const AppWindow& target, const PasteWay& way) {
     if (!trusted())
         return Sent::NotTrusted;
+    if (!way.safe())
+        return Sent::NotAllowed;
     const std::lock_guard one(oneAtATime);
     const auto map = KeyMap::read(connection);
     if (!map)
@@ -133,16 +166,29 @@ Keyboard::Sent X11Keyboard::sendPaste(const PasteTarget& target) {
     const WindowIdentity client = front->find(target);
     if (!client.window)
         return Sent::NoTarget;
-    const Chord chord = pasteChord(*map, client);
-    if (!chord.key) {
+    if (way.keys == PasteWay::Keys::VimServer) {
+        const auto vim = VimServer::of(connection, client.window, client.pid);
+        return vim && vim->pasteClipboard(way.overSelection) ? Sent::Yes : Sent::NotAllowed;
+    }
+    const std::vector<Chord> chords = pasteChords(*map, way);
+    if (chords.empty()) {
         logOnce(QStringLiteral("no-paste-key"), QStringLiteral("Ovalin: no key of this keyboard layout pastes"));
         return Sent::NotTrusted;
     }
-    sendChord(*map, chord);
+    sendChords(*map, chords);
     return Sent::Yes;
 }
 
-void X11Keyboard::sendChord(const KeyMap& map, const Chord& chord) {
+void X11Keyboard::press(xcb_connection_t* connection, const Chord& chord) {
+    for (const KeyMap::Key key : chord.modifiers)
+        fake(connection, XCB_KEY_PRESS, key);
+    fake(connection, XCB_KEY_PRESS, chord.key);
+    fake(connection, XCB_KEY_RELEASE, chord.key);
+    for (const KeyMap::Key key : std::views::reverse(chord.modifiers))
+        fake(connection, XCB_KEY_RELEASE, key);
+}
+
+void X11Keyboard::sendChords(const KeyMap& map, const std::vector<Chord>& chords) {
     const Keymap held(xcb_query_keymap_reply(connection, xcb_query_keymap(connection), nullptr));
     const std::vector<KeyMap::Key> modifiers = heldModifiers(map, held);
     const KeyMap::Key space = map.plainKey(XK_space);
@@ -164,17 +210,15 @@ void X11Keyboard::sendChord(const KeyMap& map, const Chord& chord) {
             for (const KeyMap::Key key : modifiers)
                 fake(connection, XCB_KEY_RELEASE, key);
             // XTEST drops a press of a key that it believes to be down, which would leave a bare "c".
-            for (const KeyMap::Key key : chord.modifiers)
-                fake(connection, XCB_KEY_RELEASE, key);
-            fake(connection, XCB_KEY_RELEASE, chord.key);
+            for (const Chord& chord : chords) {
+                for (const KeyMap::Key key : chord.modifiers)
+                    fake(connection, XCB_KEY_RELEASE, key);
+                fake(connection, XCB_KEY_RELEASE, chord.key);
+            }
         },
         [&] {
-            for (const KeyMap::Key key : chord.modifiers)
-                fake(connection, XCB_KEY_PRESS, key);
-            fake(connection, XCB_KEY_PRESS, chord.key);
-            fake(connection, XCB_KEY_RELEASE, chord.key);
-            for (const KeyMap::Key key : std::views::reverse(chord.modifiers))
-                fake(connection, XCB_KEY_RELEASE, key);
+            for (const Chord& chord : chords)
+                press(connection, chord);
         },
         [&] {
             for (const KeyMap::Key key : modifiers)

@@ -2,6 +2,7 @@
 
 #include "FrontWindow.h"
 #include "KeyMap.h"
+#include "TargetRules.h"
 #include "X11KeyboardHold.h"
 #include "platform/Keyboard.h"
 
@@ -23,9 +24,10 @@ public:
     ~X11Keyboard() override;
 
     [[nodiscard]] bool trusted() const override { return xtest; }
-    [[nodiscard]] Sent sendCopy(qint32 pid) override;
-    [[nodiscard]] std::optional<Pasteboard::Selection> bringToFront(const PasteTarget& target) override;
-    [[nodiscard]] Sent sendPaste(const PasteTarget& target) override;
+    [[nodiscard]] Sent sendCopy(qint32 pid, FocusKind focus) override;
+    [[nodiscard]] PasteWay pasteWay(const AppWindow& target, FocusKind focus, bool overSelection) override;
+    [[nodiscard]] bool bringToFront(const AppWindow& target) override;
+    [[nodiscard]] Sent sendPaste(const AppWindow& target, const PasteWay& way) override;
 
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
 
@@ -36,9 +38,11 @@ private:
     };
 
     void letGoOfPressedAgain();
-    void sendChord(const KeyMap& map, const Chord& chord);
+    void sendChords(const KeyMap& map, const std::vector<Chord>& chords);
+    static void press(xcb_connection_t* connection, const Chord& chord);
     [[nodiscard]] static Chord chordOf(const KeyMap& map, std::initializer_list<size_t> modifiers, KeyMap::Key key);
-    [[nodiscard]] static Chord pasteChord(const KeyMap& map, const WindowIdentity& client);
+    [[nodiscard]] static Chord copyChord(const KeyMap& map, TargetRule::Copy how);
+    [[nodiscard]] static std::vector<Chord> pasteChords(const KeyMap& map, const PasteWay& way);
 
     X11KeyboardHold& hold;
     xcb_connection_t* const connection;
