@@ -9,8 +9,10 @@ from gi.repository import Gio, GLib
 from Xlib import X, display as xdisplay
 
 from checks import CANNOT, HARM, OK, openings, told, use_button
-from programs import CARET, SELECTED, TEXT, Mousepad, Xterm
+from editors import Mousepad
+from programs import CARET, SELECTED, TEXT
 from session import COPIED, NotRun, until
+from terminals import Xterm
 
 COLUMNS = ("outcome",)
 SLOW = "sleep 2; tr a-z A-Z"
@@ -91,7 +93,7 @@ def other_document_has_no_excerpt(target):
 def second_window_in_front(target):
     """The selection is taken from one window, then the other comes to the front: only the right document may change."""
     s = target.s
-    target.s.activate(target.window)
+    s.activate(target.window)
     target.select()
     s.run_agent(SLOW)
     since = len(s.notices.shown)

@@ -1,12 +1,16 @@
 """What is looked at in each application. Each check gives a cell: ok, harm, cannot or not-run, and why."""
+import statistics
 import time
 from collections import Counter
 
-from programs import Password, Terminal
+from Xlib import X
+
+from passwords import Password
 from session import COPIED, Harmed, until
+from terminals import Terminal
 
 OK, HARM, CANNOT, NOT_RUN = "ok", "harm", "cannot", "not-run"
-COLUMNS = ("opening", "excerpt", "replace", "undo", "clipboard", "insert", "request")
+COLUMNS = ("opening", "excerpt", "replace", "undo", "clipboard", "insert", "request", "excerpt ms")
 PASTED = 1.5  # s: what has not arrived by then is looked at as it is
 
 
@@ -42,7 +46,7 @@ def openings(target, count):
         target.s.open_or_fail()
         if number % 3 == 1:
             target.s.type("some words")
-        time.sleep((0.0, 0.3, 0.8)[number % 3])
+        time.sleep((0.0, 0.1, 0.5)[number % 3])
         if not target.s.dismiss("Escape"):
             return "the panel does not close"
     return ""
@@ -100,6 +104,33 @@ def check_request(target):
     return (excerpts or [(OK, "")])[0], request
 
 
+def excerpt_times(target, count=15):
+    """Median and worst, in ms, from the key press until the excerpt stands on the screen as it will stay."""
+    s = target.s
+    wanted = target.select()
+    s.open_or_fail()
+    time.sleep(1)
+    frame = next((part[4:] for part in s.panel_words() if part[1] == "Excerpt"), None)
+    if not wanted or not frame:
+        s.dismiss()
+        return ("–", "")
+    left, top, width, height = frame
+    look = lambda: s.root.get_image(left, top, width, height, X.ZPixmap, 0xFFFFFFFF).data  # noqa: E731
+    final, times = look(), []
+    s.dismiss()
+    for _ in range(count):
+        time.sleep(0.4)
+        begun = time.monotonic()
+        with s.hotkey_down():
+            if until(lambda: look() == final, 2, 0):
+                times.append((time.monotonic() - begun) * 1000)
+        time.sleep(0.05)
+        s.dismiss()
+    if len(times) < count / 2:
+        return ("–", "")
+    return (f"{statistics.median(times):.0f} / {max(times):.0f}", "")
+
+
 def use_button(target, prompt):
     """Types an instruction and presses Replace or Insert; `status` says why that led to nothing, where the panel does."""
     s = target.s
@@ -144,6 +175,7 @@ def check_insert(target):
 def check_password(target, count, cells):
     cells["opening"] = check_opening(target, count)
     cells["excerpt"], cells["request"] = check_request(target)
+    cells["excerpt ms"] = excerpt_times(target)
     for name, prompt in (("replace", "replace with 'NEW'"), ("insert", "'and more '")):
         target.select() if name == "replace" else target.caret()
         target.before, wanted = target.SECRET, None
@@ -158,6 +190,7 @@ def check_terminal(target, count, cells):
     """The job and the raw keys for the opening, a plain `cat` for what is put in."""
     job = check_opening(target, count)
     cells["excerpt"], cells["request"] = check_request(target)
+    cells["excerpt ms"] = excerpt_times(target)
     target.end()
     target.start("keys")
     keys = check_opening(target, count)
@@ -180,6 +213,7 @@ def check_viewer(target, count, cells):
     """Nothing can be put in: that has to be said, within a second where the application can tell."""
     cells["opening"] = check_opening(target, count)
     cells["excerpt"], cells["request"] = check_request(target)
+    cells["excerpt ms"] = excerpt_times(target)
     for name, prompt in (("replace", "replace with 'NEW'"), ("insert", "'and more '")):
         target.select() if name == "replace" else target.caret()
         target.before = ""
@@ -194,6 +228,7 @@ def check_viewer(target, count, cells):
 def check_editor(target, count, cells):
     cells["opening"] = check_opening(target, count)
     cells["excerpt"], cells["request"] = check_request(target)
+    cells["excerpt ms"] = excerpt_times(target)
     cells["replace"], cells["undo"], cells["clipboard"] = check_replace(target)
     if cells["undo"][0] != OK:
         target.again()
@@ -201,10 +236,14 @@ def check_editor(target, count, cells):
     cells["insert"] = check_insert(target)
 
 
-def check(target, count):
+def check_openings_only(target, count, cells):
+    cells["opening"] = check_opening(target, count)
+
+
+def check(target, count, only_openings=False):
     """The cells of one row, by column."""
     target.s.copy_before()
-    kind = (check_password if isinstance(target, Password) else check_terminal if isinstance(target, Terminal)
+    kind = (check_openings_only if only_openings else check_password if isinstance(target, Password) else check_terminal if isinstance(target, Terminal)
             else check_editor if target.editable else check_viewer)
     cells = {}
     try:

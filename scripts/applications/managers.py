@@ -5,7 +5,8 @@ import time
 from Xlib import X
 
 from checks import CANNOT, HARM, NOT_RUN, OK, told
-from programs import CARET, TEXT, Mousepad
+from editors import Mousepad
+from programs import CARET, TEXT
 from session import NotRun, until
 
 COLUMNS = ("hotkey", "in front", "keyboard", "given back", "other workspace")

@@ -1,16 +1,17 @@
 """A desktop with the built program in it, driven by keys and mouse, and everything about it that can be seen from outside."""
+import contextlib
 import json
 import os
 import subprocess
 import sys
-import threading
 import time
 
-import gi
-from gi.repository import Gio, GLib
+from gi.repository import GLib
 from Xlib import X, XK, display as xdisplay
-from Xlib.error import ConnectionClosedError, XError
-from Xlib.ext import record, xtest
+from Xlib.error import XError
+from Xlib.ext import xtest
+
+from observers import Notices, SentKeys
 
 ROOT = os.path.realpath(os.path.join(os.path.dirname(os.path.abspath(__file__)), "../.."))
 sys.path.insert(0, os.path.join(ROOT, "bench"))
@@ -20,7 +21,7 @@ MODIFIERS = {"ctrl": "Control_L", "shift": "Shift_L", "alt": "Alt_L", "super": "
 RIGHT_MODIFIERS = {"ctrl": "Control_R", "shift": "Shift_R", "alt": "Alt_R", "super": "Super_R", "level3": "ISO_Level3_Shift"}
 KEY_NAMES = {getattr(XK, "XK_" + name): name for name in ("Insert", "space", "Escape", "Delete", "BackSpace")}
 COPIED = "copied before"
-DEBOUNCE = 0.4  # s; the program's own is 250 ms
+DEBOUNCE = 0.3  # s; the program's own is 250 ms
 
 
 def until(condition, seconds=10.0, step=0.02):
@@ -37,70 +38,6 @@ class NotRun(Exception):
 
 class Harmed(Exception):
     """What no check needs to compare: the application is gone, for instance."""
-
-
-class Notices:
-    """The notification service of the desktop: keeps what it is told, and presses its buttons."""
-    XML = """<node><interface name="org.freedesktop.Notifications">
-      <method name="GetCapabilities"><arg direction="out" type="as"/></method>
-      <method name="GetServerInformation"><arg direction="out" type="s"/><arg direction="out" type="s"/>
-        <arg direction="out" type="s"/><arg direction="out" type="s"/></method>
-      <method name="CloseNotification"><arg direction="in" type="u"/></method>
-      <method name="Notify"><arg direction="in" type="s"/><arg direction="in" type="u"/><arg direction="in" type="s"/>
-        <arg direction="in" type="s"/><arg direction="in" type="s"/><arg direction="in" type="as"/>
-        <arg direction="in" type="a{sv}"/><arg direction="in" type="i"/><arg direction="out" type="u"/></method>
-      <signal name="ActionInvoked"><arg type="u"/><arg type="s"/></signal></interface></node>"""
-    PATH, NAME = "/org/freedesktop/Notifications", "org.freedesktop.Notifications"
-
-    def __init__(self, address):
-        self.shown = []  # (time, summary, body, actions)
-        flags = Gio.DBusConnectionFlags
-        self.bus = Gio.DBusConnection.new_for_address_sync(
-            address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
-        self.bus.register_object(self.PATH, Gio.DBusNodeInfo.new_for_xml(self.XML).interfaces[0], self.called, None, None)
-        Gio.bus_own_name_on_connection(self.bus, self.NAME, Gio.BusNameOwnerFlags.NONE, None, None)
-        threading.Thread(target=GLib.MainLoop().run, daemon=True).start()
-
-    def called(self, _bus, _sender, _path, _interface, method, arguments, call):
-        answer = None
-        if method == "Notify":
-            values = arguments.unpack()
-            self.shown.append((time.monotonic(), values[3], values[4], values[5]))
-            answer = GLib.Variant("(u)", (len(self.shown),))
-        elif method == "GetCapabilities":
-            answer = GLib.Variant("(as)", (["body", "actions"],))
-        elif method == "GetServerInformation":
-            answer = GLib.Variant("(ssss)", ("recorder", "none", "1", "1.2"))
-        call.return_value(answer)
-
-    def press(self, number, action):
-        self.bus.emit_signal(None, self.PATH, self.NAME, "ActionInvoked", GLib.Variant("(us)", (number, action)))
-
-
-class SentKeys(threading.Thread):
-    """Every key that a client other than the driver has faked: what the program sends to applications."""
-
-    def __init__(self, name, drivers):
-        super().__init__(daemon=True)
-        self.display, self.drivers, self.seen = xdisplay.Display(name), drivers, []
-        major = self.display.query_extension("XTEST").major_opcode
-        nothing = (0, 0)
-        self.context = self.display.record_create_context(0, [record.AllClients], [{
-            "core_requests": nothing, "core_replies": nothing, "ext_requests": (major, major, 2, 2),
-            "ext_replies": (0, 0, 0, 0), "delivered_events": nothing, "device_events": nothing,
-            "errors": nothing, "client_started": False, "client_died": False}])
-        self.start()
-
-    def run(self):
-        try:
-            self.display.record_enable_context(self.context, self.heard)
-        except ConnectionClosedError:
-            pass  # the server has ended
-
-    def heard(self, reply):
-        if reply.category == record.FromClient and reply.id_base not in self.drivers:
-            for at in range(0, len(reply.data) - 35, 36):  # a FakeInput request: kind and key lie behind four bytes
-                self.seen.append((reply.data[at + 4], reply.data[at + 5]))
 
 
 class Session(Desk):
@@ -303,6 +240,19 @@ class Session(Desk):
     def toggle(self):
         """What opens the panel: the hotkey, or else what a row puts in its place."""
         self.press("alt+space", held=self.held)
+
+    @contextlib.contextmanager
+    def hotkey_down(self):
+        """Alt+Space is pressed, and released afterwards."""
+        keys = [self.key_code(name) for name in ("Alt_L", "space")]
+        for key in keys:
+            self.fake(X.KeyPress, key)
+        self.x.sync()
+        yield
+        for key in reversed(keys):
+            self.fake(X.KeyRelease, key)
+        self.x.sync()
+        self.last_hotkey = time.monotonic()
 
     def open_or_fail(self):
         if not self.open():
