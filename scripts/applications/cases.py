@@ -119,7 +119,6 @@ def second_window_in_front(target):
 
 def stopped_at_opening(target):
     """The application hangs when the panel comes, and goes on later."""
-    s = target.s
     target.select()
     target.process.send_signal(signal.SIGSTOP)
     try:
