@@ -187,7 +187,8 @@ void AskChat::endTorviTurn(const QString& error) {
         return;
     }
     setAskStatus(QStringLiteral("checking links…"));
-    verifier.verifyURLs(pairs, [this, guard = QPointer<QObject>(this)](const ReplacementTable& table) {
+    const QString pageHost = QUrl(context.capURL.value_or(QString())).host();
+    verifier.verifyURLs(pairs, pageHost, [this, guard = QPointer<QObject>(this)](const ReplacementTable& table) {
         if (!guard)
             return;
         panel.transcriptView->repairLinks(table);

@@ -2,8 +2,8 @@
 
 namespace ovalin {
 
-LinkVerifier::LinkVerifier(const LinkCheckLimits& checkLimits)
-    : limits(checkLimits) {
+LinkVerifier::LinkVerifier(LinkCheckLimits checkLimits)
+    : limits(std::move(checkLimits)) {
     pool.setMaxThreadCount(4); // checks of older answers that still wait
 }
 
@@ -12,9 +12,10 @@ LinkVerifier::~LinkVerifier() {
     pool.waitForDone();
 }
 
-void LinkVerifier::verifyURLs(const std::vector<LinkPair>& pairs, std::function<void(ReplacementTable)> done) {
-    pool.start([this, pairs, done = std::move(done)] {
-        ReplacementTable table = checkLinks(pairs, limits, stop);
+void LinkVerifier::verifyURLs(const std::vector<LinkPair>& pairs, const QString& pageHost,
+                              std::function<void(ReplacementTable)> done) {
+    pool.start([this, pairs, pageHost, done = std::move(done)] {
+        ReplacementTable table = checkLinks(pairs, pageHost, limits, stop);
         QMetaObject::invokeMethod(
             this, [done, table = std::move(table)] { done(table); }, Qt::QueuedConnection);
     });

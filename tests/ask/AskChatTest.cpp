@@ -1,5 +1,8 @@
 #include "ask/AskChat.h"
 
+#include "HttpServer.h"
+#include "ask/WebSearch.h"
+
 #include "fakes/FakeDesktop.h"
 #include "history/AskHistory.h"
 #include "support/TestDesk.h"
@@ -310,6 +313,105 @@ TEST_F(AskChatTest, AQuestionThatNobodyHasBegunToAnswerIsGivenBack) {
     ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Begin"); }));
     chat->closing();
     EXPECT_TRUE(unanswered.isEmpty()) << "the agent was at it";
+}
+
+TEST_F(AskChatTest, TheLinksOfAnAnswerAreCheckedAndThoseThatAreGoneLeadToASearch) {
+    HttpServer server;
+    server.answers = {{"/ok", "200 OK"}, {"/gone", "404 Not Found"}};
+    context.capURL = server.url(QStringLiteral("/page")); // whose host may be asked
+    const QString gone = server.url(QStringLiteral("/gone")), fine = server.url(QStringLiteral("/ok"));
+    start("read -r line; delta '[Old page](" + gone.toUtf8() + ") or [it](" + fine.toUtf8() +
+          ")'; result success; sleep 60\n");
+    ask("where?");
+    ASSERT_TRUE(waitUntil([this] { return status() == QStringLiteral("checking links…"); }));
+    EXPECT_TRUE(panel.sendBtnRef->isEnabled()) << "the next question need not wait";
+    ASSERT_TRUE(waitUntil([this] { return status().isEmpty(); }));
+    panel.transcriptView->flush();
+    const QString shown = panel.transcriptView->toHtml();
+    EXPECT_TRUE(shown.contains(googleSearchURL(QStringLiteral("Old page")))) << shown.toStdString();
+    EXPECT_FALSE(shown.contains(gone));
+    EXPECT_TRUE(shown.contains(fine));
+    EXPECT_EQ(conversation(), QStringLiteral("YOU\nwhere?\n\nTORVI\nOld page or it"));
+}
+
+TEST_F(AskChatTest, WhatTheAgentDoesShowsUntilItSpeaks) {
+    start(
+        "tool() { print -r '{\"type\":\"stream_event\",\"event\":{\"type\":\"content_block_start\",\"content_block\":{"
+        "\"type\":\"tool_use\",\"name\":\"'$1'\"}}}' }; go() { until [[ -e $D/$1 ]] { sleep 0.01 } }\n"
+        "read -r line; tool Bash; go 1; delta text; go 2; tool Read; go 3; result success; tool Edit; touch $D/4; "
+        "sleep 60\n");
+    ask("do it");
+    const std::pair<const char*, const char*> rows[] = {
+        {"running a command…", "1"}, {"", "2"}, {"reading files…", "3"}};
+    for (const auto& [expected, next] : rows) {
+        EXPECT_TRUE(waitUntil([&, shown = QString::fromUtf8(expected)] { return status() == shown; })) << expected;
+        writeFile(folder.filePath(QLatin1String(next)), "");
+    }
+    ASSERT_TRUE(waitForEnd());
+    ASSERT_TRUE(waitUntil([this] { return QFile::exists(folder.filePath(QStringLiteral("4"))); }));
+    QCoreApplication::processEvents();
+    EXPECT_EQ(status(), QString()) << "nothing is being done for the user any more";
+}
+
+TEST_F(AskChatTest, EveryFailureSaysWhatItWas) {
+    const QString half = QStringLiteral("half ") + QChar(0xd83d);
+    const QString one = QStringLiteral("one");
+    const std::tuple<QByteArray, QString, QString> rows[] = {
+        {"read -r line; exec <&-; sleep 0.2; exit 3\n", one, QStringLiteral("\n[Torvi's chat process ended]")},
+        {"exec <&-; touch $D/closed; sleep 60\n", one, QStringLiteral("\n[could not reach Torvi's chat process]")},
+        {"read -r line; result error_max_turns; sleep 60\n", one, QStringLiteral("\n[Torvi hit an error.]")},
+        {"read -r line; result error_max_turns 'Credit balance is too low'; sleep 60\n", one,
+         QStringLiteral("\n[Credit balance is too low]")},
+        {"read -r line; sleep 60\n", half, QStringLiteral("\n[could not encode the question]")},
+    };
+    for (const auto& [script, question, expected] : rows) {
+        start(script);
+        if (script.contains("closed")) {
+            chat->startWarmAsk();
+            ASSERT_TRUE(waitUntil([this] { return QFile::exists(folder.filePath(QStringLiteral("closed"))); }));
+        }
+        panel.promptField->setText(question);
+        chat->sendAskTurn();
+        ASSERT_TRUE(waitForEnd()) << script.constData();
+        EXPECT_EQ(answer(), expected) << script.constData();
+        EXPECT_TRUE(panel.sendBtnRef->isEnabled());
+        EXPECT_TRUE(stored.empty());
+    }
+}
+
+TEST_F(AskChatTest, TheDirectCommandLineIsWhole) {
+    const QString agent = folder.filePath(QStringLiteral("it's -an agent/claude"));
+    const QByteArray log = folder.filePath(QStringLiteral("args")).toUtf8();
+    writeFile(agent, "#!/bin/sh\n{ pwd; printf '%s\\n' \"${OVALIN_ASK_RESUME-none}\" \"$@\"; echo .; } >> '" + log +
+                         "'\nread line\n");
+    QFile::setPermissions(agent, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    start("");
+    chat.emplace(dispatch, verifier, panel, context,
+                 AskChat::Sources{{folder.filePath(QStringLiteral("none")), AgentSearch{{agent}}},
+                                  [](const QString&) { return QString(); },
+                                  [] { return [] { return QString(); }; }});
+    const QByteArray head =
+        "-p\n--input-format\nstream-json\n--output-format\nstream-json\n--include-partial-messages\n"
+        "--verbose\n--effort\nlow\n";
+    const QByteArray tail =
+        "--tools\nWebFetch\nWebSearch\nRead\nBash\nEdit\nWrite\nGrep\nGlob\n--append-system-prompt\n" +
+        fallbackAskPersona().toUtf8() + "\n--permission-mode\nbypassPermissions\n.\n";
+    const QByteArray id = SESSION;
+    const std::pair<QByteArray, QByteArray> rows[] = {{"", "none\n" + head},
+                                                      {id, id + '\n' + head + "--resume\n" + id + '\n'},
+                                                      {"not-a-uuid", "none\n" + head},
+                                                      {'{' + id + '}', "none\n" + head},
+                                                      {id.left(35) + '\'', "none\n" + head}};
+    for (const auto& [resume, expected] : rows) {
+        QFile::remove(QString::fromUtf8(log));
+        if (resume.isEmpty())
+            chat->startWarmAsk();
+        else
+            chat->resumeAskSession({{QStringLiteral("id"), QString::fromUtf8(resume)}}, {}, [] {});
+        ASSERT_TRUE(waitUntil([&] { return file("args").endsWith("\n.\n"); })) << resume.constData();
+        EXPECT_EQ(file("args"), "/\n" + expected + tail);
+        chat->stopWarmAsk();
+    }
 }
 
 TEST_F(AskChatTest, AnEmptyAnswerSaysSo) {

@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QThread>
+#include <QUrl>
 
 #include <gtest/gtest.h>
 
@@ -22,11 +23,20 @@ struct Links : testing::Test {
     Links() {
         for (const char* proxy : {"http_proxy", "all_proxy", "ALL_PROXY"})
             qunsetenv(proxy);
+        // Pages of the Internet, as far as anybody here can tell.
+        for (const char* name : {"pages.example", "others.example"})
+            limits.network.names.push_back(QByteArray(name) + ':' + port() + ":203.0.113.7");
+        limits.network.names.push_back("inside.example:" + port() + ":127.0.0.1");
+        limits.network.peer = [](const QHostAddress&) { return QHostAddress(QHostAddress::LocalHost); };
     }
-    [[nodiscard]] ReplacementTable check(const std::vector<LinkPair>& pairs) const {
+    [[nodiscard]] QByteArray port() const { return QByteArray::number(QUrl(server.url({})).port()); }
+    [[nodiscard]] QString at(const char* host, const QString& path) const {
+        return QStringLiteral("http://%1:%2%3").arg(QLatin1String(host), QLatin1String(port()), path);
+    }
+    [[nodiscard]] ReplacementTable check(const std::vector<LinkPair>& pairs, const QString& pageHost = {}) const {
         LinkVerifier verifier(limits);
         std::optional<ReplacementTable> table;
-        verifier.verifyURLs(pairs, [&](ReplacementTable result) {
+        verifier.verifyURLs(pairs, pageHost, [&](ReplacementTable result) {
             EXPECT_TRUE(QThread::currentThread() == QCoreApplication::instance()->thread());
             table = std::move(result);
         });
@@ -38,7 +48,7 @@ struct Links : testing::Test {
     [[nodiscard]] std::vector<LinkPair> pairs(const char* paths) const {
         std::vector<LinkPair> all;
         for (const QString& path : QString::fromUtf8(paths).split(QLatin1Char(' ')))
-            all.push_back({path, server.url(path)});
+            all.push_back({path, at("pages.example", path)});
         return all;
     }
     /// The texts of the links that the table replaces.
@@ -73,7 +83,7 @@ TEST_F(Links, PagesThatAreGoneLeadToASearchAndAllOthersStay) {
                       {"/NotFound.html", "200 OK"},
                       {"/close", "-"}};
     redirect("/a", QStringLiteral("/b"));
-    redirect("/b", server.url(QStringLiteral("/ok")));
+    redirect("/b", at("others.example", QStringLiteral("/ok")));
     redirect("/soft", QStringLiteral("/not-found"));
     redirect("/hard", QStringLiteral("/missing"));
     redirect("/round", QStringLiteral("/round"));
@@ -94,7 +104,9 @@ TEST_F(Links, AServerThatNeverAnswersKeepsItsLinkAndHoldsUpNoOther) {
 }
 
 TEST_F(Links, TheWholeCheckHasAnEnd) {
-    limits = {std::chrono::hours(1), std::chrono::milliseconds(300), 1};
+    limits.perLink = std::chrono::hours(1);
+    limits.altogether = std::chrono::milliseconds(300);
+    limits.atOnce = 1;
     const auto all = pairs("/silent /never-asked");
     EXPECT_TRUE(check(all).isEmpty());
     EXPECT_EQ(server.paths(), QList<QByteArray>{"/silent"});
@@ -106,7 +118,7 @@ TEST_F(Links, OverIPv6Too) {
         GTEST_SKIP() << "no IPv6 here";
     six.answers["/missing"] = "404 Not Found";
     const std::vector<LinkPair> all{{QStringLiteral("a"), six.url(QStringLiteral("/missing"))}};
-    EXPECT_EQ(replaced(all, check(all)), QStringLiteral("a"));
+    EXPECT_EQ(replaced(all, check(all, QStringLiteral("::1"))), QStringLiteral("a"));
 }
 
 TEST_F(Links, NoCookiesAndNoCredentialsAreSent) {
@@ -114,7 +126,7 @@ TEST_F(Links, NoCookiesAndNoCredentialsAreSent) {
                       {"/missing", "404 Not Found"}};
     redirect("/cookie", QStringLiteral("/login"));
     server.answers["/cookie"] += "\r\nSet-Cookie: c=d; Path=/";
-    QString withUser = server.url(QStringLiteral("/missing"));
+    QString withUser = at("pages.example", QStringLiteral("/missing"));
     withUser.replace(QStringLiteral("http://"), QStringLiteral("http://me:secret@"));
     redirect("/leads-to-user", withUser);
     auto all = pairs("/login /cookie /leads-to-user");
@@ -144,7 +156,7 @@ TEST_F(Links, TenThousandLinksAreCheckedToTheLast) {
     for (int i = 0; i < 10000; ++i) {
         const QString path = QStringLiteral("/p%1").arg(i);
         server.answers[path.toUtf8()] = i % 100 == 99 ? "404 Not Found" : "200 OK";
-        all.push_back({path, server.url(path)});
+        all.push_back({path, at("pages.example", path)});
     }
     EXPECT_EQ(replaced(all, check(all)).count(QLatin1Char('/')), 100);
     EXPECT_EQ(server.requests.size(), 10000);
@@ -153,10 +165,32 @@ TEST_F(Links, TenThousandLinksAreCheckedToTheLast) {
 TEST_F(Links, AVerifierThatGoesTakesItsChecksWithIt) {
     bool called = false;
     {
-        LinkVerifier verifier;
-        verifier.verifyURLs(pairs("/silent"), [&](const ReplacementTable&) { called = true; });
+        LinkVerifier verifier(limits);
+        verifier.verifyURLs(pairs("/silent"), {}, [&](const ReplacementTable&) { called = true; });
         EXPECT_TRUE(waitUntil([this] { return !server.requests.isEmpty(); }));
     }
     QCoreApplication::processEvents();
     EXPECT_FALSE(called);
+}
+
+TEST_F(Links, MachinesWithoutAPublicAddressAreLeftAlone) {
+    server.answers = {{"/missing", "404 Not Found"}};
+    redirect("/in", server.url(QStringLiteral("/missing")));
+    redirect("/by-name", at("inside.example", QStringLiteral("/missing")));
+    std::vector<LinkPair> all = pairs("/in /by-name");
+    for (const char* host : {"127.0.0.1", "localhost", "inside.example", "0.0.0.0", "2130706433", "[::ffff:127.0.0.1]"})
+        all.push_back({QLatin1String(host), at(host, QStringLiteral("/missing"))});
+    EXPECT_EQ(replaced(all, check(all)), QString());
+    EXPECT_FALSE(server.paths().contains("/missing"));
+    // But the page in view may be anywhere, and so may what it links to on its own host.
+    EXPECT_EQ(replaced(all, check(all, QStringLiteral("Inside.example"))), QStringLiteral("/by-name inside.example"));
+}
+
+TEST_F(Links, PublicAddressesAreThoseOfTheInternet) {
+    for (const char* address : {"8.8.8.8", "2001:4860:4860::8888", "172.32.0.1", "100.128.0.1", "::ffff:8.8.8.8"})
+        EXPECT_TRUE(isPublic(QHostAddress(QLatin1String(address)))) << address;
+    for (const char* address : {"127.0.0.1", "127.9.9.9", "10.1.2.3", "172.31.0.1", "192.168.1.1", "169.254.169.254",
+                                "100.64.0.1", "0.0.0.0", "224.0.0.1", "255.255.255.255", "::1", "::", "fe80::1",
+                                "fc00::1", "fd12::1", "ff02::1", "::ffff:10.0.0.1", "::ffff:127.0.0.1"})
+        EXPECT_FALSE(isPublic(QHostAddress(QLatin1String(address)))) << address;
 }
