@@ -1,8 +1,8 @@
 #include "BrowserPage.h"
 
 #include "base/ChildProcess.h"
+#include "platform/Browsers.h"
 
-#include <QMap>
 #include <QStringDecoder>
 #include <QUrl>
 
@@ -18,26 +18,19 @@ using namespace std::chrono_literals;
 constexpr auto TAB_LIMIT = 2s;
 constexpr auto TAB_GRACE = 100ms;
 
-QString tabScript(const char* application) {
-    return QStringLiteral(R"(tell application "%1" to return (URL of active tab of front window) & "\n" & )"
-                          R"((title of active tab of front window))")
-        .arg(QLatin1String(application));
-}
-
 } // namespace
 
 std::optional<QString> browserScript(const QString& bundleId) {
-    static const QMap<QString, QString> table{
-        {QStringLiteral("com.brave.Browser"), tabScript("Brave Browser")},
-        {QStringLiteral("com.google.Chrome"), tabScript("Google Chrome")},
-        {QStringLiteral("com.apple.Safari"),
-         QStringLiteral(
-             R"(tell application "Safari" to return (URL of front document) & "\n" & (name of front document))")},
-        {QStringLiteral("org.chromium.Chromium"), tabScript("Chromium")},
-        {QStringLiteral("org.mozilla.firefox"), tabScript("Firefox")},
-    };
-    const auto found = table.find(bundleId);
-    return found == table.end() ? std::nullopt : std::optional(*found);
+    const Browser* browser = browserWithBundle(bundleId);
+    if (!browser || !*browser->application)
+        return std::nullopt;
+    const bool tabs = bundleId != QLatin1String("com.apple.Safari"); // which calls them documents
+    const QString script =
+        tabs ? QStringLiteral(R"(tell application "%1" to return (URL of active tab of front window) & "\n" & )"
+                              R"((title of active tab of front window))")
+             : QStringLiteral(R"(tell application "%1" to return (URL of front document) & "\n" & )"
+                              R"((name of front document))");
+    return script.arg(QLatin1String(browser->application));
 }
 
 std::optional<BrowserTab> parseBrowserTab(int exitStatus, const QByteArray& output) {

@@ -2,11 +2,9 @@
 
 #include "base/Log.h"
 #include "base/Text.h"
+#include "platform/Browsers.h"
 
 #include <QThread>
-
-#include <algorithm>
-#include <array>
 
 namespace ovalin {
 
@@ -22,12 +20,7 @@ std::optional<QString> trimmedOrAbsent(const QString& text) {
 
 } // namespace
 
-bool isChromiumFamily(const QString& bundleId) {
-    static const std::array PREFIXES{"com.brave.",         "com.google.Chrome", "com.microsoft.edgemac",
-                                     "company.thebrowser", "com.vivaldi.",      "com.operasoftware."};
-    return std::any_of(PREFIXES.begin(), PREFIXES.end(),
-                       [&](const char* prefix) { return bundleId.startsWith(QLatin1String(prefix)); });
-}
+bool isChromiumFamily(const QString& bundleId) { return inChromiumFamily(bundleId); }
 
 Selection::Selection(Accessibility& theAccessibility, Pasteboard& thePasteboard, Keyboard& theKeyboard, Sleep theSleep)
     : accessibility(theAccessibility)

@@ -98,10 +98,13 @@ TEST(BrowserPage, TheToolIsAskedOnlyForBrowsersOfTheTable) {
     EXPECT_EQ(asked("com.brave.Browser"),
               QStringLiteral(R"(tell application "Brave Browser" to return (URL of active tab )"
                              R"(of front window) & "\n" & (title of active tab of front window))"));
+    for (const char* known : {"com.google.Chrome", "org.chromium.Chromium", "com.microsoft.edgemac",
+                              "com.vivaldi.Vivaldi", "com.operasoftware.Opera", "org.mozilla.firefox"})
+        EXPECT_TRUE(asked(known).contains(QStringLiteral("URL of active tab of front window"))) << known;
     EXPECT_EQ(asked("com.apple.Safari"),
               QStringLiteral(
                   R"(tell application "Safari" to return (URL of front document) & "\n" & (name of front document))"));
-    for (const char* other : {"", "com.google.chrome", "com.vivaldi.Vivaldi", "org.gnome.TextEditor"})
+    for (const char* other : {"", "com.google.chrome", "company.thebrowser.Browser", "org.gnome.TextEditor"})
         EXPECT_EQ(asked(other), QString());
     EXPECT_FALSE(browserTabInfoViaOsascript(QStringLiteral("com.apple.Safari"), QStringLiteral("/nonexistent/tool")));
 }

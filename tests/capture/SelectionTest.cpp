@@ -93,7 +93,7 @@ TEST_F(SelectionTest, NoKeyIsSentThatCouldDoHarm) {
 TEST(ChromiumFamily, IsKnownByPrefix) {
     for (const char* bundle :
          {"com.brave.Browser", "com.google.Chrome", "com.google.Chrome.canary", "com.microsoft.edgemac",
-          "company.thebrowser.Browser", "com.vivaldi.Vivaldi", "com.operasoftware.Opera"})
+          "company.thebrowser.Browser", "com.vivaldi.Vivaldi", "com.operasoftware.Opera", "org.chromium.Chromium"})
         EXPECT_TRUE(isChromiumFamily(QString::fromLatin1(bundle))) << bundle;
     for (const char* bundle :
          {"", "org.mozilla.firefox", "com.apple.Safari", "com.operasoftware", "xcom.brave.Browser"})

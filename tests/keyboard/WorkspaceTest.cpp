@@ -97,6 +97,7 @@ TEST(BundleIds, KnowsBrowsersByClassOrDesktopFile) {
         {"google-chrome", "Google-chrome", "", "com.google.Chrome"},
         {"google-chrome (/home/u/profile)", "Google-chrome", "", "com.google.Chrome"},
         {"chromium", "Chromium", "", "org.chromium.Chromium"},
+        {"chrome", "Chromium-browser", "", "org.chromium.Chromium"},
         {"brave-browser", "Brave-browser", "", "com.brave.Browser"},
         {"microsoft-edge", "Microsoft-edge", "", "com.microsoft.edgemac"},
         {"vivaldi-stable", "Vivaldi-stable", "", "com.vivaldi.Vivaldi"},
