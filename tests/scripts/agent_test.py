@@ -27,6 +27,7 @@ class FindClaudeTest(ScriptTest):
         there = self.write("it's here/claude", "", 0o755)
         self.write(".zprofile", "alias claude=x; path=(\"$HOME/it's here\" $path); unalias claude; print; print -n ' '")
         self.assertEqual(run(), (0, there + "\n"))
+        self.assertEqual(self.run_script("ovalin-find-claude", PATH=""), (0, there + "\n"))
         self.write(".local/bin/claude", "", 0o644)
         self.assertEqual(run(), (0, there + "\n"))
         os.chmod(self.path(".local/bin/claude"), 0o755)
