@@ -3,6 +3,7 @@
 #include "app/ReplaceButton.h"
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeDispatch.h"
+#include "fakes/FakeSpeech.h"
 #include "support/TestDesk.h"
 
 #include <QDir>
@@ -495,6 +496,84 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
         }
         fake.notifier.shown.clear();
     }
+}
+
+TEST_F(AppDelegateTest, WithoutASelectionTheAgentWritesWhatIsInserted) {
+    writeProgram(home.filePath(QStringLiteral(".local/bin/claude")),
+                 "#!/bin/sh\necho \"  \\\"$OVALIN_INSERT_INSTRUCTION\\\"  \"\n");
+    fake.accessibility.answer = {Kind::None, {}, false, FocusKind::Editable, 1};
+    fake.pasteboard.lent = {true, std::chrono::milliseconds(200)};
+    open();
+    settle();
+    typePrompt(QStringLiteral("make a haiku"));
+    delegate->replaceTapped();
+    settle();
+    EXPECT_EQ(fake.keyboard.pastes.size(), 1u);
+    EXPECT_EQ(fake.pasteboard.borrowed, QStringList(QStringLiteral("\"make a haiku\"")));
+}
+
+TEST_F(AppDelegateTest, AJobOfAnotherOpeningSaysNothingInThisOne) {
+    const struct {
+        const char* url;
+        const char* script;
+        const char* text;
+    } rows[] = {{"", "/ovalin-transform.sh", "#!/bin/sh\nexit 1\n"},
+                {"file:///a.html", "/ovalin-replace-file.sh", "#!/bin/sh\necho edited a.html\n"},
+                {"file:///a.html", "/ovalin-replace-file.sh", "#!/bin/sh\necho a.html is read-only; exit 1\n"}};
+    for (const auto& row : rows) {
+        writeProgram(paths.binDir + QString::fromLatin1(row.script), row.text);
+        tab = BrowserTab{QString::fromLatin1(row.url), QString()};
+        open();
+        settle();
+        typePrompt(QStringLiteral("make it short"));
+        dispatch.runAtOnce = false;
+        delegate->replaceTapped();
+        dispatch.runBackground();
+        dispatch.runMain(); // the selection has come, the job is begun
+        delegate->closePanel();
+        open();
+        settle();
+        dispatch.runAtOnce = true;
+        dispatch.advance(2);
+        ASSERT_NE(delegate->currentPanel(), nullptr) << row.text;
+        EXPECT_EQ(panel().hintField->status(), QString()) << row.text;
+        delegate->closePanel();
+    }
+}
+
+TEST_F(AppDelegateTest, AnExcerptThatWasReadForAnotherOpeningIsDropped) {
+    dispatch.runAtOnce = false;
+    open();
+    dispatch.runBackground(); // read, and on its way
+    delegate->closePanel();
+    fake.accessibility.answer.text = QStringLiteral("of the second");
+    open();
+    dispatch.runMain();
+    EXPECT_NE(panel().previewView->excerpt(), QStringLiteral("the excerpt"));
+    settle();
+    EXPECT_EQ(panel().previewView->excerpt(), QStringLiteral("of the second"));
+}
+
+TEST_F(AppDelegateTest, ReplaceSubmitAndTheEndOfThePanelStopTheDictation) {
+    FakeRecognizer recognizer;
+    FakeMicrophone microphone;
+    fake.desktop.microphone = &microphone;
+    fake.desktop.speechRecognizer = &recognizer;
+    restart();
+    const std::function<void()> ends[] = {[&] { delegate->replaceTapped(); }, [&] { delegate->sendTapped(); },
+                                          [&] { delegate->closePanel(); }};
+    for (size_t i = 0; i < std::size(ends); ++i) {
+        open();
+        settle();
+        delegate->micTapped();
+        settle();
+        ASSERT_TRUE(microphone.running);
+        ends[i]();
+        EXPECT_FALSE(microphone.running) << i;
+        delegate->closePanel();
+        settle();
+    }
+    delegate.reset();
 }
 
 TEST_F(AppDelegateTest, TheTextGoesToTheWindowThatItsSelectionCameFrom) {
