@@ -21,6 +21,7 @@
 using namespace ovalin;
 
 int main(int argc, char** argv) {
+    completeEnvironment();
     rememberEnvironment();
     qputenv("DBUS_FATAL_WARNINGS", "0"); // libdbus would end the process over a bus that misbehaves
     const CommandLine command = parseCommandLine(argc, argv);
@@ -40,7 +41,7 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     const Paths paths = Paths::under(QDir::homePath());
-    SingleInstance instance(paths.runtimeDir);
+    SingleInstance instance({paths.runtimeDir, paths.stateDir});
     if (!instance.acquire()) {
         logLine(QStringLiteral("Ovalin: another instance is running (pid %1) — exiting").arg(instance.otherPid()));
         return 0;

@@ -57,7 +57,8 @@ int runCommand(const CommandLine& command, int argc, char** argv) {
         return 0;
     case CommandLine::Action::Toggle: {
         const QCoreApplication application(argc, argv);
-        const auto wrong = SingleInstance::sendToggle(Paths::under(QDir::homePath()).runtimeDir);
+        const Paths paths = Paths::under(QDir::homePath());
+        const auto wrong = SingleInstance::sendToggle({paths.runtimeDir, paths.stateDir});
         if (wrong)
             std::fprintf(stderr, "ovalin: %s\n", qUtf8Printable(*wrong));
         return wrong ? 1 : 0;

@@ -3,8 +3,11 @@
 #include "base/Log.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocalSocket>
+#include <QSysInfo>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -20,11 +23,17 @@ const QByteArray DONE = QByteArrayLiteral("ok\n");
 constexpr int WAIT_MS = 2000;
 
 QString socketPath(const QString& folder) { return folder + QStringLiteral("/ovalin.socket"); }
-QByteArray lockPath(const QString& folder) { return QFile::encodeName(folder + QStringLiteral("/ovalin.lock")); }
+QString lockPath(const QString& folder) { return folder + QStringLiteral("/ovalin.lock"); }
+
+// One home may serve several machines.
+QString homeLockPath(const QString& folder) {
+    return folder + QLatin1Char('/') + QSysInfo::machineHostName() + QStringLiteral(".lock");
+}
 
 // A folder in /tmp may have been put there by somebody else.
 bool ownFolder(const QString& folder) {
     const QByteArray path = QFile::encodeName(folder);
+    QDir().mkpath(QFileInfo(folder).path());
     ::mkdir(path.constData(), 0700);
     struct stat info {};
     return ::lstat(path.constData(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::getuid();
@@ -48,36 +57,47 @@ void serve(QLocalSocket* peer, const std::function<void()>& toggled) {
 
 } // namespace
 
-SingleInstance::SingleInstance(const QString& runtimeDir)
-    : folder(runtimeDir) {}
+SingleInstance::SingleInstance(Folders theFolders)
+    : folders(std::move(theFolders)) {}
 
 SingleInstance::~SingleInstance() {
     server.close();
-    if (lock >= 0)
-        ::close(lock);
+    for (const int each : {lock, homeLock}) {
+        if (each >= 0)
+            ::close(each);
+    }
 }
 
 bool SingleInstance::acquire() {
-    if (!ownFolder(folder)) {
+    if (!folders.stateDir.isEmpty() && ownFolder(folders.stateDir) &&
+        !takeLock(homeLockPath(folders.stateDir), homeLock))
+        return false;
+    if (!ownFolder(folders.runtimeDir)) {
         logLine(QStringLiteral("Ovalin: %1 is not a folder of this user — running without the single-instance lock")
-                    .arg(folder));
+                    .arg(folders.runtimeDir));
         return true;
     }
-    lock = ::open(lockPath(folder).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (lock < 0) {
-        logLine(QStringLiteral("Ovalin: cannot open the lock in %1 — %2")
-                    .arg(folder, QString::fromLocal8Bit(strerror(errno))));
+    return takeLock(lockPath(folders.runtimeDir), lock);
+}
+
+// False when another copy holds it. A lock that cannot be had for another reason is logged, and done without.
+bool SingleInstance::takeLock(const QString& file, int& taken) {
+    taken = ::open(QFile::encodeName(file).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (taken < 0) {
+        logLine(
+            QStringLiteral("Ovalin: cannot open the lock %1 — %2").arg(file, QString::fromLocal8Bit(strerror(errno))));
         return true;
     }
-    if (::flock(lock, LOCK_EX | LOCK_NB) != 0) {
+    if (::flock(taken, LOCK_EX | LOCK_NB) != 0) {
         char text[32] = {};
-        [[maybe_unused]] const auto got = ::pread(lock, text, sizeof text - 1, 0);
-        holder = QByteArray(text).trimmed().toLongLong();
+        [[maybe_unused]] const auto got = ::pread(taken, text, sizeof text - 1, 0);
+        holder = QByteArray(text).split('\n').constFirst().toLongLong();
         return false;
     }
-    const QByteArray pid = QByteArray::number(static_cast<qint64>(::getpid())) + '\n';
+    const QByteArray text =
+        QByteArray::number(static_cast<qint64>(::getpid())) + '\n' + QFile::encodeName(folders.runtimeDir) + '\n';
     [[maybe_unused]] const bool written =
-        ::ftruncate(lock, 0) == 0 && ::pwrite(lock, pid.constData(), static_cast<size_t>(pid.size()), 0) > 0;
+        ::ftruncate(taken, 0) == 0 && ::pwrite(taken, text.constData(), static_cast<size_t>(text.size()), 0) > 0;
     return true;
 }
 
@@ -87,14 +107,19 @@ void SingleInstance::listen(std::function<void()> toggled) {
             serve(peer, toggled);
     });
     server.setSocketOptions(QLocalServer::UserAccessOption);
-    QLocalServer::removeServer(socketPath(folder)); // left by a copy that was killed; the lock says that none runs
-    if (!server.listen(socketPath(folder)))
+    QLocalServer::removeServer(
+        socketPath(folders.runtimeDir)); // left by a copy that was killed; the lock says that none runs
+    if (!server.listen(socketPath(folders.runtimeDir)))
         logLine(QStringLiteral("Ovalin: `ovalin toggle` will not work — %1").arg(server.errorString()));
 }
 
-std::optional<QString> SingleInstance::sendToggle(const QString& runtimeDir) {
+std::optional<QString> SingleInstance::sendToggle(const Folders& folders) {
     QLocalSocket socket;
-    socket.connectToServer(socketPath(runtimeDir));
+    QFile elsewhere(homeLockPath(folders.stateDir));
+    socket.connectToServer(socketPath(folders.runtimeDir));
+    if (!socket.waitForConnected(WAIT_MS) && elsewhere.open(QIODevice::ReadOnly))
+        socket.connectToServer(socketPath(
+            QFile::decodeName(elsewhere.read(4096).split('\n').value(1)))); // of a running copy or a dead one
     if (!socket.waitForConnected(WAIT_MS))
         return QStringLiteral("Ovalin is not running — start it with `ovalin`");
     socket.write(TOGGLE);

@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QMutex>
 
+#include <pwd.h>
 #include <unistd.h>
 
 #include <optional>
@@ -10,6 +11,8 @@
 namespace ovalin {
 
 namespace {
+
+const char* const USUAL_PATH = "/usr/local/bin:/usr/bin:/bin";
 
 struct Surroundings {
     QMutex mutex;
@@ -32,6 +35,15 @@ QByteArrayList currentEnvironment() {
 QByteArray nameOf(const QByteArray& entry) { return entry.left(entry.indexOf('=')); }
 
 } // namespace
+
+void completeEnvironment() {
+    if (qEnvironmentVariableIsEmpty("HOME")) {
+        if (const passwd* user = ::getpwuid(::getuid()))
+            qputenv("HOME", user->pw_dir);
+    }
+    if (qEnvironmentVariableIsEmpty("PATH"))
+        qputenv("PATH", USUAL_PATH);
+}
 
 void rememberEnvironment() {
     QMutexLocker lock(&surroundings().mutex);
@@ -62,7 +74,7 @@ QByteArrayList environmentWith(const ChildVariables& variables) {
         helpers = surroundings().helperFolder;
     }
     if (!helpers.isEmpty()) {
-        QByteArray path = "/usr/local/bin:/usr/bin:/bin"; // a lone helper folder would hide the system's programs
+        QByteArray path = USUAL_PATH; // a lone helper folder would hide the system's programs
         for (const QByteArray& entry : std::as_const(list)) {
             if (nameOf(entry) == "PATH")
                 path = entry.mid(5);

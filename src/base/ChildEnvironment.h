@@ -7,6 +7,9 @@
 
 namespace ovalin {
 
+/// Puts in what a bare start (cron, `env -i`) leaves out or empty: HOME from the password file, a PATH. First of all.
+void completeEnvironment();
+
 /// Takes the environment that children get: main calls it before anything changes ours. Without a call it is taken at
 /// the first launch. Any thread.
 void rememberEnvironment();

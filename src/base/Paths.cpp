@@ -20,11 +20,18 @@ QString findResources() {
     return {};
 }
 
-QString findRuntimeDir() {
-    const QString given = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    if (!given.isEmpty() && QFileInfo(given).isDir())
-        return given;
-    return QStringLiteral("/tmp/ovalin-%1").arg(::getuid());
+// `su` and `sudo -E` hand down the runtime folder of somebody else, and a folder in /tmp may have been put there.
+QString findRuntimeDir(const QString& stateDir) {
+    const auto ours = [](const QFileInfo& folder) { return folder.isDir() && folder.ownerId() == ::getuid(); };
+    const QString inTmp = QStringLiteral("/tmp/ovalin-%1").arg(::getuid());
+    for (const QString& folder :
+         {qEnvironmentVariable("XDG_RUNTIME_DIR"), QStringLiteral("/run/user/%1").arg(::getuid())}) {
+        if (!folder.isEmpty() && ours(QFileInfo(folder)))
+            return folder;
+    }
+    const QFileInfo info(inTmp);
+    const bool free = !info.exists() && !info.isSymLink();
+    return free || (ours(info) && !info.isSymLink()) ? inTmp : stateDir;
 }
 
 } // namespace
@@ -42,7 +49,8 @@ Paths Paths::under(const QString& home) {
     paths.askScript = paths.binDir + QStringLiteral("/ask-stream.sh");
     paths.searchScript = paths.binDir + QStringLiteral("/websearch-google");
     paths.heartbeatFile = QStringLiteral("/tmp/ovalin.heartbeat");
-    paths.runtimeDir = findRuntimeDir();
+    paths.stateDir = root.absoluteFilePath(QStringLiteral(".cache/ovalin"));
+    paths.runtimeDir = findRuntimeDir(paths.stateDir);
     paths.resourcesDir = findResources();
     return paths;
 }

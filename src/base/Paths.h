@@ -16,10 +16,12 @@ struct Paths {
     QString askScript;
     QString searchScript;
     QString heartbeatFile; ///< /tmp/ovalin.heartbeat
-    QString runtimeDir;    ///< lock and socket of the single instance
+    QString runtimeDir;    ///< lock and socket of the single instance; this user's own folder, or not there yet
+    QString stateDir;      ///< ~/.cache/ovalin: where copies with different runtime folders find each other
     QString resourcesDir;  ///< Fonts/ and bin/; empty when none was found
 
-    /// The paths for `home` ($HOME in the program). Touches no file but to look for the resources folder: beside the
+    /// The paths for `home` ($HOME in the program). Touches no file but to look for a
+    /// runtime folder of this user's and for the resources folder: beside the
     /// binary in the build tree (the source tree's resources/), else ../share/ovalin under the install prefix.
     [[nodiscard]] static Paths under(const QString& home);
 };

@@ -17,11 +17,11 @@ using namespace ovalin;
 namespace {
 
 // The client blocks, as it may in the command-line program, so it gets a thread here.
-std::optional<QString> toggleFromOutside(const QString& folder) {
+std::optional<QString> toggleFromOutside(const QString& folder, const QString& stateDir = {}) {
     std::optional<QString> answer;
     std::atomic<bool> done = false;
     std::thread client([&] {
-        answer = SingleInstance::sendToggle(folder);
+        answer = SingleInstance::sendToggle({folder, stateDir});
         done = true;
     });
     waitUntil([&] { return done.load(); });
@@ -33,9 +33,9 @@ std::optional<QString> toggleFromOutside(const QString& folder) {
 
 TEST(SingleInstance, OnlyOneHoldsTheLockAndItsPidIsKnown) {
     const QTemporaryDir folder;
-    auto first = std::make_unique<SingleInstance>(folder.path());
+    auto first = std::make_unique<SingleInstance>(SingleInstance::Folders{folder.path(), {}});
     EXPECT_TRUE(first->acquire());
-    SingleInstance second(folder.path());
+    SingleInstance second({folder.path(), {}});
     EXPECT_FALSE(second.acquire());
     EXPECT_EQ(second.otherPid(), ::getpid());
     first.reset();
@@ -47,7 +47,7 @@ TEST(SingleInstance, ToggleReachesTheRunningCopyOrSaysThatThereIsNone) {
     EXPECT_TRUE(toggleFromOutside(folder.path()).value().contains(QStringLiteral("not running")));
     int toggled = 0;
     {
-        SingleInstance instance(folder.path());
+        SingleInstance instance({folder.path(), {}});
         ASSERT_TRUE(instance.acquire());
         instance.listen([&] { ++toggled; });
         EXPECT_EQ(toggleFromOutside(folder.path()), std::nullopt);
@@ -66,10 +66,24 @@ TEST(SingleInstance, ToggleReachesTheRunningCopyOrSaysThatThereIsNone) {
     EXPECT_TRUE(toggleFromOutside(folder.path()).has_value());
 }
 
+TEST(SingleInstance, CopiesWithDifferentRuntimeFoldersFindEachOther) {
+    const QTemporaryDir given, other, home;
+    const QString state = home.filePath(QStringLiteral(".cache/ovalin"));
+    SingleInstance first({given.path(), state});
+    ASSERT_TRUE(first.acquire());
+    int toggled = 0;
+    first.listen([&] { ++toggled; });
+    SingleInstance second({other.path(), state});
+    EXPECT_FALSE(second.acquire());
+    EXPECT_EQ(second.otherPid(), ::getpid());
+    EXPECT_EQ(toggleFromOutside(other.path(), state), std::nullopt);
+    EXPECT_EQ(toggled, 1);
+}
+
 TEST(SingleInstance, ASocketLeftByAKilledCopyIsInNobodysWay) {
     const QTemporaryDir folder;
     writeFile(folder.filePath(QStringLiteral("ovalin.socket")), "");
-    SingleInstance instance(folder.path());
+    SingleInstance instance({folder.path(), {}});
     ASSERT_TRUE(instance.acquire());
     int toggled = 0;
     instance.listen([&] { ++toggled; });
@@ -82,7 +96,7 @@ TEST(SingleInstance, AForeignFolderIsNotTrusted) {
     const QTemporaryDir folder;
     const QString link = folder.filePath(QStringLiteral("link"));
     ASSERT_EQ(::symlink("/tmp", link.toUtf8().constData()), 0);
-    SingleInstance instance(link);
+    SingleInstance instance({link, {}});
     EXPECT_TRUE(instance.acquire()) << "runs all the same";
     EXPECT_EQ(log.count(QStringLiteral("is not a folder of this user")), 1);
 }
