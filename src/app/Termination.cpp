@@ -11,6 +11,7 @@ namespace ovalin {
 namespace {
 
 int signalSockets[2] = {-1, -1};
+constexpr int ENDING[] = {SIGTERM, SIGINT, SIGHUP};
 
 // Only what is safe in a signal handler: the event loop reads the byte.
 void onSignal(int) {
@@ -25,17 +26,29 @@ Termination::Termination() {
         return;
     notifier = std::make_unique<QSocketNotifier>(signalSockets[1], QSocketNotifier::Read);
     QObject::connect(notifier.get(), &QSocketNotifier::activated, [] { QCoreApplication::quit(); });
-    struct sigaction action {};
-    action.sa_handler = onSignal;
-    action.sa_flags = SA_RESTART;
-    for (const int number : {SIGTERM, SIGINT, SIGHUP})
-        ::sigaction(number, &action, nullptr);
+    const auto handle = [](int number, void (*handler)(int)) {
+        struct sigaction action {
+        }, before{};
+        action.sa_handler = handler;
+        action.sa_flags = SA_RESTART;
+        // What was ignored before us stays so: nohup, or a shell without job control.
+        if (::sigaction(number, nullptr, &before) == 0 && before.sa_handler != SIG_IGN)
+            ::sigaction(number, &action, nullptr);
+    };
+    for (const int number : ENDING)
+        handle(number, onSignal);
+    // Ctrl+Z in the terminal: a program that is stopped would stop the keyboard of the whole desktop at the next press
+    // of the hotkey. A handler, since children would inherit an ignored signal.
+    handle(SIGTSTP, [](int) {});
     std::signal(SIGPIPE, SIG_IGN);
 }
 
 Termination::~Termination() {
-    for (const int number : {SIGTERM, SIGINT, SIGHUP})
-        std::signal(number, SIG_DFL);
+    for (const int number : ENDING) {
+        struct sigaction now {};
+        if (::sigaction(number, nullptr, &now) == 0 && now.sa_handler == onSignal)
+            std::signal(number, SIG_DFL);
+    }
     notifier.reset();
     for (int& socket : signalSockets) {
         if (socket >= 0)

@@ -6,8 +6,8 @@
 
 namespace ovalin {
 
-/// SIGTERM, SIGINT and SIGHUP end the main loop in an orderly way, so that a request under way is still written. One
-/// object for each process; main thread.
+/// SIGTERM, SIGINT and SIGHUP end the main loop in an orderly way, so that a request under way is still written; those
+/// that were ignored when the program started stay so. SIGTSTP does nothing. One object for each process; main thread.
 class Termination {
 public:
     Termination();
