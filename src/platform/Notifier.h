@@ -29,7 +29,7 @@ class SessionEvents {
 public:
     virtual ~SessionEvents() = default;
     std::function<void()> didWake;  ///< PrepareForSleep(false)
-    std::function<void()> willLock; ///< the session's Lock signal
+    std::function<void()> willLock; ///< the session's Lock signal, its idle hint, or PrepareForSleep(true)
 };
 
 } // namespace ovalin

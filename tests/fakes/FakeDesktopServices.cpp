@@ -9,7 +9,8 @@
 //   can
 //                            be found: pid, id, auto, or silent for a manager that never answers
 //
-// Further methods for tests: Press(id), Dismiss(id) beside Notify; Sleep(begins) beside LockSession.
+// Further methods for tests: Press(id), Dismiss(id) beside Notify; Sleep(begins) and SetIdleHint(idle) beside
+// LockSession.
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -122,6 +123,12 @@ public Q_SLOTS:
             Q_EMIT session.Lock();
     }
     void Sleep(bool begins) { Q_EMIT PrepareForSleep(begins); }
+    void SetIdleHint(bool idle) {
+        QDBusMessage changed =
+            QDBusMessage::createSignal(SESSION_PATH, u"org.freedesktop.DBus.Properties"_s, u"PropertiesChanged"_s);
+        changed << u"org.freedesktop.login1.Session"_s << QVariantMap{{u"IdleHint"_s, idle}} << QStringList();
+        connection().send(changed);
+    }
 
 Q_SIGNALS:
     void PrepareForSleep(bool begins);

@@ -17,6 +17,7 @@ public:
         : FakeServices(address, u"org.freedesktop.login1"_s, {u"--login1"_s, lookup}) {}
 
     void sleep(bool begins) { call(MANAGER_PATH, MANAGER, u"Sleep"_s, {begins}); }
+    void idle(bool is) { call(MANAGER_PATH, MANAGER, u"SetIdleHint"_s, {is}); }
     void lock() { call(MANAGER_PATH, MANAGER, u"LockSession"_s, {u"7"_s}); }
 };
 
@@ -74,6 +75,22 @@ TEST_F(LogindTest, NeitherGoingToSleepNorASignalOfAnotherSenderIsAWakeUp) {
     manager.send(forged);
     ASSERT_TRUE(lockIsHeard(manager)); // sent after them, so they are through
     EXPECT_EQ(woke, before);
+}
+
+TEST_F(LogindTest, WhateverMayBringALockerIsTold) {
+    LoginManager manager(bus.address, u"pid"_s);
+    Logind logind(bus.address, {});
+    count(logind);
+    ASSERT_TRUE(lockIsHeard(manager)); // so the session is followed
+    ASSERT_TRUE(wakeIsHeard(manager));
+    int before = locked;
+    manager.idle(false);
+    manager.sleep(true);
+    EXPECT_TRUE(waitUntil([&] { return locked == before + 1; }));
+    ASSERT_TRUE(wakeIsHeard(manager));
+    EXPECT_EQ(locked, before + 1) << "the end of idleness is none";
+    manager.idle(true);
+    EXPECT_TRUE(waitUntil([&] { return locked == before + 2; }));
 }
 
 TEST_F(LogindTest, AManagerThatStartsLaterOrAgainIsHeard) {

@@ -16,6 +16,7 @@ const auto SERVICE = QStringLiteral("org.freedesktop.login1");
 const auto MANAGER_PATH = QStringLiteral("/org/freedesktop/login1");
 const auto MANAGER = QStringLiteral("org.freedesktop.login1.Manager");
 const auto SESSION = QStringLiteral("org.freedesktop.login1.Session");
+const auto PROPERTIES = QStringLiteral("org.freedesktop.DBus.Properties");
 
 } // namespace
 
@@ -44,11 +45,22 @@ void LoginManagerClient::followSession() {
     const QString path = sessionPath();
     if (path.isEmpty() || path == followed)
         return;
-    const auto signal = QStringLiteral("Lock");
     if (!followed.isEmpty())
-        (*bus)->disconnect(SERVICE, followed, SESSION, signal, this, SLOT(lock()));
-    (*bus)->connect(SERVICE, path, SESSION, signal, this, SLOT(lock()));
+        listenTo(followed, false);
+    listenTo(path, true);
     followed = path;
+}
+
+void LoginManagerClient::listenTo(const QString& path, bool listen) {
+    const auto each = [&](const QString& interface, const char* signal, const char* slot) {
+        const QString name = QString::fromLatin1(signal);
+        if (listen)
+            (*bus)->connect(SERVICE, path, interface, name, this, slot);
+        else
+            (*bus)->disconnect(SERVICE, path, interface, name, this, slot);
+    };
+    each(SESSION, "Lock", SLOT(lock()));
+    each(PROPERTIES, "PropertiesChanged", SLOT(sessionChanged(QString, QVariantMap, QStringList)));
 }
 
 // A program that a systemd user manager started belongs to no session, and the environment may lack the id; the
@@ -69,9 +81,8 @@ QString LoginManagerClient::sessionPath() {
     if (!given.isEmpty())
         return given;
 
-    const auto id =
-        ask(MANAGER_PATH + QStringLiteral("/session/auto"), QStringLiteral("org.freedesktop.DBus.Properties"),
-            QStringLiteral("Get"), {SESSION, QStringLiteral("Id")});
+    const auto id = ask(MANAGER_PATH + QStringLiteral("/session/auto"), PROPERTIES, QStringLiteral("Get"),
+                        {SESSION, QStringLiteral("Id")});
     return id ? byId(id->value<QDBusVariant>().variant().toString()) : QString();
 }
 
@@ -91,8 +102,15 @@ std::optional<QVariant> LoginManagerClient::ask(const QString& path, const QStri
 void LoginManagerClient::busGone() { QTimer::singleShot(retryDelay, this, &LoginManagerClient::start); }
 
 void LoginManagerClient::prepareForSleep(bool begins) {
-    if (!begins)
+    if (begins)
+        Q_EMIT locking();
+    else
         Q_EMIT woke();
+}
+
+void LoginManagerClient::sessionChanged(const QString& interface, const QVariantMap& changed, const QStringList&) {
+    if (interface == SESSION && changed.value(QStringLiteral("IdleHint")).toBool())
+        Q_EMIT locking();
 }
 
 } // namespace ovalin

@@ -31,9 +31,11 @@ private Q_SLOTS:
     void prepareForSleep(bool begins);
     void busGone();
     void lock() { Q_EMIT locking(); }
+    void sessionChanged(const QString& interface, const QVariantMap& changed, const QStringList& invalidated);
 
 private:
     void followSession();
+    void listenTo(const QString& path, bool listen);
     [[nodiscard]] QString sessionPath();
     [[nodiscard]] std::optional<QVariant> ask(const QString& path, const QString& interface, const QString& method,
                                               const QVariantList& arguments);
@@ -41,7 +43,7 @@ private:
     QString address;
     QString sessionId;
     std::chrono::milliseconds retryDelay;
-    QString followed; // object path of the session whose Lock we hear
+    QString followed; // object path of the session that we hear
     std::optional<BusConnection> bus;
     std::optional<QDBusServiceWatcher> watcher;
 };
