@@ -92,7 +92,11 @@ void AppDelegate::warmUp() {
     [[maybe_unused]] const QFontMetrics signature(Brand::signature(13));
 }
 
-void AppDelegate::toggle() { hotKey.hotkeyFired(); }
+void AppDelegate::toggle() {
+    if (desktop.keyboardHold.waiting())
+        return; // the shortcut that opened the panel is still held down and repeats
+    hotKey.hotkeyFired();
+}
 
 void AppDelegate::hotkeyFired() {
     if (panel && panel->isVisible()) {

@@ -9,7 +9,8 @@ namespace ovalin {
 namespace {
 
 constexpr int LAST_RETRY = 5;
-constexpr double DEBOUNCE = 0.25;
+constexpr double DEBOUNCE = 0.25; // seconds
+constexpr quint32 DEBOUNCE_MS = 250;
 
 } // namespace
 
@@ -19,10 +20,12 @@ HotKey::HotKey(HotKeys& theHotKeys, Dispatch& theDispatch)
 
 void HotKey::registerHotKey(int attempt) {
     if (!hotkeyHandlerInstalled) {
-        hotKeys.pressed = [this] {
-            dispatch.toMain([guard = QPointer<HotKey>(this)] {
-                if (guard)
-                    guard->hotkeyFired();
+        hotKeys.pressed = [this](quint32 time) {
+            dispatch.toMain([guard = QPointer<HotKey>(this), time] {
+                if (!guard)
+                    return;
+                guard->hotkeyFired(time);
+                guard->hotKeys.pressHandled();
             });
         };
         hotKeys.shouldReassert = [this] { reassertHotKey(); };
@@ -58,11 +61,14 @@ void HotKey::reassertHotKey() {
     registerHotKey(0);
 }
 
-void HotKey::hotkeyFired() {
+void HotKey::hotkeyFired(std::optional<quint32> pressTime) {
     const double now = dispatch.now();
-    if (now - lastHotkeyFire < DEBOUNCE)
+    const bool twice = pressTime && lastPressTime ? *pressTime - *lastPressTime < DEBOUNCE_MS // right across a wrap
+                                                  : now - lastHotkeyFire < DEBOUNCE;
+    if (twice)
         return;
     lastHotkeyFire = now;
+    lastPressTime = pressTime;
     if (fired)
         fired();
 }

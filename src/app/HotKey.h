@@ -5,6 +5,8 @@
 
 #include <QObject>
 
+#include <optional>
+
 namespace ovalin {
 
 /// Keeps the global hotkey registered and turns presses into openings. Main thread.
@@ -18,8 +20,9 @@ public:
     /// Unregisters and registers anew: after sleep, after a change of the keyboard map or of the window manager.
     void reassertHotKey();
 
-    /// One press, debounced: a second within 0.25 s is ignored. Also what `ovalin toggle` calls.
-    void hotkeyFired();
+    /// One press, debounced: a second within 0.25 s is ignored. Two presses of the key are told apart by when they were
+    /// made (X server time, ms), however late they are handled; without a time, as `ovalin toggle` calls it, by now.
+    void hotkeyFired(std::optional<quint32> pressTime = {});
 
     [[nodiscard]] bool registered() const { return hotKeyRef; }
 
@@ -33,7 +36,8 @@ private:
     bool hotKeyRef = false;
     bool hotkeyHandlerInstalled = false;
     double lastHotkeyFire = 0.0;
-    quint64 series = 0; // a retry of an older series must not go on beside a newer one
+    std::optional<quint32> lastPressTime; // of the same press; none when it was no key
+    quint64 series = 0;                   // a retry of an older series must not go on beside a newer one
 };
 
 } // namespace ovalin

@@ -218,6 +218,10 @@ bool CapturePanel::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void CapturePanel::keyPressEvent(QKeyEvent* event) {
+    if (event->isAutoRepeat()) {
+        QWidget::keyPressEvent(event);
+        return;
+    }
     switch (event->key()) {
     case Qt::Key_Escape:
         Q_EMIT cancelTapped();

@@ -40,10 +40,12 @@ void PromptField::keyPressEvent(QKeyEvent* event) {
     }
     if (isReturn) {
         event->accept();
-        Q_EMIT submitted();
+        if (!event->isAutoRepeat()) // it may be held since before the panel was there
+            Q_EMIT submitted();
     } else if (event->key() == Qt::Key_Escape) {
         event->accept();
-        Q_EMIT cancelled();
+        if (!event->isAutoRepeat())
+            Q_EMIT cancelled();
     } else if (isPaste(event)) {
         event->accept();
         pasteFrom(Pasteboard::Selection::Clipboard);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 #include <functional>
 
 namespace ovalin {
@@ -15,9 +17,12 @@ public:
     [[nodiscard]] virtual int registerHotKey() = 0;
     virtual void unregisterHotKey() = 0;
 
-    /// The key went down (auto-repeat does not count). Called on the main thread from the event filter: post, do not
-    /// work.
-    std::function<void()> pressed;
+    /// The key went down (auto-repeat does not count) at this X server time (ms; it wraps). Called on the main thread
+    /// from the event filter: post, do not work. All keys wait in the X server from then on, for a second at most.
+    std::function<void(quint32 time)> pressed;
+
+    /// What the press asked for is done: the keys that were typed meanwhile go on, to whoever has the keyboard by now.
+    virtual void pressHandled() = 0;
 
     /// The registration should be made anew: the keyboard map really changed, or a window manager came or went.
     std::function<void()> shouldReassert;

@@ -45,16 +45,22 @@ public:
 /// Keeps the keyboard on one window without moving the input focus: an active keyboard grab. Main thread.
 ///
 /// Screen lockers need the grab for themselves, so it is let go on a press outside our windows, after five minutes
-/// without a key, and when the session locks; holding again is asked for by the panel on a click into it.
+/// without a key, when the screen saver starts, and when the session locks, idles or goes to sleep; holding again is
+/// asked for by the panel on a click into it.
 class KeyboardHold {
 public:
     virtual ~KeyboardHold() = default;
 
-    /// Takes the keyboard for the X11 window; retried every 5 ms for 250 ms when another client has it. Returns at
-    /// once.
+    /// Takes the keyboard for the X11 window; retried every 5 ms when another client has it, until no key was down for
+    /// 250 ms (programs for shortcuts keep theirs while its key is down), 5 s at most. Returns at once.
     virtual void take(quint32 window) = 0;
+
+    /// Gives the keyboard back. A key that is still down and was pressed while it was held counts as released: it is
+    /// not repeated into the application.
     virtual void letGo() = 0;
     [[nodiscard]] virtual bool held() const = 0;
+    /// Another client has the keyboard, and it is being tried for.
+    [[nodiscard]] virtual bool waiting() const = 0;
 
     /// Another client keeps the keyboard: the window has taken the input focus instead, which letGo() gives back.
     std::function<void()> refused;

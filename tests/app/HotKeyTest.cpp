@@ -69,7 +69,7 @@ TEST_F(HotKeyTest, ANewSeriesReplacesTheOneUnderWay) {
 
 TEST_F(HotKeyTest, PressesWithinAQuarterSecondCountOnce) {
     hotKey.registerHotKey(0);
-    keys.pressed();
+    keys.pressed(5000);
     EXPECT_EQ(fired, 0) << "the handler only posts";
     dispatch.runMain();
     EXPECT_EQ(fired, 1);
@@ -79,4 +79,23 @@ TEST_F(HotKeyTest, PressesWithinAQuarterSecondCountOnce) {
     EXPECT_EQ(fired, 1);
     hotKey.hotkeyFired();
     EXPECT_EQ(fired, 2) << "an ignored press does not extend the wait";
+}
+
+TEST_F(HotKeyTest, PressesAreToldApartByWhenTheyWereMadeNotByWhenTheyAreHandled) {
+    hotKey.registerHotKey(0);
+    struct Row {
+        quint32 time;
+        double handledAfter;
+        int counts;
+    };
+    int handled = 0;
+    for (const Row& row : {Row{0xffffff00U, 1, 1}, Row{0xffffff00U + 249, 5, 0}, Row{0xffffff00U + 250, 0, 1},
+                           Row{0x100, 0, 1}, Row{0x1f0, 9, 0}, Row{0x1f9, 9, 0}, Row{0x1fa, 0, 1}}) {
+        dispatch.advance(row.handledAfter);
+        const int before = fired;
+        keys.pressed(row.time);
+        dispatch.runMain();
+        EXPECT_EQ(fired - before, row.counts) << row.time;
+        EXPECT_EQ(keys.handled, ++handled) << "else nobody could type any more";
+    }
 }

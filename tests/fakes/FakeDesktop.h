@@ -21,6 +21,8 @@ struct FakeHotKeys final : HotKeys {
         return status;
     }
     void unregisterHotKey() override { ++unregistrations; }
+    int handled = 0;
+    void pressHandled() override { ++handled; }
 };
 
 struct FakeWorkspace final : Workspace {
@@ -116,7 +118,9 @@ struct FakeKeyboardHold final : KeyboardHold {
     quint32 window = 0;
     void take(quint32 wanted) override { window = wanted; }
     void letGo() override { window = 0; }
+    bool waits = false;
     bool held() const override { return window != 0; }
+    bool waiting() const override { return waits; }
 };
 
 struct FakeEventMonitors final : EventMonitors {

@@ -114,7 +114,7 @@ TEST_F(Copy, AHotkeyStillHeldFiresOnceAndTypesNothing) {
     PanelWindow panel;
     X11HotKeys keys(dispatch);
     int fired = 0;
-    keys.pressed = [&] {
+    keys.pressed = [&](quint32) {
         ++fired;
         hold.take(static_cast<quint32>(panel.winId()));
     };

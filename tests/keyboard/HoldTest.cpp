@@ -1,10 +1,13 @@
 #include "fakes/FakeDispatch.h"
 #include "keyboard/KeyboardDesk.h"
+#include "platform/x11/KeyMap.h"
 #include "platform/x11/X11KeyboardHold.h"
 
 #include <gtest/gtest.h>
 
 #include <QMenu>
+
+#include <X11/keysym.h>
 
 using namespace ovalin;
 
@@ -52,13 +55,13 @@ TEST_F(Hold, WaitsForAnotherClientsGrabToEndAndSaysSoWhenItDoesNot) {
     hold.take(static_cast<quint32>(panel.winId()));
     EXPECT_FALSE(hold.held());
     EXPECT_TRUE(waitUntil([&] { return refusals == 1; }));
-    EXPECT_TRUE(changes.empty());
+    EXPECT_EQ(std::exchange(changes, {}), (std::vector<bool>{true, false}));
 
     hold.take(static_cast<quint32>(panel.winId()));
     dispatch.after(std::chrono::milliseconds(20), &panel, [&] { other.ungrabKeyboard(); });
     EXPECT_TRUE(waitUntil([&] { return hold.held(); }));
     hold.letGo();
-    EXPECT_EQ(changes, (std::vector<bool>{true, false}));
+    EXPECT_EQ(changes, (std::vector<bool>{true, false, true, false})) << "what waits for the panel is never monitored";
     EXPECT_EQ(refusals, 1);
 }
 
@@ -77,6 +80,72 @@ TEST_F(Hold, TakesTheFocusWhereTheKeyboardCannotBeHadAndGivesItBack) {
     hold.letGo();
     EXPECT_EQ(focusedWindow(), editor.window);
     desk().end(editor.process);
+}
+
+TEST_F(Hold, WaitsForAShortcutProgramAsLongAsItsKeyIsDown) {
+    FakeDispatch time;
+    X11KeyboardHold waiting(time);
+    PanelWindow panel;
+    const quint8 x = KeyMap::read(other.connection)->plainKey(XK_x);
+    bool refused = false;
+    waiting.refused = [&] { refused = true; };
+    for (const bool released : {true, false}) {
+        ASSERT_TRUE(waitUntil([&] { return other.grabKeyboard(); }));
+        other.finger(x, true);
+        waiting.take(static_cast<quint32>(panel.winId()));
+        time.advance(4.9);
+        EXPECT_TRUE(waiting.waiting());
+        if (released) {
+            other.finger(x, false);
+            other.ungrabKeyboard();
+        }
+        time.advance(0.2);
+        EXPECT_EQ(waiting.held(), released);
+        EXPECT_EQ(refused, !released) << "not for ever";
+        waiting.letGo();
+    }
+    other.finger(x, false);
+}
+
+TEST_F(Hold, AKeyThatIsStillDownWhenItEndsIsNotRepeatedIntoTheApplication) {
+    const auto map = KeyMap::read(other.connection);
+    const quint8 enter = map->plainKey(XK_Return), x = map->plainKey(XK_x), alt = map->modifierKeys(3).front();
+    PanelWindow panel;
+    other.finger(x, true); // the application knows of this one
+    hold.take(static_cast<quint32>(panel.winId()));
+    bool entered = false;
+    QObject::connect(&panel.line, &QLineEdit::returnPressed, [&] { entered = true; });
+    other.finger(enter, true);
+    EXPECT_TRUE(waitUntil([&] { return entered; }));
+    other.finger(alt, true);
+    hold.letGo();
+    EXPECT_TRUE(waitUntil([&] { return !other.isDown(enter); }));
+    EXPECT_TRUE(other.isDown(x)) << "the application waits for its release";
+    EXPECT_TRUE(other.isDown(alt)) << "the next key is typed with it";
+    for (const quint8 key : {enter, alt, x})
+        other.finger(key, false);
+    other.finger(enter, true);
+    EXPECT_TRUE(other.isDown(enter)) << "the next press is one again";
+    other.finger(enter, false);
+}
+
+TEST_F(Hold, GoesToALockerWithTheScreenSaverAndComesBackWithoutOne) {
+    const auto saver = [](const char* what) {
+        desk().output(QStringLiteral("xset"), {QStringLiteral("s"), QString::fromLatin1(what)});
+    };
+    PanelWindow panel;
+    hold.take(static_cast<quint32>(panel.winId()));
+    for (const bool locks : {false, true}) {
+        saver("activate");
+        EXPECT_TRUE(waitUntil([&] { return !hold.held(); }));
+        if (locks) {
+            EXPECT_TRUE(other.grabKeyboard());
+        }
+        saver("reset");
+        EXPECT_TRUE(waitUntil([&] { return locks ? hold.waiting() : hold.held(); }));
+    }
+    EXPECT_TRUE(waitUntil([&] { return !hold.waiting(); }));
+    EXPECT_FALSE(hold.held());
 }
 
 TEST_F(Hold, IsTakenAgainAfterAPopupClosed) {

@@ -2,6 +2,7 @@
 #include "platform/x11/KeyMap.h"
 #include "platform/x11/X11HotKeys.h"
 #include "platform/x11/X11KeyboardHold.h"
+#include "platform/x11/XThread.h"
 
 #include <gtest/gtest.h>
 
@@ -28,7 +29,10 @@ struct KeyCounter final : QAbstractNativeEventFilter {
 
 struct HotKey : testing::Test {
     HotKey() {
-        keys.pressed = [this] { ++fired; };
+        keys.pressed = [this](quint32) {
+            ++fired;
+            keys.pressHandled();
+        };
         keys.shouldReassert = [this] {
             ++reasserted;
             EXPECT_EQ(keys.registerHotKey(), 0);
@@ -73,7 +77,7 @@ TEST_F(HotKey, AHeldKeyFiresOnceAndRepeatsNeitherFireNorType) {
     X11KeyboardHold hold(dispatch);
     PanelWindow panel;
     KeyCounter counter;
-    keys.pressed = [&] {
+    keys.pressed = [&](quint32) {
         ++fired;
         hold.take(static_cast<quint32>(panel.winId()));
     };
@@ -91,6 +95,48 @@ TEST_F(HotKey, AHeldKeyFiresOnceAndRepeatsNeitherFireNorType) {
             << panel.line.text().toStdString();
         EXPECT_EQ(fired, round);
     }
+}
+
+TEST_F(HotKey, KeysThatFollowThePressWaitForThePanelInOrder) {
+    const Editor editor = openEditor(QStringLiteral("text"));
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    X11KeyboardHold hold(dispatch);
+    PanelWindow panel;
+    keys.pressed = [this](quint32) { ++fired; };
+    tap("alt+space");
+    for (const char* key : {"a", "b", "c"})
+        tap(key);
+    EXPECT_TRUE(waitUntil([&] { return fired == 1; }));
+    hold.take(static_cast<quint32>(panel.winId()));
+    keys.pressHandled();
+    EXPECT_TRUE(waitUntil([&] { return panel.line.text() == QStringLiteral("abc"); }))
+        << panel.line.text().toStdString();
+    desk().end(editor.process);
+}
+
+TEST_F(HotKey, TheKeyboardDoesNotStayStoppedWhateverThisProgramDoes) {
+    XThread thread;
+    const quint8 x = map->plainKey(XK_x);
+    const auto stopped = [&] {
+        keys.pressed = [](quint32) {};
+        tap("alt+space");
+        other.finger(x, true);
+        return !other.isDown(x);
+    };
+    const auto goesOn = [&] { return waitUntil([&] { return other.isDown(x); }) && (other.finger(x, false), true); };
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_TRUE(stopped());
+    keys.unregisterHotKey();
+    EXPECT_TRUE(goesOn());
+
+    ASSERT_EQ(keys.registerHotKey(), 0);
+    thread.runAndWait([&] { keys.watchdog(thread)(space); });
+    ASSERT_TRUE(stopped());
+    EXPECT_TRUE(goesOn()) << "the main thread is stuck";
+
+    ASSERT_TRUE(stopped());
+    keys.pressHandled();
+    EXPECT_TRUE(goesOn());
 }
 
 TEST_F(HotKey, AKeyThatAnotherClientHoldsIsRefusedAndNothingStaysGrabbed) {

@@ -59,6 +59,7 @@ struct X11Desktop::Parts {
             return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time);
         });
         outside = monitors.onPressOutside([this](QPoint) { hold.pressOutside(); });
+        monitors.onChord(hotKeys.watchdog(thread));
         hold.heldChanged = [this](bool held) { monitors.setKeyboardOurs(held); };
         logind.willLock = [this] { hold.letGo(); };
     }

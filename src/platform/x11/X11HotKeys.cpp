@@ -2,6 +2,8 @@
 
 #include "QtConnection.h"
 #include "XReply.h"
+#include "XThread.h"
+#include "base/Log.h"
 
 #include <QCoreApplication>
 
@@ -19,6 +21,7 @@ namespace {
 constexpr int NO_SERVER = -1;
 constexpr int NO_SPACE_KEY = -2;
 constexpr std::chrono::milliseconds LOOK_AFTER{200};
+constexpr std::chrono::seconds LONGEST_STOP{1};
 
 void addEvents(xcb_connection_t* connection, xcb_window_t window, uint32_t events) {
     const XReply<xcb_get_window_attributes_reply_t> attributes(
@@ -35,7 +38,8 @@ void addEvents(xcb_connection_t* connection, xcb_window_t window, uint32_t event
 
 X11HotKeys::X11HotKeys(Dispatch& theDispatch)
     : dispatch(theDispatch)
-    , connection(qtConnection()) {
+    , connection(qtConnection())
+    , presses(std::make_shared<Presses>(connection)) {
     if (!connection)
         return;
     reader.emplace(connection);
@@ -71,13 +75,14 @@ int X11HotKeys::registerHotKey() {
         return NO_SERVER;
     unregisterHotKey();
     seen = currentBinding();
+    presses->key = seen.key;
     if (!seen.key)
         return NO_SPACE_KEY;
     std::vector<std::pair<quint16, xcb_void_cookie_t>> requests;
     for (unsigned locks = seen.locks;; locks = (locks - 1) & seen.locks) { // every subset of the lock modifiers
         const auto state = static_cast<quint16>(seen.alt | locks);
         requests.emplace_back(state, xcb_grab_key_checked(connection, 1, reader->rootId(), state, seen.key,
-                                                          XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+                                                          XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
         if (locks == 0)
             break;
     }
@@ -98,9 +103,34 @@ void X11HotKeys::unregisterHotKey() {
     for (const quint16 state : grabbed)
         xcb_ungrab_key(connection, seen.key, reader->rootId(), state);
     if (!grabbed.empty())
-        xcb_flush(connection);
+        pressHandled();
     grabbed.clear();
     down = false;
+}
+
+void X11HotKeys::Presses::goOn() {
+    ++handled;
+    // Does nothing to a keyboard that our hold has taken, or that was not stopped by us.
+    xcb_allow_events(connection, XCB_ALLOW_ASYNC_KEYBOARD, XCB_CURRENT_TIME);
+    xcb_flush(connection);
+}
+
+void X11HotKeys::pressHandled() {
+    if (connection)
+        presses->goOn();
+}
+
+std::function<void(quint8 key)> X11HotKeys::watchdog(XThread& thread) const {
+    return [&thread, watched = presses](quint8 key) {
+        if (key != watched->key)
+            return;
+        thread.at(deadlineIn(LONGEST_STOP), [watched, before = watched->handled.load()] {
+            if (watched->handled != before)
+                return;
+            logLine(QStringLiteral("Ovalin: busy for a second after Alt+Space — the keyboard is let go"));
+            watched->goOn();
+        });
+    };
 }
 
 bool X11HotKeys::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
@@ -133,8 +163,11 @@ bool X11HotKeys::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
 }
 
 bool X11HotKeys::keyPressed(const xcb_key_press_event_t& event) {
-    if (grabbed.empty() || event.detail != seen.key)
+    if (grabbed.empty() || event.detail != seen.key) {
+        if (event.event == reader->rootId()) // a grab of ours that is no more
+            pressHandled();
         return false;
+    }
     // A held key repeats as release and press with one and the same time, whatever becomes of Alt meanwhile.
     if (releasedAt != 0 && event.time == releasedAt) {
         down = true;
@@ -144,7 +177,9 @@ bool X11HotKeys::keyPressed(const xcb_key_press_event_t& event) {
         return false;
     down = true;
     if (pressed)
-        pressed();
+        pressed(event.time);
+    else
+        pressHandled();
     return true;
 }
 

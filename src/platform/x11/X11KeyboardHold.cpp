@@ -9,7 +9,9 @@
 #include <cmath>
 #include <utility>
 
+#include <xcb/screensaver.h>
 #include <xcb/xcb.h>
+#include <xcb/xtest.h>
 
 namespace ovalin {
 
@@ -17,6 +19,7 @@ namespace {
 
 constexpr std::chrono::milliseconds RETRY_EVERY{5};
 constexpr double RETRY_FOR = 0.25; // seconds
+constexpr double LONGEST_RETRY = 5;
 constexpr double IDLE_LIMIT = 300; // seconds without a key
 
 quint32 focusNow() {
@@ -25,13 +28,24 @@ quint32 focusNow() {
     return reply ? reply->focus : quint32{XCB_INPUT_FOCUS_POINTER_ROOT};
 }
 
+std::bitset<256> keysNow() {
+    const XReply<xcb_query_keymap_reply_t> reply(
+        xcb_query_keymap_reply(qtConnection(), xcb_query_keymap(qtConnection()), nullptr));
+    std::bitset<256> keys;
+    for (size_t key = 0; reply && key < keys.size(); ++key)
+        keys.set(key, (reply->keys[key / 8] >> (key % 8) & 1) != 0);
+    return keys;
+}
+
 } // namespace
 
 X11KeyboardHold::X11KeyboardHold(Dispatch& theDispatch)
     : dispatch(theDispatch)
     , grab(qtConnection()) {
-    if (qtConnection())
-        qApp->installNativeEventFilter(this);
+    if (!qtConnection())
+        return;
+    qApp->installNativeEventFilter(this);
+    watchScreenSaver();
 }
 
 X11KeyboardHold::~X11KeyboardHold() {
@@ -40,28 +54,60 @@ X11KeyboardHold::~X11KeyboardHold() {
         qApp->removeNativeEventFilter(this);
 }
 
+void X11KeyboardHold::watchScreenSaver() {
+    xcb_connection_t* connection = qtConnection();
+    const auto* extension = xcb_get_extension_data(connection, &xcb_screensaver_id);
+    if (!extension || !extension->present)
+        return;
+    saverEvent = static_cast<quint8>(extension->first_event + XCB_SCREENSAVER_NOTIFY);
+    xcb_screensaver_select_input(connection, rootWindow(connection), XCB_SCREENSAVER_EVENT_NOTIFY_MASK);
+    xcb_flush(connection);
+}
+
+// A locker may start with the saver. One that did has the keyboard when it ends; else the panel is typed into again.
+void X11KeyboardHold::screenSaver(bool on) {
+    if (on && wanted) {
+        const quint32 window = wanted;
+        letGo();
+        lent = window;
+    } else if (!on && lent) {
+        wanted = std::exchange(lent, 0);
+        begin(Refusal::Silent);
+    }
+}
+
 void X11KeyboardHold::take(quint32 window) {
     wanted = window;
+    lent = 0;
     restartIdleClock();
-    attempt(++currentSeries, dispatch.now() + RETRY_FOR, Refusal::Tell);
+    begin(Refusal::Tell);
 }
 
 void X11KeyboardHold::retake() {
     if (wanted && !attempting) // a running series would lose its say
-        attempt(++currentSeries, dispatch.now() + RETRY_FOR, Refusal::Silent);
+        begin(Refusal::Silent);
 }
 
-void X11KeyboardHold::attempt(quint64 series, double deadline, Refusal refusal) {
+void X11KeyboardHold::begin(Refusal refusal) {
+    triedSince = dispatch.now();
+    triedUntil = triedSince + RETRY_FOR;
+    // Before it is: the keys that waited for the panel are not to be taken for the application's.
+    setTold(true);
+    attempt(++currentSeries, refusal);
+}
+
+void X11KeyboardHold::attempt(quint64 series, Refusal refusal) {
     if (series != currentSeries || !wanted)
         return;
     attempting = !grab.grab(wanted);
-    if (!attempting) {
-        tell();
+    setTold(held());
+    if (!attempting)
         return;
-    }
-    if (dispatch.now() < deadline) {
-        dispatch.after(RETRY_EVERY, &context,
-                       [this, series, deadline, refusal] { attempt(series, deadline, refusal); });
+    const double now = dispatch.now();
+    if (keysNow().any()) // it may be the key of a shortcut that a program waits for to go up
+        triedUntil = std::min(now + RETRY_FOR, triedSince + LONGEST_RETRY);
+    if (now < triedUntil) {
+        dispatch.after(RETRY_EVERY, &context, [this, series, refusal] { attempt(series, refusal); });
         return;
     }
     const quint32 window = wanted;
@@ -89,13 +135,38 @@ void X11KeyboardHold::giveFocusBack() {
     xcb_flush(qtConnection());
 }
 
+// The server takes such a key for up from then on, whatever the finger does: it neither repeats it nor tells anybody of
+// its release. Modifiers stay as they are, since what is typed next is typed with them.
+void X11KeyboardHold::endHeldKeys() {
+    xcb_connection_t* connection = qtConnection();
+    const auto pressed = std::exchange(pressedKeys, {});
+    if (pressed.none() || !connection)
+        return;
+    const auto* xtest = xcb_get_extension_data(connection, &xcb_test_id);
+    if (!xtest || !xtest->present)
+        return;
+    const auto askModifiers = xcb_get_modifier_mapping(connection);
+    auto keys = pressed & keysNow();
+    const XReply<xcb_get_modifier_mapping_reply_t> rows(
+        xcb_get_modifier_mapping_reply(connection, askModifiers, nullptr));
+    if (!rows)
+        return;
+    for (int i = 0; i < xcb_get_modifier_mapping_keycodes_length(rows.get()); ++i)
+        keys.reset(xcb_get_modifier_mapping_keycodes(rows.get())[i]);
+    for (size_t key = keys._Find_first(); key < keys.size(); key = keys._Find_next(key))
+        xcb_test_fake_input(connection, XCB_KEY_RELEASE, static_cast<quint8>(key), XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    xcb_flush(connection);
+}
+
 void X11KeyboardHold::letGo() {
+    endHeldKeys();
     giveFocusBack();
     wanted = 0;
+    lent = 0;
     attempting = false;
     ++currentSeries;
     grab.release();
-    tell();
+    setTold(held());
 }
 
 bool X11KeyboardHold::held() const { return grab.held(); }
@@ -126,20 +197,21 @@ void X11KeyboardHold::letGoAfter(double seconds) {
     });
 }
 
-void X11KeyboardHold::tell() {
-    if (told == held())
-        return;
-    told = !told;
-    if (heldChanged)
-        heldChanged(told);
+void X11KeyboardHold::setTold(bool ours) {
+    if (std::exchange(told, ours) != ours && heldChanged)
+        heldChanged(ours);
 }
 
 bool X11KeyboardHold::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    if (saverEvent && event->response_type == saverEvent)
+        screenSaver(reinterpret_cast<const xcb_screensaver_notify_event_t*>(event)->state != XCB_SCREENSAVER_STATE_OFF);
     if (!wanted)
         return false;
-    const auto* event = static_cast<const xcb_generic_event_t*>(message);
-    if (event->response_type == XCB_KEY_PRESS)
+    if (event->response_type == XCB_KEY_PRESS) {
+        pressedKeys.set(static_cast<const xcb_key_press_event_t*>(message)->detail);
         lastKey = dispatch.now();
+    }
     // Any grab of this client that ends takes ours with it: there is only one. The gap of a copy ends up here as well,
     // and taking what we have already is harmless.
     const bool ungrabbed = event->response_type == XCB_FOCUS_OUT &&

@@ -7,6 +7,8 @@
 #include <QAbstractNativeEventFilter>
 #include <QObject>
 
+#include <bitset>
+
 namespace ovalin {
 
 /// The hold as an active grab (XGrabKeyboard) on Qt's connection: the input focus, the active window and the selections
@@ -19,6 +21,7 @@ public:
     void take(quint32 window) override;
     void letGo() override;
     [[nodiscard]] bool held() const override;
+    [[nodiscard]] bool waiting() const override { return attempting; }
 
     /// A button went down outside our windows: lets go, since a screen locker may be what the user started.
     void pressOutside();
@@ -27,7 +30,7 @@ public:
     /// which ungrabs when it closes, and after a synthetic copy that could not close its gap.
     void retake();
 
-    /// The keyboard came to us (true) or went (false), for monitors that must not see what is typed here.
+    /// The keyboard comes to us (true) or went (false), for monitors that must not see what is typed here.
     std::function<void(bool held)> heldChanged;
 
     /// Shared with X11Keyboard.
@@ -40,19 +43,27 @@ public:
 private:
     enum class Refusal { Tell, Silent };
 
-    void attempt(quint64 series, double deadline, Refusal refusal);
+    void begin(Refusal refusal);
+    void attempt(quint64 series, Refusal refusal);
+    void endHeldKeys();
+    void watchScreenSaver();
+    void screenSaver(bool on);
     void takeFocus(quint32 window);
     void giveFocusBack();
     void restartIdleClock();
     void letGoAfter(double seconds);
-    void tell();
+    void setTold(bool ours);
 
     Dispatch& dispatch;
     KeyboardGrab grab;
     quint32 wanted = 0;
+    quint32 lent = 0; // the window that is to have the keyboard again when the screen saver ends
+    quint8 saverEvent = 0;
     quint32 focusTakenBy = 0; // our window, where the grab could not be had
     quint32 focusBefore = 0;
-    quint64 currentSeries = 0; // of attempts; an older one stops by itself
+    quint64 currentSeries = 0;             // of attempts; an older one stops by itself
+    double triedSince = 0, triedUntil = 0; // the series of attempts under way
+    std::bitset<256> pressedKeys;          // while we held the keyboard; some are up again
     double lastKey = 0;
     bool idleTimerRuns = false;
     bool attempting = false;

@@ -93,6 +93,8 @@ public:
     void stop();
     void selectKeys(bool on);
 
+    std::function<void(quint8 key)> chordPressed;
+
 private:
     [[nodiscard]] bool negotiate();
     void on(quint16 type, void (Watch::*react)(const xcb_input_raw_button_press_event_t&));
@@ -235,8 +237,12 @@ void X11Monitors::Watch::keyPressed(const xcb_input_raw_button_press_event_t& ev
     if (rolesStale)
         loadRoles();
     // Our own keys lift and press modifiers, so the state follows them too.
-    if (keys.press(static_cast<quint8>(event.detail)) && !synthetic.ours(event.time))
+    if (!keys.press(static_cast<quint8>(event.detail))) {
+        if (chordPressed)
+            chordPressed(static_cast<quint8>(event.detail));
+    } else if (!synthetic.ours(event.time)) {
         clock.pressed(event.time);
+    }
 }
 
 void X11Monitors::Watch::keyReleased(const xcb_input_raw_button_press_event_t& event) {
@@ -299,6 +305,10 @@ void X11Monitors::removeMonitor(Handle handle) {
     shared->keyUp.erase(handle);
     shared->pressOutside.erase(handle);
     shared->updateWants();
+}
+
+void X11Monitors::onChord(std::function<void(quint8)> seen) {
+    thread.post([theWatch = watch.get(), seen = std::move(seen)] { theWatch->chordPressed = seen; });
 }
 
 void X11Monitors::setOwnWindows(std::function<bool(QPoint, quint32, quint32)> isOurs) {

@@ -28,6 +28,9 @@ public:
     /// pixels).
     [[nodiscard]] Handle onPressOutside(std::function<void(QPoint)> seen);
 
+    /// Calls `seen` on the X thread with each key that goes down beside Alt, Meta, Super or Hyper.
+    void onChord(std::function<void(quint8 key)> seen);
+
     /// Says which presses go to windows of ours, by the position (device pixels of the root window) and the child of
     /// the root found there, both looked up a little after the press, and by the server's time of it; they are nobody's
     /// business and do not count as input. Asked on the main thread, later still. Empty: none are ours.
