@@ -13,6 +13,7 @@
 #include "platform/speech/PulseMicrophone.h"
 #include "platform/speech/VoskRecognizer.h"
 #include "platform/x11/X11Desktop.h"
+#include "platform/x11/XServer.h"
 
 #include <QApplication>
 #include <QDir>
@@ -20,13 +21,30 @@
 
 using namespace ovalin;
 
+namespace {
+
+/// Qt would abort where it finds no platform.
+std::optional<QString> whyNotHere(const CommandLine& command) {
+    if (!command.platform.startsWith("xcb"))
+        return QStringLiteral("-platform %1 asks for another").arg(QString::fromLocal8Bit(command.platform));
+    return whyNoServer();
+}
+
+} // namespace
+
 int main(int argc, char** argv) {
     completeEnvironment();
+    const CommandLine command = parseCommandLine(argc, argv);
+    if (!command.display.isEmpty())
+        qputenv("DISPLAY", command.display); // for the connections and helper programs that are not Qt's
     rememberEnvironment();
     qputenv("DBUS_FATAL_WARNINGS", "0"); // libdbus would end the process over a bus that misbehaves
-    const CommandLine command = parseCommandLine(argc, argv);
     if (command.action != CommandLine::Action::Run)
         return runCommand(command, argc, argv);
+    if (const auto why = whyNotHere(command)) {
+        logLine(QStringLiteral("Ovalin: needs an X server, but %1 — exiting").arg(*why));
+        return 1;
+    }
 
     closeStandardInput();
     std::vector<char*> arguments = platformArguments(argc, argv);
@@ -52,10 +70,7 @@ int main(int argc, char** argv) {
     setHelperFolder(toolFolder);
     QtDispatch dispatch;
     X11Desktop x11(dispatch);
-    if (!x11.usable()) {
-        logLine(QStringLiteral("Ovalin: needs an X server (DISPLAY) — exiting"));
-        return 1;
-    }
+    logMissingExtensions();
     OcrProcess recognizer(tools.ocr);
     WindowShots shots(x11.windows(), recognizer, tools);
     ContextSources sources{
@@ -76,10 +91,14 @@ int main(int argc, char** argv) {
                          });
     instance.listen([&delegate] { delegate.toggle(); });
     const Termination termination;
+    const auto end = [&](int status) {
+        delegate.applicationWillTerminate();
+        dispatch.finish(status); // its workers use what is destroyed next
+        LiveChild::awaitEnds();
+    };
+    const ServerLoss serverLoss([end] { end(1); });
     delegate.applicationDidFinishLaunching();
     const int status = QApplication::exec();
-    delegate.applicationWillTerminate();
-    dispatch.finish(); // its workers use what is destroyed next
-    LiveChild::awaitEnds();
+    end(status);
     return status;
 }

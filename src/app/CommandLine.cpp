@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QDir>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -30,21 +31,31 @@ Options:
 } // namespace
 
 CommandLine parseCommandLine(int argc, char** argv) {
+    CommandLine command;
     for (int i = 1; i < argc; ++i) {
         const char* argument = argv[i];
         if (!std::strcmp(argument, "--help") || !std::strcmp(argument, "-h"))
-            return {CommandLine::Action::Help, {}};
+            command.action = CommandLine::Action::Help;
         if (!std::strcmp(argument, "--version"))
-            return {CommandLine::Action::Version, {}};
+            command.action = CommandLine::Action::Version;
         if (!std::strcmp(argument, "toggle"))
-            return {CommandLine::Action::Toggle, {}};
-        if (!std::strcmp(argument, "-platform") || !std::strcmp(argument, "-name") ||
-            !std::strcmp(argument, "-display"))
-            ++i;
-        else
-            return {CommandLine::Action::Wrong, QString::fromLocal8Bit(argument)};
+            command.action = CommandLine::Action::Toggle;
+        if (command.action != CommandLine::Action::Run)
+            return command;
+        const bool isDisplay = !std::strcmp(argument, "-display"), isPlatform = !std::strcmp(argument, "-platform");
+        const bool known = isDisplay || isPlatform || !std::strcmp(argument, "-name");
+        if (!known || i + 1 == argc) {
+            command.action = CommandLine::Action::Wrong;
+            command.wrong = QString::fromLocal8Bit(argument);
+            return command;
+        }
+        ++i;
+        if (isDisplay)
+            command.display = argv[i];
+        else if (isPlatform)
+            command.platform = argv[i];
     }
-    return {};
+    return command;
 }
 
 int runCommand(const CommandLine& command, int argc, char** argv) {
@@ -72,10 +83,9 @@ int runCommand(const CommandLine& command, int argc, char** argv) {
 std::vector<char*> platformArguments(int argc, char** argv) {
     std::vector<char*> arguments(argv, argv + argc);
     static char option[] = "-platform", xcb[] = "xcb";
-    bool chosen = qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
-    for (const char* argument : arguments)
-        chosen = chosen || !std::strcmp(argument, option);
-    if (!chosen)
+    const bool chosen = std::any_of(arguments.begin(), arguments.end(),
+                                    [](const char* argument) { return !std::strcmp(argument, option); });
+    if (!chosen && !qgetenv("QT_QPA_PLATFORM").startsWith(xcb))
         arguments.insert(arguments.end(), {option, xcb});
     arguments.push_back(nullptr);
     return arguments;

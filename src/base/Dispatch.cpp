@@ -31,13 +31,13 @@ QtDispatch::QtDispatch()
 
 QtDispatch::~QtDispatch() { finish(); }
 
-void QtDispatch::finish() {
+void QtDispatch::finish(int status) {
     pools->files.waitForDone();
     const QDeadlineTimer deadline(2000);
     for (QThreadPool* pool : {&pools->general, &pools->jobs}) {
         pool->clear();
         if (!pool->waitForDone(static_cast<int>(deadline.remainingTime())))
-            std::_Exit(0);
+            std::_Exit(status);
     }
     // Nobody hears these any more; a child that was just started ends with the news of it.
     QCoreApplication::removePostedEvents(&pools->mainThread);

@@ -74,8 +74,8 @@ public:
     ~QtDispatch() override;
 
     /// Waits for all file work that was begun and at most 2 s for the rest; work that hangs longer ends the process
-    /// there and then, everything being saved. Main thread.
-    void finish();
+    /// there and then with `status`, everything being saved. Main thread.
+    void finish(int status = 0);
 
     [[nodiscard]] double now() const override;
     [[nodiscard]] QDateTime wallClock() const override;

@@ -3,6 +3,8 @@
 #include "ProcessTree.h"
 #include "Spawn.h"
 
+#include <QUuid>
+
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
@@ -14,6 +16,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <deque>
+#include <future>
 #include <mutex>
 #include <optional>
 #include <system_error>
@@ -24,6 +27,8 @@ namespace ovalin {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+const QString MARK = QStringLiteral("OVALIN_CHAT_PROCESS");
 
 // Threads that still see a child to its end.
 struct Ending {
@@ -47,8 +52,9 @@ void countThread(int change) {
 
 class LiveChild::Loop {
 public:
-    Loop(pid_t child, Descriptor feed, Descriptor drain, Handlers theHandlers)
+    Loop(pid_t child, QByteArray itsMark, Descriptor feed, Descriptor drain, Handlers theHandlers)
         : pid(child)
+        , mark(std::move(itsMark))
         , processFd(openProcess(child))
         , in(std::move(feed))
         , out(std::move(drain))
@@ -63,16 +69,13 @@ public:
             waitForNews();
         }
         drainRest();
-        endSurvivors();
-        int status = 0;
-        while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
-        }
         alive = false;
-        const ChildEnd end = WIFSIGNALED(status) ? ChildEnd{ChildEnd::Kind::Killed, WTERMSIG(status), {}}
-                                                 : ChildEnd{ChildEnd::Kind::Exited, WEXITSTATUS(status), {}};
         if (!orderedToEnd())
-            handlers.ended(end);
+            handlers.ended(howItEnded());
         handlers = {};
+        endSurvivors();
+        while (::waitpid(pid, nullptr, 0) < 0 && errno == EINTR) {
+        }
     }
 
     void post(QByteArray bytes) {
@@ -99,6 +102,12 @@ private:
     bool hasEnded() const {
         siginfo_t info{};
         return ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 || info.si_pid == pid;
+    }
+
+    [[nodiscard]] ChildEnd howItEnded() const {
+        siginfo_t info{};
+        ::waitid(P_PID, static_cast<id_t>(pid), &info, WEXITED | WNOWAIT);
+        return {info.si_code == CLD_EXITED ? ChildEnd::Kind::Exited : ChildEnd::Kind::Killed, info.si_status, {}};
     }
 
     void takeOrders() {
@@ -212,11 +221,13 @@ private:
         }
     }
 
-    /// Whoever passed over SIGTERM, or runs in a session of its own where the group's signal does not reach.
+    /// Whoever passed over SIGTERM, or runs in a session of its own where the group's signal does not reach. Of a child
+    /// that ended by itself the tree is gone: those that it has started are known by their environment.
     void endSurvivors() {
         if (!killAt) {
-            ::kill(-pid, SIGTERM); // it ended by itself; its group has nobody to talk to any more
-            return;
+            ::kill(-pid, SIGTERM);
+            killAt = Clock::now() + GRACE;
+            descendants = processesWith(mark);
         }
         for (const Descriptor& survivor : descendants)
             signalProcess(survivor, SIGTERM);
@@ -229,6 +240,7 @@ private:
     }
 
     const pid_t pid;
+    const QByteArray mark; // "NAME=value" in the environment of it and of all that it starts
     const Descriptor processFd;
     Descriptor in, out;
     const Descriptor wakeFd;
@@ -256,23 +268,36 @@ tl::expected<std::unique_ptr<LiveChild>, QString> LiveChild::start(const ChildCo
     makeNonBlocking(input->write);
     ::fcntl(input->write.get(), F_SETPIPE_SZ, 1 << 20); // a screenshot in a few turns; as it was when that is refused
     makeNonBlocking(output->read);
-    const auto pid = spawnChild(command, input->read.get(), output->write.get(), ChildGroup::Own);
-    if (!pid)
-        return tl::unexpected(pid.error());
-    auto loop = std::make_shared<Loop>(*pid, std::move(input->write), std::move(output->read), std::move(handlers));
+    ChildCommand marked = command;
+    const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    marked.variables.insert(MARK, id);
+    // The child ends with the thread that starts it: so with this one, which sees it to its end, and with no other.
+    std::promise<tl::expected<std::shared_ptr<Loop>, QString>> started;
+    auto result = started.get_future();
     countThread(1);
     try {
-        std::thread([loop] {
-            loop->run();
+        std::thread([marked = std::move(marked), mark = (MARK + QLatin1Char('=') + id).toUtf8(),
+                     input = std::move(*input), output = std::move(*output), handlers = std::move(handlers),
+                     started = std::move(started)]() mutable {
+            const auto pid = spawnChild(marked, input.read.get(), output.write.get(), ChildGroup::Own);
+            input.read.close();
+            output.write.close();
+            if (pid) {
+                auto loop = std::make_shared<Loop>(*pid, mark, std::move(input.write), std::move(output.read),
+                                                   std::move(handlers));
+                started.set_value(loop);
+                loop->run();
+            } else {
+                started.set_value(tl::unexpected(pid.error()));
+            }
             countThread(-1);
         }).detach();
     } catch (const std::system_error& error) {
         countThread(-1);
-        ::kill(-*pid, SIGKILL);
-        ::waitpid(*pid, nullptr, 0);
         return tl::unexpected(QString::fromUtf8(error.what()));
     }
-    return std::unique_ptr<LiveChild>(new LiveChild(std::move(loop)));
+    return result.get().map(
+        [](std::shared_ptr<Loop> loop) { return std::unique_ptr<LiveChild>(new LiveChild(std::move(loop))); });
 }
 
 LiveChild::LiveChild(std::shared_ptr<Loop> theLoop)

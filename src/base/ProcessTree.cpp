@@ -8,6 +8,7 @@
 #include <poll.h>
 
 #include <csignal>
+#include <functional>
 
 extern "C" { // glibc 2.36 forgot to say so in this header
 #include <sys/pidfd.h>
@@ -23,15 +24,21 @@ pid_t parentIn(const QByteArray& stat) {
     return fields.size() > 1 ? static_cast<pid_t>(fields[1].toInt()) : 0;
 }
 
-QMultiHash<pid_t, pid_t> childrenOfAll() {
-    QMultiHash<pid_t, pid_t> children;
+/// Calls `found` with each process and what stands in that file of its folder.
+void forEachProcess(const QString& file, const std::function<void(pid_t, const QByteArray&)>& found) {
     for (const QString& name : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         bool isNumber = false;
         const pid_t pid = name.toInt(&isNumber);
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(name));
-        if (isNumber && stat.open(QIODevice::ReadOnly))
-            children.insert(parentIn(stat.readAll()), pid);
+        QFile contents(QStringLiteral("/proc/%1/%2").arg(name, file));
+        if (isNumber && contents.open(QIODevice::ReadOnly))
+            found(pid, contents.readAll());
     }
+}
+
+QMultiHash<pid_t, pid_t> childrenOfAll() {
+    QMultiHash<pid_t, pid_t> children;
+    forEachProcess(QStringLiteral("stat"),
+                   [&](pid_t pid, const QByteArray& stat) { children.insert(parentIn(stat), pid); });
     return children;
 }
 
@@ -50,6 +57,15 @@ std::vector<Descriptor> descendantsOf(pid_t pid) {
     for (size_t i = 1; i < found.size(); ++i)
         descendants.push_back(openProcess(found[i]));
     return descendants;
+}
+
+std::vector<Descriptor> processesWith(const QByteArray& variable) {
+    std::vector<Descriptor> processes;
+    forEachProcess(QStringLiteral("environ"), [&](pid_t pid, const QByteArray& environment) {
+        if (('\0' + environment).contains('\0' + variable + '\0'))
+            processes.push_back(openProcess(pid));
+    });
+    return processes;
 }
 
 void signalProcess(const Descriptor& process, int number) {

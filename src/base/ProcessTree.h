@@ -2,6 +2,8 @@
 
 #include "Descriptor.h"
 
+#include <QByteArray>
+
 #include <chrono>
 #include <sys/types.h>
 #include <vector>
@@ -15,6 +17,9 @@ namespace ovalin {
 
 /// The children of a process, their children and so on, as /proc has them now; orphans of the past are not found.
 [[nodiscard]] std::vector<Descriptor> descendantsOf(pid_t pid);
+
+/// The processes of this user with "NAME=value" in the environment that they were started with.
+[[nodiscard]] std::vector<Descriptor> processesWith(const QByteArray& variable);
 
 void signalProcess(const Descriptor& process, int number);
 [[nodiscard]] bool processHasEnded(const Descriptor& process);

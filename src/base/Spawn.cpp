@@ -4,7 +4,11 @@
 
 #include <QFile>
 
-#include <spawn.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <linux/close_range.h>
 
 #include <array>
 #include <cerrno>
@@ -35,64 +39,110 @@ void prepareSignalsOnce() {
     Q_UNUSED(prepared);
 }
 
-struct SpawnSetup {
-    posix_spawn_file_actions_t actions;
-    posix_spawnattr_t attributes;
-
-    SpawnSetup() {
-        ::posix_spawn_file_actions_init(&actions);
-        ::posix_spawnattr_init(&attributes);
-    }
-    ~SpawnSetup() {
-        ::posix_spawn_file_actions_destroy(&actions);
-        ::posix_spawnattr_destroy(&attributes);
-    }
-    SpawnSetup(const SpawnSetup&) = delete;
-    SpawnSetup& operator=(const SpawnSetup&) = delete;
-
-    void standard(int number, int given) {
-        if (given >= 0)
-            ::posix_spawn_file_actions_adddup2(&actions, given, number);
-        else
-            ::posix_spawn_file_actions_addopen(&actions, number, "/dev/null", number == 0 ? O_RDONLY : O_WRONLY, 0);
-    }
+/// What the child needs, made before there is one: from then on it may neither allocate nor lock.
+struct Plan {
+    char* const* words;
+    char* const* environment;
+    const char* directory; // null: ours
+    int input, output, nothing, complaint;
+    ChildGroup group;
+    pid_t parent;
 };
+
+void complain(const Plan& plan) {
+    const int error = errno;
+    [[maybe_unused]] const auto written = ::write(plan.complaint, &error, sizeof error);
+    ::_exit(127);
+}
+
+/// No handler of ours may run in the child, which has our memory; it begins with an empty mask.
+void resetSignals() {
+    for (int number = 1; number < NSIG; ++number) {
+        struct sigaction action {};
+        if (::sigaction(number, nullptr, &action) == 0 && (action.sa_handler != SIG_IGN || number == SIGPIPE)) {
+            action = {};
+            action.sa_handler = SIG_DFL;
+            ::sigaction(number, &action, nullptr);
+        }
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+[[noreturn]] void becomeChild(const Plan& plan) {
+    if (plan.group == ChildGroup::Session) {
+        ::setsid();
+    } else {
+        ::setpgid(0, 0);
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (::getppid() != plan.parent) // killed before the line above
+            ::_exit(127);
+    }
+    if (::dup2(plan.input >= 0 ? plan.input : plan.nothing, STDIN_FILENO) < 0 ||
+        ::dup2(plan.output >= 0 ? plan.output : plan.nothing, STDOUT_FILENO) < 0 ||
+        ::dup2(plan.nothing, STDERR_FILENO) < 0 || (plan.directory && ::chdir(plan.directory) != 0))
+        complain(plan);
+    // Libraries open descriptors without the close-on-exec mark.
+    ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
+    resetSignals();
+    ::execve(plan.words[0], plan.words, plan.environment);
+    complain(plan);
+    ::_exit(127);
+}
+
+/// A function of its own: the child runs on our stack until it has become another program.
+[[gnu::noinline]] pid_t startChild(const Plan& plan) {
+    const pid_t pid = ::vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork): fork() copies our page tables
+    if (pid == 0)
+        becomeChild(plan);
+    return pid;
+}
 
 } // namespace
 
 tl::expected<pid_t, QString> spawnChild(const ChildCommand& command, int input, int output, ChildGroup group) {
     prepareSignalsOnce();
-    SpawnSetup setup;
-    setup.standard(STDIN_FILENO, input);
-    setup.standard(STDOUT_FILENO, output);
-    setup.standard(STDERR_FILENO, -1);
-    // Libraries open descriptors without the close-on-exec mark.
-    ::posix_spawn_file_actions_addclosefrom_np(&setup.actions, STDERR_FILENO + 1);
-    const QByteArray directory = QFile::encodeName(command.workingDirectory);
-    if (!directory.isEmpty())
-        ::posix_spawn_file_actions_addchdir_np(&setup.actions, directory.constData());
-
-    sigset_t pipeSignal, none;
-    sigemptyset(&pipeSignal);
-    sigaddset(&pipeSignal, SIGPIPE);
-    sigemptyset(&none);
-    ::posix_spawnattr_setsigdefault(&setup.attributes, &pipeSignal);
-    ::posix_spawnattr_setsigmask(&setup.attributes, &none);
-    ::posix_spawnattr_setpgroup(&setup.attributes, 0);
-    ::posix_spawnattr_setflags(
-        &setup.attributes,
-        static_cast<short>(POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
-                           (group == ChildGroup::Session ? POSIX_SPAWN_SETSID : POSIX_SPAWN_SETPGROUP)));
-
+    const auto failed = [&command](int error) {
+        return tl::unexpected(QStringLiteral("%1: %2").arg(command.executable, qt_error_string(error)));
+    };
+    auto complaints = makePipe();
+    if (!complaints)
+        return tl::unexpected(complaints.error());
+    const Descriptor nothing(
+        ::fcntl(Descriptor(::open("/dev/null", O_RDWR | O_CLOEXEC)).get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    if (!nothing)
+        return failed(errno);
     QByteArrayList words{QFile::encodeName(command.executable)};
     for (const QString& argument : command.arguments)
         words.append(argument.toUtf8());
     QByteArrayList environment = environmentWith(command.variables);
-    pid_t pid = -1;
-    const int error = ::posix_spawn(&pid, words.first().constData(), &setup.actions, &setup.attributes,
-                                    pointersTo(words).data(), pointersTo(environment).data());
-    if (error != 0)
-        return tl::unexpected(QStringLiteral("%1: %2").arg(command.executable, qt_error_string(error)));
+    const auto wordPointers = pointersTo(words), environmentPointers = pointersTo(environment);
+    const QByteArray directory = QFile::encodeName(command.workingDirectory);
+    const Plan plan{wordPointers.data(),
+                    environmentPointers.data(),
+                    directory.isEmpty() ? nullptr : directory.constData(),
+                    input,
+                    output,
+                    nothing.get(),
+                    complaints->write.get(),
+                    group,
+                    ::getpid()};
+
+    sigset_t all, before;
+    sigfillset(&all);
+    ::pthread_sigmask(SIG_SETMASK, &all, &before);
+    const pid_t pid = startChild(plan);
+    const int error = errno;
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    if (pid < 0)
+        return failed(error);
+    complaints->write.close();
+    int complaint = 0;
+    if (::read(complaints->read.get(), &complaint, sizeof complaint) == sizeof complaint) {
+        ::waitpid(pid, nullptr, 0);
+        return failed(complaint);
+    }
     return pid;
 }
 

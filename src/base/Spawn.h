@@ -14,10 +14,11 @@ struct ChildCommand;
 
 // What every way of launching a child stands on. Any thread.
 
+/// What becomes the head of a group of its own ends, by SIGTERM, with the thread that started it, and so with the
+/// program however that ends; a session of its own outlives both.
 enum class ChildGroup { Own, Session };
 
-/// Starts a child at the head of a process group, or of a session, of its own. A negative descriptor stands for
-/// /dev/null. The caller waits for the child.
+/// Starts a child. A negative descriptor stands for /dev/null. The caller waits for the child.
 [[nodiscard]] tl::expected<pid_t, QString> spawnChild(const ChildCommand& command, int input, int output,
                                                       ChildGroup group);
 

@@ -13,6 +13,8 @@ namespace {
 
 constexpr auto LONGEST_RECORDING = 1800s;
 constexpr auto DRAIN_TIME = 3s;
+constexpr size_t MOST_FAILURES = 3;
+constexpr double FAILING_WITHIN = 1; // seconds
 
 } // namespace
 
@@ -123,6 +125,7 @@ void Dictation::beginRecognition() {
 void Dictation::recordingStarted() {
     attempt.release()->deleteLater(); // we are in one of its callbacks
     recording = true;
+    failures.clear();
     PromptField* field = recordingPanel()->promptField;
     recordingBase = field->text();
     shownText = recordingBase;
@@ -157,8 +160,12 @@ void Dictation::recognised(const std::shared_ptr<RecognitionRequest>& request, c
         return; // of an earlier segment, or cancelled
     if (update.result && fieldIsOurs())
         heard(*update.result);
-    if (update.error)
+    if (update.result && !update.result->text.isEmpty())
+        failures.clear();
+    if (update.error) {
+        failures.push_back(dispatch.now());
         logLine(QStringLiteral("Ovalin dictate: recognition error — ") + *update.error);
+    }
     if (update.error || (update.result && update.result->isFinal))
         endSegment();
 }
@@ -192,7 +199,8 @@ void Dictation::endSegment() {
     commitDictation(lastSegmentText);
     lastSegmentText.clear();
     recognitionTask.reset();
-    if (recording && !speechRecognizer->isAvailable()) { // the engine could not be loaded: no segment would do better
+    // The engine could not be loaded, or does nothing but fail: no segment would do better.
+    if (recording && (!speechRecognizer->isAvailable() || keepsFailing())) {
         stopRecording();
         setMicState(false, QStringLiteral("speech recognizer unavailable"));
     } else if (recording) {
@@ -200,6 +208,11 @@ void Dictation::endSegment() {
         return;
     }
     recognitionRequest.reset();
+}
+
+bool Dictation::keepsFailing() {
+    std::erase_if(failures, [now = dispatch.now()](double when) { return when < now - FAILING_WITHIN; });
+    return failures.size() >= MOST_FAILURES;
 }
 
 void Dictation::commitDictation(const QString& text) { recordingBase = withWords(recordingBase, text); }

@@ -44,6 +44,7 @@ private:
     void recognised(const std::shared_ptr<RecognitionRequest>& request, const RecognitionUpdate& update);
     void heard(const RecognitionResult& result);
     void endSegment();
+    [[nodiscard]] bool keepsFailing();
     void commitDictation(const QString& text);
     void showDictation();
     void setMicState(bool active, const QString& note = {});
@@ -65,6 +66,7 @@ private:
     std::shared_ptr<Feed> feed; ///< shared with the audio thread
     QString recordingBase;
     QString lastSegmentText;
+    std::vector<double> failures;            ///< when: of the segments since the last word
     QString shownText;                       ///< what we last wrote into the field
     std::unique_ptr<QObject> maxRecordTimer; ///< the timer's context: without it, it does not fire
 };

@@ -8,6 +8,9 @@
 
 #include <csignal>
 #include <mutex>
+#include <thread>
+
+#include <sys/wait.h>
 
 using namespace ovalin;
 
@@ -132,6 +135,44 @@ TEST_F(LiveChildTest, SaysThatNobodyReads) {
         child->write(line);
         EXPECT_TRUE(heard.wait([this] { return !std::exchange(heard.refused, {}).isEmpty(); })) << line;
     }
+}
+
+TEST_F(LiveChildTest, WhatAChildHasStartedEndsWithItAlsoWhenItDiesByItself) {
+    for (const char* end : {"exit 0", "kill -9 $$"}) {
+        heard.end.reset();
+        const QByteArray line =
+            QByteArray("setsid sh -c 'echo $$ > tame; sleep 60' & setsid sh -c 'trap \"\" TERM; echo $$ > wild; while "
+                       "true; do sleep 1; done' & while [[ ! -s tame || ! -s wild ]] { sleep 0.01 }; ") +
+            end;
+        start(line.constData());
+        ASSERT_TRUE(heard.wait([this] { return heard.end.has_value(); }));
+        EXPECT_TRUE(isGone(pidIn("tame"))) << end;
+        EXPECT_TRUE(isGone(pidIn("wild"))) << end;
+        QFile::remove(folder.filePath(QStringLiteral("tame")));
+        QFile::remove(folder.filePath(QStringLiteral("wild")));
+    }
+}
+
+TEST_F(LiveChildTest, AProgramThatIsKilledTakesItsChildrenWithItButNoDetachedOne) {
+    const auto waitingIn = [this](const char* file) {
+        return shellCommand(QStringLiteral("cd '%1'; echo $$ > %2; sleep 60").arg(folder.path(), QLatin1String(file)));
+    };
+    const pid_t program = ::fork();
+    if (program == 0) {
+        std::unique_ptr<LiveChild> chat;
+        std::thread([&] { chat = LiveChild::start(waitingIn("chat"), heard.handlers()).value(); }).join();
+        (void)launchDetached(waitingIn("router"));
+        (void)runToEnd(waitingIn("job"));
+        ::_exit(0);
+    }
+    const pid_t chat = pidIn("chat"), router = pidIn("router"), job = pidIn("job");
+    EXPECT_EQ(::kill(chat, 0), 0) << "it does not end with the thread that asked for it";
+    ::kill(program, SIGKILL);
+    ::waitpid(program, nullptr, 0);
+    EXPECT_TRUE(isGone(chat));
+    EXPECT_TRUE(isGone(job));
+    EXPECT_EQ(::kill(router, 0), 0);
+    ::kill(-router, SIGKILL);
 }
 
 TEST_F(LiveChildTest, NothingOutlivesTheGrace) {

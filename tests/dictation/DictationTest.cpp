@@ -278,6 +278,26 @@ TEST_F(DictationTest, AnEngineThatCannotBeLoadedEndsTheRecordingRatherThanTrying
     EXPECT_EQ(recognizer.segments.size(), 1U);
 }
 
+TEST_F(DictationTest, ARecogniserThatOnlyFailsEndsTheRecordingWithANote) {
+    click();
+    for (const double pause : {0.6, 0.6, 0.6, 0.6}) { // now and then is no reason
+        fail();
+        dispatch.advance(pause);
+    }
+    for (int i = 0; i < 4; ++i) { // nor is a failure among words
+        hear(QStringLiteral("word"));
+        fail();
+    }
+    ASSERT_TRUE(dictation->isRecording());
+    fail();
+    fail();
+    expectIdle(QStringLiteral("speech recognizer unavailable"));
+    EXPECT_FALSE(microphone.running);
+    EXPECT_EQ(field(), QStringLiteral("word word word word"));
+    click();
+    EXPECT_TRUE(dictation->isRecording()) << "it may be tried again";
+}
+
 TEST_F(DictationTest, StartAndStopInQuickSuccessionLeavesNothingRunning) {
     for (int i = 0; i < 20; ++i) {
         click();

@@ -83,6 +83,38 @@ TEST(X11Windows, AWindowIsListedWithItsProcessAndItsPlaceOnTheRoot) {
     desk().end(terminal);
 }
 
+// A sandboxed application writes the pid that it has in its own namespace.
+TEST(X11Windows, TheServersWordOnAWindowsProcessCountsBeforeTheWindowsOwn) {
+    const QString host = desk().output(QStringLiteral("hostname"));
+    const struct {
+        QStringList server;
+        QString machine;
+        qint32 pid;
+    } rows[] = {
+        {{}, host, ::getpid()},
+        {{QStringLiteral("-extension"), QStringLiteral("X-Resource")}, host, 4321},
+        {{QStringLiteral("-extension"), QStringLiteral("X-Resource")}, {}, 4321},
+        {{QStringLiteral("-extension"), QStringLiteral("X-Resource")}, QStringLiteral("elsewhere"), 0},
+    };
+    for (const auto& row : rows) {
+        const TestDesk bare({TestDesk::WindowManager::None, false, QStringLiteral("640x480x24"), row.server});
+        auto options = managed();
+        options.display = bare.display().toLatin1();
+        const PaintedWindow window(options);
+        const auto set = [&](const char* property, const char* format, const QString& value) {
+            bare.output(QStringLiteral("xprop"),
+                        {QStringLiteral("-id"), window.number(), QStringLiteral("-f"), QString::fromLatin1(property),
+                         QString::fromLatin1(format), QStringLiteral("-set"), QString::fromLatin1(property), value});
+        };
+        set("_NET_WM_PID", "32c", QStringLiteral("4321"));
+        if (!row.machine.isEmpty())
+            set("WM_CLIENT_MACHINE", "8s", row.machine);
+        X11Windows windows(options.display);
+        ASSERT_TRUE(found(windows, window.id()));
+        EXPECT_EQ(found(windows, window.id())->ownerPid, row.pid) << row.server.join(u' ').toStdString();
+    }
+}
+
 TEST(X11Windows, TheFrontmostComesFirst) {
     X11Windows windows;
     PaintedWindow one(managed());

@@ -112,6 +112,12 @@ QProcess& TestDesk::start(const QString& program, const QStringList& arguments) 
     return process;
 }
 
+void TestDesk::killServer() {
+    QProcess& server = *programs.front();
+    server.kill();
+    server.waitForFinished();
+}
+
 void TestDesk::end(QProcess& process) {
     if (process.state() == QProcess::NotRunning)
         return;

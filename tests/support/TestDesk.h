@@ -46,6 +46,9 @@ public:
     QProcess& start(const QString& program, const QStringList& arguments = {});
     void end(QProcess& process);
 
+    /// Kills the X server, as a crash would.
+    void killServer();
+
     /// Runs a program to its end (10 s at most) and returns its standard output, trimmed; empty on failure.
     QString output(const QString& program, const QStringList& arguments = {}) const;
 

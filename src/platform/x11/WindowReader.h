@@ -1,13 +1,12 @@
 #pragma once
 
-#include <QByteArray>
+#include "WindowOwners.h"
+
 #include <QString>
 
 #include <initializer_list>
 #include <optional>
 #include <vector>
-
-struct xcb_connection_t;
 
 namespace ovalin {
 
@@ -27,9 +26,7 @@ class WindowReader {
 public:
     explicit WindowReader(xcb_connection_t* connection);
 
-    /// All in one round trip. The pid is the one the X server sees at the other end of the client's socket (XRes): it
-    /// holds for sandboxed applications too, whose _NET_WM_PID is counted in their own namespace. That property serves
-    /// where XRes does not answer and WM_CLIENT_MACHINE is this machine.
+    /// All in one round trip.
     [[nodiscard]] std::vector<WindowIdentity> identify(std::initializer_list<quint32> windows) const;
 
     /// The first window with a WM_CLASS from `window` upwards; one round trip a level.
@@ -52,6 +49,12 @@ public:
     /// root() is only asked for the check window, and windowManager() of it; two round trips.
     [[nodiscard]] quint32 windowManager() const;
 
+    /// What a living window manager manages (EWMH _NET_CLIENT_LIST_STACKING), bottom to top; else nothing. Three round
+    /// trips.
+    [[nodiscard]] std::vector<quint32> managedWindows() const;
+
+    [[nodiscard]] const WindowOwners& windowOwners() const { return owners; }
+
     /// The workspace that the window lies on (_NET_WM_DESKTOP) when another one is shown; absent where it is the shown
     /// one, all of them, or not known.
     [[nodiscard]] std::optional<quint32> otherDesktopOf(quint32 window) const;
@@ -63,13 +66,13 @@ public:
 
 private:
     xcb_connection_t* const connection;
-    quint32 rootWindowId = 0;
+    const WindowOwners owners;
+    const quint32 rootWindowId;
     quint32 supportingWmCheck = 0;
     quint32 activeWindow = 0;
-    quint32 wmPid = 0;
+    quint32 clientList = 0;
     quint32 currentDesktop = 0;
     quint32 windowDesktop = 0;
-    QByteArray thisMachine;
 };
 
 } // namespace ovalin

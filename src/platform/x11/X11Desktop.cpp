@@ -98,8 +98,6 @@ X11Desktop::X11Desktop(Dispatch& dispatch)
     : parts(std::make_unique<Parts>(dispatch)) {}
 X11Desktop::~X11Desktop() = default;
 
-bool X11Desktop::usable() const { return qtConnection() != nullptr; }
-
 Desktop X11Desktop::desktop() {
     return {parts->hotKeys, parts->workspace, parts->accessibility, parts->pasteboard, parts->keyboard,
             parts->hold,    parts->monitors,  parts->notifier,      parts->logind,     parts->guard};

@@ -15,9 +15,6 @@ public:
     explicit X11Desktop(Dispatch& dispatch);
     ~X11Desktop();
 
-    /// False when Qt does not run on an X server.
-    [[nodiscard]] bool usable() const;
-
     [[nodiscard]] Desktop desktop();
     [[nodiscard]] Windows& windows();
 

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include <poll.h>
-#include <xcb/res.h>
 #include <xcb/xfixes.h>
 
 namespace ovalin {
@@ -29,12 +28,7 @@ XConnection::XConnection(const QByteArray& display) {
     for (; screenNumber > 0 && screen.rem > 1; --screenNumber)
         xcb_screen_next(&screen);
     rootWindow = screen.data->root;
-    const auto* resources = xcb_get_extension_data(connection, &xcb_res_id);
-    if (resources && resources->present) {
-        const auto version =
-            own(xcb_res_query_version_reply(connection, xcb_res_query_version(connection, 1, 2), nullptr));
-        clientIds = version && (version->server_major > 1 || version->server_minor >= 2);
-    }
+    owners.emplace(connection);
 }
 
 XConnection::~XConnection() { xcb_disconnect(connection); }
@@ -77,21 +71,7 @@ std::vector<QByteArray> XConnection::atomNames(const std::vector<xcb_atom_t>& wa
     return found;
 }
 
-qint32 XConnection::clientPid(xcb_window_t window) {
-    // Asked about no window at all the server names some other client.
-    if (window == XCB_WINDOW_NONE || !clientIds)
-        return 0;
-    const xcb_res_client_id_spec_t spec{window, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-    const auto reply =
-        own(xcb_res_query_client_ids_reply(connection, xcb_res_query_client_ids(connection, 1, &spec), nullptr));
-    if (!reply)
-        return 0;
-    for (auto id = xcb_res_query_client_ids_ids_iterator(reply.get()); id.rem; xcb_res_client_id_value_next(&id)) {
-        if ((id.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) && id.data->length >= sizeof(quint32))
-            return static_cast<qint32>(*xcb_res_client_id_value_value(id.data));
-    }
-    return 0;
-}
+qint32 XConnection::clientPid(xcb_window_t window) { return owners ? owners->ownerOf(window) : 0; }
 
 quint8 XConnection::selectionNotifyType() {
     if (selectionNotify)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/x11/WindowOwners.h"
 #include "platform/x11/XReply.h"
 
 #include <QByteArray>
@@ -43,7 +44,7 @@ public:
     /// exist.
     [[nodiscard]] std::vector<QByteArray> atomNames(const std::vector<xcb_atom_t>& atoms);
 
-    /// The process that made the window (X-Resource 1.2), 0 when unknown. _NET_WM_PID is missing in many clients.
+    /// The process that made the window, 0 when unknown or for no window.
     [[nodiscard]] qint32 clientPid(xcb_window_t window);
 
     /// The event type of XFixes' SelectionNotify; 0 when the server has no XFixes. Asked for once.
@@ -63,7 +64,7 @@ private:
     xcb_connection_t* connection = nullptr; // never null: libxcb hands out a broken connection instead
     xcb_window_t rootWindow = XCB_WINDOW_NONE;
     xcb_window_t clockWindow = XCB_WINDOW_NONE;
-    bool clientIds = false; // X-Resource 1.2 is there
+    std::optional<WindowOwners> owners;
     std::optional<quint8> selectionNotify;
     QHash<QByteArray, xcb_atom_t> atoms;
     QHash<xcb_atom_t, QByteArray> names;

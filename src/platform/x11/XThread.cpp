@@ -115,7 +115,7 @@ void XThread::run() {
         sleep();
     }
     if (!stopping)
-        logOnce(QStringLiteral("x-thread-gone"), QStringLiteral("Ovalin: the connection to the X server is gone"));
+        logOnce(QStringLiteral("x-server-gone"), QStringLiteral("Ovalin: the X server is gone — exiting"));
     end();
 }
 
