@@ -94,7 +94,7 @@ FileResult<FileContents> readRegular(const QString& path, int flags) {
     const Descriptor file(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | flags));
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0) {
-        if (errno == ENOENT)
+        if (errno == ENOENT || errno == ENOTDIR)
             return FileContents{};
         return failure("open", path);
     }
@@ -106,18 +106,6 @@ FileResult<FileContents> readRegular(const QString& path, int flags) {
     if (!bytes)
         return tl::unexpected(bytes.error());
     return FileContents{std::move(*bytes), versionFrom(status)};
-}
-
-/// Whether another process has the file open for writing: then a read lease is refused.
-bool hasWriter(const QString& path) {
-    const Descriptor file(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!file)
-        return false;
-    ::fcntl(file.get(), F_SETSIG, SIGURG); // the default notice, SIGIO, would end us
-    if (::fcntl(file.get(), F_SETLEASE, F_RDLCK) != 0)
-        return errno == EAGAIN;
-    ::fcntl(file.get(), F_SETLEASE, F_UNLCK);
-    return false;
 }
 
 /// Whether the file at `path` is the one that was read, untouched. The bytes are compared too: two writes within one
@@ -255,6 +243,18 @@ FileVersion versionOf(const QString& path) {
     return ::stat(QFile::encodeName(path).constData(), &status) == 0 ? versionFrom(status) : FileVersion{};
 }
 
+// A read lease is refused then.
+bool hasWriter(const QString& path) {
+    const Descriptor file(::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!file)
+        return false;
+    ::fcntl(file.get(), F_SETSIG, SIGURG); // the default notice, SIGIO, would end us
+    if (::fcntl(file.get(), F_SETLEASE, F_RDLCK) != 0)
+        return errno == EAGAIN;
+    ::fcntl(file.get(), F_SETLEASE, F_UNLCK);
+    return false;
+}
+
 FileResult<FileContents> readWholeFile(const QString& path) { return readRegular(path, 0); }
 
 FileResult<void> replaceFile(const QString& path, const QByteArray& bytes, const ReplaceOptions& options) {
@@ -326,6 +326,13 @@ FileResult<QString> setAside(const QString& path, const FileVersion& version) {
         return QString();
     }
     return failure("set aside", *target, EEXIST);
+}
+
+QString shortReason(const QString& error) {
+    QString reason = error.section(QStringLiteral(": "), -1);
+    if (!reason.isEmpty())
+        reason[0] = reason[0].toLower();
+    return reason;
 }
 
 FileResult<QJsonObject> parseObject(const QByteArray& bytes) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Log.h"
+
 #include <tl/expected.hpp>
 
 #include <QByteArray>
@@ -48,6 +50,9 @@ enum class Replaced { Done, Changed };
 /// The whole of a regular file of at most 256 MiB. A file that is not there is empty, and its version says so.
 [[nodiscard]] FileResult<FileContents> readWholeFile(const QString& path);
 
+/// Whether another process has the file open for writing, as far as the kernel tells (fcntl(2), leases).
+[[nodiscard]] bool hasWriter(const QString& path);
+
 /// Replaces a file, or makes it. Refuses what is not a regular file.
 [[nodiscard]] FileResult<void> replaceFile(const QString& path, const QByteArray& bytes,
                                            const ReplaceOptions& options = {});
@@ -61,6 +66,27 @@ enum class Replaced { Done, Changed };
 /// Renames a file (or whatever stands there) to a new name beside it, "NAME-unreadable-TIME.EXT", and returns that;
 /// an empty text when it is no longer of this version.
 [[nodiscard]] FileResult<QString> setAside(const QString& path, const FileVersion& version);
+
+/// Reads a file that is to be replaced. What cannot be read stays where it is, and nothing takes its place: it may be
+/// whole. What `parse` refuses is set aside, `what` it was goes to the log, and it counts as an empty file.
+template <class Parse>
+[[nodiscard]] auto readOrSetAside(const QString& path, const QString& what, Parse parse)
+    -> decltype(parse(QByteArray())) {
+    const auto file = readWholeFile(path);
+    if (!file)
+        return tl::unexpected(file.error());
+    auto parsed = parse(file->bytes);
+    if (parsed)
+        return parsed;
+    const auto aside = setAside(path, file->version);
+    if (!aside || aside->isEmpty())
+        return tl::unexpected(aside ? path + QStringLiteral(" is being changed") : aside.error());
+    logLine(QStringLiteral("Ovalin: %1 set aside as %2 — %3").arg(what, *aside, parsed.error()));
+    return parse(QByteArray());
+}
+
+/// The system's reason at the end of such an error, for a status line: "no space left on device".
+[[nodiscard]] QString shortReason(const QString& error);
 
 /// The bytes as a JSON object, or why they are none.
 [[nodiscard]] FileResult<QJsonObject> parseObject(const QByteArray& bytes);

@@ -6,6 +6,7 @@
 #include <QMultiHash>
 
 #include <poll.h>
+#include <sys/stat.h>
 
 #include <csignal>
 #include <functional>
@@ -66,6 +67,29 @@ std::vector<Descriptor> processesWith(const QByteArray& variable) {
             processes.push_back(openProcess(pid));
     });
     return processes;
+}
+
+std::vector<pid_t> processesNaming(const QByteArray& text) {
+    std::vector<pid_t> found;
+    // One that has ended and was not waited for has no command line any more.
+    forEachProcess(QStringLiteral("cmdline"), [&](pid_t pid, const QByteArray& line) {
+        if (pid != ::getpid() && line.contains(text))
+            found.push_back(pid);
+    });
+    return found;
+}
+
+bool anotherCopyRuns() {
+    QByteArray own;
+    QList<QByteArray> others;
+    forEachProcess(QStringLiteral("comm"), [&](pid_t pid, const QByteArray& name) {
+        struct stat status {};
+        if (pid == ::getpid())
+            own = name;
+        else if (::stat(("/proc/" + QByteArray::number(pid)).constData(), &status) == 0 && status.st_uid == ::getuid())
+            others.append(name);
+    });
+    return others.contains(own);
 }
 
 void signalProcess(const Descriptor& process, int number) {

@@ -21,6 +21,12 @@ namespace ovalin {
 /// The processes of this user with "NAME=value" in the environment that they were started with.
 [[nodiscard]] std::vector<Descriptor> processesWith(const QByteArray& variable);
 
+/// The other processes that have this text in their command line.
+[[nodiscard]] std::vector<pid_t> processesNaming(const QByteArray& text);
+
+/// Whether another process of this user has the name of this one (proc(5), comm).
+[[nodiscard]] bool anotherCopyRuns();
+
 void signalProcess(const Descriptor& process, int number);
 [[nodiscard]] bool processHasEnded(const Descriptor& process);
 /// Returns when it has ended, or after `limit`.

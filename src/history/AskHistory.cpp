@@ -13,29 +13,21 @@ namespace {
 
 constexpr qint64 LARGEST_FILE = qint64{32} << 20; // bytes; twenty entries of ours take 100,000
 
-FileResult<AskHistoryEntries> readHistory(const QString& path, const FileVersion& version) {
-    if (!version.exists)
-        return AskHistoryEntries();
-    if (version.size > LARGEST_FILE)
-        return tl::unexpected(QStringLiteral("it has %1 bytes").arg(version.size));
-    return readWholeFile(path).and_then([](const FileContents& file) { return parseAskHistory(file.bytes); });
+FileResult<AskHistoryEntries> parse(const QByteArray& bytes) {
+    if (bytes.size() > LARGEST_FILE)
+        return tl::unexpected(QStringLiteral("it has %1 bytes").arg(bytes.size()));
+    return parseAskHistory(bytes);
 }
 
 /// Reads, changes and replaces the file; `change` tells whether there is anything to write.
 void updateHistory(const QString& path, const std::function<bool(AskHistoryEntries&)>& change) {
-    const FileVersion version = versionOf(path);
-    const auto read = readHistory(path, version);
-    AskHistoryEntries entries = read.value_or(AskHistoryEntries());
-    if (!change(entries))
+    auto entries = readOrSetAside(path, QStringLiteral("past conversations"), parse);
+    if (!entries) { // better a turn lost than a file
+        logLine(QStringLiteral("Ovalin: past conversations are left as they are — ") + entries.error());
         return;
-    (void)ensureFolder(QFileInfo(path).path());
-    if (!read) {
-        const auto aside = setAside(path, version);
-        if (!aside)
-            return; // better a turn lost than a file
-        logLine(QStringLiteral("Ovalin: past conversations set aside as %1 — %2").arg(*aside, read.error()));
     }
-    (void)replaceFile(path, askHistoryBytes(entries));
+    if (change(*entries) && ensureFolder(QFileInfo(path).path()))
+        (void)replaceFile(path, askHistoryBytes(*entries));
 }
 
 } // namespace
@@ -81,7 +73,11 @@ void AskHistory::evictAskHistory(const QString& id) {
 void AskHistory::loadAskHistory(QObject* context, std::function<void(const AskHistoryEntries&)> done) {
     dispatch.inBackground(
         Queue::Files, context,
-        [path = askHistoryPath] { return readHistory(path, versionOf(path)).value_or(AskHistoryEntries()); },
+        [path = askHistoryPath] {
+            return readWholeFile(path)
+                .and_then([](const FileContents& file) { return parse(file.bytes); })
+                .value_or(AskHistoryEntries());
+        },
         [done = std::move(done)](const AskHistoryEntries& entries) { done(entries); });
 }
 

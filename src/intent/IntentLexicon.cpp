@@ -1,10 +1,9 @@
 #include "IntentLexicon.h"
 
-#include <QFile>
-#include <QFileInfo>
+#include "base/JsonFile.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <cmath>
@@ -46,27 +45,32 @@ std::optional<IntentLexicon::Counters> countersFrom(const QJsonValue& value) {
     return counters;
 }
 
+FileResult<IntentLexicon> parse(const QByteArray& bytes) {
+    IntentLexicon lexicon;
+    if (bytes.trimmed().isEmpty())
+        return lexicon;
+    const auto file = parseObject(bytes);
+    if (!file)
+        return tl::unexpected(file.error());
+    const QJsonObject words = file->value(HEADS).toObject();
+    for (auto member = words.begin(); member != words.end(); ++member) {
+        const auto counters = countersFrom(member.value());
+        if (!counters)
+            return tl::unexpected(QStringLiteral("\"%1\" has other than counters").arg(member.key()));
+        lexicon.heads.insert(lexicon.heads.cend(), member.key(), *counters);
+    }
+    if (!file->value(HEADS).isObject())
+        return tl::unexpected(QStringLiteral("\"heads\" is missing or no object"));
+    return lexicon;
+}
+
 } // namespace
 
 QString IntentLexicon::storePath(const QString& systemDir) { return systemDir + QStringLiteral("/ovalin-intent.json"); }
 
 IntentLexicon IntentLexicon::load(const QString& path) {
-    QFile file(path);
-    // A pipe or a device could keep us waiting for ever.
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
-        return {};
-    const QJsonValue stored = QJsonDocument::fromJson(file.readAll()).object().value(HEADS);
-    if (!stored.isObject())
-        return {};
-    IntentLexicon lexicon;
-    const QJsonObject object = stored.toObject();
-    for (auto member = object.begin(); member != object.end(); ++member) {
-        const auto counters = countersFrom(member.value());
-        if (!counters)
-            return {};
-        lexicon.heads.insert(lexicon.heads.cend(), member.key(), *counters);
-    }
-    return lexicon;
+    const auto file = readWholeFile(path);
+    return file ? parse(file->bytes).value_or(IntentLexicon()) : IntentLexicon();
 }
 
 QByteArray IntentLexicon::serialised() const {
@@ -81,14 +85,9 @@ QByteArray IntentLexicon::serialised() const {
 }
 
 bool IntentLexicon::save(const QString& path) const {
-    const QByteArray bytes = serialised();
-    const bool isNew = !QFileInfo::exists(path);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    if (isNew)
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner);
-    return file.write(bytes) == bytes.size() && file.commit();
+    return readOrSetAside(path, QStringLiteral("intent lexicon"), parse)
+        .and_then([&](const IntentLexicon&) { return replaceFile(path, serialised()); })
+        .has_value();
 }
 
 int IntentLexicon::weightFor(std::u16string_view head) const {

@@ -23,8 +23,9 @@ struct IntentLexicon {
     /// The stored form: one line of JSON with sorted keys.
     [[nodiscard]] QByteArray serialised() const;
 
-    /// Replaces the file atomically, keeping its mode; a new one is the user's alone. The folder must exist. False when
-    /// that failed: the file is as it was. Blocks on the file: for a background queue.
+    /// Replaces the file atomically, keeping its mode; a new one is the user's alone. The folder must exist. A file
+    /// that is no lexicon is set aside first. False when that failed, or when what is there cannot be read: the file is
+    /// as it was. Blocks on the file: for a background queue.
     bool save(const QString& path) const;
 
     /// From -2 (always a task) to +2 (always a question); 0 for a word that was never seen.

@@ -94,7 +94,6 @@ TEST_F(AskHistoryTest, AFileThatIsNoHistoryIsKeptBesideTheNewOne) {
     const std::function<void()> rows[] = {
         [this] { writeFile(file, "[1, 2"); },
         [this] { writeFile(file, R"({"sessions":"none"})"); },
-        [this] { QDir().mkpath(file + QStringLiteral("/folder")); },
         makeHuge,
     };
     int kept = 0;
@@ -112,6 +111,15 @@ TEST_F(AskHistoryTest, AFileThatIsNoHistoryIsKeptBesideTheNewOne) {
         QFile::remove(file);
     }
     EXPECT_EQ(log.size(), kept);
+}
+
+TEST_F(AskHistoryTest, WhatCannotBeReadStaysWhereItIs) {
+    QDir().mkpath(file + QStringLiteral("/folder"));
+    store(QStringLiteral("a"));
+    settle();
+    EXPECT_TRUE(QDir(file).exists(QStringLiteral("folder")));
+    ASSERT_EQ(log.size(), 1);
+    EXPECT_TRUE(log[0].endsWith(QStringLiteral("Is a directory"))) << log[0].toStdString();
 }
 
 TEST_F(AskHistoryTest, AFolderThatCannotBeWrittenLosesNoMoreThanTheTurn) {
