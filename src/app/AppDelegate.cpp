@@ -43,6 +43,7 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     , paste(desktop, dispatch)
     , askHistory(dispatch, AskHistory::storePath(paths.systemDir), AgentSearch::under(paths.home),
                  programEnds.get_token())
+    , promptHistory(dispatch, PromptHistory::storePath(paths.systemDir))
     , dictation(makeDictation()) {
     hotKey.fired = [this] { hotkeyFired(); };
     hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
@@ -53,8 +54,7 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     };
     selectionWatch.panelExists = [this] { return panel != nullptr; };
     selectionWatch.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
-    routedRequests->onUndelivered = [this](const QueueItem& item, const QString& reason) { undelivered(item, reason); };
-    routedRequests->onAgentMissing = [this](const QString& message) { agentMissing(message); };
+    routedRequests->onNews = [this](const RequestNews& news) { told(news); };
     desktop.sessionEvents.didWake = [this] { hotKey.reassertHotKey(); };
     desktop.keyboardHold.refused = [] {
         logLine(QStringLiteral("Ovalin: another program holds the keyboard — the panel took the input focus instead"));
@@ -73,8 +73,14 @@ void AppDelegate::applicationDidFinishLaunching() {
     hotKey.registerHotKey(0);
     logLine(QStringLiteral("Ovalin ready — Opt+Space to capture"));
     heartbeat = std::make_unique<Heartbeat>(dispatch, paths.heartbeatFile);
-    dispatch.run(Queue::Utility,
-                 [resources = paths.resourcesDir, bin = paths.binDir] { installBundledScripts(resources, bin); });
+    promptHistory.load();
+    dispatch.inBackground(
+        Queue::Utility, this,
+        [resources = paths.resourcesDir, bin = paths.binDir] { installBundledScripts(resources, bin); },
+        [this] {
+            if (routedRequests)
+                routedRequests->takeUp(); // by the script, where it has just come
+        });
     dispatch.after(500ms, this, [this] { warmUp(); });
 }
 
@@ -103,7 +109,6 @@ void AppDelegate::hotkeyFired() {
         closePanel();
         return;
     }
-    desktop.accessibility.keyboardIsTaken();
     const auto start = std::chrono::steady_clock::now();
     const auto front = desktop.workspace.frontmostApplication();
     const double workspaceMs = millisecondsSince(start);
@@ -138,6 +143,8 @@ void AppDelegate::showPanel() {
         panel->promptField->setText(std::exchange(nextOpeningPrompt, {}));
     if (!nextOpeningStatus.isEmpty())
         setStatus(std::exchange(nextOpeningStatus, {}));
+    promptHistory.rewind();
+    bringBackUndelivered();
 
     desktop.primaryGuard.setActive(true);
     panel->openAt(placeUnderPointer(QCursor::pos(), panel->size(), currentScreens()));
@@ -158,7 +165,11 @@ void AppDelegate::connectPanel() {
         if (!desktop.keyboardHold.held())
             desktop.keyboardHold.take(static_cast<quint32>(panel->winId()));
     });
-    connect(panel->promptField, &PromptField::textEdited, this, [this] { applyIntentInference(false); });
+    connect(panel->promptField, &PromptField::textEdited, this, &AppDelegate::promptEdited);
+    connect(panel->promptField, &PromptField::selectionChanged, this,
+            [this, field = panel->promptField] { promptSelectedWhole = field->selectedText() == field->text(); });
+    connect(panel->promptField, &PromptField::walked, this,
+            [this](bool older) { recallPrompt(older ? PromptHistory::Step::Older : PromptHistory::Step::Newer); });
     connect(panel->modeControl->modeSegDo, &ModeSegment::clicked, this, &AppDelegate::modeDoTapped);
     connect(panel->modeControl->modeSegAsk, &ModeSegment::clicked, this, &AppDelegate::modeAskTapped);
     connect(panel->replaceBtnRef, &PillButton::clicked, this, &AppDelegate::replaceTapped);
@@ -180,6 +191,9 @@ void AppDelegate::dropPanel() {
     closeChat();
     if (!panel)
         return;
+    rememberPrompt();
+    handingOver = promptSelectedWhole = false;
+    broughtBack.clear();
     desktop.keyboardHold.letGo();
     desktop.primaryGuard.setActive(false);
     panel->hide();

@@ -2,6 +2,7 @@
 
 #include "Heartbeat.h"
 #include "HotKey.h"
+#include "PromptHistory.h"
 #include "UserDefaults.h"
 
 #include "ask/AskChat.h"
@@ -113,10 +114,15 @@ private:
     void showPlaceholder();
     /// `excerpt`: absent when the panel shows none; the application is then asked once more.
     void submitDo(const QString& instruction, const std::optional<QString>& excerpt);
-    void deliver(const Delivery& delivery, const QString& excerpt);
+    void deliver(const Delivery& delivery);
+    /// What is to be called when the request is on the disk: the panel closes then, or after 100 ms.
+    [[nodiscard]] RoutedRequests::Recorded closeWhenKept();
+    void rememberPrompt();
+    void recallPrompt(PromptHistory::Step step);
+    void bringBackUndelivered();
+    void promptEdited(const QString& text);
     void applyShotToPendingSubmit(const QUuid& token, const QString& shotB64);
-    void undelivered(const QueueItem& item, const QString& reason);
-    void agentMissing(const QString& message);
+    void told(const RequestNews& news);
     void hotkeyTaken(int status);
     [[nodiscard]] static QString whyNotReplace(const ReplacePress& press);
     void replaceSelection(const ReplacePress& press);
@@ -146,6 +152,7 @@ private:
     PasteOver paste;
     std::stop_source programEnds; ///< for children that have no time limit
     AskHistory askHistory;
+    PromptHistory promptHistory;
 
     LinkVerifier linkVerifier;
 
@@ -160,10 +167,13 @@ private:
     OvalinIntent lastPredicted = OvalinIntent::neutral;
 
     std::vector<std::shared_ptr<Delivery>> deliveries; ///< submitted, their excerpt still being read
+    bool handingOver = false;                          ///< Return was pressed; the panel waits for the disk
+    QString broughtBack;                               ///< the request in the prompt that could not be handed over
+    bool promptSelectedWhole = false;                  ///< before the edit that is being told
     bool hotkeyTakenSaid = false;
     QString nextOpeningStatus;    ///< said on the hint line of the next opening
     bool nextOpeningAsks = false; ///< what stands in its prompt is a question
-    QString nextOpeningPrompt;    ///< an instruction that could not be delivered: not a word is lost
+    QString nextOpeningPrompt;    ///< words that were taken back: none is lost
 };
 
 } // namespace ovalin

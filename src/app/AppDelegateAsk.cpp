@@ -31,6 +31,7 @@ void AppDelegate::giveBack(const QString& question) {
 void AppDelegate::sendAsk(const QString& question) {
     if (!question.isEmpty() && !chat->streaming())
         recordIntentCommit(question, true);
+    rememberPrompt(); // the field is emptied
     panel->revealTranscript();
     chat->sendAskTurn();
 }

@@ -14,11 +14,9 @@ namespace ovalin {
 // record may belong to the next opening by the time the excerpt is there.
 struct AppDelegate::Delivery {
     QUuid token;
-    QString instruction;
-    QString storedText;
-    RequestContext request;
+    QueueItem item; ///< with the excerpt as far as it is known
     RequestShot shot;
-    QDateTime time;
+    RoutedRequests::Recorded recorded;
 };
 
 void AppDelegate::setMode(bool ask, bool byUser) {
@@ -92,6 +90,15 @@ void AppDelegate::sendTapped() {
         return;
     if (askMode) {
         sendAsk(instruction);
+        if (!instruction.isEmpty()) {
+            if (const auto asked = routedRequests->takeUndelivered(std::exchange(broughtBack, {})))
+                routedRequests->drop(*asked);
+        }
+        return;
+    }
+    if (auto request = routedRequests->takeUndelivered(std::exchange(broughtBack, {}))) {
+        request->item.prompt = instruction;
+        routedRequests->resubmit(*request, closeWhenKept());
         return;
     }
     // Nothing is read in the place of an excerpt that the user emptied.
@@ -100,34 +107,37 @@ void AppDelegate::sendTapped() {
 }
 
 void AppDelegate::submitDo(const QString& instruction, const std::optional<QString>& excerpt) {
-    if (!instruction.isEmpty())
-        recordIntentCommit(instruction, false);
+    const RequestContext request{context.capApp, context.capBundle, context.capURL, context.capTitle,
+                                 context.capContextMode};
     auto delivery = std::make_shared<Delivery>(
         Delivery{context.captureToken,
-                 instruction,
-                 context.capText,
-                 {context.capApp, context.capBundle, context.capURL, context.capTitle, context.capContextMode},
+                 makeQueueItem(instruction, excerpt.value_or(context.capText), request, dispatch.wallClock()),
                  {context.capShotB64, context.capShotText},
-                 dispatch.wallClock()});
-    const auto focus = currentFocus();
-    closePanel();
+                 closeWhenKept()});
     if (excerpt) {
-        deliver(*delivery, *excerpt);
-        return;
+        deliver(*delivery);
+    } else {
+        // Asking the application may take a quarter of a second, for which the panel does not stay.
+        deliveries.push_back(delivery);
+        if (!instruction.isEmpty())
+            routedRequests->record(delivery->item, delivery->recorded);
+        dispatch.inBackground(Queue::UserInitiated, this, currentFocus(), [this, delivery](const SelectedText& live) {
+            delivery->item.text = live.text;
+            if (std::erase(deliveries, delivery) > 0)
+                deliver(*delivery);
+        });
     }
-    // Asking the application may take a quarter of a second, for which the panel does not stay.
-    deliveries.push_back(delivery);
-    dispatch.inBackground(Queue::UserInitiated, this, focus, [this, delivery](const SelectedText& live) {
-        if (std::erase(deliveries, delivery) > 0)
-            deliver(*delivery, live.text);
-    });
+    if (!instruction.isEmpty())
+        recordIntentCommit(instruction, false);
 }
 
-void AppDelegate::deliver(const Delivery& delivery, const QString& excerpt) {
-    if (!routedRequests || (delivery.instruction.isEmpty() && excerpt.isEmpty()))
+void AppDelegate::deliver(const Delivery& delivery) {
+    if (!routedRequests)
         return;
-    routedRequests->submit(makeQueueItem(delivery.instruction, excerpt, delivery.request, delivery.time),
-                           delivery.token, delivery.shot);
+    if (delivery.item.prompt.isEmpty() && delivery.item.text.isEmpty())
+        delivery.recorded(); // nothing to keep
+    else
+        routedRequests->submit(delivery.item, delivery.token, delivery.shot, delivery.recorded);
 }
 
 void AppDelegate::applyShotToPendingSubmit(const QUuid& token, const QString& shotB64) {
@@ -144,22 +154,8 @@ void AppDelegate::applicationWillTerminate() {
     closePanel();
     programEnds.request_stop();
     for (const auto& delivery : std::exchange(deliveries, {}))
-        deliver(*delivery, delivery->storedText);
+        deliver(*delivery);
     routedRequests.reset(); // finalises what still waits for its screenshot
-}
-
-void AppDelegate::undelivered(const QueueItem& item, const QString& reason) {
-    nextOpeningPrompt = item.prompt;
-    nextOpeningStatus = QStringLiteral("not sent: ") + reason;
-    desktop.notifier.notify({QStringLiteral("Ovalin could not hand over your request"),
-                             reason + QStringLiteral(". Your text is in the panel again when you open it."),
-                             {},
-                             {}});
-}
-
-void AppDelegate::agentMissing(const QString& message) {
-    nextOpeningStatus = message;
-    desktop.notifier.notify({QStringLiteral("Ovalin"), message, {}, {}});
 }
 
 } // namespace ovalin

@@ -34,6 +34,8 @@ void PromptField::setPlaceholder(const QString& text) { setPlaceholderText(text)
 
 void PromptField::keyPressEvent(QKeyEvent* event) {
     const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    const bool isArrow =
+        (event->key() == Qt::Key_Up || event->key() == Qt::Key_Down) && !(event->modifiers() & ~Qt::KeypadModifier);
     if (composing && (isReturn || event->key() == Qt::Key_Escape)) {
         event->accept(); // ends the composition; the input method has it already
         return;
@@ -46,6 +48,9 @@ void PromptField::keyPressEvent(QKeyEvent* event) {
         event->accept();
         if (!event->isAutoRepeat())
             Q_EMIT cancelled();
+    } else if (isArrow && !composing) {
+        event->accept();
+        Q_EMIT walked(event->key() == Qt::Key_Up);
     } else if (isPaste(event)) {
         event->accept();
         pasteFrom(Pasteboard::Selection::Clipboard);

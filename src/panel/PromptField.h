@@ -19,6 +19,8 @@ Q_SIGNALS:
     void submitted();
     /// Escape, outside of a composition.
     void cancelled();
+    /// Up (older) or Down.
+    void walked(bool older);
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;

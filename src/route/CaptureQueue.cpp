@@ -23,6 +23,10 @@ std::optional<QString> writeShot(const QString& queueDir, const QString& id, con
 
 } // namespace
 
+QString queueFilePath(const QString& queueDir, const QString& id) {
+    return QDir(queueDir).absoluteFilePath(id + QStringLiteral(".json"));
+}
+
 void storeScreenshot(const QString& queueDir, QueueItem& item, const RequestShot& shot) {
     if (item.wantsScreenshot() && shot.base64)
         item.screenshot = writeShot(queueDir, item.id, *shot.base64);
@@ -31,7 +35,7 @@ void storeScreenshot(const QString& queueDir, QueueItem& item, const RequestShot
 }
 
 tl::expected<QString, QString> writeQueueFile(const QString& queueDir, const QueueItem& item) {
-    const QString path = QDir(queueDir).absoluteFilePath(item.id + QStringLiteral(".json"));
+    const QString path = queueFilePath(queueDir, item.id);
     return ensureFolder(queueDir).and_then([&] { return replaceFile(path, prettyJson(item.queueEntry())); }).map([&] {
         return path;
     });

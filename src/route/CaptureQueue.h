@@ -12,6 +12,9 @@ struct RequestShot {
     std::optional<QString> text;   ///< what was recognised in it
 };
 
+/// Where the request's queue file lies.
+[[nodiscard]] QString queueFilePath(const QString& queueDir, const QString& id);
+
 /// Completes the item for the queue: a request that wants a screenshot gets it as ID.png in `queueDir`; what cannot be
 /// decoded or written leaves the key out. The text is cut to 6000 characters. Blocks: for workers.
 void storeScreenshot(const QString& queueDir, QueueItem& item, const RequestShot& shot);

@@ -2,6 +2,7 @@
 
 #include "base/FileLock.h"
 #include "base/JsonFile.h"
+#include "base/JsonNumbers.h"
 #include "base/Log.h"
 
 #include <QFileInfo>
@@ -10,6 +11,8 @@
 #include <QThread>
 
 #include <algorithm>
+#include <functional>
+#include <optional>
 
 namespace ovalin {
 
@@ -21,34 +24,77 @@ constexpr int TRIES = 20;
 const QString ITEMS = QStringLiteral("items");
 const QString META = QStringLiteral("meta");
 const QString LAST_UPDATE = QStringLiteral("last_update");
+const QString ID = QStringLiteral("id");
+const QString STATUS = QStringLiteral("status");
+const QString RESULT = QStringLiteral("result");
+
+/// The ledger as it shall be; absent: as it is.
+using Change = std::function<std::optional<QJsonObject>(const QJsonObject& ledger)>;
+
+bool isOpen(const QJsonObject& entry) { return entry.value(STATUS).toString() == QUEUED; }
 
 /// An editor that writes in place leaves the file blank or cut off for a moment.
-bool mayBeHalfWritten(const FileVersion& version) {
+bool mayBeHalfWritten(const QString& file, const FileVersion& version) {
     const qint64 age = QDateTime::currentMSecsSinceEpoch() - version.modified / 1'000'000;
-    return version.exists && age >= 0 && age < 250;
+    return version.exists && ((age >= 0 && age < 250) || hasWriter(file));
 }
 
 /// One read, change and replace; `Changed` asks for another.
-FileResult<Replaced> tryAppend(const QString& file, const QueueItem& item, bool lastTry) {
+FileResult<Replaced> tryChange(const QString& file, const Change& change, bool lastTry) {
     auto read = readWholeFile(file);
-    const FileVersion version = read ? read->version : versionOf(file);
-    const auto ledger = read.and_then([](const FileContents& contents) { return parseLedger(contents.bytes); });
-    const bool blank = read && read->bytes.trimmed().isEmpty();
-    if ((!ledger || blank) && !lastTry && mayBeHalfWritten(version)) {
+    if (!read)
+        return tl::unexpected(read.error());
+    const JsonNumbers numbers(read->bytes);
+    auto ledger = parseLedger(numbers.guarded());
+    const bool blank = read->bytes.trimmed().isEmpty();
+    if ((!ledger || blank) && mayBeHalfWritten(file, read->version)) {
+        if (lastTry)
+            return tl::unexpected(file + QStringLiteral(": another program is writing it"));
         QThread::msleep(50);
         return Replaced::Changed;
     }
     if (!ledger) {
-        const auto aside = setAside(file, version);
+        const auto aside = setAside(file, read->version);
         if (!aside)
             return tl::unexpected(aside.error());
         if (aside->isEmpty())
             return Replaced::Changed;
         logLine(QStringLiteral("Ovalin: captures ledger set aside as %1 — %2").arg(*aside, ledger.error()));
         read = FileContents{};
+        ledger = parseLedger({});
     }
-    const QJsonObject base = ledger ? *ledger : *parseLedger({});
-    return replaceIfUnchanged(file, *read, prettyJson(withItem(base, item)));
+    const auto changed = change(*ledger);
+    return changed ? replaceIfUnchanged(file, *read, numbers.restored(prettyJson(*changed))) : Replaced::Done;
+}
+
+tl::expected<void, QString> changeLedger(const QString& file, const Change& change) {
+    if (auto made = ensureFolder(QFileInfo(file).path()); !made)
+        return made;
+    const FileLock lock(file);
+    for (int tries = 1; tries <= TRIES; ++tries) {
+        const auto replaced = tryChange(file, change, tries == TRIES);
+        if (!replaced)
+            return tl::unexpected(replaced.error());
+        if (*replaced == Replaced::Done)
+            return {};
+        // Two who retry in step would meet again and again.
+        QThread::msleep(QRandomGenerator::global()->bounded(2U, 20U));
+    }
+    return tl::unexpected(file + QStringLiteral(": another program changes it all the time"));
+}
+
+qsizetype indexOf(const QJsonArray& items, const QString& id) {
+    const auto found = std::find_if(items.begin(), items.end(),
+                                    [&](const QJsonValue& item) { return item.toObject().value(ID).toString() == id; });
+    return found == items.end() ? -1 : found - items.begin();
+}
+
+/// The item over what its entry already says.
+QJsonObject upToDate(QJsonObject entry, const QueueItem& item) {
+    const QJsonObject now = item.ledgerEntry();
+    for (auto member = now.begin(); member != now.end(); ++member)
+        entry.insert(member.key(), member.value());
+    return entry;
 }
 
 } // namespace
@@ -66,12 +112,23 @@ tl::expected<QJsonObject, QString> parseLedger(const QByteArray& bytes) {
     return ledger;
 }
 
+QJsonObject entryIn(const QJsonObject& ledger, const QString& id) {
+    const QJsonArray items = ledger.value(ITEMS).toArray();
+    const qsizetype at = indexOf(items, id);
+    return at < 0 ? QJsonObject() : items.at(at).toObject();
+}
+
 QJsonObject withItem(QJsonObject ledger, const QueueItem& item) {
-    const QJsonArray old = ledger.value(ITEMS).toArray();
-    QJsonArray items{item.ledgerEntry()};
-    const qsizetype kept = std::min(old.size(), LEDGER_LIMIT - 1);
-    for (qsizetype i = 0; i < kept; ++i)
-        items.append(old.at(i));
+    QJsonArray items = ledger.value(ITEMS).toArray();
+    if (const qsizetype at = indexOf(items, item.id); at >= 0) {
+        if (isOpen(items.at(at).toObject()))
+            items.replace(at, upToDate(items.at(at).toObject(), item));
+        ledger[ITEMS] = items;
+        return ledger;
+    }
+    items.prepend(item.ledgerEntry());
+    while (items.size() > LEDGER_LIMIT)
+        items.removeLast();
     ledger[ITEMS] = items;
 
     QJsonObject meta = ledger.value(META).toObject();
@@ -84,19 +141,44 @@ QJsonObject withItem(QJsonObject ledger, const QueueItem& item) {
 }
 
 tl::expected<void, QString> appendToCaptures(const QString& capturesFile, const QueueItem& item) {
-    if (auto made = ensureFolder(QFileInfo(capturesFile).path()); !made)
-        return made;
-    const FileLock lock(capturesFile);
-    for (int tries = 1; tries <= TRIES; ++tries) {
-        const auto replaced = tryAppend(capturesFile, item, tries == TRIES);
-        if (!replaced)
-            return tl::unexpected(replaced.error());
-        if (*replaced == Replaced::Done)
-            return {};
-        // Two who retry in step would meet again and again.
-        QThread::msleep(QRandomGenerator::global()->bounded(2U, 20U));
-    }
-    return tl::unexpected(QStringLiteral("%1 is being changed all the time").arg(capturesFile));
+    return changeLedger(capturesFile, [&](const QJsonObject& ledger) {
+        const QJsonObject changed = withItem(ledger, item);
+        return changed == ledger ? std::nullopt : std::optional(changed);
+    });
+}
+
+tl::expected<bool, QString> settleCapture(const QString& capturesFile, const QString& id, const QString& status,
+                                          const QString& summary) {
+    bool settled = false;
+    return changeLedger(capturesFile,
+                        [&](QJsonObject ledger) -> std::optional<QJsonObject> {
+                            QJsonArray items = ledger.value(ITEMS).toArray();
+                            const qsizetype at = indexOf(items, id);
+                            settled = at >= 0 && isOpen(items.at(at).toObject());
+                            if (!settled)
+                                return std::nullopt;
+                            QJsonObject entry = items.at(at).toObject();
+                            QJsonObject result = entry.value(RESULT).toObject();
+                            result[QStringLiteral("summary")] = summary;
+                            entry[STATUS] = status;
+                            entry[RESULT] = result;
+                            items.replace(at, entry);
+                            ledger[ITEMS] = items;
+                            return ledger;
+                        })
+        .map([&] { return settled; });
+}
+
+tl::expected<void, QString> removeCapture(const QString& capturesFile, const QString& id) {
+    return changeLedger(capturesFile, [&](QJsonObject ledger) -> std::optional<QJsonObject> {
+        QJsonArray items = ledger.value(ITEMS).toArray();
+        const qsizetype at = indexOf(items, id);
+        if (at < 0 || !isOpen(items.at(at).toObject()))
+            return std::nullopt;
+        items.removeAt(at);
+        ledger[ITEMS] = items;
+        return ledger;
+    });
 }
 
 } // namespace ovalin

@@ -3,6 +3,7 @@
 #include "base/Text.h"
 
 #include <QRandomGenerator>
+#include <QRegularExpression>
 
 namespace ovalin {
 
@@ -30,6 +31,27 @@ QJsonObject QueueItem::queueEntry() const {
     if (screenText)
         entry[QStringLiteral("screen_text")] = *screenText;
     return entry;
+}
+
+std::optional<QueueItem> QueueItem::fromEntry(const QJsonObject& entry) {
+    const auto text = [&entry](const char* key) { return entry.value(QLatin1String(key)).toString(); };
+    const auto given = [&entry](const char* key) {
+        const QJsonValue value = entry.value(QLatin1String(key));
+        return value.isString() ? std::optional(value.toString()) : std::nullopt;
+    };
+    if (!timeOfId(text("id")))
+        return std::nullopt;
+    return QueueItem{
+        text("id"),          text("ts"),          text("text"),          text("source_app"),   text("source_bundle"),
+        text("prompt"),      given("source_url"), given("source_title"), text("context_mode"), given("screenshot"),
+        given("screen_text")};
+}
+
+std::optional<qint64> timeOfId(const QString& id) {
+    // An id becomes the name of files.
+    static const QRegularExpression pattern(QStringLiteral("\\Acap-([0-9]{1,16})-[0-9a-f]{4}\\z"));
+    const auto match = pattern.match(id);
+    return match.hasMatch() ? std::optional(match.captured(1).toLongLong()) : std::nullopt;
 }
 
 QString requestId(const QDateTime& time, quint32 random) {

@@ -36,10 +36,15 @@ struct QueueItem {
     /// Without the two keys of the queue file.
     [[nodiscard]] QJsonObject ledgerEntry() const;
     [[nodiscard]] QJsonObject queueEntry() const;
+    /// The item that an entry of either kind tells of; absent without an id of ours.
+    [[nodiscard]] static std::optional<QueueItem> fromEntry(const QJsonObject& entry);
 };
 
 /// "cap-", the milliseconds since 1970, "-", and `random` (0 to 65534) as four hexadecimal digits.
 [[nodiscard]] QString requestId(const QDateTime& time, quint32 random);
+
+/// When the request with this id was submitted, in milliseconds since 1970; absent when it is no id of ours.
+[[nodiscard]] std::optional<qint64> timeOfId(const QString& id);
 
 /// A request as it is submitted at `time`. `instruction` and `excerpt` are trimmed already and may be empty.
 [[nodiscard]] QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const RequestContext& context,

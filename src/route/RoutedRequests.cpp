@@ -1,8 +1,12 @@
 #include "RoutedRequests.h"
 
+#include "base/JsonFile.h"
 #include "base/Log.h"
+#include "base/ProcessTree.h"
+#include "base/Text.h"
 #include "route/CapturesLedger.h"
-#include "route/Router.h"
+
+#include <QFile>
 
 #include <atomic>
 
@@ -15,6 +19,23 @@ constexpr std::chrono::milliseconds SCREENSHOT_WAIT(1200);
 // A login shell that hangs must not hold up the end of the program for long.
 constexpr std::chrono::milliseconds PROBE_AT_THE_END(2000);
 
+const QString ATTENTION = QStringLiteral("Ovalin — needs attention");
+
+/// The request as a notification names it.
+QString nameOf(const QueueItem& item) {
+    const QString words = (item.prompt.isEmpty() ? item.text : item.prompt).simplified();
+    const QString start = firstCharacters(words, 60);
+    return QStringLiteral("“%1”").arg(start == words ? words : start + QStringLiteral("…"));
+}
+
+/// What was printed last behind the first `from` bytes of a log.
+QString lastLine(const QString& log, qint64 from) {
+    QFile file(log);
+    if (!file.open(QIODevice::ReadOnly) || !file.seek(std::max(from, file.size() - 4096)))
+        return {};
+    return firstCharacters(QString::fromUtf8(file.readAll()).trimmed().section(QLatin1Char('\n'), -1).trimmed(), 200);
+}
+
 } // namespace
 
 /// What the background work needs, and how it reports. It outlives the object that it reports to.
@@ -23,13 +44,17 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
     const Paths paths;
     const AgentSearch search;
     const QPointer<RoutedRequests> owner;
+    const QStringList keptFolders;
+    const QDateTime startedAt;
     std::atomic<bool> closing = false;
 
     Delivery(RoutedRequests& requests, const Paths& where, const AgentSearch& how)
         : dispatch(requests.dispatch)
         , paths(where)
         , search(how)
-        , owner(&requests) {}
+        , owner(&requests)
+        , keptFolders(undeliveredFolders(where.systemDir, where.runtimeDir))
+        , startedAt(requests.dispatch.wallClock()) {}
 
     void report(std::function<void(RoutedRequests&)> news) const {
         dispatch.toMain([guard = owner, news = std::move(news)] {
@@ -47,49 +72,119 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
         storeScreenshot(paths.queueDir, item, shot);
         const auto file = writeQueueFile(paths.queueDir, item);
         if (!file) {
-            logLine(QStringLiteral("Ovalin: queue write failed — ") + file.error());
-            report([item, reason = file.error()](RoutedRequests& requests) {
-                if (requests.onUndelivered)
-                    requests.onUndelivered(item, reason);
-            });
+            giveBack(item, shot, file.error());
             return;
         }
-        const auto send = [self = shared_from_this(), id = item.id, path = *file] { self->send(id, path); };
+        forgetUndelivered(keptFolders, item.id);
         // The lookup of the agent may take seconds, which the files behind us need not wait for. At the end of the
         // program only the file work is sure to be finished.
-        if (closing)
+        const auto send = [self = shared_from_this(), item, shot] { self->send(item, shot); };
+        if (closing || scriptExists(paths.routerScript))
             send();
         else
             dispatch.run(Queue::UserInitiated, send);
     }
 
-    void send(const QString& id, const QString& queueFile) const {
+    /// No router will see the request: the user gets it back.
+    void giveBack(QueueItem item, const RequestShot& shot, const QString& error) const {
+        logLine(QStringLiteral("Ovalin: queue write failed — ") + error);
+        if (item.screenshot)
+            QFile::remove(*std::exchange(item.screenshot, std::nullopt));
+        const Undelivered request{item, shot, shortReason(error)};
+        const bool kept = keepUndelivered(keptFolders, request);
+        report([request, kept](RoutedRequests& requests) { requests.takeBack(request, kept); });
+    }
+
+    /// False when there is no agent.
+    bool send(const QueueItem& item, const RequestShot& shot = {}) const {
         AgentSearch bounded = search;
         if (closing)
             bounded.probeDeadline = std::min(bounded.probeDeadline, PROBE_AT_THE_END);
-        if (spawnRouter(queueFile, paths, bounded) == RouterStart::AgentMissing) {
-            report([](RoutedRequests& requests) {
-                if (requests.onAgentMissing)
-                    requests.onAgentMissing(agentMissingMessage());
-            });
+        const QString file = queueFilePath(paths.queueDir, item.id);
+        const RouterLaunch launch = spawnRouter(file, paths, bounded);
+        if (launch.start == RouterStart::NotMarked) {
+            QFile::remove(file);
+            giveBack(item, shot, launch.reason);
+            return true;
         }
-        logLine(QStringLiteral("Ovalin: sent ") + id);
+        if (launch.start != RouterStart::MarkedBefore)
+            report([item, launch](RoutedRequests& requests) { requests.launched(item, launch); });
+        logLine(QStringLiteral("Ovalin: sent ") + item.id);
+        return launch.start != RouterStart::AgentMissing;
+    }
+
+    /// What is to be said when the router has ended.
+    [[nodiscard]] std::optional<RequestNews> outcome(const QueueItem& item, const RouterLaunch& launch) const {
+        if (launch.script) { // it has told everything itself, but not in the panel
+            const auto ledger = readWholeFile(paths.capturesFile).and_then([](const FileContents& file) {
+                return parseLedger(file.bytes);
+            });
+            const QJsonObject entry = ledger ? entryIn(*ledger, item.id) : QJsonObject();
+            const QString summary = entry[QStringLiteral("result")][QStringLiteral("summary")].toString();
+            const bool missing = entry[QStringLiteral("status")].toString() == NEEDS_ATTENTION &&
+                                 summary.startsWith(agentMissingMessage().section(QLatin1Char(' '), 0, 3));
+            return missing ? std::optional(RequestNews{{}, {}, agentMissingMessage()}) : std::nullopt;
+        }
+        const QString printed = lastLine(paths.routerLog, launch.logBefore);
+        const QString summary = printed.isEmpty() ? QStringLiteral("the agent ended without saying what it did")
+                                                  : QStringLiteral("the agent ended: ") + printed;
+        const auto settled = settleCapture(paths.capturesFile, item.id, NEEDS_ATTENTION, summary);
+        if (!settled.value_or(false))
+            return std::nullopt;
+        return RequestNews{ATTENTION, nameOf(item) + QStringLiteral(": ") + summary, {}};
     }
 };
 
 RoutedRequests::RoutedRequests(Dispatch& theDispatch, const Paths& paths, const AgentSearch& search, QObject* parent)
     : QObject(parent)
     , dispatch(theDispatch)
-    , delivery(std::make_shared<Delivery>(*this, paths, search)) {}
+    , delivery(std::make_shared<Delivery>(*this, paths, search))
+    , watch(dispatch) {}
 
 RoutedRequests::~RoutedRequests() {
     delivery->closing = true;
     finalizePending({});
 }
 
-void RoutedRequests::submit(const QueueItem& item, const QUuid& token, const RequestShot& shot) {
+void RoutedRequests::takeUp() {
+    dispatch.inBackground(
+        Queue::Files, this,
+        [delivery = delivery] {
+            TakenUp found = takeUpRequests(delivery->paths, delivery->startedAt);
+            sweepLeftOvers(delivery->paths, delivery->startedAt, anotherCopyRuns());
+            return found;
+        },
+        [this](const TakenUp& found) {
+            waitingForUser = found.undelivered + waitingForUser;
+            dispatch.run(Queue::UserInitiated, [delivery = delivery, launch = found.launch] {
+                for (const QueueItem& item : launch) {
+                    if (!delivery->send(item))
+                        return; // said once; the next start-up tries again
+                }
+            });
+            QStringList names;
+            for (const QueueItem& item : found.interrupted)
+                names.append(nameOf(item));
+            if (!names.isEmpty())
+                tell({ATTENTION,
+                      names.join(QStringLiteral(", ")) +
+                          QStringLiteral(": begun when Ovalin or the computer stopped, and nobody knows how far it "
+                                         "came. Send it again if it is still wanted."),
+                      {}});
+        });
+}
+
+void RoutedRequests::record(const QueueItem& item, Recorded recorded) {
+    const auto work = [delivery = delivery, item] { delivery->record(item); };
+    if (recorded)
+        dispatch.inBackground(Queue::Files, this, work, std::move(recorded));
+    else
+        dispatch.run(Queue::Files, work);
+}
+
+void RoutedRequests::submit(const QueueItem& item, const QUuid& token, const RequestShot& shot, Recorded recorded) {
     finalizePending({}); // there is room for one
-    dispatch.run(Queue::Files, [delivery = delivery, item] { delivery->record(item); });
+    record(item, std::move(recorded));
     if (!item.wantsScreenshot() || shot.base64) {
         finalizeRoutedItem(item, shot);
         return;
@@ -121,6 +216,67 @@ void RoutedRequests::finalizeRoutedItem(const QueueItem& item, const RequestShot
     if (item.id.isEmpty())
         return;
     dispatch.run(Queue::Files, [delivery = delivery, item, shot] { delivery->queue(item, shot); });
+}
+
+std::optional<Undelivered> RoutedRequests::takeUndelivered(const QString& id) {
+    for (qsizetype i = 0; i < waitingForUser.size(); ++i) {
+        if (waitingForUser[i].item.id == id)
+            return waitingForUser.takeAt(i);
+    }
+    return std::nullopt;
+}
+
+void RoutedRequests::resubmit(const Undelivered& request, Recorded recorded) {
+    record(request.item, std::move(recorded));
+    finalizeRoutedItem(request.item, request.shot);
+}
+
+void RoutedRequests::drop(const Undelivered& request) {
+    dispatch.run(Queue::Files, [delivery = delivery, id = request.item.id] {
+        forgetUndelivered(delivery->keptFolders, id);
+        if (const auto removed = removeCapture(delivery->paths.capturesFile, id); !removed)
+            logLine(QStringLiteral("Ovalin: captures change failed — ") + removed.error());
+    });
+}
+
+void RoutedRequests::takeBack(const Undelivered& request, bool kept) {
+    const auto later = std::find_if(waitingForUser.begin(), waitingForUser.end(), [&](const Undelivered& other) {
+        return timeOfId(other.item.id) > timeOfId(request.item.id);
+    });
+    waitingForUser.insert(later, request);
+    const QString where = kept ? QStringLiteral(" is kept, and stands in the panel when you open it.")
+                               : QStringLiteral(" stands in the panel when you open it, but is lost when Ovalin ends: "
+                                                "there is nowhere to keep it.");
+    QString reason = request.reason;
+    reason[0] = reason[0].toUpper();
+    tell({QStringLiteral("Ovalin could not hand over your request"),
+          reason + QStringLiteral(": ") + nameOf(request.item) + where,
+          {}});
+}
+
+void RoutedRequests::launched(const QueueItem& item, const RouterLaunch& launch) {
+    if (launch.start == RouterStart::AgentMissing) {
+        tell({QStringLiteral("Ovalin"), agentMissingMessage(), agentMissingMessage()});
+    } else if (launch.start == RouterStart::LaunchFailed) {
+        tell({ATTENTION,
+              QStringLiteral("%1: %2. It waits in the queue until Ovalin starts again.")
+                  .arg(shortReason(launch.reason), nameOf(item)),
+              shortReason(launch.reason)});
+    } else {
+        watch.follow(item.id, [this, item, launch] {
+            dispatch.inBackground(
+                Queue::Files, this, [delivery = delivery, item, launch] { return delivery->outcome(item, launch); },
+                [this](const std::optional<RequestNews>& news) {
+                    if (news)
+                        tell(*news);
+                });
+        });
+    }
+}
+
+void RoutedRequests::tell(const RequestNews& news) const {
+    if (onNews)
+        onNews(news);
 }
 
 } // namespace ovalin

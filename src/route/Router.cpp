@@ -2,8 +2,12 @@
 
 #include "base/AgentLine.h"
 #include "base/ChildProcess.h"
+#include "base/JsonFile.h"
 #include "base/Log.h"
 #include "base/Text.h"
+
+#include <QDir>
+#include <QFileInfo>
 
 namespace ovalin {
 
@@ -45,21 +49,38 @@ QString routerAgentLine(const QString& agent, const QString& queueFile, const QS
     return backgroundLine(agentRouterLine(agent, prompt), log);
 }
 
-RouterStart spawnRouter(const QString& queueFile, const Paths& paths, const AgentSearch& search) {
-    QString line;
-    if (scriptExists(paths.routerScript)) {
-        line = routerScriptLine(paths.routerScript, queueFile, paths.routerLog);
-    } else {
-        const auto agent = findClaudeBinary(search);
-        if (!agent)
-            return RouterStart::AgentMissing;
-        line = routerAgentLine(*agent, queueFile, paths.routerLog);
+QString routerMark(const QString& queueFile) {
+    const QFileInfo file(queueFile);
+    return file.dir().filePath(QStringLiteral("started/") + file.completeBaseName());
+}
+
+RouterLaunch spawnRouter(const QString& queueFile, const Paths& paths, const AgentSearch& search) {
+    RouterLaunch launch;
+    launch.script = scriptExists(paths.routerScript);
+    const auto agent = launch.script ? std::nullopt : findClaudeBinary(search);
+    if (!launch.script && !agent) {
+        launch.start = RouterStart::AgentMissing;
+        return launch;
     }
+    const QString mark = routerMark(queueFile);
+    const auto marked =
+        ensureFolder(QFileInfo(mark).path()).and_then([&] { return replaceIfUnchanged(mark, FileContents{}, {}); });
+    if (!marked || *marked == Replaced::Changed) {
+        launch.start = marked ? RouterStart::MarkedBefore : RouterStart::NotMarked;
+        launch.reason = marked ? QString() : marked.error();
+        return launch;
+    }
+    launch.logBefore = QFileInfo(paths.routerLog).size();
+    const QString line = launch.script ? routerScriptLine(paths.routerScript, queueFile, paths.routerLog)
+                                       : routerAgentLine(*agent, queueFile, paths.routerLog);
     if (const auto launched = launchDetached(shellCommand(line)); !launched) {
         logLine(QStringLiteral("Ovalin: router spawn failed — ") + launched.error());
-        return RouterStart::LaunchFailed;
+        QFile::remove(mark);
+        launch.reason = launched.error();
+        return launch;
     }
-    return RouterStart::Launched;
+    launch.start = RouterStart::Launched;
+    return launch;
 }
 
 } // namespace ovalin

@@ -16,10 +16,21 @@ namespace ovalin {
 /// The same with the agent CLI and the built-in instructions.
 [[nodiscard]] QString routerAgentLine(const QString& agent, const QString& queueFile, const QString& log);
 
-enum class RouterStart { Launched, LaunchFailed, AgentMissing };
+/// The mark of a request whose router has been launched, a file in `started/` beside the queue file: whoever makes it
+/// may launch, once and for ever. Without one no router has ever seen the request.
+[[nodiscard]] QString routerMark(const QString& queueFile);
 
-/// Starts the router for one queue file, in the background: the script where it is installed, else the agent CLI. A
-/// failed launch is logged. Blocks while the agent is looked up: for workers.
-RouterStart spawnRouter(const QString& queueFile, const Paths& paths, const AgentSearch& search);
+enum class RouterStart { Launched, LaunchFailed, AgentMissing, NotMarked, MarkedBefore };
+
+struct RouterLaunch {
+    RouterStart start = RouterStart::LaunchFailed;
+    bool script = false;  ///< the user's script, which says itself what became of the request
+    qint64 logBefore = 0; ///< bytes: what the router prints comes behind them
+    QString reason{};     ///< why it was not launched, as a step with the system's reason
+};
+
+/// Marks the request and starts the router for its queue file, in the background: the script where it is installed,
+/// else the agent CLI. A mark without a launch is taken away again. Blocks while the agent is looked up: for workers.
+RouterLaunch spawnRouter(const QString& queueFile, const Paths& paths, const AgentSearch& search);
 
 } // namespace ovalin

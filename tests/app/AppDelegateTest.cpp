@@ -34,6 +34,7 @@ struct AppDelegateTest : testing::Test {
 
     AppDelegateTest() {
         paths.heartbeatFile = home.filePath(QStringLiteral("heartbeat"));
+        paths.runtimeDir = home.filePath(QStringLiteral("run"));
         fake.accessibility.answer = {Kind::Text, QStringLiteral("the excerpt"), false};
         // The router is a script, so that no test looks for an agent on this machine.
         writeFile(paths.routerScript, "#!/bin/sh\n");
@@ -93,6 +94,9 @@ TEST_F(AppDelegateTest, ARequestTravelsFromTheHotkeyToTheQueue) {
     EXPECT_EQ(panel().promptField->placeholderText(), QStringLiteral("What should Torvi do with this?"));
     typePrompt(QStringLiteral("  send this to Ann  "));
     QTest::keyClick(panel().promptField, Qt::Key_Return);
+    QTest::keyClick(panel().promptField, Qt::Key_Return); // while the disk works
+    EXPECT_EQ(ledger().size(), 1) << "on the disk before the panel goes";
+    dispatch.runMain();
     EXPECT_EQ(delegate->currentPanel(), nullptr);
     EXPECT_FALSE(fake.keyboardHold.held());
     EXPECT_FALSE(fake.primaryGuard.active);
@@ -152,7 +156,11 @@ TEST_F(AppDelegateTest, AnExcerptThatIsReadAfterSubmitFindsItsRequestAndItsScree
     open();
     typePrompt(QStringLiteral("note this"));
     QTest::keyClick(panel().promptField, Qt::Key_Return);
-    EXPECT_EQ(delegate->currentPanel(), nullptr) << "the panel does not wait for the application";
+    dispatch.advance(0.099);
+    EXPECT_NE(delegate->currentPanel(), nullptr);
+    dispatch.advance(0.002);
+    EXPECT_EQ(delegate->currentPanel(), nullptr) << "neither the application nor the disk is waited for any longer";
+    EXPECT_EQ(log.count(QStringLiteral("Ovalin: the request is not on the disk after 100 ms")), 1);
     // The next opening takes over the record before anything of the first has come back.
     open();
     settle();
@@ -196,12 +204,93 @@ TEST_F(AppDelegateTest, AnInstructionThatCannotBeWrittenComesBack) {
     EXPECT_GE(log.count(QStringLiteral("Ovalin: queue write failed — ")), 1)
         << log.lines.join(QLatin1Char('\n')).toStdString();
     ASSERT_EQ(fake.notifier.shown.size(), 1u);
+    EXPECT_TRUE(
+        fake.notifier.shown[0].body.startsWith(QStringLiteral("Not a directory: “send this whatever happens”")));
+    const QString app = std::exchange(fake.workspace.front->name, QStringLiteral("Another"));
+    for (int opening = 0; opening < 2; ++opening) {
+        open();
+        EXPECT_EQ(panel().promptField->text(), QStringLiteral("send this whatever happens")) << "each time";
+        EXPECT_TRUE(panel().hintField->status().startsWith(QStringLiteral("not a directory — not sent yet")))
+            << panel().hintField->status().toStdString();
+        if (opening == 0)
+            delegate->closePanel();
+    }
+    typePrompt(QStringLiteral(" what? "));
+    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "it is a request, whatever its wording";
+    QFile::remove(home.filePath(QStringLiteral("CLAUDE")));
+    fake.accessibility.answer = {Kind::Text, QStringLiteral("of the later opening"), false};
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    ASSERT_EQ(queueFiles().size(), 1);
+    EXPECT_EQ(queued().value(QStringLiteral("prompt")), QStringLiteral("send this whatever happens what?"));
+    EXPECT_EQ(queued().value(QStringLiteral("text")), QStringLiteral("the excerpt"));
+    EXPECT_EQ(queued().value(QStringLiteral("source_app")), app);
+    EXPECT_TRUE(queued().contains(QStringLiteral("screenshot")));
     open();
-    EXPECT_EQ(panel().promptField->text(), QStringLiteral("send this whatever happens"));
-    EXPECT_FALSE(panel().hintField->status().isEmpty());
+    EXPECT_EQ(panel().promptField->text(), QString()) << "until it is sent";
+}
+
+TEST_F(AppDelegateTest, WhatCouldNotBeSentIsDroppedOrPutOffByTheUserAlone) {
+    writeFile(home.filePath(QStringLiteral("CLAUDE")), "a file where the folder should be");
+    const auto replaceAllBy = [this](const char* words) {
+        panel().promptField->selectAll();
+        typePrompt(QLatin1String(words));
+    };
+    for (const char* words : {"first", "second"}) {
+        open();
+        settle();
+        replaceAllBy(words); // over the first one, when that has come back
+        QTest::keyClick(panel().promptField, Qt::Key_Return);
+        settle();
+    }
+    open();
+    EXPECT_EQ(panel().promptField->text(), QStringLiteral("first")) << "put off, and the oldest";
+    EXPECT_TRUE(panel().hintField->status().contains(QStringLiteral("(1 of 2)")));
+    panel().promptField->selectAll();
+    QTest::keyClick(panel().promptField, Qt::Key_Delete);
+    QTest::keyClick(panel().promptField, Qt::Key_Up);
+    EXPECT_EQ(panel().promptField->text(), QStringLiteral("first")) << "as words for another request";
     delegate->closePanel();
+    restart();
+    delegate->applicationDidFinishLaunching();
+    settle();
     open();
-    EXPECT_EQ(panel().promptField->text(), QString()) << "once";
+    EXPECT_EQ(panel().promptField->text(), QStringLiteral("second")) << "after a restart";
+}
+
+TEST_F(AppDelegateTest, UpBringsBackWhatStoodInThePromptHoweverItWasClosed) {
+    open();
+    settle();
+    typePrompt(QStringLiteral("by escape"));
+    QTest::keyClick(panel().promptField, Qt::Key_Escape);
+    open();
+    typePrompt(QStringLiteral("by the hotkey"));
+    dispatch.advance(1);
+    delegate->toggle();
+    open();
+    settle();
+    typePrompt(QStringLiteral("sent"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    restart();
+    delegate->applicationDidFinishLaunching();
+    settle();
+    open();
+    EXPECT_EQ(panel().promptField->text(), QString()) << "nothing of itself";
+    for (const char* words : {"sent", "by the hotkey", "by escape", "by escape"}) {
+        QTest::keyClick(panel().promptField, Qt::Key_Up);
+        EXPECT_EQ(panel().promptField->text(), QLatin1String(words));
+    }
+    QTest::keyClick(panel().promptField, Qt::Key_Down);
+    EXPECT_EQ(panel().promptField->text(), QStringLiteral("by the hotkey"));
+    typePrompt(QStringLiteral("!"));
+    QTest::keyClick(panel().promptField, Qt::Key_Up);
+    EXPECT_EQ(panel().promptField->text(), QStringLiteral("by the hotkey!")) << "not over what is typed";
+    panel().promptField->clear();
+    QTest::mouseClick(panel().historyBtnRef, Qt::LeftButton);
+    settle();
+    QTest::keyClick(panel().windowHandle(), Qt::Key_Up);
+    EXPECT_EQ(panel().promptField->text(), QString()) << "the list's arrows are its own";
 }
 
 TEST_F(AppDelegateTest, TheModeFollowsTheWordingUntilTheUserChooses) {

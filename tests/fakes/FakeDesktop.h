@@ -34,8 +34,7 @@ struct FakeWorkspace final : Workspace {
 
 struct FakeAccessibility final : Accessibility {
     AccessibleSelection answer;
-    int asked = 0, taken = 0;
-    void keyboardIsTaken() override { ++taken; }
+    int asked = 0;
     bool enabled = true, turnedOn = false;
     AccessibleSelection selection(const AppWindow&) override {
         ++asked;

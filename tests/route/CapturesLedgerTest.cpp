@@ -1,6 +1,9 @@
 #include "route/CapturesLedger.h"
 
 #include "RouteFolder.h"
+#include "base/Descriptor.h"
+#include "base/JsonFile.h"
+#include "support/Limits.h"
 
 #include <csignal>
 #include <fcntl.h>
@@ -137,15 +140,74 @@ TEST_F(CapturesLedger, WhatIsNoLedgerIsSetAsideWhole) {
     EXPECT_EQ(log.size(), count);
 }
 
-TEST_F(CapturesLedger, WhatCannotBeReadIsSetAsideToo) {
+TEST_F(CapturesLedger, WhatCannotBeReadOrIsBeingWrittenIsLeftAndTheReasonIsSaid) {
+    const auto refused = [this] {
+        const auto appended = append(QStringLiteral("new"));
+        EXPECT_TRUE(asides().isEmpty());
+        return appended ? std::string() : shortReason(appended.error()).toStdString();
+    };
     QDir().mkpath(file + QStringLiteral("/inside"));
-    ASSERT_TRUE(append(QStringLiteral("new")));
-    ASSERT_EQ(asides().size(), 1);
-    EXPECT_TRUE(QDir(paths.systemDir + QLatin1Char('/') + asides().first()).exists(QStringLiteral("inside")));
-    QFile::remove(file);
+    EXPECT_EQ(refused(), "is a directory");
+    QDir(file).removeRecursively();
     ::mkfifo(QFile::encodeName(file).constData(), 0600);
+    EXPECT_EQ(refused(), "invalid argument");
+    QFile::remove(file);
+
+    writeOld(ledgerOf(3));
+    for (size_t free = 0; free < 5; ++free) { // the lock file may be open, and the ledger not
+        const DescriptorLimit few(free);
+        const auto appended = append(QStringLiteral("new"));
+        EXPECT_TRUE(appended || appended.error().endsWith(QStringLiteral("Too many open files")));
+        EXPECT_TRUE(asides().isEmpty());
+    }
+    EXPECT_EQ(ledgerPrompts().last(), QStringLiteral("2")) << "nothing of it is lost";
+
+    QByteArray half = ledgerOf(3);
+    half.chop(10);
+    writeOld(half);
+    const Descriptor editor(::open(QFile::encodeName(file).constData(), O_WRONLY));
+    EXPECT_EQ(refused(), "another program is writing it");
+    EXPECT_EQ(readFile(file), half);
+}
+
+TEST_F(CapturesLedger, NumbersStayAsOthersWroteThem) {
+    const char* const numbers[] = {
+        "18446744073709551616",   "-9223372036854775809", "0.1000000000000000000001", "1e999", "-0", "1.0", "1E+5",
+        "12345678901234567890123"};
+    QByteArray members;
+    for (const char* number : numbers)
+        members += QByteArray(", \"n") + number + "\": " + number;
+    writeOld("{\"items\": [{\"id\": \"1.50\\\" 2.50\", \"n\": [1.50]" + members + "}]}");
     ASSERT_TRUE(append(QStringLiteral("new")));
-    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("new")});
+    const QByteArray written = readFile(file);
+    for (const char* number : numbers)
+        EXPECT_TRUE(written.contains(QByteArray("\"n") + number + "\": " + number)) << number;
+    EXPECT_TRUE(written.contains("\"1.50\\\" 2.50\"")) << written.constData();
+    EXPECT_TRUE(written.contains("    1.50\n")) << "and the file is indented";
+    for (const char* wrong : {"01", "-", "+1", "1e", "0x10", "Infinity"}) {
+        writeOld(QByteArray(R"({"items":[],"n":)") + wrong + '}');
+        const auto before = asides().size();
+        ASSERT_TRUE(append(QStringLiteral("new")));
+        EXPECT_EQ(asides().size(), before + 1) << wrong;
+    }
+}
+
+TEST_F(CapturesLedger, WhatBecameOfARequestIsSaidOnlyWhileItIsQueued) {
+    const QueueItem mine = item(QStringLiteral("mine"));
+    ASSERT_TRUE(append(QStringLiteral("other")));
+    ASSERT_TRUE(appendToCaptures(file, mine));
+    QueueItem fuller = mine;
+    fuller.text = QStringLiteral("read later");
+    ASSERT_TRUE(appendToCaptures(file, fuller)) << "in its place, not once more";
+    ASSERT_EQ(ledgerPrompts(), (QStringList{QStringLiteral("mine"), QStringLiteral("other")}));
+    EXPECT_EQ(entryIn(ledger(), mine.id)[QStringLiteral("text")].toString(), QStringLiteral("read later"));
+    EXPECT_EQ(settleCapture(file, mine.id, QStringLiteral("ready"), QStringLiteral("done")), true);
+    EXPECT_EQ(settleCapture(file, mine.id, NEEDS_ATTENTION, QStringLiteral("late")), false);
+    ASSERT_TRUE(appendToCaptures(file, mine));
+    ASSERT_TRUE(removeCapture(file, mine.id));
+    const QJsonObject entry = entryIn(ledger(), mine.id);
+    EXPECT_EQ(entry[QStringLiteral("status")].toString(), QStringLiteral("ready"));
+    EXPECT_EQ(entry[QStringLiteral("result")][QStringLiteral("summary")].toString(), QStringLiteral("done"));
 }
 
 TEST_F(CapturesLedger, ASymbolicLinkStaysOneAndItsTargetIsTheLedger) {

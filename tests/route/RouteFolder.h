@@ -21,11 +21,14 @@ struct RouteFolder : testing::Test {
     QTemporaryDir folder;
     const QByteArray homeBefore = qgetenv("HOME");
     const QString home = folder.filePath(QStringLiteral("it's a home"));
-    const Paths paths = Paths::under(home);
+    Paths paths = Paths::under(home);
     QStringList log;
 
     RouteFolder() {
+        paths.runtimeDir = folder.filePath(QStringLiteral("run"));
+        paths.heartbeatFile = paths.runtimeDir + QStringLiteral("/heartbeat");
         QDir().mkpath(home);
+        QDir().mkpath(paths.runtimeDir);
         qputenv("HOME", home.toUtf8());
         rememberEnvironment();
         setLogSink([this](const QString& line) { log.append(line); });

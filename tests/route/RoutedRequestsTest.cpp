@@ -2,6 +2,7 @@
 
 #include "RouteFolder.h"
 #include "fakes/FakeDispatch.h"
+#include "route/CapturesLedger.h"
 
 using namespace ovalin;
 
@@ -17,15 +18,12 @@ struct DoRequest : RouteFolder {
     const QUuid laterToken = QUuid::createUuid();
     const QueueItem shown = item(QStringLiteral("shown"), QStringLiteral("screenshot"));
     const QueueItem second = item(QStringLiteral("second"), QStringLiteral("screenshot"));
-    QStringList undelivered, missing;
+    QList<RequestNews> news;
 
     DoRequest() {
         program(paths.routerScript, "#!/bin/sh\necho ran \"$1\"\n");
         requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
-        requests->onUndelivered = [this](const QueueItem& back, const QString& reason) {
-            undelivered.append(back.prompt + QLatin1Char('|') + reason);
-        };
-        requests->onAgentMissing = [this](const QString& message) { missing.append(message); };
+        requests->onNews = [this](const RequestNews& told) { news.append(told); };
     }
 
     /// How often the router was started, once all that were sent have run.
@@ -33,6 +31,27 @@ struct DoRequest : RouteFolder {
         const qsizetype sent = log.filter(QStringLiteral("Ovalin: sent ")).size();
         waitUntil([&] { return readFile(paths.routerLog).count('\n') >= sent; });
         return readFile(paths.routerLog).count("ran ");
+    }
+    bool waitForNews() {
+        return waitUntil([this] {
+            dispatch.runMain();
+            return !news.isEmpty();
+        });
+    }
+    void startAgain() {
+        dispatch.wall = dispatch.wall.addSecs(3600);
+        requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
+        requests->onNews = [this](const RequestNews& told) { news.append(told); };
+        requests->takeUp();
+        dispatch.runMain();
+    }
+    QStringList keptFiles() const {
+        QStringList files;
+        for (const QString& place : undeliveredFolders(paths.systemDir, paths.runtimeDir)) {
+            for (const QFileInfo& file : QDir(place).entryInfoList(QDir::Files))
+                files.append(file.filePath());
+        }
+        return files;
     }
     bool hasShot(const QueueItem& request) const {
         return queueFile(request.id).contains(QStringLiteral("screenshot"));
@@ -117,24 +136,96 @@ TEST_F(DoRequest, ALedgerThatCannotBeWrittenDoesNotStopTheRequest) {
     EXPECT_EQ(routed(), 1);
 }
 
-TEST_F(DoRequest, ARequestThatCannotBeQueuedComesBack) {
+TEST_F(DoRequest, ARequestThatCannotBeQueuedComesBackWithAllThatBelongsToIt) {
     writeFile(paths.queueDir, "a file");
-    requests->submit(shown, token, {SHOT, {}});
+    const auto refuse = [this](const QueueItem& request) {
+        requests->submit(request, token, {SHOT, QStringLiteral("seen")});
+        dispatch.runMain();
+    };
+    refuse(shown);
+    QueueItem earlier = second;
+    earlier.id = requestId(dispatch.wall.addSecs(-60), 1);
+    refuse(earlier);
+    ASSERT_EQ(requests->undelivered().size(), 2);
+    EXPECT_EQ(requests->undelivered()[0].item.prompt, earlier.prompt) << "the oldest first";
+    EXPECT_EQ(log.filter(QStringLiteral("Ovalin: queue write failed — ")).size(), 2);
+    ASSERT_EQ(news.size(), 2);
+    EXPECT_EQ(news[0].body,
+              QStringLiteral("Not a directory: “shown” is kept, and stands in the panel when you open it."));
+
+    // A restart keeps them, in the runtime folder when the home takes nothing.
+    requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
+    requests->takeUp();
     dispatch.runMain();
-    ASSERT_EQ(undelivered.size(), 1);
-    EXPECT_TRUE(undelivered[0].startsWith(QStringLiteral("shown|"))) << undelivered[0].toStdString();
-    ASSERT_EQ(log.size(), 1);
-    EXPECT_TRUE(log[0].startsWith(QStringLiteral("Ovalin: queue write failed — ")));
-    EXPECT_EQ(routed(), 0);
+    ASSERT_EQ(requests->undelivered().size(), 2);
+    EXPECT_EQ(routed(), 0) << "an entry in the ledger is no second request";
+    for (const QString& name : keptFiles())
+        EXPECT_EQ(QFile::permissions(name) & 0x077, QFile::Permissions()) << name.toStdString();
+
+    QFile::remove(paths.queueDir);
+    auto again = requests->takeUndelivered(shown.id);
+    ASSERT_TRUE(again);
+    again->item.prompt = QStringLiteral("shown, corrected");
+    requests->resubmit(*again, {});
+    dispatch.runMain();
+    const QJsonObject sent = queueFile(shown.id);
+    EXPECT_EQ(sent[QStringLiteral("prompt")].toString(), QStringLiteral("shown, corrected"));
+    EXPECT_EQ(sent[QStringLiteral("source_app")].toString(), QStringLiteral("Text Editor"));
+    EXPECT_EQ(sent[QStringLiteral("screen_text")].toString(), QStringLiteral("seen"));
+    EXPECT_TRUE(hasShot(shown));
+    requests->drop(*requests->takeUndelivered(earlier.id));
+    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("shown, corrected")}) << "once, as it was sent";
+    EXPECT_TRUE(keptFiles().isEmpty());
 }
 
-TEST_F(DoRequest, AMissingAgentIsToldAndTheRequestStaysInTheQueue) {
+TEST_F(DoRequest, OnlyWhatIsTrueIsPromised) {
+    writeFile(paths.queueDir, "a file");
+    for (const QString& place : undeliveredFolders(paths.systemDir, paths.runtimeDir))
+        writeFile(place, "a file");
+    requests->submit(shown, token, {SHOT, {}});
+    dispatch.runMain();
+    EXPECT_EQ(requests->undelivered().size(), 1);
+    EXPECT_TRUE(news.at(0).body.contains(QStringLiteral("lost when Ovalin ends"))) << news.at(0).body.toStdString();
+}
+
+TEST_F(DoRequest, AMissingAgentIsToldAndTheRequestStaysInTheQueueForTheNextStart) {
     QFile::remove(paths.routerScript);
     setShellPath(home + QStringLiteral("/zsh")); // whatever the login shell of this machine knows
     requests->submit(shown, token, {SHOT, {}});
     dispatch.runMain();
-    EXPECT_EQ(missing, QStringList{QStringLiteral("Claude Code not found — install it from https://claude.ai/code")});
+    ASSERT_EQ(news.size(), 1);
+    EXPECT_EQ(news[0].hint, QStringLiteral("Claude Code not found — install it from https://claude.ai/code"));
     EXPECT_EQ(queued(QStringLiteral("*.json")).size(), 1);
+    setShellPath(QStringLiteral("/bin/zsh"));
+    program(paths.routerScript, "#!/bin/sh\necho ran \"$1\"\n");
+    startAgain();
+    EXPECT_EQ(routed(), 1);
+}
+
+TEST_F(DoRequest, WhatTheScriptSaysOfAMissingAgentIsTheNextOpeningsHint) {
+    program(paths.routerScript,
+            "#!/bin/sh\nsed -i 's/\"queued\"/\"needs attention\", \"result\": {\"summary\": \"Claude Code not found — "
+            "install it\"}/' ~/CLAUDE/system/captures.json\n");
+    requests->submit(item(QStringLiteral("now")), token);
+    ASSERT_TRUE(waitForNews());
+    EXPECT_EQ(news[0].hint, QStringLiteral("Claude Code not found — install it from https://claude.ai/code"));
+    EXPECT_EQ(news[0].title, QString()) << "the script has notified";
+}
+
+TEST_F(DoRequest, AnAgentThatEndsWithoutAWordIsNotQueuedForEver) {
+    QFile::remove(paths.routerScript);
+    search.candidates = {home + QStringLiteral("/claude")};
+    program(search.candidates.first(),
+            "#!/bin/sh\nsleep 0.2\necho working; echo 'API Error: 401 not signed in'; exit 1\n");
+    requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
+    requests->onNews = [this](const RequestNews& told) { news.append(told); };
+    requests->submit(item(QStringLiteral("now")), token);
+    ASSERT_TRUE(waitForNews());
+    const QJsonObject entry = ledger()[QStringLiteral("items")][0].toObject();
+    EXPECT_EQ(entry[QStringLiteral("status")].toString(), NEEDS_ATTENTION);
+    EXPECT_EQ(entry[QStringLiteral("result")][QStringLiteral("summary")].toString(),
+              QStringLiteral("the agent ended: API Error: 401 not signed in"));
+    EXPECT_TRUE(news[0].body.startsWith(QStringLiteral("“now”: "))) << news[0].body.toStdString();
 }
 
 TEST_F(DoRequest, TheEndOfTheProgramSendsWhatWaits) {

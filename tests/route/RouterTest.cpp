@@ -51,7 +51,7 @@ TEST_F(Router, EveryPathAndTheInstructionsReachTheAgentUnchanged) {
 TEST_F(Router, AnInstalledScriptGetsTheQueueFileAndTheAgentIsNotLookedUp) {
     program(paths.routerScript, "#!/bin/sh\necho \"script $# $1\"\necho error >&2\n");
     program(search.candidates.first(), "#!/bin/sh\necho agent\n");
-    EXPECT_EQ(spawnRouter(queueFilePath, paths, search), RouterStart::Launched);
+    EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::Launched);
     waitForLog("error\n");
     EXPECT_EQ(readFile(paths.routerLog), "script 1 " + queueFilePath.toUtf8() + "\nerror\n");
 }
@@ -60,7 +60,7 @@ TEST_F(Router, WithoutAScriptTheAgentRunsInTheBackground) {
     QDir().mkpath(QFileInfo(search.candidates.first()).path());
     QFile::copy(QStringLiteral(OVALIN_TESTS_DIR "/agent/fake-claude"), search.candidates.first());
     writeFile(paths.routerScript, "#!/bin/sh\n"); // not executable
-    EXPECT_EQ(spawnRouter(queueFilePath, paths, search), RouterStart::Launched);
+    EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::Launched);
     waitForLog("Queue file: " + queueFilePath.toUtf8() + '\n');
     const QJsonObject start =
         QJsonDocument::fromJson(readFile(home + QStringLiteral("/.fake-claude/log.jsonl")).split('\n').first())
@@ -71,10 +71,10 @@ TEST_F(Router, WithoutAScriptTheAgentRunsInTheBackground) {
 
 TEST_F(Router, WhatIsMissingIsTold) {
     setShellPath(home + QStringLiteral("/zsh"));
-    EXPECT_EQ(spawnRouter(queueFilePath, paths, search), RouterStart::AgentMissing);
+    EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::AgentMissing);
     EXPECT_TRUE(log.isEmpty());
     program(paths.routerScript, "#!/bin/sh\n");
-    EXPECT_EQ(spawnRouter(queueFilePath, paths, search), RouterStart::LaunchFailed);
+    EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::LaunchFailed);
     EXPECT_EQ(log,
               QStringList{QStringLiteral("Ovalin: router spawn failed — %1/zsh: No such file or directory").arg(home)});
 }

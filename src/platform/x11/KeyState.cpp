@@ -12,10 +12,6 @@ bool isWindowManagerModifier(quint32 symbol) {
     return (symbol >= XK_Meta_L && symbol <= XK_Hyper_R); // Meta, Alt, Super, Hyper, left and right
 }
 
-bool scrolls(quint32 symbol) {
-    return (symbol >= XK_Home && symbol <= XK_End) || (symbol >= XK_KP_Home && symbol <= XK_KP_End);
-}
-
 EventMonitors::Key keyFor(quint32 symbol) {
     switch (symbol) {
     case XK_Left:
@@ -51,8 +47,6 @@ KeyRoles keyRoles(int firstCode, int symbolsPerCode, std::span<const quint32> sy
         if (isWindowManagerModifier(symbols[i]))
             windowManager.set(code);
         const size_t column = i % columns;
-        if (column == 0 && scrolls(symbols[i]))
-            roles.scrolling.set(code);
         if ((column == 0 || column == 2) && keyFor(symbols[i]) != EventMonitors::Key::Other)
             roles.keys[code] = keyFor(symbols[i]);
     }
@@ -78,16 +72,14 @@ void KeyState::reset(const Codes& pressed) {
         held.set(code, pressed.test(code) && roles.modifiers[code] != 0);
 }
 
-KeyState::Press KeyState::press(quint8 code) {
+bool KeyState::press(quint8 code) {
     if (roles.modifiers[code] != 0) {
         held.set(code);
-        return Press::Nothing;
+        return false;
     }
     down.set(code);
     modifiersAtPress[code] = heldModifiers();
-    if (modifiersAtPress[code] & KeyRoles::WindowManager)
-        return Press::Nothing;
-    return roles.scrolling.test(code) && modifiersAtPress[code] & KeyRoles::Shift ? Press::Scrolling : Press::Typing;
+    return (modifiersAtPress[code] & KeyRoles::WindowManager) == 0;
 }
 
 std::optional<EventMonitors::KeyUp> KeyState::release(quint8 code) {

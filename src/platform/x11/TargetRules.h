@@ -42,7 +42,4 @@ struct TargetRule {
 /// harm in a terminal either. Pure.
 [[nodiscard]] TargetRule targetRule(const TargetFacts& facts);
 
-/// Whether a program of this name, a part of WM_CLASS say, is a terminal. Pure.
-[[nodiscard]] bool isTerminal(const QString& name);
-
 } // namespace ovalin

@@ -1,0 +1,154 @@
+#include "TakeUp.h"
+
+#include "base/JsonFile.h"
+#include "base/Log.h"
+#include "base/ProcessTree.h"
+#include "route/CapturesLedger.h"
+#include "route/Router.h"
+
+#include <QDir>
+#include <QJsonArray>
+
+#include <map>
+
+#include <unistd.h>
+
+namespace ovalin {
+
+namespace {
+
+// What was asked longer ago is hardly wanted any more, and nobody expects it to begin.
+constexpr qint64 LONGEST_AGO = qint64{30} * 24 * 3600 * 1000;
+
+// Another copy is done with a temporary file by then.
+constexpr qint64 AT_WORK_MS = 60'000;
+
+const QString INTERRUPTED = QStringLiteral(
+    "It was begun when Ovalin or the computer stopped, and nobody knows how far it came — send it again if it is still "
+    "wanted");
+
+struct Places {
+    const Paths& paths;
+    [[nodiscard]] QString queueFile(const QString& id) const { return queueFilePath(paths.queueDir, id); }
+    [[nodiscard]] QString picture(const QString& id) const {
+        return paths.queueDir + QLatin1Char('/') + id + QStringLiteral(".png");
+    }
+    [[nodiscard]] bool processed(const QString& id) const {
+        return QFile::exists(paths.queueDir + QStringLiteral("/processed/") + id + QStringLiteral(".json"));
+    }
+};
+
+/// The ledger; an empty one where it is damaged; absent where it cannot be read, and nobody can tell what is done.
+std::optional<QJsonObject> readLedger(const QString& file) {
+    const auto read = readWholeFile(file);
+    if (!read) {
+        logLine(QStringLiteral("Ovalin: unfinished requests are left — ") + read.error());
+        return std::nullopt;
+    }
+    return parseLedger(read->bytes).value_or(QJsonObject());
+}
+
+using Requests = std::map<std::pair<qint64, QString>, QueueItem>; // oldest first
+
+/// What says "queued", in the ledger or, where that does not know it, in its queue file.
+Requests queuedRequests(const QJsonObject& ledger, const Paths& paths, qint64 startedAt) {
+    Requests found;
+    const auto add = [&](const QJsonObject& entry) {
+        const auto item = QueueItem::fromEntry(entry);
+        const qint64 time = item ? *timeOfId(item->id) : 0;
+        if (item && entry.value(QStringLiteral("status")).toString() == QUEUED && time < startedAt &&
+            time > startedAt - LONGEST_AGO)
+            found.emplace(std::pair(time, item->id), *item);
+    };
+    for (const auto& entry : ledger.value(QStringLiteral("items")).toArray())
+        add(entry.toObject());
+    const QDir queue(paths.queueDir);
+    for (const QString& name : queue.entryList({QStringLiteral("cap-*.json")}, QDir::Files)) {
+        const auto file = readWholeFile(queue.filePath(name));
+        const auto entry = file ? parseObject(file->bytes) : tl::unexpected(file.error());
+        if (entry && name == entry->value(QStringLiteral("id")).toString() + QStringLiteral(".json") &&
+            entryIn(ledger, entry->value(QStringLiteral("id")).toString()).isEmpty())
+            add(*entry);
+    }
+    return found;
+}
+
+/// Whether it has its queue file (again).
+bool queueFileStands(QueueItem item, const Places& places) {
+    if (QFile::exists(places.queueFile(item.id)))
+        return true;
+    if (QFile::exists(places.picture(item.id)))
+        item.screenshot = places.picture(item.id);
+    const auto written = writeQueueFile(places.paths.queueDir, item);
+    if (!written)
+        logLine(QStringLiteral("Ovalin: queue write failed — ") + written.error());
+    return written.has_value();
+}
+
+/// True once for each: later the ledger says that it needs attention.
+bool settleInterrupted(const QueueItem& item, const Paths& paths) {
+    std::ignore = appendToCaptures(paths.capturesFile, item); // where an entry is missing
+    return settleCapture(paths.capturesFile, item.id, NEEDS_ATTENTION, INTERRUPTED).value_or(false);
+}
+
+} // namespace
+
+TakenUp takeUpRequests(const Paths& paths, const QDateTime& startedAt) {
+    const Places places{paths};
+    const QStringList folders = undeliveredFolders(paths.systemDir, paths.runtimeDir);
+    TakenUp found;
+    QStringList undeliveredIds;
+    for (const Undelivered& request : keptUndelivered(folders)) {
+        const QString& id = request.item.id;
+        if (QFile::exists(places.queueFile(id)) || places.processed(id)) { // killed between the two
+            forgetUndelivered(folders, id);
+            continue;
+        }
+        found.undelivered.append(request);
+        undeliveredIds.append(id);
+    }
+    const auto ledger = readLedger(paths.capturesFile);
+    if (!ledger)
+        return found;
+    for (const auto& [key, item] : queuedRequests(*ledger, paths, startedAt.toMSecsSinceEpoch())) {
+        if (undeliveredIds.contains(item.id) || places.processed(item.id))
+            continue;
+        if (!QFile::exists(routerMark(places.queueFile(item.id)))) {
+            if (queueFileStands(item, places))
+                found.launch.append(item);
+        } else if (processesNaming(item.id.toUtf8()).empty() && settleInterrupted(item, paths)) {
+            found.interrupted.append(item);
+        }
+    }
+    return found;
+}
+
+void sweepLeftOvers(const Paths& paths, const QDateTime& startedAt, bool anotherCopyRuns) {
+    const QDateTime before = anotherCopyRuns ? startedAt.addMSecs(-AT_WORK_MS) : startedAt;
+    const auto sweep = [&](const QString& folder, const QString& pattern,
+                           const std::function<bool(const QString&)>& needed) {
+        for (const QFileInfo& file : QDir(folder).entryInfoList({pattern}, QDir::Files | QDir::Hidden | QDir::System)) {
+            if (file.ownerId() == ::getuid() && file.lastModified() < before && !file.isSymLink() &&
+                !(needed && needed(file.completeBaseName())))
+                QFile::remove(file.filePath());
+        }
+    };
+    const QString marks = QFileInfo(routerMark(paths.queueDir + QStringLiteral("/x"))).path();
+    const QString temporary = QFileInfo(paths.heartbeatFile).path();
+    QStringList folders = undeliveredFolders(paths.systemDir, paths.runtimeDir);
+    folders += {paths.systemDir, paths.queueDir, marks, paths.binDir, temporary};
+    for (const QString& folder : folders)
+        sweep(folder, QStringLiteral(".ovalin-*.tmp"), {});
+    sweep(QDir::tempPath(), QStringLiteral("ovalin-shot-*.png*"), {});
+
+    const Places places{paths};
+    sweep(paths.queueDir, QStringLiteral("cap-*.png"),
+          [&](const QString& id) { return QFile::exists(places.queueFile(id)); });
+    const auto ledger = readLedger(paths.capturesFile);
+    sweep(marks, QStringLiteral("cap-*"), [&](const QString& id) {
+        return !ledger || QFile::exists(places.queueFile(id)) ||
+               entryIn(*ledger, id).value(QStringLiteral("status")).toString() == QUEUED;
+    });
+}
+
+} // namespace ovalin

@@ -1,0 +1,146 @@
+#include "route/TakeUp.h"
+
+#include "RouteFolder.h"
+#include "base/JsonFile.h"
+#include "route/CapturesLedger.h"
+#include "route/Router.h"
+
+#include <QRandomGenerator>
+
+using namespace ovalin;
+
+namespace {
+
+struct TakeUp : RouteFolder {
+    const QDateTime start = QDateTime::currentDateTimeUtc();
+
+    /// A request of `seconds` before the start.
+    QueueItem request(const QString& prompt, qint64 seconds = 60) const {
+        QueueItem made = item(prompt);
+        made.id = requestId(start.addSecs(-seconds), 1);
+        return made;
+    }
+    QString file(const QueueItem& item) const { return queueFilePath(paths.queueDir, item.id); }
+    void mark(const QueueItem& item) const { writeFile(routerMark(file(item)), {}); }
+    void record(const QueueItem& item) const { ASSERT_TRUE(appendToCaptures(paths.capturesFile, item)); }
+    void queue(const QueueItem& item) const { ASSERT_TRUE(writeQueueFile(paths.queueDir, item)); }
+    static QStringList prompts(const QList<QueueItem>& items) {
+        QStringList found;
+        for (const QueueItem& each : items)
+            found.append(each.prompt);
+        return found;
+    }
+    QString statusOf(const QueueItem& item) const {
+        return entryIn(ledger(), item.id)[QStringLiteral("status")].toString();
+    }
+};
+
+} // namespace
+
+TEST_F(TakeUp, OnlyWhatNeverHadARouterIsLaunched) {
+    struct Row {
+        const char* prompt;
+        bool recorded, queued, marked, processed;
+        const char* status;
+        bool launched, interrupted;
+    };
+    const Row rows[] = {
+        {"killed before its router", true, true, false, false, "queued", true, false},
+        {"in the ledger alone", true, false, false, false, "queued", true, false},
+        {"in the queue alone", false, true, false, false, "queued", true, false},
+        {"its router was killed", true, true, true, false, "queued", false, true},
+        {"its router was killed, no entry", false, true, true, false, "queued", false, true},
+        {"done", true, true, false, false, "ready", false, false},
+        {"asks", true, true, true, false, "needs attention", false, false},
+        {"done by a router that keeps no ledger", true, false, true, true, "queued", false, false},
+        {"taken by hand", true, false, false, true, "queued", false, false},
+    };
+    qint64 age = 1000;
+    QStringList launched, interrupted;
+    QList<QueueItem> items;
+    for (const Row& row : rows) {
+        const QueueItem made = request(QLatin1String(row.prompt), --age);
+        items.append(made);
+        if (row.recorded)
+            record(made);
+        if (row.recorded && QLatin1String(row.status) != QUEUED)
+            std::ignore = settleCapture(paths.capturesFile, made.id, QLatin1String(row.status), {});
+        if (row.queued)
+            queue(made);
+        if (row.marked)
+            mark(made);
+        if (row.processed)
+            writeFile(paths.queueDir + QStringLiteral("/processed/") + made.id + QStringLiteral(".json"), "{}");
+        if (row.launched)
+            launched.append(made.prompt);
+        if (row.interrupted)
+            interrupted.append(made.prompt);
+    }
+    record(request(QStringLiteral("of this run"), -1));
+    record(request(QStringLiteral("of last year"), 400 * 24 * 3600));
+
+    const TakenUp found = takeUpRequests(paths, start);
+    EXPECT_EQ(prompts(found.launch), launched) << "oldest first";
+    EXPECT_EQ(prompts(found.interrupted), interrupted);
+    for (const QueueItem& each : found.interrupted)
+        EXPECT_EQ(statusOf(each), NEEDS_ATTENTION);
+    EXPECT_EQ(queueFile(items[1].id), items[1].queueEntry()) << "its queue file is there again";
+    EXPECT_TRUE(takeUpRequests(paths, start).interrupted.isEmpty()) << "said once";
+}
+
+TEST_F(TakeUp, ALivingRouterIsLeftInPeace) {
+    const QueueItem running = request(QStringLiteral("long work"));
+    record(running);
+    queue(running);
+    mark(running);
+    QProcess router;
+    router.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("sleep 100"), file(running)});
+    ASSERT_TRUE(router.waitForStarted());
+    EXPECT_TRUE(takeUpRequests(paths, start).interrupted.isEmpty());
+    router.kill();
+    router.waitForFinished();
+    EXPECT_EQ(takeUpRequests(paths, start).interrupted.size(), 1);
+}
+
+TEST_F(TakeUp, AMarkIsMadeByOneAndTheOtherLaunchesNothing) {
+    program(paths.routerScript, "#!/bin/sh\necho ran\n");
+    const QueueItem made = request(QStringLiteral("once"));
+    queue(made);
+    EXPECT_EQ(spawnRouter(file(made), paths, {}).start, RouterStart::Launched);
+    EXPECT_EQ(spawnRouter(file(made), paths, {}).start, RouterStart::MarkedBefore);
+    writeFile(home + QStringLiteral("/no-folder"), {});
+    const auto unmarked = spawnRouter(home + QStringLiteral("/no-folder/cap-1-0000.json"), paths, {});
+    EXPECT_EQ(unmarked.start, RouterStart::NotMarked);
+    EXPECT_EQ(shortReason(unmarked.reason), QStringLiteral("not a directory"));
+}
+
+TEST_F(TakeUp, AnUnreadableLedgerLaunchesNothing) {
+    queue(request(QStringLiteral("perhaps done")));
+    QDir().mkpath(paths.capturesFile); // not readable as a file
+    EXPECT_TRUE(takeUpRequests(paths, start).launch.isEmpty());
+}
+
+TEST_F(TakeUp, LeftOversAreSweptButNotWhatAnotherCopyWorksWith) {
+    const QueueItem waiting = request(QStringLiteral("waits")), gone = request(QStringLiteral("gone"), 90),
+                    interrupted = request(QStringLiteral("interrupted"), 80);
+    queue(waiting);
+    mark(waiting);
+    mark(gone);
+    record(interrupted);
+    mark(interrupted);
+    const QString temporary = paths.systemDir + QStringLiteral("/.ovalin-0123.tmp");
+    const QString picture = paths.queueDir + QLatin1Char('/') + gone.id + QStringLiteral(".png");
+    const QString needed = paths.queueDir + QLatin1Char('/') + waiting.id + QStringLiteral(".png");
+    const QString shot =
+        QDir::tempPath() + QStringLiteral("/ovalin-shot-%1.png").arg(QRandomGenerator::global()->generate());
+    for (const QString& name : {temporary, picture, needed, shot})
+        writeFile(name, "left");
+    sweepLeftOvers(paths, start, true);
+    EXPECT_TRUE(QFile::exists(temporary) && QFile::exists(picture) && QFile::exists(shot)) << "too young";
+    EXPECT_TRUE(QFile::exists(routerMark(file(gone))));
+    sweepLeftOvers(paths, QDateTime::currentDateTimeUtc().addSecs(1), false);
+    EXPECT_FALSE(QFile::exists(temporary) || QFile::exists(picture) || QFile::exists(shot));
+    EXPECT_FALSE(QFile::exists(routerMark(file(gone))));
+    EXPECT_TRUE(QFile::exists(needed) && QFile::exists(routerMark(file(waiting))));
+    EXPECT_TRUE(QFile::exists(routerMark(file(interrupted)))) << "it would be launched a second time";
+}
