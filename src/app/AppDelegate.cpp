@@ -12,6 +12,7 @@
 
 #include <QCursor>
 
+#include <array>
 #include <chrono>
 
 namespace ovalin {
@@ -56,10 +57,31 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     selectionWatch.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
     routedRequests->onNews = [this](const RequestNews& news) { told(news); };
     desktop.sessionEvents.didWake = [this] { hotKey.reassertHotKey(); };
+    watchDesktop();
     desktop.keyboardHold.refused = [] {
         logLine(QStringLiteral("Ovalin: another program holds the keyboard — the panel took the input focus instead"));
     };
 }
+
+void AppDelegate::watchDesktop() {
+    const auto windows = [this] {
+        return std::array<GlassWindow*, 3>{panel.get(), howtoPanel.get(), historyPanel.get()};
+    };
+    desktop.workspace.compositorChanged = [this, windows] {
+        for (GlassWindow* window : windows()) {
+            if (window)
+                window->setComposited(desktop.workspace.compositorRuns());
+        }
+    };
+    desktop.workspace.windowManagerDied = [windows] {
+        for (GlassWindow* window : windows()) {
+            if (window)
+                window->raise();
+        }
+    };
+}
+
+std::vector<ScreenArea> AppDelegate::screens() const { return currentScreens(desktop.workspace.reservedStrips()); }
 
 AppDelegate::~AppDelegate() {
     applicationWillTerminate();
@@ -121,6 +143,11 @@ void AppDelegate::hotkeyFired() {
         logLine(QStringLiteral("Ovalin: SLOW OPEN breakdown — workspace %1 ms, show %2 ms")
                     .arg(workspaceMs, 0, 'f', 0)
                     .arg(totalMs - workspaceMs, 0, 'f', 0));
+    if (!front && !desktop.workspace.seesAllWindows()) {
+        // Without a window to ask, the whole display would be pictured, with what belongs to others.
+        setStatus(QStringLiteral("the window in front is not an X11 one — nothing of it is known"));
+        return;
+    }
     pipeline.startContextPipeline(context.captureToken);
     selectionWatch.startSelectionWatch(context.captureToken);
 }
@@ -132,6 +159,7 @@ void AppDelegate::showPanel() {
     lastPredicted = OvalinIntent::neutral;
 
     panel = std::make_unique<CapturePanel>(desktop.pasteboard, desktop.workspace.compositorRuns());
+    panel->screens = [this] { return screens(); };
     connectPanel();
     openChat();
     if (!context.capText.isEmpty())
@@ -147,7 +175,7 @@ void AppDelegate::showPanel() {
     bringBackUndelivered();
 
     desktop.primaryGuard.setActive(true);
-    panel->openAt(placeUnderPointer(QCursor::pos(), panel->size(), currentScreens()));
+    panel->openAt(placeUnderPointer(QCursor::pos(), panel->size(), screens()));
     desktop.keyboardHold.take(static_cast<quint32>(panel->winId()));
     panel->prepareGlass(); // while the X server maps the window
 
@@ -260,7 +288,7 @@ void AppDelegate::showHowto() {
         return;
     howtoPanel = std::make_unique<HowtoPanel>(QString(AGENT_INSTALL_PAGE), desktop.workspace.compositorRuns());
     connect(howtoPanel->gotIt, &PillButton::clicked, this, &AppDelegate::closeHowto);
-    const QPoint corner = placeBeside(panel->geometry(), howtoPanel->size(), currentScreens());
+    const QPoint corner = placeBeside(panel->geometry(), howtoPanel->size(), screens());
     howtoPanel->openAt(corner);
     logLine(QStringLiteral("Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5")
                 .arg(corner.x())

@@ -104,6 +104,8 @@ private:
     struct ReplacePress;
 
     [[nodiscard]] std::unique_ptr<Dictation> makeDictation();
+    void watchDesktop();
+    [[nodiscard]] std::vector<ScreenArea> screens() const;
     void connectPanel();
     void openChat();
     void closeChat();

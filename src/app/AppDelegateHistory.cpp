@@ -49,7 +49,7 @@ void AppDelegate::openHistoryPanel(const AskHistoryEntries& entries) {
     connect(panel->promptField, &PromptField::textChanged, historyPanel.get(), &HistoryPanel::deselect);
     connect(historyPanel.get(), &HistoryPanel::dismissed, this, &AppDelegate::closeHistoryPanel);
     panel->windowHandle()->installEventFilter(historyPanel.get()); // the panel keeps the keyboard
-    historyPanel->openAt(placeBeside(panel->geometry(), historyPanel->size(), currentScreens()));
+    historyPanel->openAt(placeBeside(panel->geometry(), historyPanel->size(), screens()));
 }
 
 void AppDelegate::closeHistoryPanel() {

@@ -1,13 +1,10 @@
 #include "CapturePanel.h"
 
 #include "Brand.h"
-#include "Placement.h"
 
 #include <QCoreApplication>
 #include <QKeyEvent>
-#include <QMouseEvent>
 #include <QPainter>
-#include <QWindow>
 
 namespace ovalin {
 
@@ -30,7 +27,7 @@ void paintFill(QPainter& painter, QRectF area, const QColor& fill) {
 } // namespace
 
 CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
-    : QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint)
+    : GlassWindow(QStringLiteral("Ovalin"), isComposited)
     , modeControl(new ModeControl(this))
     , previewView(new PreviewTextView(pasteboard, this))
     , emptyNoteRef(
@@ -47,15 +44,7 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     , historyBtnRef(new GlyphButton(GlyphButton::Glyph::History, QStringLiteral("Past conversations"),
                                     QStringLiteral("Past conversations"), this))
     , helpBtn(new GlyphButton(GlyphButton::Glyph::Help, QStringLiteral("How Ovalin works"),
-                              QStringLiteral("How Ovalin works"), this))
-    , composited(isComposited) {
-    setWindowTitle(QStringLiteral("Ovalin"));
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    setAttribute(Qt::WA_AlwaysShowToolTips);
-    if (composited)
-        setAttribute(Qt::WA_TranslucentBackground);
-    else
-        setAttribute(Qt::WA_OpaquePaintEvent);
+                              QStringLiteral("How Ovalin works"), this)) {
     previewView->hide();
     emptyNoteRef->hide();
     transcriptView->hide();
@@ -90,14 +79,6 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     for (size_t i = 1; i < std::size(order); ++i)
         setTabOrder(order[i - 1], order[i]);
     promptField->setFocus();
-}
-
-void CapturePanel::openAt(QPoint corner) {
-    glass.capture(QRect(corner, size()));
-    move(corner);
-    winId();
-    windowHandle()->installEventFilter(this);
-    show();
 }
 
 void CapturePanel::showExcerpt(const QString& text, bool ask) {
@@ -149,10 +130,7 @@ void CapturePanel::growBy(int height) {
     if (height == 0)
         return;
     const int wanted = this->height() + height;
-    const QRect grown(placeResized(geometry(), wanted, currentScreens()), QSize(WIDTH, wanted));
-    if (isVisible())
-        glass.extendTo(grown);
-    setGeometry(grown);
+    resizeGlass(QRect(placeResized(geometry(), wanted, screens()), QSize(WIDTH, wanted)));
 }
 
 QRect CapturePanel::inputContainer() const {
@@ -185,15 +163,15 @@ void CapturePanel::layOut() {
     hintField->setGeometry(INSET, bottom, right - INSET, BOTTOM_HEIGHT);
 }
 
-void CapturePanel::resizeEvent(QResizeEvent*) {
-    if (!mask().isEmpty())
-        setMask(roundedMask(size(), glassRadius));
+void CapturePanel::resizeEvent(QResizeEvent* event) {
+    GlassWindow::resizeEvent(event);
     layOut();
 }
 
-void CapturePanel::paintEvent(QPaintEvent*) {
+void CapturePanel::paintEvent(QPaintEvent* event) {
+    GlassWindow::paintEvent(event);
     QPainter painter(this);
-    glass.paint(painter, QRectF(rect()), glassRadius, !composited);
+    painter.setRenderHint(QPainter::Antialiasing);
     for (const QWidget* view : {static_cast<QWidget*>(previewView), static_cast<QWidget*>(transcriptView)}) {
         if (view->isVisible())
             paintFill(painter, view->geometry(), Palette::fill());
@@ -208,13 +186,6 @@ void CapturePanel::paintEvent(QPaintEvent*) {
         firstFrame = false;
         Q_EMIT painted();
     }
-}
-
-bool CapturePanel::eventFilter(QObject* watched, QEvent* event) {
-    // At the window, before any child takes it: a press anywhere in the panel asks for the keyboard.
-    if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress)
-        Q_EMIT pressed();
-    return QWidget::eventFilter(watched, event);
 }
 
 void CapturePanel::keyPressEvent(QKeyEvent* event) {
@@ -233,21 +204,6 @@ void CapturePanel::keyPressEvent(QKeyEvent* event) {
     default:
         QWidget::keyPressEvent(event);
     }
-}
-
-void CapturePanel::mousePressEvent(QMouseEvent* event) { dragFrom = event->globalPosition().toPoint() - pos(); }
-
-void CapturePanel::mouseMoveEvent(QMouseEvent* event) {
-    if (!(event->buttons() & Qt::LeftButton))
-        return;
-    const QPoint corner = event->globalPosition().toPoint() - dragFrom;
-    if (corner == pos())
-        return;
-    glass.setStale();
-    if (!composited)
-        setMask(roundedMask(size(), glassRadius)); // no grabbed pixels any more to stand outside the corners
-    move(corner);
-    update();
 }
 
 } // namespace ovalin

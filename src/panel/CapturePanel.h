@@ -1,14 +1,15 @@
 #pragma once
 
-#include "Glass.h"
+#include "GlassWindow.h"
 #include "ModeControl.h"
 #include "PreviewTextView.h"
 #include "Palette.h"
+#include "Placement.h"
 #include "PromptField.h"
 #include "Transcript.h"
 #include "Widgets.h"
 
-#include <QWidget>
+#include <functional>
 
 namespace ovalin {
 
@@ -17,20 +18,17 @@ namespace ovalin {
 ///
 /// Its window is override-redirect, so that no window manager moves the activation to it; the keyboard reaches it
 /// through a grab (KeyboardHold).
-class CapturePanel final : public QWidget {
+class CapturePanel final : public GlassWindow {
     Q_OBJECT
 public:
     static constexpr int WIDTH = 480;
     static constexpr int BASE_HEIGHT = 134;
 
-    /// `composited`: the window may be translucent.
+    /// `composited`: a compositing manager runs.
     CapturePanel(Pasteboard& pasteboard, bool composited);
 
-    /// Grabs the backdrop and shows the panel with its top left corner there (logical pixels).
-    void openAt(QPoint corner);
-
-    /// Paints the glass; after openAt() and before the event loop goes on.
-    void prepareGlass() { glass.prepare(glassRadius, !composited); }
+    /// Where it may grow to; without docks unless its owner knows better.
+    std::function<std::vector<ScreenArea>()> screens = [] { return currentScreens({}); };
 
     /// Shows an excerpt, or for an empty one the note that nothing is selected (in Do mode), and resizes.
     void showExcerpt(const QString& text, bool ask);
@@ -67,16 +65,11 @@ public:
 Q_SIGNALS:
     void submitTapped();
     void cancelTapped();
-    /// Somebody presses a button of the mouse in the panel.
-    void pressed();
     /// The first frame is on its way to the screen.
     void painted();
 
 protected:
-    bool eventFilter(QObject* watched, QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
-    void mousePressEvent(QMouseEvent* event) override;
-    void mouseMoveEvent(QMouseEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
@@ -86,15 +79,12 @@ private:
     void growBy(int height);
     [[nodiscard]] QRect inputContainer() const;
 
-    Glass glass;
-    const bool composited;
     bool firstFrame = true;
     bool answering = false;
     bool replacing = false;
     int extraHeight = 0;
     int previewHeightC = 0;
     int transcriptHeightC = 0;
-    QPoint dragFrom;
 };
 
 } // namespace ovalin

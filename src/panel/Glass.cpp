@@ -59,6 +59,7 @@ QImage blurredCopy(const QImage& image, int radius) {
     const QSize small(std::max(1, image.width() / SHRINK), std::max(1, image.height() / SHRINK));
     QImage work =
         image.scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation).convertToFormat(QImage::Format_RGB32);
+    work.setDevicePixelRatio(1); // a brush would divide by it
     const int r = std::max(1, radius / SHRINK);
     auto* pixels = reinterpret_cast<QRgb*>(work.bits());
     const auto stride = static_cast<std::ptrdiff_t>(work.bytesPerLine() / qsizetype(sizeof(QRgb)));
@@ -111,6 +112,7 @@ void Glass::prepare(qreal radius, bool sharpCorners) {
     render(painter, QRectF(QPointF(), area.size()), radius, sharpCorners);
     painter.end();
     rendered = ground;
+    renderedSharp = sharpCorners;
 }
 
 void Glass::extendTo(QRect newArea) {
@@ -149,7 +151,7 @@ void Glass::refresh() {
 }
 
 void Glass::paint(QPainter& painter, QRectF card, qreal radius, bool sharpCorners) const {
-    if (!rendered.isNull() && card.size() == area.size())
+    if (!rendered.isNull() && card.size() == area.size() && renderedSharp == sharpCorners)
         painter.drawImage(card.topLeft(), rendered);
     else
         render(painter, card, radius, sharpCorners);

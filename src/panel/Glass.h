@@ -27,6 +27,7 @@ public:
 
     /// The card was dragged away from what was grabbed: from now on it is nearly opaque.
     void setStale();
+    [[nodiscard]] bool isStale() const { return stale; }
 
     /// Paints the card's ground into `card`. `sharpCorners`: no compositing manager, so the grabbed pixels stand
     /// outside the rounded corners.
@@ -40,6 +41,7 @@ private:
     QImage sharp;
     QImage blurred;
     QImage rendered; // the whole ground, while it fits the area
+    bool renderedSharp = false;
     int tintAlpha = 235;
     bool stale = false;
 };
@@ -47,7 +49,8 @@ private:
 /// The shape of a card of this size, for windows that cannot be translucent.
 [[nodiscard]] QBitmap roundedMask(QSize size, qreal radius);
 
-/// Three box blurs on a quarter-size copy, close to a Gaussian of `radius` pixels. Pure.
+/// Three box blurs on a quarter-size copy, close to a Gaussian of `radius` pixels; its pixels are plain ones, whatever
+/// the scale of `image`. Pure.
 [[nodiscard]] QImage blurredCopy(const QImage& image, int radius);
 
 /// How opaque the light tint must be for dark text to stay readable over the darkest part of `backdrop`: 0..255. Pure.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Workspace.h"
+
 #include <QPoint>
 #include <QRect>
 #include <QSize>
@@ -29,7 +31,11 @@ inline constexpr int SCREEN_MARGIN = 12;
 /// then it moves up by what is missing, so that the prompt is never out of reach. Pure.
 [[nodiscard]] QPoint placeResized(QRect panel, int newHeight, const std::vector<ScreenArea>& screens);
 
+/// What the strips leave of a monitor. A strip reaches in from an edge of the root window, over other monitors maybe:
+/// one that covers all of this one in that direction is a dock behind it. Pure.
+[[nodiscard]] QRect freeOf(const QRect& monitor, const std::vector<ReservedStrip>& strips);
+
 /// The screens as they are now, the main one first. Main thread.
-[[nodiscard]] std::vector<ScreenArea> currentScreens();
+[[nodiscard]] std::vector<ScreenArea> currentScreens(const std::vector<ReservedStrip>& strips);
 
 } // namespace ovalin

@@ -3,7 +3,9 @@
 #include <QRect>
 #include <QString>
 
+#include <functional>
 #include <optional>
+#include <vector>
 
 namespace ovalin {
 
@@ -12,6 +14,12 @@ struct FrontApplication {
     QString bundleId; ///< from a table for the applications the program knows, else the WM_CLASS
     qint32 pid = 0;
     quint32 window = 0; ///< X11 window
+};
+
+/// What a dock or panel keeps for itself at an edge of the root window (EWMH _NET_WM_STRUT_PARTIAL); device pixels.
+struct ReservedStrip {
+    Qt::Edge edge;
+    QRect area;
 };
 
 /// The applications of the desktop. Main thread; a few round trips to the X server at most, no other process is asked.
@@ -25,6 +33,17 @@ public:
 
     /// A compositing manager runs (EWMH _NET_WM_CM_Sn).
     [[nodiscard]] virtual bool compositorRuns() = 0;
+
+    /// The docks and panels of all monitors.
+    [[nodiscard]] virtual std::vector<ReservedStrip> reservedStrips() = 0;
+
+    /// False in a Wayland session: without a front application the user may work in a window that nobody here sees.
+    [[nodiscard]] virtual bool seesAllWindows() = 0;
+
+    /// A compositing manager came or went.
+    std::function<void()> compositorChanged;
+    /// The window manager went, and the windows that it had in its frames now lie on top.
+    std::function<void()> windowManagerDied;
 };
 
 } // namespace ovalin

@@ -127,6 +127,24 @@ TEST_F(AppDelegateTest, TheHotkeyTogglesAndAnUnknownFrontIsNoObstacle) {
     EXPECT_EQ(delegate->capture().capPID, 0);
 }
 
+TEST_F(AppDelegateTest, OverAWindowThatCannotBeSeenNothingOfOthersIsTaken) {
+    fake.workspace.front.reset();
+    fake.workspace.seesAll = false;
+    open();
+    settle();
+    EXPECT_EQ(delegate->capture().capApp, QStringLiteral("Unknown"));
+    EXPECT_TRUE(panel().hintField->status().contains(QStringLiteral("not an X11 one")));
+    EXPECT_EQ(fake.accessibility.asked, 0);
+    typePrompt(QStringLiteral("note this"));
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    dispatch.advance(2);
+    settle();
+    ASSERT_EQ(queueFiles().size(), 1);
+    EXPECT_FALSE(queued().contains(QStringLiteral("screenshot"))) << "not the whole display either";
+    EXPECT_EQ(queued().value(QStringLiteral("text")).toString(), QString());
+}
+
 TEST_F(AppDelegateTest, NothingAskedAndNothingSelectedWritesNothing) {
     fake.accessibility.answer = {};
     open();

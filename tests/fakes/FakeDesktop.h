@@ -29,7 +29,11 @@ struct FakeWorkspace final : Workspace {
     std::optional<FrontApplication> front =
         FrontApplication{QStringLiteral("Editor"), QStringLiteral("Mousepad"), 4711, 1};
     std::optional<FrontApplication> frontmostApplication() override { return front; }
-    bool compositorRuns() override { return false; }
+    std::vector<ReservedStrip> strips;
+    bool composited = false, seesAll = true;
+    bool compositorRuns() override { return composited; }
+    std::vector<ReservedStrip> reservedStrips() override { return strips; }
+    bool seesAllWindows() override { return seesAll; }
 };
 
 struct FakeAccessibility final : Accessibility {

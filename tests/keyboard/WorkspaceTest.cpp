@@ -78,6 +78,52 @@ TEST_F(WorkspaceDesk, WithoutAWindowManagerFindsWhatLiesUnderThePointer) {
     startWindowManager();
 }
 
+TEST_F(WorkspaceDesk, InAWaylandSessionOnlyAnActiveX11WindowCounts) {
+    qputenv("WAYLAND_DISPLAY", "wayland-0");
+    X11Workspace workspace(dispatch);
+    qunsetenv("WAYLAND_DISPLAY");
+    EXPECT_FALSE(workspace.seesAllWindows());
+    const Editor editor = openEditor(QStringLiteral("text"));
+    EXPECT_TRUE(workspace.frontmostApplication());
+    // As when a window that is no X11 one is active: the pointer lies over the editor, and the focus may too.
+    desk().xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), editor.window, QStringLiteral("50"),
+                    QStringLiteral("50")});
+    killWindowManager();
+    desk().xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), editor.window});
+    EXPECT_FALSE(workspace.frontmostApplication());
+    desk().end(editor.process);
+    startWindowManager();
+}
+
+TEST_F(WorkspaceDesk, TellsOfDocksACompositorAndTheEndOfTheWindowManager) {
+    X11Workspace workspace(dispatch);
+    int compositor = 0, died = 0;
+    workspace.compositorChanged = [&] { ++compositor; };
+    workspace.windowManagerDied = [&] { ++died; };
+    const Editor terminal = openTerminal();
+    desk().output(QStringLiteral("xprop"),
+                  {QStringLiteral("-id"), terminal.window, QStringLiteral("-f"),
+                   QStringLiteral("_NET_WM_STRUT_PARTIAL"), QStringLiteral("32c"), QStringLiteral("-set"),
+                   QStringLiteral("_NET_WM_STRUT_PARTIAL"), QStringLiteral("0,0,0,40,0,0,0,0,0,0,100,499")});
+    const auto strips = workspace.reservedStrips();
+    ASSERT_EQ(strips.size(), 1U);
+    EXPECT_EQ(strips[0].edge, Qt::BottomEdge);
+    EXPECT_EQ(strips[0].area, QRect(100, 800 - 40, 400, 40));
+
+    QProcess& picom = desk().start(QStringLiteral("picom"), {QStringLiteral("--backend"), QStringLiteral("xrender"),
+                                                             QStringLiteral("--config"), QStringLiteral("/dev/null")});
+    EXPECT_TRUE(waitUntil([&] { return compositor > 0 && workspace.compositorRuns(); }));
+    compositor = 0;
+    desk().end(picom);
+    EXPECT_TRUE(waitUntil([&] { return compositor > 0 && !workspace.compositorRuns(); }));
+
+    EXPECT_EQ(died, 0);
+    killWindowManager();
+    EXPECT_TRUE(waitUntil([&] { return died == 1; }));
+    desk().end(terminal.process);
+    startWindowManager();
+}
+
 TEST_F(WorkspaceDesk, NeverReportsThisProcess) {
     QWidget own;
     own.show();

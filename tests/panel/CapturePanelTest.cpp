@@ -1,5 +1,6 @@
 #include "panel/CapturePanel.h"
 
+#include "panel/Brand.h"
 #include "panel/HowtoPanel.h"
 
 #include "fakes/FakeDesktop.h"
@@ -8,6 +9,8 @@
 #include <QInputMethodEvent>
 #include <QSignalSpy>
 #include <QTest>
+
+#include <cstring>
 
 #include <gtest/gtest.h>
 
@@ -64,6 +67,76 @@ TEST_F(CapturePanelTest, EveryControlStaysInsideTheCardAndApart) {
                     << one->accessibleName().toStdString();
         }
     }
+}
+
+TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
+    panel.showExcerpt(QStringLiteral("text"), false); // 480 x 188
+    panel.setReplaceButton(QStringLiteral("Replace"), false);
+    const struct {
+        const char* what;
+        const QWidget* widget;
+        QRect place; ///< a width of 0: as wide as its title
+        const char* face;
+        double size;
+        QPalette::ColorRole role;
+        QColor color;
+    } rows[] = {
+        {"mode", panel.modeControl, {16, 16, 116, 24}, nullptr, 0, {}, {}},
+        {"history", panel.historyBtnRef, {416, 16, 20, 20}, nullptr, 0, {}, {}},
+        {"help", panel.helpBtn, {444, 16, 20, 20}, nullptr, 0, {}, {}},
+        {"excerpt", panel.previewView, {16, 50, 448, 44}, "Light", 12.5, QPalette::Text, QColor(74, 74, 70)},
+        {"prompt", panel.promptField, {26, 104, 388, 32}, "Regular", 13, QPalette::Text, QColor(26, 26, 26)},
+        {"its placeholder",
+         panel.promptField,
+         {26, 104, 388, 32},
+         "Regular",
+         13,
+         QPalette::PlaceholderText,
+         QColor(74, 74, 70)},
+        {"mic", panel.micButton, {432, 104, 32, 32}, nullptr, 0, {}, {}},
+        {"note", panel.emptyNoteRef, {16, 50, 448, 14}, "Regular", 11, QPalette::WindowText, QColor(26, 26, 26)},
+        {"hint", panel.hintField, {16, 146, 0, 26}, "Regular", 10, QPalette::WindowText, QColor(26, 26, 26)},
+        {"Submit", panel.sendBtnRef, {0, 146, 0, 26}, "Medium", 13, {}, {}},
+        {"Replace", panel.replaceBtnRef, {0, 146, 0, 26}, "Medium", 13, {}, {}},
+        {"Cancel", panel.cancelBtn, {0, 146, 0, 26}, "Medium", 13, {}, {}},
+    };
+    for (const auto& row : rows) {
+        QRect place = row.widget->geometry();
+        if (row.place.width() == 0)
+            place.setRect(row.place.x() == 0 ? 0 : place.x(), place.y(), 0, place.height());
+        EXPECT_EQ(place, row.place) << row.what;
+        if (row.face) {
+            EXPECT_EQ(row.widget->font(), Brand::font(row.size, !std::strcmp(row.face, "Light")     ? QFont::Light
+                                                                : !std::strcmp(row.face, "Regular") ? QFont::Normal
+                                                                                                    : QFont::Medium))
+                << row.what;
+            EXPECT_NEAR(row.widget->font().pointSizeF(), row.size * 0.75, 0.01) << row.what;
+        }
+        if (row.color.isValid())
+            EXPECT_EQ(row.widget->palette().color(row.role), row.color) << row.what;
+    }
+    EXPECT_EQ(panel.sendBtnRef->geometry().right(), 463);
+    EXPECT_EQ(panel.sendBtnRef->x() - panel.replaceBtnRef->geometry().right() - 1, 8);
+    EXPECT_EQ(panel.replaceBtnRef->x() - panel.cancelBtn->geometry().right() - 1, 8);
+    const QImage picture = panel.grab().toImage();
+    const QColor amethyst(140, 137, 231);
+    EXPECT_EQ(picture.pixelColor(panel.sendBtnRef->pos() + QPoint(6, 13)), amethyst) << "Submit is filled";
+    EXPECT_EQ(picture.pixelColor(panel.modeControl->pos() + QPoint(6, 12)), amethyst) << "and so is Do";
+    const auto ground = [&](QPoint at) { return picture.pixelColor(at).lightness(); };
+    EXPECT_GT(ground({20, 120}), ground({240, 99})) << "the field stands out from the card";
+    EXPECT_GT(ground({20, 90}), ground({240, 99})) << "and the excerpt";
+}
+
+TEST_F(CapturePanelTest, GrowingKeepsTheTopEdgeAndStaysAboveTheDock) {
+    panel.screens = [] { return std::vector<ScreenArea>{{{0, 0, 1280, 800}, {0, 0, 1280, 760}}}; };
+    panel.showExcerpt(QString(QStringLiteral("word\n")).repeated(50), false);
+    EXPECT_EQ(panel.geometry(), QRect(100, 100, 480, 134 + 160)) << "down, with its top where it was";
+    panel.revealTranscript();
+    EXPECT_EQ(panel.geometry(), QRect(100, 100, 480, 134 + 160 + 250));
+    panel.showExcerpt({}, true);
+    panel.move(100, 760 - 12 - panel.height());
+    panel.showExcerpt(QStringLiteral("text"), true);
+    EXPECT_EQ(panel.geometry().bottom() + 1, 760 - 12) << "up, where the dock would cover it";
 }
 
 TEST(PreviewHeight, IsBoundedWhateverTheText) {

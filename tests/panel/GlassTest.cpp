@@ -30,3 +30,13 @@ TEST(Glass, BlurKeepsTheMeanAndTakesTheDetail) {
     EXPECT_TRUE(blurredCopy({}, 24).isNull());
     EXPECT_FALSE(blurredCopy(stripes.copy(0, 0, 1, 1), 24).isNull());
 }
+
+// A brush divides a picture's scale out once more: the backdrop was tiled, with a hard seam.
+TEST(Glass, TheBlurredCopyHasPlainPixelsAtEveryScale) {
+    for (const qreal scale : {1.0, 1.25, 2.0}) {
+        QImage image((QSizeF(480, 134) * scale).toSize(), QImage::Format_RGB32);
+        image.setDevicePixelRatio(scale);
+        image.fill(Qt::gray);
+        EXPECT_EQ(blurredCopy(image, 24).devicePixelRatio(), 1.0) << scale;
+    }
+}

@@ -30,6 +30,8 @@ WindowIdentity FrontWindow::identify(const AppWindow& target) const {
 }
 
 WindowIdentity FrontWindow::find(const AppWindow& target) const {
+    if (!target.window && target.pid < 1)
+        return {}; // nobody in particular: whoever happens to be in front is not meant
     const WindowReader::Root root = reader.root();
     WindowIdentity focused = root.focus == XCB_INPUT_FOCUS_POINTER_ROOT ? reader.clientBelow(root.underPointer)
                                                                         : reader.clientAbove(root.focus);

@@ -1,5 +1,7 @@
 #include "QtConnection.h"
 
+#include "XReply.h"
+
 #include <QGuiApplication>
 
 #include <cstdlib>
@@ -23,6 +25,17 @@ int screenNumber() {
         return 0;
     std::free(host);
     return screen;
+}
+
+void addWindowEvents(xcb_connection_t* connection, unsigned window, unsigned events) {
+    const XReply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, window), nullptr));
+    if (!attributes || (attributes->your_event_mask & events) == events)
+        return;
+    // The mask belongs to the connection, and Qt has its own in there.
+    const uint32_t mask = attributes->your_event_mask | events;
+    xcb_change_window_attributes(connection, window, XCB_CW_EVENT_MASK, &mask);
+    xcb_flush(connection);
 }
 
 unsigned rootWindow(xcb_connection_t* connection) {

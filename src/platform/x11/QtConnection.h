@@ -14,4 +14,8 @@ namespace ovalin {
 /// The root window of that screen.
 [[nodiscard]] unsigned rootWindow(xcb_connection_t* connection);
 
+/// Asks for further events (XCB_EVENT_MASK_…) of a window for native event filters; the mask belongs to the connection,
+/// and others have theirs in there. One round trip.
+void addWindowEvents(xcb_connection_t* connection, unsigned window, unsigned events);
+
 } // namespace ovalin

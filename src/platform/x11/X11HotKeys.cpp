@@ -23,17 +23,6 @@ constexpr int NO_SPACE_KEY = -2;
 constexpr std::chrono::milliseconds LOOK_AFTER{200};
 constexpr std::chrono::seconds LONGEST_STOP{1};
 
-void addEvents(xcb_connection_t* connection, xcb_window_t window, uint32_t events) {
-    const XReply<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(connection, xcb_get_window_attributes(connection, window), nullptr));
-    if (!attributes || (attributes->your_event_mask & events) == events)
-        return;
-    // The mask belongs to the connection, and Qt has its own in there.
-    const uint32_t mask = attributes->your_event_mask | events;
-    xcb_change_window_attributes(connection, window, XCB_CW_EVENT_MASK, &mask);
-    xcb_flush(connection);
-}
-
 } // namespace
 
 X11HotKeys::X11HotKeys(Dispatch& theDispatch)
@@ -45,7 +34,7 @@ X11HotKeys::X11HotKeys(Dispatch& theDispatch)
     reader.emplace(connection);
     const xcb_query_extension_reply_t* xkb = xcb_get_extension_data(connection, &xcb_xkb_id);
     xkbEvent = xkb && xkb->present ? xkb->first_event : quint8{0};
-    addEvents(connection, reader->rootId(), XCB_EVENT_MASK_PROPERTY_CHANGE);
+    addWindowEvents(connection, reader->rootId(), XCB_EVENT_MASK_PROPERTY_CHANGE);
     watchWindowManager();
     qApp->installNativeEventFilter(this);
 }
@@ -195,7 +184,7 @@ void X11HotKeys::watchWindowManager() {
     windowManager = reader->windowManager();
     // One that crashes takes its window with it, but leaves the property of the root.
     if (windowManager)
-        addEvents(connection, windowManager, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+        addWindowEvents(connection, windowManager, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
 }
 
 void X11HotKeys::lookSoon() {
