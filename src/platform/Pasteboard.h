@@ -39,7 +39,8 @@ public:
 
     virtual ~Pasteboard() = default;
 
-    /// Text of PRIMARY if a window of process `pid` owns it. Worker threads; at most 150 ms.
+    /// Text of PRIMARY if a window of process `pid` owns it. Worker threads; at most 150 ms, and half a second more for
+    /// a Vim, which is asked whether it still shows it.
     [[nodiscard]] virtual std::optional<QString> primaryText(qint32 pid, Freshness freshness) = 0;
 
     /// Grows with every change of owner of CLIPBOARD. Any thread, no round trip.

@@ -119,6 +119,8 @@ bool anyIn(const QByteArray& maps, const char* const (&names)[N]) {
 
 } // namespace
 
+bool isVim(const QString& executable) { return words(VIMS).contains(executable.toLower()); }
+
 Libraries librariesIn(const QByteArray& maps) {
     return {anyIn(maps, COMMON_TOOLKITS), maps.contains("/libtk8") || maps.contains("/libtcl9tk"),
             anyIn(maps, TERMINAL_LIBRARIES), anyIn(maps, SCREEN_LIBRARIES)};

@@ -42,4 +42,7 @@ struct TargetRule {
 /// harm in a terminal either. Pure.
 [[nodiscard]] TargetRule targetRule(const TargetFacts& facts);
 
+/// Whether it is a Vim with windows of its own, by the name of its executable. Pure.
+[[nodiscard]] bool isVim(const QString& executable);
+
 } // namespace ovalin

@@ -6,15 +6,14 @@
 
 #include <QFile>
 
-#include <chrono>
-
 #include <xcb/xcb.h>
 
 namespace ovalin {
 
 namespace {
 
-constexpr std::chrono::milliseconds ANSWER_LIMIT{1000};
+constexpr std::chrono::milliseconds PASTE_LIMIT{1000};
+constexpr std::chrono::milliseconds LOOK_LIMIT{500};
 constexpr quint32 MOST_OF_REGISTRY = 16384; // 32-bit units
 
 QByteArray registry(xcb_connection_t* connection) {
@@ -59,17 +58,24 @@ std::optional<VimServer> VimServer::of(xcb_connection_t* connection, quint32 win
 }
 
 bool VimServer::pasteClipboard(bool overSelection) const {
-    QString expression = QString::fromLatin1(overSelection ? OVER_SELECTION : AT_CURSOR);
-    RunOptions options;
-    options.deadline = ANSWER_LIMIT;
     // feedkeys() answers 0.
+    return ask(QString::fromLatin1(overSelection ? OVER_SELECTION : AT_CURSOR), PASTE_LIMIT) == QLatin1String("0");
+}
+
+bool VimServer::hasSelection() const {
+    return ask(QStringLiteral("mode(1) =~# '^[vVsS]$'"), LOOK_LIMIT) == QLatin1String("1");
+}
+
+QString VimServer::ask(QString expression, std::chrono::milliseconds limit) const {
+    RunOptions options;
+    options.deadline = limit;
     return runToEnd({program,
                      {QStringLiteral("-u"), QStringLiteral("NONE"), QStringLiteral("--servername"), name,
                       QStringLiteral("--remote-expr"), expression.remove(QLatin1Char('\n'))},
                      {},
                      {}},
                     options)
-               .text() == QLatin1String("0");
+        .text();
 }
 
 } // namespace ovalin

@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <optional>
 
 struct xcb_connection_t;
@@ -19,7 +20,12 @@ public:
     /// happened, when it is in no mode for that, its text cannot be changed, or it does not answer within a second.
     [[nodiscard]] bool pasteClipboard(bool overSelection) const;
 
+    /// Whether something is highlighted in it now. False when it does not say so within half a second.
+    [[nodiscard]] bool hasSelection() const;
+
 private:
+    [[nodiscard]] QString ask(QString expression, std::chrono::milliseconds limit) const;
+
     QString program;
     QString name;
 };

@@ -1,10 +1,15 @@
 #include "X11Pasteboard.h"
 
+#include "QtConnection.h"
 #include "SelectionChanges.h"
 #include "SelectionReader.h"
 #include "SelectionServer.h"
+#include "TargetRules.h"
+#include "VimServer.h"
 #include "base/Log.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QPointer>
 
 #include <array>
@@ -17,6 +22,15 @@ namespace {
 constexpr std::chrono::seconds OWN_DEADLINE{2};
 
 using TextDone = std::function<void(std::optional<QString>)>;
+
+/// Vim takes PRIMARY when a highlight begins, and does not renew it while keys make it longer.
+bool isShownByVim(xcb_window_t owner, qint32 pid) {
+    xcb_connection_t* connection = qtConnection();
+    if (!connection || !isVim(QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(pid))).fileName()))
+        return false;
+    const auto vim = VimServer::of(connection, owner, pid);
+    return vim && vim->hasSelection();
+}
 
 QByteArrayList atomNames(XConnection& server, const SelectionReading& targets) {
     if (targets.format != 32)
@@ -184,12 +198,14 @@ std::optional<QString> X11Pasteboard::primaryText(qint32 pid, Freshness freshnes
     if (!owner || *owner == XCB_WINDOW_NONE)
         return {};
     // A second task: what the server told about this owner has been handled before it.
-    return thread
-        .ask<std::optional<QString>>(deadline,
-                                     [this, window = *owner, freshness, deadline](TextDone answer) {
-                                         parts->readPrimary(window, freshness, deadline, std::move(answer));
-                                     })
-        .value_or(std::nullopt);
+    const auto text =
+        thread
+            .ask<std::optional<QString>>(deadline,
+                                         [this, window = *owner, freshness, deadline](TextDone answer) {
+                                             parts->readPrimary(window, freshness, deadline, std::move(answer));
+                                         })
+            .value_or(std::nullopt);
+    return text || freshness == Freshness::Any || !isShownByVim(*owner, pid) ? text : primaryText(pid, Freshness::Any);
 }
 
 std::optional<QString> X11Pasteboard::text() {
