@@ -70,6 +70,7 @@ TEST_F(CapturePanelTest, EveryControlStaysInsideTheCardAndApart) {
 }
 
 TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
+    panel.modeControl->showMode(false);
     panel.showExcerpt(QStringLiteral("text"), false); // 480 x 188
     panel.setReplaceButton(QStringLiteral("Replace"), false);
     const struct {
@@ -112,8 +113,9 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
                 << row.what;
             EXPECT_NEAR(row.widget->font().pointSizeF(), row.size * 0.75, 0.01) << row.what;
         }
-        if (row.color.isValid())
+        if (row.color.isValid()) {
             EXPECT_EQ(row.widget->palette().color(row.role), row.color) << row.what;
+        }
     }
     EXPECT_EQ(panel.sendBtnRef->geometry().right(), 463);
     EXPECT_EQ(panel.sendBtnRef->x() - panel.replaceBtnRef->geometry().right() - 1, 8);
