@@ -106,42 +106,9 @@ void handleLine(const object& line, const StreamProtocol::Event& event) {
     }
 }
 
-/// Whether a line certainly means nothing: found without reading all of it. Tool results, thinking and the ends of
-/// things are most of what the agent prints. False where in doubt, so that a line is only ever read once more.
-bool meansNothing(simdjson::ondemand::parser& parser, std::string_view line, std::string_view session) {
-    namespace ondemand = simdjson::ondemand;
-    const auto text = [](simdjson::simdjson_result<ondemand::value> member) {
-        std::string_view value;
-        return member.get_string().get(value) == simdjson::SUCCESS ? value : std::string_view();
-    };
-    ondemand::document document;
-    ondemand::object top, streamed, delta;
-    if (parser.iterate(line.data(), line.size(), line.size() + LineReader::PADDING).get(document) !=
-            simdjson::SUCCESS ||
-        document.get_object().get(top) != simdjson::SUCCESS)
-        return false;
-    // In the order in which the members stand, as far as possible: each look goes on from the one before.
-    bool nothing = false;
-    const std::string_view type = text(top["type"]);
-    if (type == "stream_event") {
-        if (top["event"].get_object().get(streamed) != simdjson::SUCCESS)
-            return false;
-        const std::string_view kind = text(streamed["type"]);
-        nothing = kind == "content_block_stop" || kind == "message_delta" || kind == "message_stop" ||
-                  (kind == "content_block_delta" && streamed["delta"].get_object().get(delta) == simdjson::SUCCESS &&
-                   delta["text"].error() == simdjson::NO_SUCH_FIELD);
-    } else if (type == "system") {
-        nothing = text(top["subtype"]) == "init";
-    } else if (type == "user") {
-        nothing = top["isSynthetic"].error() == simdjson::NO_SUCH_FIELD;
-    }
-    return nothing && text(top["session_id"]) == session;
-}
-
 } // namespace
 
 struct StreamProtocol::Scratch {
-    simdjson::ondemand::parser glance;
     simdjson::dom::parser parser;
     std::string session;
 };
@@ -164,8 +131,6 @@ QString toolStatus(std::string_view tool) {
 }
 
 void StreamProtocol::handleAskLine(std::string_view line, const Event& event) {
-    if (meansNothing(scratch->glance, line, scratch->session))
-        return;
     auto parsed = scratch->parser.parse(line.data(), line.size(), false);
     if (parsed.error() == simdjson::UTF8_ERROR || parsed.error() == simdjson::STRING_ERROR) {
         // One broken character, or half of one that was cut in two, must not cost the user the words around it.
