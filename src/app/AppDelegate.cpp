@@ -131,6 +131,7 @@ void AppDelegate::hotkeyFired() {
         closePanel();
         return;
     }
+    desktop.accessibility.keyboardIsTaken();
     const auto start = std::chrono::steady_clock::now();
     const auto front = desktop.workspace.frontmostApplication();
     const double workspaceMs = millisecondsSince(start);

@@ -19,6 +19,7 @@ using Speaker = Transcript::Speaker;
 
 // So much text that does not show yet holds the agent up: it writes faster than anybody reads.
 constexpr qsizetype MOST_BACKLOG = qsizetype{1} << 16;
+constexpr qsizetype LONGEST_ANSWER = qsizetype{1} << 18; // UTF-16 units; a long one of the agent has half as many
 
 QString bracketed(const QString& text) { return QStringLiteral("\n[") + text + QLatin1Char(']'); }
 
@@ -150,6 +151,7 @@ void AskChat::startTorviTurn() {
     panel.transcriptView->beginAnswer();
     torviTurnText.clear();
     confirmedLength = 0;
+    answerTooLong = false;
     askTurnPersisted = false;
     askTurnInterrupted = false;
     setAskStatus(QStringLiteral("Torvi is thinking…"));
@@ -165,7 +167,17 @@ void AskChat::appendTorviDelta(const QString& text) {
         process.setPaused(true);
 }
 
+// Nobody reads more, and every look at all of it holds up the panel.
+void AskChat::answerGoesOn(const QString& text) {
+    const qsizetype room = std::max<qsizetype>(LONGEST_ANSWER - torviTurnText.size(), 0);
+    if (!answerTooLong && text.size() <= room)
+        appendTorviDelta(text);
+    else if (!std::exchange(answerTooLong, true))
+        appendTorviDelta(text.left(room) + bracketed(QStringLiteral("the rest is too long to be shown")));
+}
+
 void AskChat::takeBack(qsizetype length) {
+    answerTooLong = false;
     torviTurnText.truncate(length);
     panel.transcriptView->truncateAnswer(length);
 }
@@ -228,17 +240,17 @@ void AskChat::handleEvent(const StreamEvent& event) {
             setAskStatus(event.text);
         break;
     case Kind::Delta:
-        appendTorviDelta(event.text);
+        answerGoesOn(event.text);
         break;
     case Kind::MessageStart: // the connection was lost in mid message: the agent says it all again
         if (askStreaming)
             takeBack(confirmedLength);
         break;
     case Kind::BlockText:
-        if (askStreaming && torviTurnText.size() > confirmedLength &&
+        if (askStreaming && !answerTooLong && torviTurnText.size() > confirmedLength &&
             QStringView(torviTurnText).mid(confirmedLength) != event.text) {
             takeBack(confirmedLength);
-            appendTorviDelta(event.text);
+            answerGoesOn(event.text);
         }
         confirmedLength = torviTurnText.size();
         break;

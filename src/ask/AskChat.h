@@ -65,6 +65,7 @@ private:
     [[nodiscard]] bool isCurrent(const std::shared_ptr<Turn>& turn) const { return turn == current && askStreaming; }
     void startTorviTurn();
     void appendTorviDelta(const QString& text);
+    void answerGoesOn(const QString& text);
     void endTorviTurn(const QString& error);
     void handleEvent(const StreamEvent& event);
     void handleResult(const StreamEvent& event);
@@ -95,6 +96,7 @@ private:
     bool agentKnowsUs = false;     ///< the running process has begun an answer: it has not refused to resume
     std::shared_ptr<Turn> current; ///< what comes late for an older one is dropped
     QString saidSoFar;             ///< of an answer cut short, to be told with the next question
+    bool answerTooLong = false;
     qsizetype confirmedLength = 0; ///< of the answer: what lies behind it may still become void
 };
 

@@ -4,6 +4,9 @@
 #include "base/Text.h"
 #include "platform/Browsers.h"
 
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
 #include <QThread>
 
 namespace ovalin {
@@ -18,6 +21,25 @@ std::optional<QString> trimmedOrAbsent(const QString& text) {
     return trimmed.isEmpty() ? std::nullopt : std::optional(trimmed);
 }
 
+/// Without what password fields show in place of each character: their length is a secret, too.
+QString withoutMasks(QString text) {
+    static const QRegularExpression masks(QStringLiteral("[\\x{2022}\\x{25CF}\\x{2B24}\\x{26AB}]{2,}"));
+    text.remove(masks);
+    return text.size() == 1 && masks.match(text + text).hasMatch() ? QString() : text;
+}
+
+/// Whether one text holds the other, whatever blanks and line ends lie between the words.
+bool holdsWords(const QString& all, const QString& some) { return all.simplified().contains(some.simplified()); }
+
+/// Browsers of the family under any name, and the many programs that are one inside.
+bool isChromiumBased(const SelectionTarget& target) {
+    if (isChromiumFamily(target.bundleId) || target.bundleId == QLatin1String("org.chromium.Chromium"))
+        return true;
+    const QString program = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(target.at.pid));
+    return !program.isEmpty() &&
+           QFileInfo::exists(QFileInfo(program).absolutePath() + QStringLiteral("/chrome_100_percent.pak"));
+}
+
 } // namespace
 
 bool isChromiumFamily(const QString& bundleId) { return inChromiumFamily(bundleId); }
@@ -30,28 +52,41 @@ Selection::Selection(Accessibility& theAccessibility, Pasteboard& thePasteboard,
         QThread::msleep(static_cast<unsigned long>(time.count()));
     }) {}
 
+std::optional<QString> Selection::freshPrimary(qint32 pid) {
+    const auto primary = pasteboard.primaryText(pid, Pasteboard::Freshness::SinceLastInput);
+    return primary ? trimmedOrAbsent(withoutMasks(primary->trimmed())) : std::nullopt;
+}
+
 SelectedText Selection::axSelection(const SelectionTarget& target) {
-    const qint32 pid = target.at.pid;
-    if (pid < 1)
+    if (target.at.pid < 1)
         return {};
-    const AccessibleSelection found = accessibility.selection(target.at);
+    const AccessibleSelection tree = accessibility.selection(target.at);
     using Kind = AccessibleSelection::Kind;
     using Source = SelectedText::Source;
-    SelectedText read{{}, Source::Tree, found.focus, found.window ? found.window : target.at.window};
-    if (found.kind == Kind::Text)
-        read.text = found.text.trimmed();
-    // In a password field PRIMARY still holds what was selected before it.
-    if (found.kind == Kind::Secret || (!read.text.isEmpty() && !found.page))
-        return read;
+    const SelectedText nothing{{}, Source::Tree, tree.focus, tree.window ? tree.window : target.at.window};
+    SelectedText found = nothing;
+    if (tree.kind == Kind::Text)
+        found.text = tree.text.trimmed();
+    // PRIMARY may be of another window of the application, and in a password field of what was selected before it.
+    const bool answered = tree.kind == Kind::None && tree.focus == FocusKind::Editable && !tree.part;
+    if (tree.kind == Kind::Secret || tree.focus == FocusKind::NoText || answered)
+        return nothing;
+    if (!found.text.isEmpty() && !tree.page && !tree.part)
+        return found;
+    const bool chromium = isChromiumBased(target);
+    const bool silent = tree.kind == Kind::Unavailable && tree.focus == FocusKind::Unknown;
+    // Without its tree Chromium does not say that a field is for passwords, and puts those into PRIMARY, too.
+    const auto primary = silent && chromium ? std::nullopt : freshPrimary(target.at.pid);
     // A page's running text comes in nested pieces; PRIMARY has it as the browser would copy it.
-    if (const auto primary = pasteboard.primaryText(pid, Pasteboard::Freshness::SinceLastInput)) {
-        const QString text = primary->trimmed();
-        if (!text.isEmpty())
-            return {text, Source::Primary, read.focus, read.window};
-    }
-    if (read.text.isEmpty())
-        read.source = Source::Nobody;
-    return read;
+    if (primary && (!tree.part || holdsWords(*primary, found.text)))
+        return {*primary, Source::Primary, found.focus, found.window};
+    if (tree.part)
+        return {{}, Source::Nobody, found.focus, found.window};
+    // On a page Chromium knows nothing of a selection made by Ctrl+A; what is no field may hold more than it tells.
+    const bool open = silent || (found.text.isEmpty() && (tree.page ? chromium : tree.focus == FocusKind::ReadOnly));
+    if (open && tree.focus != FocusKind::Terminal)
+        found.source = Source::Nobody;
+    return found;
 }
 
 SelectedText Selection::axSelectionOrGrab(const SelectionTarget& target) {
@@ -93,7 +128,7 @@ std::optional<QString> Selection::clipboardGrab(qint32 pid, FocusKind focus) {
         text = pasteboard.text();
         pasteboard.restore(std::move(*saved));
     }
-    if (text && (text = trimmedOrAbsent(*text))) {
+    if (text && (text = trimmedOrAbsent(withoutMasks(text->trimmed())))) {
         logLine(QStringLiteral("Ovalin: selection fallback grabbed %1 chars via Cmd+C").arg(characterCount(*text)));
         return text;
     }

@@ -53,10 +53,13 @@ public:
     /// 0.6 s, and only while the clipboard's owner answers: what cannot be read cannot be put back.
     [[nodiscard]] std::optional<QString> clipboardGrab(qint32 pid, FocusKind focus);
 
-    /// axSelection(), and where nobody has answered, clipboardGrab().
+    /// axSelection(), and where nobody has answered, clipboardGrab(). What the tree has said ends the question: a
+    /// synthetic copy may mean something else to the application.
     [[nodiscard]] SelectedText axSelectionOrGrab(const SelectionTarget& target);
 
 private:
+    [[nodiscard]] std::optional<QString> freshPrimary(qint32 pid);
+
     Accessibility& accessibility;
     Pasteboard& pasteboard;
     Keyboard& keyboard;

@@ -35,6 +35,7 @@ struct AccessibleSelection {
     QString text;
     bool page =
         false; ///< of a web page outside its fields, or of a terminal: PRIMARY renders it better when it is fresh
+    bool part = false; ///< the selection goes on in other objects that could not be read: `text` is not all of it
     FocusKind focus = FocusKind::Unknown;
     quint32 window = 0; ///< X11 window of the application that the user works in; 0: another application is in front
 };
@@ -43,6 +44,10 @@ struct AccessibleSelection {
 class Accessibility {
 public:
     virtual ~Accessibility() = default;
+
+    /// The panel is about to take the keyboard: what loses the focus by that has it still, for every reading until this
+    /// is said again. Main thread; returns at once.
+    virtual void keyboardIsTaken() = 0;
 
     /// Reads the selection of the application's focused object, in the window of it that is in front, else in `at`'s
     /// own. Worker threads only: asks the application, with one deadline of 250 ms over all its calls.

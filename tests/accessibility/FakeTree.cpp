@@ -13,6 +13,8 @@ namespace ovalin {
 
 namespace {
 
+const QString NOTHING = QStringLiteral("/org/a11y/atspi/null");
+
 /// GTK 4's form of a cache item.
 struct CacheItem {
     AtSpiRef object;
@@ -82,6 +84,14 @@ void FakeTree::restart() {
     startBus();
 }
 
+void FakeTree::tellFocus(const QString& path, bool gained) const {
+    QDBusMessage event =
+        QDBusMessage::createSignal(path, QStringLiteral("org.a11y.atspi.Event.Object"), QStringLiteral("StateChanged"));
+    event.setArguments({QStringLiteral("focused"), gained ? 1 : 0, 0, QVariant::fromValue(QDBusVariant(QString())),
+                        QVariant::fromValue(ref(path))});
+    QDBusConnection(socket).send(event);
+}
+
 FakeTree::~FakeTree() {
     QDBusConnection::disconnectFromBus(socket);
     desk().end(*daemon);
@@ -102,7 +112,7 @@ QString FakeTree::parentOf(const QString& path) const {
         if (object.children.contains(path))
             return parent;
     }
-    return QStringLiteral("/org/a11y/atspi/null");
+    return NOTHING;
 }
 
 QStringList FakeTree::below(const QString& path) const {
@@ -179,6 +189,17 @@ std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
     const FakeObject& object = found->second;
     if (method == QLatin1String("GetMatches") && finds == Finds::ByCollection)
         return QVariantList{QVariant::fromValue(refs(matches(message)))};
+    if (method == QLatin1String("GetChildAtIndex"))
+        return QVariantList{
+            QVariant::fromValue(ref(object.children.value(message.arguments().at(0).toInt(), NOTHING)))};
+    if (method == QLatin1String("GetIndexInParent")) {
+        const auto parent = objects.find(parentOf(message.path()));
+        return QVariantList{
+            parent == objects.end() ? -1 : static_cast<int>(parent->second.children.indexOf(message.path()))};
+    }
+    if (method == QLatin1String("Get") && message.arguments().value(1).toString() == QLatin1String("CharacterCount"))
+        return QVariantList{
+            QVariant::fromValue(QDBusVariant(static_cast<int>(object.text.value_or(QString()).toUcs4().size())))};
     if (method == QLatin1String("GetChildren"))
         return QVariantList{QVariant::fromValue(refs(object.children))};
     if (method == QLatin1String("GetState"))
@@ -200,6 +221,11 @@ std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
 
 bool FakeTree::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
     ++calls;
+    if (message.member() == QLatin1String("RegisterEvent") || message.member() == QLatin1String("DeregisterEvent")) {
+        listeners += message.member().startsWith(QLatin1Char('R')) ? 1 : -1;
+        connection.send(message.createReply());
+        return true;
+    }
     if (silent.contains(message.member()))
         return true;
     if (garbled.contains(message.member())) {

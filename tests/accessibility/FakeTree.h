@@ -39,11 +39,14 @@ public:
     std::set<QString> silent;              ///< methods that get no answer
     std::set<QString> garbled;             ///< methods that answer with data of another type
     int calls = 0;
+    int listeners = 0; ///< registrations for focus events, less those taken back
 
     [[nodiscard]] QString address() const;
     [[nodiscard]] QProcess& busDaemon() const { return *daemon; }
     /// Ends the bus and starts another at the same address.
     void restart();
+    /// Tells that the object gained or lost the focus.
+    void tellFocus(const QString& path, bool gained) const;
 
     QString introspect(const QString&) const override { return {}; }
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;

@@ -16,6 +16,7 @@ using Objects = std::map<QString, FakeObject>;
 const QString APP = QStringLiteral("/app");
 const QString WINDOW = QStringLiteral("/window");
 const QString FOCUS = QStringLiteral("/focus");
+const QString CARET = QStringLiteral("/caret");
 const std::vector<uint> FOCUSED{AtSpiState::Showing, AtSpiState::Focused};
 const std::vector<uint> EDITED{AtSpiState::Showing, AtSpiState::Focused, AtSpiState::Editable};
 
@@ -38,12 +39,26 @@ AccessibleSelection read(FakeTree& fake, std::chrono::milliseconds deadline = 10
     return onWorker([&] { return accessibility.selection({::getpid(), 0}); });
 }
 
+/// A text document of an object for each paragraph, of which the one at `focused` has the caret.
+Objects document(const std::vector<std::pair<QString, std::optional<std::pair<int, int>>>>& paragraphs, int focused) {
+    FakeObject text{.role = 94};
+    Objects all;
+    for (size_t i = 0; i < paragraphs.size(); ++i) {
+        const QString path = static_cast<int>(i) == focused ? CARET : QStringLiteral("/paragraph%1").arg(i);
+        text.children << path;
+        all[path] = {.role = AtSpiRole::Paragraph, .text = paragraphs[i].first, .selected = paragraphs[i].second};
+    }
+    all[CARET].states = EDITED;
+    return tree(text, all);
+}
+
 struct Row {
     const char* property;
     Objects objects;
     Kind kind;
     QString text = {};
     bool page = false;
+    bool part = false;
 };
 
 std::vector<Row> rows() {
@@ -94,6 +109,22 @@ std::vector<Row> rows() {
          tree({.role = AtSpiRole::DocumentWeb, .text = QStringLiteral("text"), .selected = {{0, 2}}, .children = {in}},
               {{in, {.role = AtSpiRole::Link, .states = FOCUSED, .text = QStringLiteral("link")}}}),
          Kind::Text, QStringLiteral("te"), true},
+        {"a selection over several paragraphs is read whole",
+         document({{QStringLiteral("above"), {}},
+                   {QStringLiteral("one"), {{1, 3}}},
+                   {QStringLiteral("two"), {{0, 3}}},
+                   {QStringLiteral("three"), {{0, 2}}}},
+                  2),
+         Kind::Text, QStringLiteral("ne\ntwo\nth")},
+        {"the caret stands below the paragraphs that are selected",
+         document({{QStringLiteral("above"), {}}, {QStringLiteral("one"), {{0, 3}}}, {QStringLiteral("two"), {}}}, 2),
+         Kind::Text, QStringLiteral("one"), false, true},
+        {"what may go on above the screen is not all",
+         document({{QStringLiteral("one"), {{0, 3}}}, {QStringLiteral("two"), {{0, 1}}}}, 1), Kind::Text,
+         QStringLiteral("one\nt"), false, true},
+        {"a part of a paragraph is all of it",
+         document({{QStringLiteral("one"), {}}, {QStringLiteral("two"), {{1, 2}}}}, 1), Kind::Text,
+         QStringLiteral("w")},
     };
 }
 
@@ -108,6 +139,7 @@ TEST(AtSpiSelection, IsReadAsItStandsInTheTree) {
         EXPECT_EQ(found.kind, row.kind);
         EXPECT_EQ(found.text.toStdString(), row.text.toStdString());
         EXPECT_EQ(found.page, row.page);
+        EXPECT_EQ(found.part, row.part);
     }
 }
 
@@ -134,20 +166,6 @@ TEST(AtSpiSelection, IsUnavailableWhenAnyAnswerIsMissingOrOfAnotherType) {
         fake.garbled.clear();
     }
     EXPECT_EQ(read(fake).text, QStringLiteral("one"));
-}
-
-TEST(AtSpiSelection, IsStillReadWhenOurWindowTookTheFocus) {
-    FakeTree fake;
-    FakeDispatch dispatch;
-    AtSpiAccessibility accessibility(dispatch, fake.address(), 10s);
-    const auto readKept = [&] { return onWorker([&] { return accessibility.selection({::getpid(), 0}); }); };
-    fake.objects = tree(textField(QStringLiteral("kept"), {{0, 4}}));
-    EXPECT_EQ(readKept().text, QStringLiteral("kept"));
-
-    fake.objects[FOCUS].states = {AtSpiState::Showing};
-    EXPECT_EQ(readKept().kind, Kind::Unavailable) << "the window is active, with the focus on nothing";
-    fake.objects[WINDOW].states = {AtSpiState::Showing};
-    EXPECT_EQ(readKept().text, QStringLiteral("kept"));
 }
 
 TEST(AtSpiSelection, TheConnectionsAreKeptBetweenReadings) {

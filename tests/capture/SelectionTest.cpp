@@ -27,34 +27,77 @@ struct SelectionTest : testing::Test {
 
 } // namespace
 
-TEST_F(SelectionTest, SourcesInTheirOrder) {
-    const QString ax = QStringLiteral(" from the tree\n"), primary = QStringLiteral("from PRIMARY ");
-    struct Row {
+TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
+    const QString primary = QStringLiteral("from PRIMARY ");
+    const QString page = QStringLiteral("org.mozilla.firefox"), chromium = QStringLiteral("org.chromium.Chromium");
+    using Source = SelectedText::Source;
+    const auto tree = [](Kind kind, FocusKind focus, const char* text = "") {
+        return AccessibleSelection{.kind = kind, .text = QString::fromUtf8(text), .focus = focus};
+    };
+    const auto onPage = [&](Kind kind, const char* text = "") {
+        AccessibleSelection found = tree(kind, FocusKind::ReadOnly, text);
+        found.page = true;
+        return found;
+    };
+    const auto part = [&](const char* text) {
+        AccessibleSelection found = tree(Kind::Text, FocusKind::Editable, text);
+        found.part = true;
+        return found;
+    };
+    const struct {
         const char* what;
         AccessibleSelection tree;
         std::optional<QString> primary;
-        std::optional<QString> expected;
+        const char* expected;
+        Source source;
+        QString bundle = {};
+    } rows[] = {
+        {"the tree wins", tree(Kind::Text, FocusKind::Editable, " tree\n"), primary, "tree", Source::Tree},
+        {"a page reads better in PRIMARY", onPage(Kind::Text, "tree"), primary, "from PRIMARY", Source::Primary},
+        {"a page without PRIMARY", onPage(Kind::Text, "tree"), {}, "tree", Source::Tree},
+        {"nothing selected on a page", onPage(Kind::None), {}, "", Source::Tree, page},
+        {"Ctrl+A on a page of Chromium", onPage(Kind::None), {}, "", Source::Nobody, chromium},
+        {"no accessibility", {}, primary, "from PRIMARY", Source::Primary},
+        {"no accessibility, no PRIMARY", {}, {}, "", Source::Nobody},
+        {"Chromium's PRIMARY may be a password", {}, primary, "", Source::Nobody, chromium},
+        {"a page of Chromium is none", onPage(Kind::Text, "tree"), primary, "from PRIMARY", Source::Primary, chromium},
+        {"a field without a selection, in another window than PRIMARY's", tree(Kind::None, FocusKind::Editable),
+         primary, "", Source::Tree},
+        {"a button", tree(Kind::Unavailable, FocusKind::NoText), primary, "", Source::Tree},
+        {"a view may hold more than it tells", tree(Kind::None, FocusKind::ReadOnly), {}, "", Source::Nobody},
+        {"a terminal's highlight", tree(Kind::None, FocusKind::Terminal), primary, "from PRIMARY", Source::Primary},
+        {"a terminal without one", tree(Kind::Unavailable, FocusKind::Terminal), {}, "", Source::Tree},
+        {"a password field hides PRIMARY too", tree(Kind::Secret, FocusKind::Password), primary, "", Source::Tree},
+        {"the dots of a password field", {}, QStringLiteral("●●●"), "", Source::Nobody},
+        {"only blanks", {}, QStringLiteral(" \n"), "", Source::Nobody},
+        {"PRIMARY has all of what the tree has a part of", part("one\ntwo"), QStringLiteral("zero\none\n two"),
+         "zero\none\n two", Source::Primary},
+        {"another text in PRIMARY", part("one\ntwo"), primary, "", Source::Nobody},
     };
-    const Row rows[] = {
-        {"the tree wins", {Kind::Text, ax, false}, primary, QStringLiteral("from the tree")},
-        {"a page reads better in PRIMARY", {Kind::Text, ax, true}, primary, QStringLiteral("from PRIMARY")},
-        {"a page without PRIMARY", {Kind::Text, ax, true}, std::nullopt, QStringLiteral("from the tree")},
-        {"no accessibility", {Kind::Unavailable, {}, false}, primary, QStringLiteral("from PRIMARY")},
-        {"nothing in the tree", {Kind::None, {}, false}, primary, QStringLiteral("from PRIMARY")},
-        {"a password field hides PRIMARY too", {Kind::Secret, {}, false}, primary, std::nullopt},
-        {"only blanks", {Kind::Text, QStringLiteral(" \n\t "), false}, std::nullopt, std::nullopt},
-        {"blanks in PRIMARY", {Kind::Unavailable, {}, false}, QStringLiteral(" \n"), std::nullopt},
-    };
-    for (const Row& row : rows) {
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
         fake.accessibility.answer = row.tree;
         fake.pasteboard.primary = row.primary;
-        EXPECT_EQ(selection.axSelection({{42, 0}, {}}).text, row.expected.value_or(QString())) << row.what;
+        fake.keyboard.copies = 0;
+        const SelectionTarget target{{42, 0}, row.bundle};
+        const SelectedText found = selection.axSelection(target);
+        EXPECT_EQ(found.text.toStdString(), row.expected);
+        EXPECT_EQ(found.source, row.source);
+        [[maybe_unused]] const auto again = selection.axSelectionOrGrab(target);
+        EXPECT_EQ(fake.keyboard.copies, row.source == Source::Nobody ? 1 : 0);
     }
-    EXPECT_EQ(selection.axSelection({}).source, SelectedText::Source::Nobody);
+    EXPECT_EQ(selection.axSelection({}).source, Source::Nobody);
+}
+
+TEST_F(SelectionTest, TheWindowIsTheOneThatTheUserWorksInNow) {
+    fake.accessibility.answer = {.kind = Kind::Text, .text = QStringLiteral("text"), .window = 8};
+    EXPECT_EQ(selection.axSelection({{42, 7}, {}}).window, 8u);
+    fake.accessibility.answer.window = 0;
+    EXPECT_EQ(selection.axSelection({{42, 7}, {}}).window, 7u) << "the application is not in front any more";
 }
 
 TEST_F(SelectionTest, ACopyIsReadAndTheClipboardPutBack) {
-    copiesText(QStringLiteral("  copied 👩‍👩‍👧\n"));
+    copiesText(QStringLiteral("  copied •••••👩‍👩‍👧\n"));
     EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), QStringLiteral("copied 👩‍👩‍👧"));
     ASSERT_EQ(fake.pasteboard.restored.size(), 1u);
     EXPECT_EQ(slept, 0);

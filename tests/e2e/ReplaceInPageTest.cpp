@@ -48,12 +48,12 @@ TEST(ReplaceInPage, TheSourceOfALocalPageAndOfAnOwnSiteIsEdited) {
                                    site + QStringLiteral("/a%20page.html?draft#top")}) {
         SCOPED_TRACE(address.toStdString());
         writeFile(source, BEFORE);
-        QProcess& browser =
-            desk.start(QStringLiteral("chromium"),
-                       {QStringLiteral("--no-sandbox"), QStringLiteral("--disable-gpu"),
-                        QStringLiteral("--no-first-run"), QStringLiteral("--disable-background-networking"),
-                        QStringLiteral("--user-data-dir=") + desk.path(QStringLiteral("chromium")),
-                        QStringLiteral("--force-renderer-accessibility"), address});
+        QProcess& browser = desk.start(
+            QStringLiteral("chromium"),
+            {QStringLiteral("--no-sandbox"), QStringLiteral("--disable-gpu"), QStringLiteral("--no-first-run"),
+             QStringLiteral("--disable-background-networking"), QStringLiteral("--password-store=basic"),
+             QStringLiteral("--user-data-dir=") + desk.path(QStringLiteral("chromium")),
+             QStringLiteral("--force-renderer-accessibility"), address});
         ASSERT_FALSE(desk.waitForWindow(QStringLiteral("The old words"), 40).isEmpty());
         // A program that just opened may not listen yet: as a user would, try again.
         ASSERT_TRUE(waitUntil(

@@ -59,7 +59,7 @@ public:
                           {QStringLiteral("--no-sandbox"), QStringLiteral("--disable-gpu"),
                            QStringLiteral("--no-first-run"), QStringLiteral("--disable-background-networking"),
                            QStringLiteral("--disable-component-update"), QStringLiteral("--disable-sync"),
-                           QStringLiteral("--disable-features=HttpsUpgrades"),
+                           QStringLiteral("--disable-features=HttpsUpgrades"), QStringLiteral("--password-store=basic"),
                            QStringLiteral("--host-resolver-rules=MAP example.test 127.0.0.1"),
                            QStringLiteral("--user-data-dir=") + desk.path(QStringLiteral("chromium")),
                            QStringLiteral("--force-renderer-accessibility"), address});

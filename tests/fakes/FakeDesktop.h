@@ -38,7 +38,8 @@ struct FakeWorkspace final : Workspace {
 
 struct FakeAccessibility final : Accessibility {
     AccessibleSelection answer;
-    int asked = 0;
+    int asked = 0, taken = 0;
+    void keyboardIsTaken() override { ++taken; }
     bool enabled = true, turnedOn = false;
     AccessibleSelection selection(const AppWindow&) override {
         ++asked;

@@ -43,7 +43,7 @@ Target::Target(Kind what, const QString& text)
         process =
             &desk().start(QStringLiteral("chromium"),
                           QStringLiteral("--no-sandbox --disable-gpu --no-first-run --disable-background-networking "
-                                         "--disable-component-update --disable-sync")
+                                         "--disable-component-update --disable-sync --password-store=basic")
                                   .split(u' ') +
                               QStringList{QStringLiteral("--user-data-dir=") + desk().path(nextName()),
                                           QStringLiteral("file://") + page});

@@ -17,7 +17,7 @@ bool operator==(const EventMonitors::KeyUp& a, const EventMonitors::KeyUp& b) {
 namespace {
 
 // Key codes of a small keyboard: 8 and 9 have two layouts of two symbols each.
-enum Code : quint8 { LetterA = 8, Cyrillic, Right, Space, ShiftL, CtrlL, AltL, SuperR, AltGr };
+enum Code : quint8 { LetterA = 8, Cyrillic, Right, Space, ShiftL, CtrlL, AltL, SuperR, AltGr, PageUp };
 
 KeyRoles roles() {
     const quint32 symbols[][4] = {
@@ -30,6 +30,7 @@ KeyRoles roles() {
         {XK_Alt_L, XK_Meta_L, 0, 0},
         {XK_Super_R, 0, 0, 0},
         {XK_ISO_Level3_Shift, 0, 0, 0},
+        {XK_Prior, 0, 0, 0},
     };
     const quint8 modifiers[8][2] = {{ShiftL}, {}, {CtrlL}, {0, SuperR}, {}, {}, {AltL}, {AltGr}};
     return keyRoles(LetterA, 4, {&symbols[0][0], std::size(symbols) * 4}, 2, {&modifiers[0][0], 16});
@@ -41,6 +42,7 @@ struct KeyStateTest : testing::Test {
 };
 
 using Key = EventMonitors::Key;
+using Press = KeyState::Press;
 
 } // namespace
 
@@ -49,15 +51,17 @@ TEST_F(KeyStateTest, OnlyModifiersAndWindowManagerChordsLeaveTheSelectionAlone) 
         const char* why;
         std::vector<quint8> held;
         quint8 pressed;
-        bool counts;
+        Press counts;
     } rows[] = {
-        {"a letter", {}, LetterA, true},
-        {"a modifier", {}, ShiftL, false},
-        {"an application's chord", {CtrlL}, LetterA, true},
-        {"extending", {ShiftL}, Right, true},
-        {"the hotkey", {AltL}, Space, false},
-        {"Super, wherever the layout has it", {SuperR}, Right, false},
-        {"AltGr types characters", {AltGr}, LetterA, true},
+        {"a letter", {}, LetterA, Press::Typing},
+        {"a modifier", {}, ShiftL, Press::Nothing},
+        {"an application's chord", {CtrlL}, LetterA, Press::Typing},
+        {"extending by one character, which no terminal scrolls by", {ShiftL}, LetterA, Press::Typing},
+        {"extending by a page, which scrolls a terminal", {ShiftL}, PageUp, Press::Scrolling},
+        {"a page up that is typed", {}, PageUp, Press::Typing},
+        {"the hotkey", {AltL}, Space, Press::Nothing},
+        {"Super, wherever the layout has it", {SuperR}, Right, Press::Nothing},
+        {"AltGr types characters", {AltGr}, LetterA, Press::Typing},
     };
     for (const auto& row : rows) {
         for (const quint8 code : row.held)
@@ -85,9 +89,9 @@ TEST_F(KeyStateTest, KeysDownFromBeforeCountAsModifiersOnly) {
     down.set(LetterA);
     state.reset(down);
     EXPECT_EQ(state.release(LetterA), std::nullopt);
-    EXPECT_FALSE(state.press(Space)) << "Alt is still held";
+    EXPECT_EQ(state.press(Space), Press::Nothing) << "Alt is still held";
     state.release(AltL);
-    EXPECT_TRUE(state.press(Space));
+    EXPECT_EQ(state.press(Space), Press::Typing);
 }
 
 TEST_F(KeyStateTest, TheSecondLayoutsLetterIsFoundToo) {
@@ -98,5 +102,5 @@ TEST_F(KeyStateTest, TheSecondLayoutsLetterIsFoundToo) {
 TEST(KeyRoles, HalfOrEmptyTablesAreHarmless) {
     KeyState state;
     state.setRoles(keyRoles(250, 0, std::vector<quint32>(20, XK_a), 0, {}));
-    EXPECT_TRUE(state.press(255));
+    EXPECT_EQ(state.press(255), Press::Typing);
 }

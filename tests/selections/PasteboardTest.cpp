@@ -239,7 +239,7 @@ TEST_F(PasteboardTest, PrimaryIsReadOfTheAskedProcessOnly) {
     EXPECT_EQ(pasteboard.primaryText(0, Freshness::Any), std::nullopt) << "no owner is nobody's process";
 }
 
-TEST_F(PasteboardTest, ATerminalsSelectionIsFreshUntilTheNextClick) {
+TEST_F(PasteboardTest, ATerminalsHighlightIsFreshUntilAClickIntoItOrTyping) {
     const QStringList shell{QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
                             QStringLiteral("echo selectedword; exec sleep 1000")};
     const Program xterm(QStringLiteral("xterm"),
@@ -256,10 +256,20 @@ TEST_F(PasteboardTest, ATerminalsSelectionIsFreshUntilTheNextClick) {
         xdo(QStringLiteral("mousemove --window WINDOW 20 8 click --repeat 2 --delay 20 1"));
         return fresh() == QStringLiteral("selectedword");
     }));
-    xdo(QStringLiteral("key alt+F9 click 5"));
-    EXPECT_EQ(fresh(), QStringLiteral("selectedword")) << "a window manager's chord and the wheel change nothing";
-    xdo(QStringLiteral("mousemove 1000 700 click 1"));
-    EXPECT_EQ(fresh(), QString());
+    for (const char* harmless : {"key alt+F9 click 5", "key shift+Prior", "mousemove 1000 700 click 1"}) {
+        xdo(QString::fromLatin1(harmless));
+        EXPECT_EQ(fresh(), QStringLiteral("selectedword")) << harmless;
+    }
+    const auto select =
+        QStringLiteral("windowfocus WINDOW mousemove --window WINDOW 20 8 click --repeat 2 --delay 20 1");
+    for (const char* ends : {"mousemove --window WINDOW 20 60 click 1", "windowactivate --sync WINDOW key x"}) {
+        ASSERT_TRUE(waitUntil([&] {
+            xdo(select);
+            return fresh() == QStringLiteral("selectedword");
+        }));
+        xdo(QString::fromLatin1(ends));
+        EXPECT_EQ(fresh(), QString()) << ends;
+    }
     EXPECT_EQ(pasteboard.primaryText(xterm.pid(), Freshness::Any), QStringLiteral("selectedword"));
 }
 

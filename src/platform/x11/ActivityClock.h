@@ -2,14 +2,16 @@
 
 #include <QtGlobal>
 
+#include <algorithm>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace ovalin {
 
-/// When the user last pressed a key or button that can change a selection. Keeps that X time and nothing else. Any
-/// thread.
+/// When the user last pressed a key or button that can change a selection, at all and in which window. Keeps these X
+/// times and nothing else. Any thread.
 class ActivityClock {
 public:
     struct Reading {
@@ -27,9 +29,30 @@ public:
         watching = on;
     }
 
+    /// The same for the presses that went into one of these windows, or nobody knows where.
+    [[nodiscard]] Reading readIn(const std::vector<quint32>& windows) const {
+        const std::lock_guard lock(mutex);
+        std::optional<quint32> last = forgotten;
+        for (const auto& [window, time] : inWindows) {
+            if (window == 0 || std::ranges::find(windows, window) != windows.end())
+                last = time; // the latest comes last
+        }
+        return {watching, last};
+    }
+
     void pressed(quint32 time) {
         const std::lock_guard lock(mutex);
         lastPress = time;
+    }
+    /// That press went into the window and may take a highlight away there; 0: nobody knows which window.
+    void pressedIn(quint32 window, quint32 time) {
+        const std::lock_guard lock(mutex);
+        std::erase_if(inWindows, [window](const auto& entry) { return entry.first == window; });
+        inWindows.emplace_back(window, time);
+        if (inWindows.size() > MOST_WINDOWS) {
+            forgotten = inWindows.front().second;
+            inWindows.erase(inWindows.begin());
+        }
     }
 
     /// A press that counts until decide() says that it went into a window of ours.
@@ -50,10 +73,14 @@ private:
         return lastPress && static_cast<qint32>(*lastPress - time) > 0 ? *lastPress : time;
     }
 
+    static constexpr size_t MOST_WINDOWS = 32;
+
     mutable std::mutex mutex;
     bool watching = false;
     std::optional<quint32> lastPress;
-    std::vector<quint32> undecided; // in the order pressed
+    std::vector<quint32> undecided;                     // in the order pressed
+    std::vector<std::pair<quint32, quint32>> inWindows; // window and last press, in the order pressed
+    std::optional<quint32> forgotten;                   // the last press of a window that is not kept any more
 };
 
 } // namespace ovalin

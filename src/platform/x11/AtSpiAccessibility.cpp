@@ -1,6 +1,8 @@
 #include "AtSpiAccessibility.h"
 
 #include "AtSpiFocus.h"
+#include "AtSpiFocusFollower.h"
+#include "AtSpiParagraphs.h"
 #include "AtSpiText.h"
 #include "base/Log.h"
 
@@ -8,8 +10,9 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
-#include <QMutexLocker>
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 namespace ovalin {
@@ -29,51 +32,96 @@ QDBusMessage statusCall(const char* method, const QVariantList& more = {}) {
     return message;
 }
 
+AtSpiFocusFollower* following(AtSpiFocusFollower* follower) {
+    QMetaObject::invokeMethod(follower, &AtSpiFocusFollower::follow, Qt::QueuedConnection);
+    return follower;
+}
+
+FocusKind focusKind(uint role, const AtSpiStates& states, AccessibleSelection::Kind selection) {
+    constexpr std::array noText{AtSpiRole::PushButton,  AtSpiRole::ToggleButton,  AtSpiRole::CheckBox,
+                                AtSpiRole::RadioButton, AtSpiRole::Menu,          AtSpiRole::MenuBar,
+                                AtSpiRole::MenuItem,    AtSpiRole::CheckMenuItem, AtSpiRole::RadioMenuItem,
+                                AtSpiRole::PopupMenu,   AtSpiRole::Slider};
+    if (role == AtSpiRole::PasswordText)
+        return FocusKind::Password;
+    if (role == AtSpiRole::Terminal)
+        return FocusKind::Terminal;
+    if (std::find(noText.begin(), noText.end(), role) != noText.end())
+        return FocusKind::NoText;
+    if (selection == AccessibleSelection::Kind::Unavailable)
+        return FocusKind::Unknown;
+    return states.has(AtSpiState::Editable) ? FocusKind::Editable : FocusKind::ReadOnly;
+}
+
+/// The selection where `object` has the focus, which lies on a page when there is a `document`.
+AccessibleSelection selectionAt(const AtSpiQuery& query, const AtSpiRef& object, const AtSpiRef& document) {
+    const QDBusPendingCall statesAsked = query.beginStates(object), roleAsked = query.beginRole(object);
+    AccessibleSelection found = selectionOf(query, object);
+    const AtSpiStates states = query.states(statesAsked);
+    found.focus = focusKind(query.role(roleAsked), states, found.kind);
+    using Kind = AccessibleSelection::Kind;
+    if (found.kind == Kind::Secret)
+        return found;
+    if (states.has(AtSpiState::Editable))
+        return acrossParagraphs(query, object, std::move(found));
+    if (document.isNull())
+        return found;
+    // Something on a page may have the focus, a link say, while the selection is in the page around it.
+    if (found.kind != Kind::Text && document != object)
+        found = selectionOf(query, document);
+    found.page = true;
+    found.focus = found.kind == Kind::Unavailable ? FocusKind::Unknown : FocusKind::ReadOnly;
+    return found;
+}
+
 } // namespace
 
-AtSpiAccessibility::AtSpiAccessibility(Dispatch& use, const QString& sessionAddress, std::chrono::milliseconds deadline)
+AtSpiAccessibility::AtSpiAccessibility(Dispatch& use, const QString& sessionAddress, std::chrono::milliseconds deadline,
+                                       Front frontOf)
     : dispatch(use)
     , limit(deadline)
-    , bus(std::make_shared<AtSpiBus>(sessionAddress)) {}
+    , bus(std::make_shared<AtSpiBus>(sessionAddress))
+    , front(std::move(frontOf))
+    , follower(following(
+          new AtSpiFocusFollower([known = bus] { return known->address(QDeadlineTimer(CONNECT_LIMIT)); }, records)))
+    , followerThread(follower) {}
 
 AtSpiAccessibility::~AtSpiAccessibility() = default;
 
-AtSpiRef AtSpiAccessibility::focusedOrRemembered(const AtSpiQuery& query, const AtSpiRef& application) {
-    const AtSpiFocus focus = focusedObject(query, application);
-    const QMutexLocker lock(&mutex);
-    if (!focus.object.isNull())
-        return remembered = focus.object;
-    // GTK and Qt forget the focused object while another window has the X focus; its selection stays.
-    if (!focus.windowActive && remembered.service == application.service)
-        return remembered;
-    return {};
+void AtSpiAccessibility::keyboardIsTaken() {
+    taken = std::chrono::steady_clock::now();
+    following(follower); // the bus may have come, or come back
+}
+
+AtSpiAccessibility::Focus AtSpiAccessibility::recorded(const AtSpiQuery& query, const QString& service,
+                                                       const QList<AtSpiRef>& windows) const {
+    const AtSpiRef object = focusedOf(records->of(service, taken));
+    const AtSpiPlace place = placeOf(query, object);
+    return windows.contains(place.window) ? Focus{object, place} : Focus{};
+}
+
+AccessibleSelection AtSpiAccessibility::read(qint32 pid, const QString& title) {
+    const auto query = bus->open(QDeadlineTimer(limit));
+    const auto application = query ? query->application(pid) : std::nullopt;
+    if (!application)
+        return {};
+    const QList<AtSpiRef> windows = windowsTitled(*query, *application, title);
+    Focus focus = recorded(*query, application->service, windows);
+    if (focus.object.isNull()) {
+        const AtSpiRef object = focusedObject(*query, *application, windows);
+        focus = {object, placeOf(*query, object)};
+    }
+    if (focus.object.isNull()) // its loss may have become known meanwhile
+        focus = recorded(*query, application->service, windows);
+    return focus.object.isNull() ? AccessibleSelection{} : selectionAt(*query, focus.object, focus.place.document);
 }
 
 AccessibleSelection AtSpiAccessibility::selection(const AppWindow& at) {
-    const qint32 pid = at.pid;
-    const QDeadlineTimer deadline(limit);
-    if (pid < 1)
+    if (at.pid < 1)
         return {};
-    const auto query = bus->open(deadline);
-    if (!query)
-        return {};
-    const auto application = query->application(pid);
-    if (!application)
-        return {};
-    const AtSpiRef object = focusedOrRemembered(*query, *application);
-    if (object.isNull())
-        return {};
-    if (query->states(object).has(AtSpiState::Editable))
-        return selectionOf(*query, object);
-    // Something on a page may have the focus, a link say, while the selection is in the page around it.
-    const AtSpiRef document = enclosingDocument(*query, object);
-    AccessibleSelection found = selectionOf(*query, object);
-    using Kind = AccessibleSelection::Kind;
-    if (document.isNull() || found.kind == Kind::Secret)
-        return found;
-    if (found.kind != Kind::Text && document != object)
-        found = selectionOf(*query, document);
-    found.page = true;
+    const FrontTitle now = front(at);
+    AccessibleSelection found = read(at.pid, now.title);
+    found.window = now.window;
     return found;
 }
 

@@ -31,8 +31,6 @@ QDBusArgument& operator<<(QDBusArgument& out, const WireRule& rule) {
     return out;
 }
 
-QVariant propertyValue(const QVariantList& answer) { return answer.value(0).value<QDBusVariant>().variant(); }
-
 QVariantList checkedAnswer(const QDBusMessage& reply, const char* signature) {
     return reply.signature() == QLatin1String(signature) ? reply.arguments() : QVariantList();
 }
@@ -141,11 +139,11 @@ QList<AtSpiRef> AtSpiQuery::children(const AtSpiRef& object) const { return refs
 AtSpiStates AtSpiQuery::states(const AtSpiRef& object) const { return states(beginStates(object)); }
 uint AtSpiQuery::role(const AtSpiRef& object) const { return role(beginRole(object)); }
 
-bool AtSpiQuery::hasText(const AtSpiRef& object) const {
-    return answer(begin(object, ACCESSIBLE, "GetInterfaces"), "as")
-        .value(0)
-        .toStringList()
-        .contains(QLatin1String("org.a11y.atspi.Text"));
+QDBusPendingCall AtSpiQuery::beginInterfaces(const AtSpiRef& object) const {
+    return begin(object, ACCESSIBLE, "GetInterfaces");
+}
+bool AtSpiQuery::hasText(QDBusPendingCall interfaces) const {
+    return answer(std::move(interfaces), "as").value(0).toStringList().contains(QLatin1String("org.a11y.atspi.Text"));
 }
 
 QDBusPendingCall AtSpiQuery::beginProperty(const AtSpiRef& object, const char* name) const {
@@ -155,10 +153,12 @@ QDBusPendingCall AtSpiQuery::beginProperty(const AtSpiRef& object, const char* n
 QDBusPendingCall AtSpiQuery::beginName(const AtSpiRef& object) const { return beginProperty(object, "Name"); }
 QDBusPendingCall AtSpiQuery::beginParent(const AtSpiRef& object) const { return beginProperty(object, "Parent"); }
 
-QString AtSpiQuery::name(QDBusPendingCall call) const { return propertyValue(answer(std::move(call), "v")).toString(); }
+QVariant AtSpiQuery::property(QDBusPendingCall call) const {
+    return answer(std::move(call), "v").value(0).value<QDBusVariant>().variant();
+}
 
 AtSpiRef AtSpiQuery::parent(QDBusPendingCall call) const {
-    const QVariant value = propertyValue(answer(std::move(call), "v"));
+    const QVariant value = property(std::move(call));
     if (value.metaType() != QMetaType::fromType<QDBusArgument>() ||
         value.value<QDBusArgument>().currentSignature() != QLatin1String("(so)"))
         return {};
@@ -208,18 +208,19 @@ std::optional<QDBusConnection> AtSpiBus::session(QDeadlineTimer deadline) {
     return sessionLink.connection([this] { return sessionAddress; }, deadline);
 }
 
+QString AtSpiBus::address(QDeadlineTimer deadline) {
+    const auto connection = session(deadline);
+    if (!connection)
+        return {};
+    const QDBusMessage message =
+        QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
+                                       QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
+    const int left = static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 1, 60'000));
+    return AtSpiQuery(*connection, deadline).answer(connection->asyncCall(message, left), "s").value(0).toString();
+}
+
 std::optional<AtSpiQuery> AtSpiBus::open(QDeadlineTimer deadline) {
-    const auto askAddress = [this, deadline]() -> QString {
-        const auto session = this->session(deadline);
-        if (!session)
-            return {};
-        const QDBusMessage message =
-            QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                                           QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
-        const int left = static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 1, 60'000));
-        return AtSpiQuery(*session, deadline).answer(session->asyncCall(message, left), "s").value(0).toString();
-    };
-    const auto connection = accessibilityLink.connection(askAddress, deadline);
+    const auto connection = accessibilityLink.connection([this, deadline] { return address(deadline); }, deadline);
     if (!connection)
         return std::nullopt;
     return AtSpiQuery(*connection, deadline);

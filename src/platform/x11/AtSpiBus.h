@@ -36,23 +36,42 @@ enum : uint { Active = 1, Editable = 7, Focused = 12, Showing = 25 };
 namespace AtSpiRole {
 enum : uint {
     CheckBox = 7,
+    CheckMenuItem = 8,
     ComboBox = 11,
+    Filler = 20,
+    Frame = 23,
     Image = 27,
     Label = 29,
     List = 31,
+    ListItem = 32,
     Menu = 33,
     MenuBar = 34,
     MenuItem = 35,
+    PageTab = 37,
+    Panel = 39,
     PasswordText = 40,
     PopupMenu = 41,
     PushButton = 43,
+    RadioButton = 44,
+    RadioMenuItem = 45,
+    RootPane = 46,
+    ScrollPane = 49,
+    Slider = 51,
     Table = 55,
+    TableCell = 56,
     Terminal = 60,
     Text = 61,
+    ToggleButton = 62,
     Tree = 65,
     TreeTable = 66,
+    Viewport = 68,
+    Window = 69,
+    Paragraph = 73,
+    Application = 75,
     Entry = 79,
+    Heading = 83,
     Link = 88,
+    TreeItem = 91,
     DocumentWeb = 95,
     ListBox = 98,
     Static = 116,
@@ -113,9 +132,9 @@ public:
     [[nodiscard]] QList<AtSpiRef> children(const AtSpiRef& object) const;
     [[nodiscard]] AtSpiStates states(const AtSpiRef& object) const;
     [[nodiscard]] uint role(const AtSpiRef& object) const;
-    [[nodiscard]] bool hasText(const AtSpiRef& object) const;
 
     [[nodiscard]] QDBusPendingCall beginChildren(const AtSpiRef& object) const;
+    [[nodiscard]] QDBusPendingCall beginInterfaces(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginStates(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginRole(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginName(const AtSpiRef& object) const;
@@ -123,10 +142,12 @@ public:
     [[nodiscard]] QDBusPendingCall beginMatches(const AtSpiRef& window, const AtSpiMatch& match, int count) const;
     [[nodiscard]] QList<AtSpiRef> refs(QDBusPendingCall call) const;
     [[nodiscard]] AtSpiRef ref(QDBusPendingCall call) const;
-    [[nodiscard]] QString name(QDBusPendingCall call) const;
+    [[nodiscard]] QString name(QDBusPendingCall call) const { return property(std::move(call)).toString(); }
+    [[nodiscard]] QVariant property(QDBusPendingCall call) const;
     [[nodiscard]] AtSpiRef parent(QDBusPendingCall call) const;
     [[nodiscard]] AtSpiStates states(QDBusPendingCall call) const;
     [[nodiscard]] uint role(QDBusPendingCall call) const;
+    [[nodiscard]] bool hasText(QDBusPendingCall interfaces) const;
 
     /// Cache.GetItems in the form that GTK 4 sends; absent for the other form (Qt's, which is empty) and no answer.
     [[nodiscard]] std::optional<std::vector<AtSpiCacheItem>> cacheItems(const AtSpiRef& application) const;
@@ -149,6 +170,8 @@ public:
     [[nodiscard]] std::optional<AtSpiQuery> open(QDeadlineTimer deadline);
     /// The connection to the session bus, on which org.a11y.Status lies.
     [[nodiscard]] std::optional<QDBusConnection> session(QDeadlineTimer deadline);
+    /// The address of the accessibility bus, asked for anew; empty when nobody answers.
+    [[nodiscard]] QString address(QDeadlineTimer deadline);
 
 private:
     QString sessionAddress;

@@ -9,31 +9,13 @@ namespace ovalin {
 
 namespace {
 
-struct Window {
-    AtSpiRef frame;
-    bool active = false;
-};
-
-/// The application's windows, the active one first.
-std::vector<Window> windowsOf(const AtSpiQuery& query, const AtSpiRef& application) {
-    const QList<AtSpiRef> frames = query.children(application);
-    std::vector<QDBusPendingCall> states;
-    for (const AtSpiRef& frame : frames)
-        states.push_back(query.beginStates(frame));
-    std::vector<Window> windows;
-    for (qsizetype i = 0; i < frames.size(); ++i)
-        windows.push_back({frames[i], query.states(states[static_cast<size_t>(i)]).has(AtSpiState::Active)});
-    std::stable_partition(windows.begin(), windows.end(), [](const Window& window) { return window.active; });
-    return windows;
-}
-
 enum class Answered { Yes, NotKnown };
 
 /// One match a window: asking for more makes browsers walk through the whole page.
-Answered byCollection(const AtSpiQuery& query, const std::vector<Window>& windows, AtSpiRef& found) {
+Answered byCollection(const AtSpiQuery& query, const QList<AtSpiRef>& windows, AtSpiRef& found) {
     std::vector<QDBusPendingCall> calls;
-    for (const Window& window : windows)
-        calls.push_back(query.beginMatches(window.frame, {{AtSpiState::Focused}}, 1));
+    for (const AtSpiRef& window : windows)
+        calls.push_back(query.beginMatches(window, {{AtSpiState::Focused}}, 1));
     Answered answered = Answered::NotKnown;
     for (const QDBusPendingCall& call : calls) {
         if (query.answered(call))
@@ -67,11 +49,9 @@ bool holdsNoFields(uint role) {
 }
 
 /// Level by level, all questions of a level under way together. Qt calls a viewport focused too, beside the text in it.
-AtSpiRef byWalking(const AtSpiQuery& query, const std::vector<Window>& windows, bool skipHidden) {
+AtSpiRef byWalking(const AtSpiQuery& query, const QList<AtSpiRef>& windows, bool skipHidden) {
     AtSpiRef focused;
-    std::vector<AtSpiRef> level;
-    for (const Window& window : windows)
-        level.push_back(window.frame);
+    std::vector<AtSpiRef> level(windows.cbegin(), windows.cend());
     while (!level.empty() && !query.expired()) {
         std::vector<QDBusPendingCall> states, roles, children;
         for (const AtSpiRef& object : level) {
@@ -81,7 +61,7 @@ AtSpiRef byWalking(const AtSpiQuery& query, const std::vector<Window>& windows, 
         for (size_t i = 0; i < level.size(); ++i) {
             const AtSpiStates state = query.states(states[i]);
             if (state.has(AtSpiState::Focused)) {
-                if (query.hasText(level[i]))
+                if (query.hasText(query.beginInterfaces(level[i])))
                     return level[i];
                 if (focused.isNull())
                     focused = level[i];
@@ -98,32 +78,57 @@ AtSpiRef byWalking(const AtSpiQuery& query, const std::vector<Window>& windows, 
     return focused;
 }
 
-} // namespace
-
-AtSpiFocus focusedObject(const AtSpiQuery& query, const AtSpiRef& application) {
-    const std::vector<Window> windows = windowsOf(query, application);
-    AtSpiFocus focus;
-    focus.windowActive = !windows.empty() && windows.front().active;
-    if (byCollection(query, windows, focus.object) == Answered::Yes || query.expired())
-        return focus;
-    const auto items = query.cacheItems(application);
-    if (items)
-        focus.object = byCache(*items);
-    // GTK 4's containers lack SHOWING on the way to objects that have it; Qt's do not.
-    if (focus.object.isNull())
-        focus.object = byWalking(query, windows, !items.has_value());
-    return focus;
+/// Qt puts the name of the application behind the title that its tree knows. Either side may cut a long one.
+bool isTitle(const QString& name, const QString& title) {
+    constexpr qsizetype LONG = 200;
+    return !name.isEmpty() && (QStringView(title).left(LONG) == QStringView(name).left(LONG) ||
+                               title.startsWith(name + QStringLiteral(" \u2014 ")));
 }
 
-AtSpiRef enclosingDocument(const AtSpiQuery& query, const AtSpiRef& object) {
-    AtSpiRef at = object;
-    for (int level = 0; level < 40 && !at.isNull() && !query.expired(); ++level) {
-        const QDBusPendingCall parent = query.beginParent(at);
-        if (query.role(at) == AtSpiRole::DocumentWeb)
-            return at;
-        at = query.parent(parent);
+} // namespace
+
+QList<AtSpiRef> windowsTitled(const AtSpiQuery& query, const AtSpiRef& application, const QString& title) {
+    QList<AtSpiRef> windows = query.children(application);
+    if (windows.size() < 2)
+        return windows;
+    std::vector<QDBusPendingCall> names;
+    for (const AtSpiRef& window : windows)
+        names.push_back(query.beginName(window));
+    QList<AtSpiRef> titled;
+    for (qsizetype i = 0; i < windows.size(); ++i) {
+        if (isTitle(query.name(names[static_cast<size_t>(i)]), title))
+            titled << windows[i];
     }
-    return {};
+    return titled;
+}
+
+AtSpiRef focusedObject(const AtSpiQuery& query, const AtSpiRef& application, const QList<AtSpiRef>& windows) {
+    AtSpiRef focused;
+    if (byCollection(query, windows, focused) == Answered::Yes || query.expired())
+        return focused;
+    const auto items = query.cacheItems(application);
+    if (items)
+        focused = byCache(*items);
+    // GTK 4's containers lack SHOWING on the way to objects that have it; Qt's do not.
+    return focused.isNull() ? byWalking(query, windows, !items.has_value()) : focused;
+}
+
+AtSpiPlace placeOf(const AtSpiQuery& query, const AtSpiRef& object) {
+    AtSpiPlace place;
+    AtSpiRef at = object, below;
+    for (int level = 0; level < 60 && !at.isNull() && !query.expired(); ++level) {
+        const QDBusPendingCall parentAsked = query.beginParent(at);
+        const uint role = query.role(at);
+        if (role == AtSpiRole::Application) {
+            place.window = below;
+            return place;
+        }
+        if (role == AtSpiRole::DocumentWeb && place.document.isNull())
+            place.document = at;
+        below = at;
+        at = query.parent(parentAsked);
+    }
+    return place;
 }
 
 } // namespace ovalin

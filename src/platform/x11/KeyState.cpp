@@ -12,6 +12,10 @@ bool isWindowManagerModifier(quint32 symbol) {
     return (symbol >= XK_Meta_L && symbol <= XK_Hyper_R); // Meta, Alt, Super, Hyper, left and right
 }
 
+bool scrolls(quint32 symbol) {
+    return (symbol >= XK_Home && symbol <= XK_End) || (symbol >= XK_KP_Home && symbol <= XK_KP_End);
+}
+
 EventMonitors::Key keyFor(quint32 symbol) {
     switch (symbol) {
     case XK_Left:
@@ -47,6 +51,8 @@ KeyRoles keyRoles(int firstCode, int symbolsPerCode, std::span<const quint32> sy
         if (isWindowManagerModifier(symbols[i]))
             windowManager.set(code);
         const size_t column = i % columns;
+        if (column == 0 && scrolls(symbols[i]))
+            roles.scrolling.set(code);
         if ((column == 0 || column == 2) && keyFor(symbols[i]) != EventMonitors::Key::Other)
             roles.keys[code] = keyFor(symbols[i]);
     }
@@ -72,14 +78,16 @@ void KeyState::reset(const Codes& pressed) {
         held.set(code, pressed.test(code) && roles.modifiers[code] != 0);
 }
 
-bool KeyState::press(quint8 code) {
+KeyState::Press KeyState::press(quint8 code) {
     if (roles.modifiers[code] != 0) {
         held.set(code);
-        return false;
+        return Press::Nothing;
     }
     down.set(code);
     modifiersAtPress[code] = heldModifiers();
-    return (modifiersAtPress[code] & KeyRoles::WindowManager) == 0;
+    if (modifiersAtPress[code] & KeyRoles::WindowManager)
+        return Press::Nothing;
+    return roles.scrolling.test(code) && modifiersAtPress[code] & KeyRoles::Shift ? Press::Scrolling : Press::Typing;
 }
 
 std::optional<EventMonitors::KeyUp> KeyState::release(quint8 code) {

@@ -19,6 +19,7 @@ struct KeyRoles {
     };
     std::array<quint8, 256> modifiers{}; ///< 0: not a modifier key
     std::array<EventMonitors::Key, 256> keys{};
+    std::bitset<256> scrolling; ///< with Shift, in a terminal
 
     KeyRoles() { keys.fill(EventMonitors::Key::Other); }
 };
@@ -41,8 +42,9 @@ public:
     void reset(const Codes& pressed);
 
     /// A key went down. Whether it may have changed a selection: modifiers alone and chords of the window manager (our
-    /// hotkey is one) do not.
-    bool press(quint8 code);
+    /// hotkey is one) do not; scrolling does, where it is no terminal that scrolls.
+    enum class Press { Nothing, Scrolling, Typing };
+    Press press(quint8 code);
 
     /// A key went up: what it was, with the modifiers that were held when it went down. Nothing for a modifier key, and
     /// for one that was not seen going down.

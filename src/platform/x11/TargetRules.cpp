@@ -121,6 +121,11 @@ bool anyIn(const QByteArray& maps, const char* const (&names)[N]) {
 
 bool isVim(const QString& executable) { return words(VIMS).contains(executable.toLower()); }
 
+bool isTerminal(const QString& name) {
+    static const QStringList names = words(CLASSIC_TERMINALS) + words(TERMINALS);
+    return names.contains(name.toLower());
+}
+
 Libraries librariesIn(const QByteArray& maps) {
     return {anyIn(maps, COMMON_TOOLKITS), maps.contains("/libtk8") || maps.contains("/libtcl9tk"),
             anyIn(maps, TERMINAL_LIBRARIES), anyIn(maps, SCREEN_LIBRARIES)};

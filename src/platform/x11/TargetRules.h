@@ -45,4 +45,7 @@ struct TargetRule {
 /// Whether it is a Vim with windows of its own, by the name of its executable. Pure.
 [[nodiscard]] bool isVim(const QString& executable);
 
+/// Whether a program of this name, a part of WM_CLASS say, is a terminal. Pure.
+[[nodiscard]] bool isTerminal(const QString& name);
+
 } // namespace ovalin

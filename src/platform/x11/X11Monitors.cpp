@@ -100,6 +100,8 @@ private:
     void on(quint16 type, void (Watch::*react)(const xcb_input_raw_button_press_event_t&));
     void select(quint32 mask);
     void loadRoles();
+    void followActiveWindow();
+    void readActiveWindow();
     void resetKeys();
     [[nodiscard]] bool keysSeen() const { return keysSelected && !shared.keyboardOurs; }
     [[nodiscard]] std::pair<QPoint, quint32> placeOfPointer();
@@ -118,6 +120,7 @@ private:
     KeyState keys;
     bool keysSelected = false;
     bool rolesStale = true;
+    quint32 activeWindow = 0; // the window manager's; 0: not known
 };
 
 bool X11Monitors::Watch::negotiate() {
@@ -146,6 +149,7 @@ void X11Monitors::Watch::start() {
     on(XCB_INPUT_RAW_BUTTON_RELEASE, &Watch::buttonReleased);
     // Some programs cause floods of these: the tables are read again when the next key comes.
     handlers.push_back(thread.onEvent(XCB_MAPPING_NOTIFY, [this](const xcb_generic_event_t&) { rolesStale = true; }));
+    followActiveWindow();
     selectKeys(!shared.keyboardOurs);
     clock.setWatching(true);
 }
@@ -223,11 +227,36 @@ void X11Monitors::Watch::loadRoles() {
                            modifiers->keycodes_per_modifier, modifierTable));
 }
 
+void X11Monitors::Watch::followActiveWindow() {
+    XConnection& server = thread.connection();
+    const quint32 mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(server.get(), server.root(), XCB_CW_EVENT_MASK, &mask);
+    const xcb_atom_t active = server.atom("_NET_ACTIVE_WINDOW");
+    handlers.push_back(thread.onEvent(XCB_PROPERTY_NOTIFY, [this, active](const xcb_generic_event_t& event) {
+        const auto& notify = reinterpret_cast<const xcb_property_notify_event_t&>(event);
+        if (notify.atom == active && notify.window == thread.connection().root())
+            readActiveWindow();
+    }));
+    readActiveWindow();
+}
+
+void X11Monitors::Watch::readActiveWindow() {
+    XConnection& server = thread.connection();
+    const auto asked =
+        xcb_get_property(server.get(), 0, server.root(), server.atom("_NET_ACTIVE_WINDOW"), XCB_ATOM_WINDOW, 0, 1);
+    const XReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(server.get(), asked, nullptr));
+    activeWindow = reply && xcb_get_property_value_length(reply.get()) >= 4
+                       ? *static_cast<const quint32*>(xcb_get_property_value(reply.get()))
+                       : 0;
+}
+
 std::pair<QPoint, quint32> X11Monitors::Watch::placeOfPointer() {
     xcb_connection_t* c = thread.connection().get();
     const XReply<xcb_query_pointer_reply_t> pointer(
         xcb_query_pointer_reply(c, xcb_query_pointer(c, thread.connection().root()), nullptr));
-    return pointer ? std::pair{QPoint(pointer->root_x, pointer->root_y), pointer->child}
+    // On no window at all it is the root's, which is not "nobody knows".
+    return pointer ? std::pair{QPoint(pointer->root_x, pointer->root_y),
+                               pointer->child ? pointer->child : thread.connection().root()}
                    : std::pair{QPoint(), quint32{XCB_WINDOW_NONE}};
 }
 
@@ -237,11 +266,14 @@ void X11Monitors::Watch::keyPressed(const xcb_input_raw_button_press_event_t& ev
     if (rolesStale)
         loadRoles();
     // Our own keys lift and press modifiers, so the state follows them too.
-    if (!keys.press(static_cast<quint8>(event.detail))) {
+    const KeyState::Press press = keys.press(static_cast<quint8>(event.detail));
+    if (press == KeyState::Press::Nothing) {
         if (chordPressed)
             chordPressed(static_cast<quint8>(event.detail));
     } else if (!synthetic.ours(event.time)) {
         clock.pressed(event.time);
+        if (press == KeyState::Press::Typing)
+            clock.pressedIn(activeWindow, event.time);
     }
 }
 
@@ -256,12 +288,14 @@ void X11Monitors::Watch::keyReleased(const xcb_input_raw_button_press_event_t& e
 void X11Monitors::Watch::buttonPressed(const xcb_input_raw_button_press_event_t& event) {
     if (isWheel(event.detail))
         return;
+    const auto place = placeOfPointer();
+    clock.pressedIn(place.second, event.time);
     if (!shared.wantsPresses) {
         clock.pressed(event.time);
         return;
     }
     clock.pressedPerhaps(event.time);
-    shared.toMain([mainSide = &shared, button = event.detail, time = event.time, place = placeOfPointer()] {
+    shared.toMain([mainSide = &shared, button = event.detail, time = event.time, place] {
         mainSide->buttonPressed(button, time, place.first, place.second);
     });
 }

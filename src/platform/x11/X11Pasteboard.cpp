@@ -79,6 +79,7 @@ private:
 
     void readText(xcb_atom_t selection, Deadline deadline, qsizetype attempt, const TextDone& done);
     void readPrimaryTime(Deadline deadline, std::function<void(std::optional<quint32>)> done);
+    [[nodiscard]] ActivityClock::Reading inTerminal(xcb_window_t owner);
 
     PrimaryState primaryState;
     SelectionChanges changes;
@@ -146,6 +147,29 @@ void X11Pasteboard::Parts::readPrimaryTime(Deadline deadline, std::function<void
     });
 }
 
+/// The presses in the terminal window that the owner of PRIMARY lies in: only they take its highlight away, which
+/// neither scrolling nor work elsewhere does. Not watching where it lies in no such window.
+ActivityClock::Reading X11Pasteboard::Parts::inTerminal(xcb_window_t owner) {
+    xcb_connection_t* c = thread.connection().get();
+    std::vector<quint32> around;
+    bool terminal = false;
+    for (xcb_window_t at = owner; at != XCB_WINDOW_NONE && at != thread.connection().root() && around.size() < 10;) {
+        around.push_back(at);
+        const auto classAsked = xcb_get_property(c, 0, at, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64);
+        const auto treeAsked = xcb_query_tree(c, at);
+        const XReply<xcb_get_property_reply_t> names(xcb_get_property_reply(c, classAsked, nullptr));
+        const XReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(c, treeAsked, nullptr));
+        if (names) {
+            const QByteArray bytes(static_cast<const char*>(xcb_get_property_value(names.get())),
+                                   xcb_get_property_value_length(names.get()));
+            for (const QByteArray& name : bytes.split('\0'))
+                terminal = terminal || isTerminal(QString::fromLatin1(name));
+        }
+        at = tree ? tree->parent : xcb_window_t{XCB_WINDOW_NONE};
+    }
+    return terminal ? clock.readIn(around) : ActivityClock::Reading{};
+}
+
 void X11Pasteboard::Parts::readPrimary(xcb_window_t owner, Freshness freshness, Deadline deadline, TextDone done) {
     if (primaryState.since && primaryState.owner != owner) {
         done({});
@@ -161,8 +185,8 @@ void X11Pasteboard::Parts::readPrimary(xcb_window_t owner, Freshness freshness, 
         readNow();
         return;
     }
-    readPrimaryTime(deadline, [this, readNow, done](std::optional<quint32> time) {
-        if (isPrimaryFresh(time, clock.read()))
+    readPrimaryTime(deadline, [this, owner, readNow, done](std::optional<quint32> time) {
+        if (isPrimaryFresh(time, clock.read()) || isPrimaryFresh(time, inTerminal(owner)))
             readNow();
         else
             done({});
