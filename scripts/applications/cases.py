@@ -187,8 +187,8 @@ def typing_before_result(target):
     """The user gives the keyboard back by a click into the document, and types."""
     since = begin_slow(target)
     s = target.s
-    left, top, width, height = s.frame(target.window)
-    s.click(left + width / 2, top + height - 60)
+    left, top, width, _ = s.frame(target.window)
+    s.click(left + width / 2, top + 150)  # below the text, above the panel
     s.type("Q")
     return left_on_clipboard(target, since, SELECTED.upper(), text=TEXT + "\nQ")
 
