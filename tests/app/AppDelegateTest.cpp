@@ -529,8 +529,8 @@ TEST_F(AppDelegateTest, ATransformThatOutlivesItsPanelDisturbsNoOther) {
 }
 
 TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
-    const AccessibleSelection selected{Kind::Text, QStringLiteral("the excerpt"), false, FocusKind::Editable, 5};
-    const AccessibleSelection nothing{Kind::Unavailable, {}, false, FocusKind::Editable, 5};
+    const AccessibleSelection selected{Kind::Text, QStringLiteral("the excerpt"), false, false, FocusKind::Editable, 5};
+    const AccessibleSelection nothing{Kind::Unavailable, {}, false, false, FocusKind::Editable, 5};
     const struct {
         const char* name;
         double took;
@@ -544,28 +544,28 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
         {"quick",
          0.2,
          selected,
-         {Kind::Text, QStringLiteral("other"), false, FocusKind::Editable, 5},
+         {Kind::Text, QStringLiteral("other"), false, false, FocusKind::Editable, 5},
          1,
          "make it short",
          nullptr},
         {"other words",
          1,
          selected,
-         {Kind::Text, QStringLiteral("other"), false, FocusKind::Editable, 5},
+         {Kind::Text, QStringLiteral("other"), false, false, FocusKind::Editable, 5},
          1,
          "make it short",
          "not what it was made from"},
         {"other part",
          1,
          selected,
-         {Kind::Text, QStringLiteral("the excerpt"), false, FocusKind::Terminal, 5},
+         {Kind::Text, QStringLiteral("the excerpt"), false, false, FocusKind::Terminal, 5},
          1,
          "make it short",
          "another place"},
         {"same words, other window",
          1,
          selected,
-         {Kind::Text, QStringLiteral("the excerpt"), false, FocusKind::Editable, 6},
+         {Kind::Text, QStringLiteral("the excerpt"), false, false, FocusKind::Editable, 6},
          1,
          "make it short",
          "another place"},
@@ -608,7 +608,7 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
 TEST_F(AppDelegateTest, WithoutASelectionTheAgentWritesWhatIsInserted) {
     writeProgram(home.filePath(QStringLiteral(".local/bin/claude")),
                  "#!/bin/sh\necho \"  \\\"$OVALIN_INSERT_INSTRUCTION\\\"  \"\n");
-    fake.accessibility.answer = {Kind::None, {}, false, FocusKind::Editable, 1};
+    fake.accessibility.answer = {Kind::None, {}, false, false, FocusKind::Editable, 1};
     fake.pasteboard.lent = {true, std::chrono::milliseconds(200)};
     open();
     settle();
