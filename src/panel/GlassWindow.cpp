@@ -1,5 +1,6 @@
 #include "GlassWindow.h"
 
+#include "DirectKeys.h"
 #include "Palette.h"
 
 #include <QMouseEvent>
@@ -27,6 +28,7 @@ void GlassWindow::setComposited(bool isComposited) {
 }
 
 void GlassWindow::openAt(QPoint corner) {
+    deliverKeysDirectly();
     glass.capture(QRect(corner, size()));
     move(corner);
     winId();

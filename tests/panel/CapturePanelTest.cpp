@@ -52,6 +52,22 @@ TEST_F(CapturePanelTest, HeightsFollowTheExcerpt) {
     EXPECT_EQ(panel.pos(), QPoint(100, 100));
 }
 
+// While anybody listens to the accessibility tree, Qt keeps each key until the registry has answered.
+TEST_F(CapturePanelTest, KeysReachThePromptPastAFilterThatKeepsThem) {
+    struct Keeper : QObject {
+        bool eventFilter(QObject*, QEvent* event) override {
+            return event->spontaneous() && event->type() == QEvent::KeyPress;
+        }
+    } keeper;
+    qApp->installEventFilter(&keeper);
+    panel.promptField->setFocus();
+    QTest::keyClick(panel.windowHandle(), Qt::Key_A);
+    EXPECT_EQ(panel.promptField->text(), QString()) << "the filter is one that matters";
+    panel.openAt({100, 100});
+    QTest::keyClick(panel.windowHandle(), Qt::Key_A);
+    EXPECT_EQ(panel.promptField->text(), QStringLiteral("a"));
+}
+
 TEST_F(CapturePanelTest, EveryControlStaysInsideTheCardAndApart) {
     for (const bool ask : {false, true}) {
         panel.showExcerpt(QStringLiteral("some text"), ask);
