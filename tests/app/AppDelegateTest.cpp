@@ -530,7 +530,7 @@ TEST_F(AppDelegateTest, ATransformThatOutlivesItsPanelDisturbsNoOther) {
 
 TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
     const AccessibleSelection selected{Kind::Text, QStringLiteral("the excerpt"), false, false, FocusKind::Editable, 5};
-    const AccessibleSelection nothing{Kind::Unavailable, {}, false, false, FocusKind::Editable, 5};
+    const AccessibleSelection nothing{Kind::Unavailable, {}, false, false, FocusKind::Unknown, 5};
     const struct {
         const char* name;
         double took;
