@@ -96,6 +96,7 @@ class SecretInBrowser(Password):
 
 class ChromiumPassword(SecretInBrowser, Chromium):
     name = "chromium password"
+    tells = False  # as it is installed, it shows nobody its fields
 
 
 class FirefoxPassword(SecretInBrowser, Firefox):

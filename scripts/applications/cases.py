@@ -189,6 +189,7 @@ def typing_before_result(target):
     s = target.s
     left, top, width, _ = s.frame(target.window)
     s.click(left + width / 2, top + 150)  # below the text, above the panel
+    time.sleep(0.3)
     s.type("Q")
     return left_on_clipboard(target, since, SELECTED.upper(), text=TEXT + "\nQ")
 

@@ -183,7 +183,9 @@ def check_password(target, count, cells):
         since = use_button(target, prompt)
         sent = target.s.chords()
         cell = said(target, wanted, since)
-        cells[name] = (HARM, f"sent {sent}") if sent else cell
+        if sent:
+            cell = (HARM if target.tells else CANNOT, f"sent {', '.join(sent)}")
+        cells[name] = cell
 
 
 def check_terminal(target, count, cells):

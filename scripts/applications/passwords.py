@@ -11,6 +11,7 @@ from session import until
 class Password(Program):
     """A field with SECRET in it; `given` is what the application got at the end."""
     password = True
+    tells = True  # what kind of field it is
     SECRET = "hunterTwo7"
 
     def caret(self):
