@@ -1,5 +1,6 @@
 #include "DirectKeys.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
 #include <QEvent>
 #include <QPointer>
@@ -10,9 +11,18 @@ namespace ovalin {
 
 namespace {
 
-class DirectKeys final : public QObject {
+class DirectKeys final : public QObject, public QAbstractNativeEventFilter {
 public:
-    using QObject::QObject;
+    explicit DirectKeys(QCoreApplication* application)
+        : QObject(application) {
+        application->installNativeEventFilter(this);
+    }
+
+    // Qt puts its own filter in whenever a listener comes, and what is put in last sees an event first.
+    bool nativeEventFilter(const QByteArray&, void*, qintptr*) override {
+        QCoreApplication::instance()->installEventFilter(this);
+        return false;
+    }
 
     bool eventFilter(QObject* target, QEvent* event) override {
         const bool key = event->type() == QEvent::KeyPress || event->type() == QEvent::KeyRelease;
@@ -32,7 +42,7 @@ void deliverKeysDirectly() {
     static QPointer<DirectKeys> keys;
     if (!keys)
         keys = new DirectKeys(QCoreApplication::instance());
-    QCoreApplication::instance()->installEventFilter(keys); // what comes last sees an event first
+    QCoreApplication::instance()->installEventFilter(keys);
 }
 
 } // namespace ovalin
