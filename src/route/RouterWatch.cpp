@@ -4,11 +4,14 @@
 
 #include <QSocketNotifier>
 
+#include <cerrno>
+
 namespace ovalin {
 
 namespace {
 
 constexpr std::chrono::seconds LOOK_AGAIN(10);
+constexpr std::chrono::milliseconds SECOND_LOOK(300);
 
 } // namespace
 
@@ -16,21 +19,28 @@ RouterWatch::RouterWatch(Dispatch& theDispatch, QObject* parent)
     : QObject(parent)
     , dispatch(theDispatch) {}
 
-void RouterWatch::follow(const QString& id, const std::function<void()>& ended) {
+void RouterWatch::follow(const QString& id, const std::function<void()>& ended) { look(id, ended, false); }
+
+void RouterWatch::look(const QString& id, const std::function<void()>& ended, bool missedBefore) {
     dispatch.inBackground(
         Queue::UserInitiated, this, [name = id.toUtf8()] { return processesNaming(name); },
-        [this, id, ended](const std::vector<pid_t>& routers) {
-            if (routers.empty())
+        [this, id, ended, missedBefore](const std::vector<pid_t>& routers) {
+            if (!routers.empty()) // the shell that launches the agent ends before it
+                waitFor(routers.back(), [this, id, ended] { look(id, ended, false); });
+            else if (!missedBefore) // one that is being launched can be missed
+                dispatch.after(SECOND_LOOK, this, [this, id, ended] { look(id, ended, true); });
+            else
                 ended();
-            else // the shell that launches the agent ends before it
-                waitFor(routers.back(), [this, id, ended] { follow(id, ended); });
         });
 }
 
 void RouterWatch::waitFor(pid_t router, const std::function<void()>& lookAgain) {
     auto process = std::make_shared<Descriptor>(openProcess(router));
-    if (!*process) { // no descriptor to be had, or it has just ended
-        dispatch.after(LOOK_AGAIN, this, lookAgain);
+    if (!*process) {
+        if (errno == ESRCH) // it has just ended
+            lookAgain();
+        else
+            dispatch.after(LOOK_AGAIN, this, lookAgain);
         return;
     }
     auto* notifier = new QSocketNotifier(process->get(), QSocketNotifier::Read, this);

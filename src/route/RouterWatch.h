@@ -18,6 +18,7 @@ public:
     void follow(const QString& id, const std::function<void()>& ended);
 
 private:
+    void look(const QString& id, const std::function<void()>& ended, bool missedBefore);
     void waitFor(pid_t router, const std::function<void()>& lookAgain);
 
     Dispatch& dispatch;

@@ -8,6 +8,7 @@
 
 #include <QDir>
 #include <QJsonArray>
+#include <QThread>
 
 #include <map>
 
@@ -85,6 +86,16 @@ bool queueFileStands(QueueItem item, const Places& places) {
     return written.has_value();
 }
 
+/// One that is just being launched can be missed by a single look.
+bool hasRouter(const QString& id) {
+    for (int looks = 0; looks < 2; ++looks) {
+        if (!processesNaming(id.toUtf8()).empty())
+            return true;
+        QThread::msleep(50);
+    }
+    return false;
+}
+
 /// True once for each: later the ledger says that it needs attention.
 bool settleInterrupted(const QueueItem& item, const Paths& paths) {
     std::ignore = appendToCaptures(paths.capturesFile, item); // where an entry is missing
@@ -116,7 +127,7 @@ TakenUp takeUpRequests(const Paths& paths, const QDateTime& startedAt) {
         if (!QFile::exists(routerMark(places.queueFile(item.id)))) {
             if (queueFileStands(item, places))
                 found.launch.append(item);
-        } else if (processesNaming(item.id.toUtf8()).empty() && settleInterrupted(item, paths)) {
+        } else if (!hasRouter(item.id) && settleInterrupted(item, paths)) {
             found.interrupted.append(item);
         }
     }

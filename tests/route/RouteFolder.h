@@ -60,8 +60,12 @@ struct RouteFolder : testing::Test {
     }
     static QueueItem item(const QString& prompt, const QString& mode = QStringLiteral("fetch")) {
         const QDateTime time(QDate(2026, 11, 16), QTime(19, 30), QTimeZone::utc());
-        return makeQueueItem(prompt, QStringLiteral("excerpt"),
-                             {QStringLiteral("Text Editor"), QStringLiteral("org.x.editor"), {}, {}, mode}, time);
+        static quint32 number = 0;
+        QueueItem made =
+            makeQueueItem(prompt, QStringLiteral("excerpt"),
+                          {QStringLiteral("Text Editor"), QStringLiteral("org.x.editor"), {}, {}, mode}, time);
+        made.id = requestId(time, number++); // many of one millisecond
+        return made;
     }
 };
 

@@ -34,7 +34,7 @@ struct DoRequest : RouteFolder {
     }
     bool waitForNews() {
         return waitUntil([this] {
-            dispatch.runMain();
+            dispatch.advance(0.3);
             return !news.isEmpty();
         });
     }
