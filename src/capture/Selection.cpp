@@ -69,14 +69,15 @@ SelectedText Selection::axSelection(const SelectionTarget& target) {
         found.text = tree.text.trimmed();
     // PRIMARY may be of another window of the application, and in a password field of what was selected before it.
     const bool answered = tree.kind == Kind::None && tree.focus == FocusKind::Editable && !tree.part;
-    if (tree.kind == Kind::Secret || tree.focus == FocusKind::NoText || answered)
+    if (tree.kind == Kind::Secret || answered)
         return nothing;
     if (!found.text.isEmpty() && !tree.page && !tree.part)
         return found;
     const bool chromium = isChromiumBased(target);
     const bool silent = tree.kind == Kind::Unavailable && tree.focus == FocusKind::Unknown;
     // Without its tree Chromium does not say that a field is for passwords, and puts those into PRIMARY, too.
-    const auto primary = silent && chromium ? std::nullopt : freshPrimary(target.at.pid);
+    const bool mayBeSecret = chromium && (silent || tree.focus == FocusKind::NoText);
+    const auto primary = mayBeSecret ? std::nullopt : freshPrimary(target.at.pid);
     // A page's running text comes in nested pieces; PRIMARY has it as the browser would copy it.
     if (primary && (!tree.part || holdsWords(*primary, found.text)))
         return {*primary, Source::Primary, found.focus, found.window};
