@@ -2,7 +2,7 @@
 // the same bytes, the main thread's share of it, and the time from the click on the clock to the list on the screen.
 // Usage: bench_history [ROUNDS [FOLDER]], on a display for the list.
 #include "base/Descriptor.h"
-#include "base/JsonFile.h"
+#include "base/WholeFile.h"
 #include "history/AskHistory.h"
 #include "history/HistoryPanel.h"
 #include "panel/Brand.h"

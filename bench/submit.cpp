@@ -2,7 +2,8 @@
 // full ledger against the bare cost of reading, writing and syncing the same bytes. Usage: bench_submit [ROUNDS
 // [FOLDER]]
 #include "base/Descriptor.h"
-#include "base/JsonFile.h"
+#include "base/Json.h"
+#include "base/WholeFile.h"
 #include "base/Log.h"
 #include "route/CapturesLedger.h"
 #include "route/RoutedRequests.h"

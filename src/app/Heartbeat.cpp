@@ -1,6 +1,6 @@
 #include "Heartbeat.h"
 
-#include "base/JsonFile.h"
+#include "base/WholeFile.h"
 
 namespace ovalin {
 

@@ -1,6 +1,8 @@
 #include "PromptHistory.h"
 
-#include "base/JsonFile.h"
+#include "base/Json.h"
+#include "base/SetAside.h"
+#include "base/WholeFile.h"
 #include "base/Text.h"
 
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "RuntimeScripts.h"
 
-#include "base/JsonFile.h"
+#include "base/WholeFile.h"
 #include "base/Log.h"
 
 #include <QDir>

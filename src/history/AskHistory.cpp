@@ -2,7 +2,8 @@
 
 #include "TitleJob.h"
 
-#include "base/JsonFile.h"
+#include "base/SetAside.h"
+#include "base/WholeFile.h"
 #include "base/Log.h"
 
 #include <QFileInfo>

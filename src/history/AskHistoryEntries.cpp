@@ -1,6 +1,6 @@
 #include "AskHistoryEntries.h"
 
-#include "base/JsonFile.h"
+#include "base/Json.h"
 #include "base/Text.h"
 
 #include <QJsonArray>

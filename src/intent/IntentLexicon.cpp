@@ -1,6 +1,8 @@
 #include "IntentLexicon.h"
 
-#include "base/JsonFile.h"
+#include "base/Json.h"
+#include "base/SetAside.h"
+#include "base/WholeFile.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

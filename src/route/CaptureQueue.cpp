@@ -1,6 +1,7 @@
 #include "CaptureQueue.h"
 
-#include "base/JsonFile.h"
+#include "base/Json.h"
+#include "base/WholeFile.h"
 #include "base/Text.h"
 
 #include <QDir>

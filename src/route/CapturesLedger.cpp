@@ -1,8 +1,9 @@
 #include "CapturesLedger.h"
 
 #include "base/FileLock.h"
-#include "base/JsonFile.h"
-#include "base/JsonNumbers.h"
+#include "base/Json.h"
+#include "base/SetAside.h"
+#include "base/WholeFile.h"
 #include "base/Log.h"
 
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "RoutedRequests.h"
 
-#include "base/JsonFile.h"
+#include "base/WholeFile.h"
 #include "base/Log.h"
 #include "base/ProcessTree.h"
 #include "base/Text.h"

@@ -2,7 +2,7 @@
 
 #include "base/AgentLine.h"
 #include "base/ChildProcess.h"
-#include "base/JsonFile.h"
+#include "base/WholeFile.h"
 #include "base/Log.h"
 #include "base/Text.h"
 

@@ -1,8 +1,10 @@
 #include "TakeUp.h"
 
-#include "base/JsonFile.h"
+#include "base/Json.h"
+#include "base/WholeFile.h"
 #include "base/Log.h"
 #include "base/ProcessTree.h"
+#include "base/TemporaryFile.h"
 #include "route/CapturesLedger.h"
 #include "route/Router.h"
 
@@ -11,8 +13,6 @@
 #include <QThread>
 
 #include <map>
-
-#include <unistd.h>
 
 namespace ovalin {
 
@@ -136,27 +136,22 @@ TakenUp takeUpRequests(const Paths& paths, const QDateTime& startedAt) {
 
 void sweepLeftOvers(const Paths& paths, const QDateTime& startedAt, bool anotherCopyRuns) {
     const QDateTime before = anotherCopyRuns ? startedAt.addMSecs(-AT_WORK_MS) : startedAt;
-    const auto sweep = [&](const QString& folder, const QString& pattern,
-                           const std::function<bool(const QString&)>& needed) {
-        for (const QFileInfo& file : QDir(folder).entryInfoList({pattern}, QDir::Files | QDir::Hidden | QDir::System)) {
-            if (file.ownerId() == ::getuid() && file.lastModified() < before && !file.isSymLink() &&
-                !(needed && needed(file.completeBaseName())))
-                QFile::remove(file.filePath());
-        }
-    };
     const QString marks = QFileInfo(routerMark(paths.queueDir + QStringLiteral("/x"))).path();
-    const QString temporary = QFileInfo(paths.heartbeatFile).path();
     QStringList folders = undeliveredFolders(paths.systemDir, paths.runtimeDir);
-    folders += {paths.systemDir, paths.queueDir, marks, paths.binDir, temporary};
-    for (const QString& folder : folders)
-        sweep(folder, QStringLiteral(".ovalin-*.tmp"), {});
-    sweep(QDir::tempPath(), QStringLiteral("ovalin-shot-*.png*"), {});
+    folders += {paths.systemDir, paths.queueDir, marks, paths.binDir, QFileInfo(paths.heartbeatFile).path()};
+    for (const QFileInfo& store : QDir(paths.systemDir).entryInfoList({QStringLiteral("*.json")}, QDir::Files)) {
+        if (store.isSymLink()) // what replaces it lies where the link leads
+            folders.append(QFileInfo(store.canonicalFilePath()).path());
+    }
+    for (const QString& folder : std::as_const(folders))
+        sweepTemporaryFiles(folder, before);
+    sweepFiles(QDir::tempPath(), QStringLiteral("ovalin-shot-*.png*"), before);
 
     const Places places{paths};
-    sweep(paths.queueDir, QStringLiteral("cap-*.png"),
-          [&](const QString& id) { return QFile::exists(places.queueFile(id)); });
+    sweepFiles(paths.queueDir, QStringLiteral("cap-*.png"), before,
+               [&](const QString& id) { return QFile::exists(places.queueFile(id)); });
     const auto ledger = readLedger(paths.capturesFile);
-    sweep(marks, QStringLiteral("cap-*"), [&](const QString& id) {
+    sweepFiles(marks, QStringLiteral("cap-*"), before, [&](const QString& id) {
         return !ledger || QFile::exists(places.queueFile(id)) ||
                entryIn(*ledger, id).value(QStringLiteral("status")).toString() == QUEUED;
     });

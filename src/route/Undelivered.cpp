@@ -1,6 +1,7 @@
 #include "Undelivered.h"
 
-#include "base/JsonFile.h"
+#include "base/Json.h"
+#include "base/WholeFile.h"
 
 #include <QDir>
 

@@ -2,7 +2,7 @@
 
 #include "RouteFolder.h"
 #include "base/Descriptor.h"
-#include "base/JsonFile.h"
+#include "base/WholeFile.h"
 #include "support/Limits.h"
 
 #include <csignal>

@@ -1,7 +1,7 @@
 #include "route/TakeUp.h"
 
 #include "RouteFolder.h"
-#include "base/JsonFile.h"
+#include "base/WholeFile.h"
 #include "route/CapturesLedger.h"
 #include "route/Router.h"
 
@@ -129,17 +129,22 @@ TEST_F(TakeUp, LeftOversAreSweptButNotWhatAnotherCopyWorksWith) {
     record(interrupted);
     mark(interrupted);
     const QString temporary = paths.systemDir + QStringLiteral("/.ovalin-0123.tmp");
+    // A store that is a link is replaced where that leads.
+    const QString linked = home + QStringLiteral("/synced/.ovalin-4567.tmp");
+    writeFile(home + QStringLiteral("/synced/prompts.json"), "{}");
+    QFile::link(home + QStringLiteral("/synced/prompts.json"),
+                paths.systemDir + QStringLiteral("/ovalin-prompts.json"));
     const QString picture = paths.queueDir + QLatin1Char('/') + gone.id + QStringLiteral(".png");
     const QString needed = paths.queueDir + QLatin1Char('/') + waiting.id + QStringLiteral(".png");
     const QString shot =
         QDir::tempPath() + QStringLiteral("/ovalin-shot-%1.png").arg(QRandomGenerator::global()->generate());
-    for (const QString& name : {temporary, picture, needed, shot})
+    for (const QString& name : {temporary, linked, picture, needed, shot})
         writeFile(name, "left");
     sweepLeftOvers(paths, start, true);
     EXPECT_TRUE(QFile::exists(temporary) && QFile::exists(picture) && QFile::exists(shot)) << "too young";
     EXPECT_TRUE(QFile::exists(routerMark(file(gone))));
     sweepLeftOvers(paths, QDateTime::currentDateTimeUtc().addSecs(1), false);
-    EXPECT_FALSE(QFile::exists(temporary) || QFile::exists(picture) || QFile::exists(shot));
+    EXPECT_FALSE(QFile::exists(temporary) || QFile::exists(linked) || QFile::exists(picture) || QFile::exists(shot));
     EXPECT_FALSE(QFile::exists(routerMark(file(gone))));
     EXPECT_TRUE(QFile::exists(needed) && QFile::exists(routerMark(file(waiting))));
     EXPECT_TRUE(QFile::exists(routerMark(file(interrupted)))) << "it would be launched a second time";

@@ -1,4 +1,5 @@
-#include "base/JsonFile.h"
+#include "base/SetAside.h"
+#include "base/WholeFile.h"
 
 #include "base/Descriptor.h"
 #include "base/FileLock.h"
@@ -37,7 +38,7 @@ private:
     rlimit before{};
 };
 
-struct JsonFile : testing::Test {
+struct WholeFile : testing::Test {
     QTemporaryDir folder;
     QString path(const QString& name) const { return folder.filePath(name); }
     QString file = path(QStringLiteral("a.json"));
@@ -54,7 +55,7 @@ struct JsonFile : testing::Test {
 
 } // namespace
 
-TEST_F(JsonFile, ReplacingKeepsTheModeAndANewFileIsPrivate) {
+TEST_F(WholeFile, ReplacingKeepsTheModeAndANewFileIsPrivate) {
     ASSERT_TRUE(replaceFile(file, "one"));
     EXPECT_EQ(modeOf(file), 0600U);
     ::chmod(QFile::encodeName(file).constData(), 0644);
@@ -64,7 +65,7 @@ TEST_F(JsonFile, ReplacingKeepsTheModeAndANewFileIsPrivate) {
     EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")});
 }
 
-TEST_F(JsonFile, SymbolicLinksAreFollowedUnlessTold) {
+TEST_F(WholeFile, SymbolicLinksAreFollowedUnlessTold) {
     QDir(folder.path()).mkpath(QStringLiteral("far"));
     QFile::link(QStringLiteral("far/b.json"), file); // dangling, relative
     QFile::link(file, path(QStringLiteral("c.json")));
@@ -79,7 +80,7 @@ TEST_F(JsonFile, SymbolicLinksAreFollowedUnlessTold) {
     EXPECT_EQ(readFile(path(QStringLiteral("far/b.json"))), "x");
 }
 
-TEST_F(JsonFile, AFailureNamesItsStepAndLeavesWhatWasThere) {
+TEST_F(WholeFile, AFailureNamesItsStepAndLeavesWhatWasThere) {
     writeFile(path(QStringLiteral("plain")), "text");
     QFile::link(QStringLiteral("loop"), path(QStringLiteral("loop")));
     QFile::link(QStringLiteral("/dev/full"), path(QStringLiteral("device")));
@@ -106,7 +107,7 @@ TEST_F(JsonFile, AFailureNamesItsStepAndLeavesWhatWasThere) {
     EXPECT_EQ(names(), before);
 }
 
-TEST_F(JsonFile, ReadingPassesOverWhatIsNoFile) {
+TEST_F(WholeFile, ReadingPassesOverWhatIsNoFile) {
     ::mkfifo(QFile::encodeName(file).constData(), 0600);
     EXPECT_FALSE(readWholeFile(file)) << "and does not wait for a writer";
     EXPECT_FALSE(readWholeFile(folder.path()));
@@ -115,7 +116,7 @@ TEST_F(JsonFile, ReadingPassesOverWhatIsNoFile) {
     EXPECT_FALSE(missing->version.exists);
 }
 
-TEST_F(JsonFile, AnEditThatCameBetweenStands) {
+TEST_F(WholeFile, AnEditThatCameBetweenStands) {
     const std::pair<const char*, std::function<void()>> rows[] = {
         {"replaced",
          [this] {
@@ -160,7 +161,7 @@ TEST_F(JsonFile, AnEditThatCameBetweenStands) {
     EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")});
 }
 
-TEST_F(JsonFile, AReaderNeverSeesHalfAFile) {
+TEST_F(WholeFile, AReaderNeverSeesHalfAFile) {
     const QByteArray versions[] = {QByteArray(300000, 'a'), QByteArray(200001, 'b')};
     ASSERT_TRUE(replaceFile(file, versions[0]));
     std::atomic<bool> stop = false;
@@ -182,7 +183,7 @@ TEST_F(JsonFile, AReaderNeverSeesHalfAFile) {
     EXPECT_EQ(torn, 0);
 }
 
-TEST_F(JsonFile, SettingAsideTakesAFreeNameAndOnlyTheFileThatWasSeen) {
+TEST_F(WholeFile, SettingAsideTakesAFreeNameAndOnlyTheFileThatWasSeen) {
     QStringList asides;
     for (const char* text : {"one", "two"}) {
         writeFile(file, text);
@@ -199,7 +200,7 @@ TEST_F(JsonFile, SettingAsideTakesAFreeNameAndOnlyTheFileThatWasSeen) {
     EXPECT_EQ(readFile(file), "put right");
 }
 
-TEST_F(JsonFile, ALockThatIsHeldIsWaitedForButNotForEver) {
+TEST_F(WholeFile, ALockThatIsHeldIsWaitedForButNotForEver) {
     auto first = std::make_unique<FileLock>(file);
     EXPECT_TRUE(first->held());
     EXPECT_FALSE(FileLock(file, 30ms).held());

@@ -1,8 +1,16 @@
 #pragma once
 
-#include <QByteArray>
+#include <tl/expected.hpp>
+
+#include <QJsonObject>
 
 namespace ovalin {
+
+/// The bytes as a JSON object, or why they are none.
+[[nodiscard]] tl::expected<QJsonObject, QString> parseObject(const QByteArray& bytes);
+
+/// Indented, keys sorted.
+[[nodiscard]] QByteArray prettyJson(const QJsonObject& object);
 
 /// Carries the numbers of a JSON text that others write through Qt's reader, which knows 64 bits and doubles only:
 /// each that a rewrite could change travels as a string, and stands in the new text as it stood in the old one. Pure.

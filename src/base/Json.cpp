@@ -1,5 +1,6 @@
-#include "JsonNumbers.h"
+#include "Json.h"
 
+#include <QJsonDocument>
 #include <QRandomGenerator>
 
 namespace ovalin {
@@ -56,6 +57,16 @@ qsizetype endOfString(const QByteArray& json, qsizetype quote) {
 }
 
 } // namespace
+
+tl::expected<QJsonObject, QString> parseObject(const QByteArray& bytes) {
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
+    if (document.isObject())
+        return document.object();
+    return tl::unexpected(document.isNull() ? error.errorString() : QStringLiteral("not a JSON object"));
+}
+
+QByteArray prettyJson(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Indented); }
 
 JsonNumbers::JsonNumbers(const QByteArray& json) {
     do {
