@@ -4,7 +4,7 @@
 
 #include "base/AgentCli.h"
 #include "base/Dispatch.h"
-#include "base/LiveChild.h"
+#include "base/children/LiveChild.h"
 
 #include <QObject>
 

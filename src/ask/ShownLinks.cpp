@@ -2,7 +2,7 @@
 
 #include "AnswerLinks.h"
 
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "base/Log.h"
 
 namespace ovalin {

@@ -1,6 +1,6 @@
 #include "WebSearch.h"
 
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "base/Text.h"
 
 #include <QJsonArray>

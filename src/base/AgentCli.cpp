@@ -1,6 +1,6 @@
 #include "AgentCli.h"
 
-#include "ChildProcess.h"
+#include "children/ChildProcess.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "BrowserPage.h"
 
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "platform/Browsers.h"
 
 #include <QStringDecoder>

@@ -1,6 +1,6 @@
 #include "SiteOwnership.h"
 
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "base/Text.h"
 
 #include <QFileInfo>

@@ -2,7 +2,7 @@
 
 #include "ShotFile.h"
 
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "base/Log.h"
 
 #include <QBuffer>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/AgentCli.h"
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 
 #include <QString>
 

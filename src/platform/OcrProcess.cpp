@@ -1,6 +1,6 @@
 #include "OcrProcess.h"
 
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "base/Log.h"
 
 namespace ovalin {

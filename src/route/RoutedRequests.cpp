@@ -2,7 +2,7 @@
 
 #include "base/WholeFile.h"
 #include "base/Log.h"
-#include "base/ProcessTree.h"
+#include "base/children/ProcessTree.h"
 #include "base/Text.h"
 #include "route/CapturesLedger.h"
 

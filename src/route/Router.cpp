@@ -1,7 +1,7 @@
 #include "Router.h"
 
 #include "base/AgentLine.h"
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "base/WholeFile.h"
 #include "base/Log.h"
 #include "base/Text.h"

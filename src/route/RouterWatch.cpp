@@ -1,6 +1,6 @@
 #include "RouterWatch.h"
 
-#include "base/ProcessTree.h"
+#include "base/children/ProcessTree.h"
 
 #include <QSocketNotifier>
 

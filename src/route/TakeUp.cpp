@@ -3,7 +3,7 @@
 #include "base/Json.h"
 #include "base/WholeFile.h"
 #include "base/Log.h"
-#include "base/ProcessTree.h"
+#include "base/children/ProcessTree.h"
 #include "base/TemporaryFile.h"
 #include "route/CapturesLedger.h"
 #include "route/Router.h"

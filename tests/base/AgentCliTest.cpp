@@ -1,6 +1,6 @@
 #include "base/AgentCli.h"
 
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "support/TestDesk.h"
 
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "base/Descriptor.h"
 
 #include "support/TestDesk.h"

@@ -1,4 +1,4 @@
-#include "base/LiveChild.h"
+#include "base/children/LiveChild.h"
 #include "support/TestDesk.h"
 
 #include <QElapsedTimer>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 #include "base/Log.h"
 #include "base/Paths.h"
 #include "route/QueueItem.h"

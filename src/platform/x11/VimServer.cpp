@@ -2,7 +2,7 @@
 
 #include "QtConnection.h"
 #include "XReply.h"
-#include "base/ChildProcess.h"
+#include "base/children/ChildProcess.h"
 
 #include <QFile>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Descriptor.h"
+#include "base/Descriptor.h"
 
 #include <tl/expected.hpp>
 
