@@ -3,8 +3,8 @@
 // runs it over an editor and a browser.
 #include "capture/ContextPipeline.h"
 #include "capture/WindowShot.h"
-#include "platform/Tools.h"
-#include "platform/x11/X11Desktop.h"
+#include "platform/helpers/Tools.h"
+#include "platform/x11/desktop/X11Desktop.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>

@@ -8,8 +8,8 @@
 // bench_replace transform: 10 MB through `cat` as a transform, and through `cat` alone (ms, median of 7).
 #include "transform/TransformJob.h"
 
-#include "platform/x11/SelectionServer.h"
-#include "platform/x11/X11Pasteboard.h"
+#include "platform/x11/selections/SelectionServer.h"
+#include "platform/x11/selections/X11Pasteboard.h"
 
 #include <QCoreApplication>
 #include <QFile>

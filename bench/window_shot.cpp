@@ -1,7 +1,7 @@
 // bench_window_shot PID COUNT: captureWindowPNG and its parts on the desktop of $DISPLAY, median and worst in ms.
 // bench/screenshot runs it beside another screenshot program.
 #include "capture/WindowShot.h"
-#include "platform/x11/X11Windows.h"
+#include "platform/x11/windows/X11Windows.h"
 
 #include <QCoreApplication>
 

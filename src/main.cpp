@@ -8,12 +8,12 @@
 #include "base/Log.h"
 #include "capture/SiteOwnership.h"
 #include "capture/WindowShot.h"
-#include "platform/OcrProcess.h"
-#include "platform/Tools.h"
+#include "platform/helpers/OcrProcess.h"
+#include "platform/helpers/Tools.h"
 #include "platform/speech/PulseMicrophone.h"
 #include "platform/speech/VoskRecognizer.h"
-#include "platform/x11/X11Desktop.h"
 #include "platform/x11/XServer.h"
+#include "platform/x11/desktop/X11Desktop.h"
 
 #include <QApplication>
 #include <QDir>

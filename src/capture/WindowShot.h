@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/TextRecognizer.h"
-#include "platform/Tools.h"
 #include "platform/Windows.h"
+#include "platform/helpers/Tools.h"
 
 #include <QByteArray>
 #include <QString>

@@ -3,8 +3,8 @@
 
 #include "base/Dispatch.h"
 #include "capture/BrowserPage.h"
-#include "platform/Tools.h"
-#include "platform/x11/AtSpiAccessibility.h"
+#include "platform/atspi/AtSpiAccessibility.h"
+#include "platform/helpers/Tools.h"
 
 #include <QCoreApplication>
 #include <QDir>

@@ -2,7 +2,7 @@
 
 #include "Support.h"
 
-#include "platform/x11/AtSpiBus.h"
+#include "platform/atspi/AtSpiBus.h"
 
 #include <QDBusVirtualObject>
 

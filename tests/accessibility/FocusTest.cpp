@@ -2,7 +2,7 @@
 #include "FakeTree.h"
 
 #include "fakes/FakeDispatch.h"
-#include "platform/x11/AtSpiAccessibility.h"
+#include "platform/atspi/AtSpiAccessibility.h"
 
 #include <unistd.h>
 

@@ -1,8 +1,8 @@
 // The front page of a browser that behaves as the test wants, and the command line of the tool.
 #include "FakeTree.h"
 
-#include "platform/Tools.h"
-#include "platform/x11/AtSpiPage.h"
+#include "platform/atspi/AtSpiPage.h"
+#include "platform/helpers/Tools.h"
 
 #include <QCoreApplication>
 

@@ -2,7 +2,7 @@
 #include "Support.h"
 
 #include "base/Dispatch.h"
-#include "platform/x11/AtSpiAccessibility.h"
+#include "platform/atspi/AtSpiAccessibility.h"
 
 #include <cstdio>
 

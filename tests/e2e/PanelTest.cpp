@@ -1,6 +1,6 @@
 // The panel on real desktops: hotkey, keyboard, clipboard owners and window managers that misbehave.
 #include "e2e/OvalinDesk.h"
-#include "platform/x11/AtSpiBus.h"
+#include "platform/atspi/AtSpiBus.h"
 
 #include <QDir>
 #include <QSet>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/x11/BusAddress.h"
+#include "platform/dbus/BusAddress.h"
 #include "support/TestDesk.h"
 
 #include <QCoreApplication>

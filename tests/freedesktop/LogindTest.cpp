@@ -1,5 +1,5 @@
 #include "BusDesk.h"
-#include "platform/x11/Logind.h"
+#include "platform/dbus/Logind.h"
 
 #include <gtest/gtest.h>
 

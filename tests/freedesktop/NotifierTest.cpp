@@ -1,6 +1,6 @@
 #include "BusDesk.h"
 #include "base/Log.h"
-#include "platform/x11/FreedesktopNotifier.h"
+#include "platform/dbus/FreedesktopNotifier.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,7 +1,7 @@
 #include "keyboard/KeyboardDesk.h"
-#include "platform/x11/KeyMap.h"
-#include "platform/x11/X11HotKeys.h"
-#include "platform/x11/X11Keyboard.h"
+#include "platform/x11/keyboard/KeyMap.h"
+#include "platform/x11/keyboard/X11HotKeys.h"
+#include "platform/x11/keyboard/X11Keyboard.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "fakes/FakeDispatch.h"
 #include "keyboard/KeyboardDesk.h"
-#include "platform/x11/KeyMap.h"
-#include "platform/x11/X11KeyboardHold.h"
+#include "platform/x11/keyboard/KeyMap.h"
+#include "platform/x11/keyboard/X11KeyboardHold.h"
 
 #include <gtest/gtest.h>
 

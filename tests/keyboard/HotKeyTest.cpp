@@ -1,8 +1,8 @@
 #include "keyboard/KeyboardDesk.h"
-#include "platform/x11/KeyMap.h"
-#include "platform/x11/X11HotKeys.h"
-#include "platform/x11/X11KeyboardHold.h"
 #include "platform/x11/XThread.h"
+#include "platform/x11/keyboard/KeyMap.h"
+#include "platform/x11/keyboard/X11HotKeys.h"
+#include "platform/x11/keyboard/X11KeyboardHold.h"
 
 #include <gtest/gtest.h>
 

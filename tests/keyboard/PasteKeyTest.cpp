@@ -1,5 +1,5 @@
 #include "keyboard/KeyboardDesk.h"
-#include "platform/x11/X11Keyboard.h"
+#include "platform/x11/keyboard/X11Keyboard.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 #include "keyboard/KeyboardDesk.h"
-#include "platform/x11/X11KeyboardHold.h"
-#include "platform/x11/X11PrimaryGuard.h"
 #include "platform/x11/XReply.h"
+#include "platform/x11/keyboard/X11KeyboardHold.h"
+#include "platform/x11/selections/X11PrimaryGuard.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/x11/TargetRules.h"
+#include "platform/x11/targets/TargetRules.h"
 
 #include <gtest/gtest.h>
 

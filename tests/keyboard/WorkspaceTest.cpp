@@ -1,8 +1,8 @@
 #include "fakes/FakeDispatch.h"
 #include "keyboard/KeyboardDesk.h"
-#include "platform/x11/BundleIds.h"
-#include "platform/x11/DesktopEntries.h"
-#include "platform/x11/X11Workspace.h"
+#include "platform/x11/windows/BundleIds.h"
+#include "platform/x11/windows/DesktopEntries.h"
+#include "platform/x11/windows/X11Workspace.h"
 
 #include <gtest/gtest.h>
 

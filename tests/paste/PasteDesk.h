@@ -4,10 +4,10 @@
 #include "support/TestDesk.h"
 #include "transform/PasteOver.h"
 
-#include "platform/x11/SelectionServer.h"
-#include "platform/x11/X11Desktop.h"
-#include "platform/x11/X11Pasteboard.h"
 #include "platform/x11/XThread.h"
+#include "platform/x11/desktop/X11Desktop.h"
+#include "platform/x11/selections/SelectionServer.h"
+#include "platform/x11/selections/X11Pasteboard.h"
 
 #include <csignal>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "PaintedWindow.h"
 
-#include "platform/Tools.h"
+#include "platform/helpers/Tools.h"
 #include "support/TestDesk.h"
 
 #include <QCoreApplication>

@@ -1,6 +1,6 @@
 #include "PaintedWindow.h"
 
-#include "platform/x11/X11Windows.h"
+#include "platform/x11/windows/X11Windows.h"
 #include "support/TestDesk.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 #include "PaintedWindow.h"
 
 #include "capture/WindowShot.h"
-#include "platform/OcrProcess.h"
-#include "platform/x11/X11Windows.h"
+#include "platform/helpers/OcrProcess.h"
+#include "platform/x11/windows/X11Windows.h"
 #include "support/TestDesk.h"
 
 #include "base/Log.h"

@@ -1,4 +1,4 @@
-#include "platform/x11/KeyState.h"
+#include "platform/x11/input/KeyState.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "XSide.h"
 
-#include "platform/x11/OwnPresses.h"
+#include "platform/x11/input/OwnPresses.h"
 
 #include <QApplication>
 #include <QRect>

@@ -1,4 +1,4 @@
-#include "platform/x11/SelectionRules.h"
+#include "platform/x11/selections/SelectionRules.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #include "XSide.h"
 
-#include "platform/x11/SelectionServer.h"
+#include "platform/x11/selections/SelectionServer.h"
 
 #include <gtest/gtest.h>
 

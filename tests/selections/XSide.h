@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/x11/ActivityClock.h"
-#include "platform/x11/SyntheticKeys.h"
-#include "platform/x11/X11Monitors.h"
-#include "platform/x11/X11Pasteboard.h"
 #include "platform/x11/XThread.h"
+#include "platform/x11/input/ActivityClock.h"
+#include "platform/x11/input/SyntheticKeys.h"
+#include "platform/x11/input/X11Monitors.h"
+#include "platform/x11/selections/X11Pasteboard.h"
 #include "support/TestDesk.h"
 
 #include <csignal>

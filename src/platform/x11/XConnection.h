@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/x11/WindowOwners.h"
-#include "platform/x11/XReply.h"
+#include "WindowOwners.h"
+#include "XReply.h"
 
 #include <QByteArray>
 #include <QHash>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/x11/XConnection.h"
+#include "XConnection.h"
 
 #include <atomic>
 #include <condition_variable>

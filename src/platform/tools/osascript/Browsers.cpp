@@ -1,9 +1,9 @@
 #include "Browsers.h"
 
 #include "platform/Browsers.h"
-#include "platform/x11/WindowNames.h"
-#include "platform/x11/WindowReader.h"
 #include "platform/x11/WindowsConnection.h"
+#include "platform/x11/windows/WindowNames.h"
+#include "platform/x11/windows/WindowReader.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/x11/AtSpiPage.h"
+#include "platform/atspi/AtSpiPage.h"
 
 #include <QDeadlineTimer>
 #include <QString>

@@ -1,7 +1,7 @@
 #include "Notify.h"
 
-#include "platform/x11/BusAddress.h"
-#include "platform/x11/BusLink.h"
+#include "platform/dbus/BusAddress.h"
+#include "platform/dbus/BusLink.h"
 
 #include <QDBusMessage>
 #include <QVariantMap>

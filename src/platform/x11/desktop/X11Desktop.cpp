@@ -1,0 +1,108 @@
+#include "X11Desktop.h"
+
+#include "platform/atspi/AtSpiAccessibility.h"
+#include "platform/dbus/FreedesktopNotifier.h"
+#include "platform/dbus/Logind.h"
+#include "platform/x11/QtConnection.h"
+#include "platform/x11/XThread.h"
+#include "platform/x11/input/ActivityClock.h"
+#include "platform/x11/input/OwnPresses.h"
+#include "platform/x11/input/SyntheticKeys.h"
+#include "platform/x11/input/X11Monitors.h"
+#include "platform/x11/keyboard/X11HotKeys.h"
+#include "platform/x11/keyboard/X11Keyboard.h"
+#include "platform/x11/keyboard/X11KeyboardHold.h"
+#include "platform/x11/selections/X11Pasteboard.h"
+#include "platform/x11/selections/X11PrimaryGuard.h"
+#include "platform/x11/windows/X11Windows.h"
+#include "platform/x11/windows/X11Workspace.h"
+
+#include <QGuiApplication>
+#include <QWindow>
+
+#include <xcb/xcb.h>
+
+namespace ovalin {
+
+namespace {
+
+// Positions of raw events are device pixels of the root window.
+bool liesInOurWindows(QPoint rootPosition) {
+    const auto windows = QGuiApplication::topLevelWindows();
+    return std::any_of(windows.begin(), windows.end(), [rootPosition](const QWindow* window) {
+        const qreal ratio = window->devicePixelRatio();
+        const QRect frame = window->geometry();
+        return window->isVisible() &&
+               QRectF(QPointF(frame.topLeft()) * ratio, QSizeF(frame.size()) * ratio).contains(rootPosition);
+    });
+}
+
+/// Also when it is closed by the very press.
+bool isOurWindow(quint32 window) {
+    const xcb_setup_t* setup = xcb_get_setup(qtConnection());
+    return window != XCB_WINDOW_NONE && (window & ~setup->resource_id_mask) == setup->resource_id_base;
+}
+
+} // namespace
+
+struct X11Desktop::Parts {
+    explicit Parts(Dispatch& dispatch)
+        : pasteboard(thread, activity)
+        , monitors(thread, activity, synthetic)
+        , hotKeys(dispatch)
+        , workspace(dispatch)
+        , hold(dispatch)
+        , keyboard(hold, [this](bool sending) { markSynthetic(sending); })
+        , accessibility(dispatch)
+        , notifier(dispatch) {
+        monitors.setOwnWindows([this](QPoint rootPosition, quint32 topWindow, quint32 time) {
+            return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time);
+        });
+        outside = monitors.onPressOutside([this](QPoint) { hold.pressOutside(); });
+        monitors.onChord(hotKeys.watchdog(thread));
+        hold.heldChanged = [this](bool held) { monitors.setKeyboardOurs(held); };
+        logind.willLock = [this] { hold.letGo(); };
+    }
+    ~Parts() { monitors.removeMonitor(outside); }
+
+    // On the worker that sends the keys: the monitors may read them later than it is done.
+    void markSynthetic(bool sending) {
+        if (sending) {
+            synthetic.begin();
+            return;
+        }
+        synthetic.end(keyClock.serverTime(deadlineIn(std::chrono::milliseconds(50))).value_or(0));
+    }
+
+    OwnPresses ownPresses;
+    XThread thread;
+    ActivityClock activity;
+    SyntheticKeys synthetic;
+    XConnection
+        keyClock; // of its own: asking for the time drops events, such as the target's request for the clipboard
+    X11Pasteboard pasteboard;
+    X11Monitors monitors;
+    X11HotKeys hotKeys;
+    X11Workspace workspace;
+    X11KeyboardHold hold;
+    X11Keyboard keyboard;
+    AtSpiAccessibility accessibility;
+    FreedesktopNotifier notifier;
+    Logind logind;
+    X11PrimaryGuard guard;
+    X11Windows windows;
+    EventMonitors::Handle outside = 0;
+};
+
+X11Desktop::X11Desktop(Dispatch& dispatch)
+    : parts(std::make_unique<Parts>(dispatch)) {}
+X11Desktop::~X11Desktop() = default;
+
+Desktop X11Desktop::desktop() {
+    return {parts->hotKeys, parts->workspace, parts->accessibility, parts->pasteboard, parts->keyboard,
+            parts->hold,    parts->monitors,  parts->notifier,      parts->logind,     parts->guard};
+}
+
+Windows& X11Desktop::windows() { return parts->windows; }
+
+} // namespace ovalin

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "KeyMap.h"
+#include "base/Dispatch.h"
+#include "platform/HotKeys.h"
+#include "platform/x11/windows/WindowReader.h"
+
+#include <QAbstractNativeEventFilter>
+#include <QObject>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+struct xcb_connection_t;
+struct xcb_key_press_event_t;
+
+namespace ovalin {
+
+class XThread;
+
+/// The hotkey as passive grabs (XGrabKey) of the root window on Qt's connection. Main thread.
+///
+/// While our own keyboard hold is on, the key comes through that: it is recognised by what it is, not by the grab.
+/// The grab that a press activates stops the keyboard in the server, so that no key typed after it is lost or reaches
+/// the application: the hold of the panel, or pressHandled(), lets the keys go on. It is left to end with the key, so
+/// that the release is seen here and nowhere else.
+class X11HotKeys final : public HotKeys, public QAbstractNativeEventFilter {
+public:
+    explicit X11HotKeys(Dispatch& dispatch);
+    ~X11HotKeys() override;
+
+    [[nodiscard]] int registerHotKey() override;
+    void unregisterHotKey() override;
+    void pressHandled() override;
+
+    /// To be called on the X thread with each key that goes down beside Alt: if it is ours and the main thread does
+    /// nothing about it for a second, the keyboard is let go, since nobody could type anywhere.
+    [[nodiscard]] std::function<void(quint8 key)> watchdog(XThread& thread) const;
+
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
+
+private:
+    /// What the grabs depend on; a new keyboard map that leaves it alone is no reason to grab anew.
+    struct Binding {
+        KeyMap::Key key = 0;
+        quint16 alt = 0;
+        quint16 locks = 0;
+        bool operator==(const Binding&) const = default;
+    };
+
+    [[nodiscard]] Binding currentBinding() const;
+    bool keyPressed(const xcb_key_press_event_t& event);
+    bool keyReleased(const xcb_key_press_event_t& event);
+    void watchWindowManager();
+    void lookSoon();
+    void look();
+
+    Dispatch& dispatch;
+    xcb_connection_t* const connection;
+    std::optional<WindowReader> reader;
+    quint8 xkbEvent = 0;
+
+    /// Shared with the X thread.
+    struct Presses {
+        xcb_connection_t* connection;
+        std::atomic<quint8> key{0};
+        std::atomic<quint32> handled{0}; ///< how many
+        void goOn();
+    };
+    std::shared_ptr<Presses> presses;
+
+    Binding seen;
+    std::vector<quint16> grabbed; // modifier states of the grabs that stand
+    quint32 windowManager = 0;
+    bool lookPending = false;
+
+    bool down = false;
+    quint32 releasedAt = 0; // X server time of the last release of our press
+    QObject context;
+};
+
+} // namespace ovalin
