@@ -240,7 +240,7 @@ void PasteOver::putBack(const QString& text, const Left& left) {
 void PasteOver::copyAgain(const QString& text) {
     dispatch.run(Queue::UserInitiated, [&pasteboard = desktop.pasteboard, text] {
         const std::lock_guard lock(pasteboard.inUse);
-        pasteboard.borrow(Selection::Clipboard, text, 0);
+        (void)pasteboard.borrow(Selection::Clipboard, text, 0);
     });
 }
 

@@ -229,7 +229,9 @@ TEST_F(AskChatTest, ARefusedResumeCostsOneReturn) {
         {Searching, "while [[ ! -e $D/go ]] { sleep 0.01 }; result error_during_execution; exit 1"},
         {Written, "read -r line; result error_during_execution; exit 1"},
         {Begun, "read -r line; delta Half; result error_during_execution; sleep 60"}};
-    for (const auto& [when, refusal] : rows) {
+    for (const auto& row : rows) {
+        const int when = row.first;
+        const QByteArray& refusal = row.second;
         evicted.clear();
         stored.clear();
         QFile::remove(folder.filePath(QStringLiteral("asked")));

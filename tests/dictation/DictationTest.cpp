@@ -106,11 +106,11 @@ TEST_F(DictationTest, WordsFollowWhatStandsInTheField) {
 }
 
 TEST_F(DictationTest, NoWordThatWasShownIsLostBetweenResults) {
+    enum Kind { Partial, Utterance, Final, Error };
     struct Step {
-        enum { Partial, Utterance, Final, Error } kind;
+        Kind kind;
         const char *text, *shown;
     };
-    using enum decltype(Step::kind);
     const std::vector<Step> rows[] = {
         {{Partial, "the quick brown fox jumps", "the quick brown fox jumps"},
          {Partial, "over", "the quick brown fox jumps over"}},

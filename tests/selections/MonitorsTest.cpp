@@ -196,7 +196,7 @@ TEST_F(MonitorsTest, AnEventReadAfterTheSendingIsStillOurs) {
     EXPECT_TRUE(synthetic.ours(4990));
     EXPECT_TRUE(synthetic.ours(5000));
     EXPECT_FALSE(synthetic.ours(5001));
-    EXPECT_FALSE(synthetic.ours(5000 - 60000));
+    EXPECT_FALSE(synthetic.ours(5000u - 60000u));
     EXPECT_FALSE(synthetic.ours(5000u + 0x90000000u)) << "weeks later";
 }
 

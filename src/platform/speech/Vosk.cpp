@@ -49,7 +49,7 @@ struct Vosk::Stream::Handle {
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef OVALIN_SANITIZED
 constexpr int BINDING = 0; // a sanitizer aborts on RTLD_DEEPBIND
 #else
 // The library carries a BLAS; without DEEPBIND it would call a slower one of the process's instead.

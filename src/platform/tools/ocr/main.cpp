@@ -12,7 +12,6 @@
 #include <vector>
 
 #include <leptonica/allheaders.h>
-#include <omp.h>
 #include <sys/resource.h>
 #include <tesseract/baseapi.h>
 #include <tesseract/ocrclass.h>
@@ -26,7 +25,6 @@ constexpr int64_t LARGEST_PICTURE = 32'000'000;    // pixels, after enlarging
 constexpr int SMALLEST_SIDE = 8;                   // pixels; no letter fits
 constexpr int DEADLINE = 8000;                     // milliseconds for the recognition
 constexpr int SCREEN_RESOLUTION = 96;              // dots per inch
-constexpr rlim_t MEMORY = rlim_t{2} << 30;         // bytes of address space
 constexpr float LEAST_CONFIDENCE = 30;             // percent; below it a line is an icon or a texture
 
 struct PixFree {
@@ -122,13 +120,16 @@ void recognize(const std::vector<uint8_t>& png) {
 
 } // namespace
 
+extern "C" void omp_set_max_active_levels(int levels); // clang brings an <omp.h> of another OpenMP
+
 int main() {
     // Behind everything else: the next opening of the panel may come while we read the picture of the last.
     ::setpriority(PRIO_PROCESS, 0, 15);
     // Its OpenMP threads cost more than they bring: 5 s instead of 0.8 s a window on two cores. Neither
     // omp_set_num_threads() nor setting OMP_THREAD_LIMIT from here keeps them away.
     omp_set_max_active_levels(0);
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#ifndef OVALIN_SANITIZED
+    constexpr rlim_t MEMORY = rlim_t{2} << 30; // bytes of address space
     const rlimit limit{MEMORY, MEMORY};
     ::setrlimit(RLIMIT_AS, &limit);
 #endif

@@ -63,6 +63,8 @@ private:
 
     /// Shared with the X thread.
     struct Presses {
+        explicit Presses(xcb_connection_t* theConnection)
+            : connection(theConnection) {}
         xcb_connection_t* connection;
         std::atomic<quint8> key{0};
         std::atomic<quint32> handled{0}; ///< how many

@@ -184,8 +184,8 @@ void X11Keyboard::press(xcb_connection_t* connection, const Chord& chord) {
         fake(connection, XCB_KEY_PRESS, key);
     fake(connection, XCB_KEY_PRESS, chord.key);
     fake(connection, XCB_KEY_RELEASE, chord.key);
-    for (const KeyMap::Key key : std::views::reverse(chord.modifiers))
-        fake(connection, XCB_KEY_RELEASE, key);
+    std::for_each(chord.modifiers.rbegin(), chord.modifiers.rend(),
+                  [connection](KeyMap::Key key) { fake(connection, XCB_KEY_RELEASE, key); });
 }
 
 void X11Keyboard::sendChords(const KeyMap& map, const std::vector<Chord>& chords) {
