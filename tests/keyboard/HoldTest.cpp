@@ -20,7 +20,7 @@ struct Hold : testing::Test {
 
     void typed(PanelWindow& panel, const char* key, const char* expected) {
         tap(key);
-        EXPECT_TRUE(waitUntil([&] { return panel.line.text() == QLatin1String(expected); }))
+        EXPECT_TRUE(waitUntil([&] { return panel.line.text() == QString::fromUtf8(expected); }))
             << panel.line.text().toStdString();
     }
 };
@@ -43,6 +43,16 @@ TEST_F(Hold, KeysComeToThePanelWhileFocusAndActiveWindowStay) {
     typed(panel, "g", "hig");
     hold.letGo();
     desk().end(editor.process);
+}
+
+TEST_F(Hold, AnAccentTypedBeforeTheFocusIsKnownStands) {
+    desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us"), QStringLiteral("intl")});
+    PanelWindow panel;
+    hold.take(static_cast<quint32>(panel.winId()));
+    tap("dead_acute"); // nothing is read meanwhile
+    typed(panel, "e", "é");
+    hold.letGo();
+    desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
 }
 
 TEST_F(Hold, WaitsForAnotherClientsGrabToEndAndSaysSoWhenItDoesNot) {

@@ -4,6 +4,7 @@
 #include "platform/x11/XReply.h"
 
 #include <QCoreApplication>
+#include <qpa/qwindowsysteminterface.h>
 
 #include <algorithm>
 #include <cmath>
@@ -206,6 +207,10 @@ bool X11KeyboardHold::nativeEventFilter(const QByteArray&, void* message, qintpt
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
     if (saverEvent && event->response_type == saverEvent)
         screenSaver(reinterpret_cast<const xcb_screensaver_notify_event_t*>(event)->state != XCB_SCREENSAVER_STATE_OFF);
+    // Qt queues that the panel has the focus, and asks its input context about a key at once: a dead key read together
+    // with the grab's focus event would meet no field to compose for, and its accent be lost.
+    if (event->response_type == XCB_KEY_PRESS)
+        QWindowSystemInterface::flushWindowSystemEvents();
     if (!wanted)
         return false;
     if (event->response_type == XCB_KEY_PRESS) {
