@@ -194,9 +194,7 @@ void AppDelegate::connectPanel() {
         if (!desktop.keyboardHold.held())
             desktop.keyboardHold.take(static_cast<quint32>(panel->winId()));
     });
-    connect(panel->promptField, &PromptField::textEdited, this, &AppDelegate::promptEdited);
-    connect(panel->promptField, &PromptField::selectionChanged, this,
-            [this, field = panel->promptField] { promptSelectedWhole = field->selectedText() == field->text(); });
+    connect(panel->promptField, &PromptField::edited, this, &AppDelegate::promptEdited);
     connect(panel->promptField, &PromptField::walked, this,
             [this](bool older) { recallPrompt(older ? PromptHistory::Step::Older : PromptHistory::Step::Newer); });
     connect(panel->modeControl->modeSegDo, &ModeSegment::clicked, this, &AppDelegate::modeDoTapped);
@@ -221,7 +219,7 @@ void AppDelegate::dropPanel() {
     if (!panel)
         return;
     rememberPrompt();
-    handingOver = promptSelectedWhole = false;
+    handingOver = false;
     broughtBack.clear();
     desktop.keyboardHold.letGo();
     desktop.primaryGuard.setActive(false);

@@ -122,7 +122,7 @@ private:
     void rememberPrompt();
     void recallPrompt(PromptHistory::Step step);
     void bringBackUndelivered();
-    void promptEdited(const QString& text);
+    void promptEdited(const QString& text, bool anew);
     void applyShotToPendingSubmit(const QUuid& token, const QString& shotB64);
     void told(const RequestNews& news);
     void hotkeyTaken(int status);
@@ -171,7 +171,6 @@ private:
     std::vector<std::shared_ptr<Delivery>> deliveries; ///< submitted, their excerpt still being read
     bool handingOver = false;                          ///< Return was pressed; the panel waits for the disk
     QString broughtBack;                               ///< the request in the prompt that could not be handed over
-    bool promptSelectedWhole = false;                  ///< before the edit that is being told
     bool hotkeyTakenSaid = false;
     QString nextOpeningStatus;    ///< said on the hint line of the next opening
     bool nextOpeningAsks = false; ///< what stands in its prompt is a question

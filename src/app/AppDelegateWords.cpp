@@ -51,17 +51,15 @@ void AppDelegate::bringBackUndelivered() {
     const Undelivered& oldest = waiting.first();
     broughtBack = oldest.item.id;
     panel->promptField->setText(oldest.item.prompt);
-    // One without an instruction is sent as it is; what is typed in its place is meant for what the screen shows now.
-    promptSelectedWhole = oldest.item.prompt.isEmpty();
     const QString which = waiting.size() > 1 ? QStringLiteral(" (1 of %1)").arg(waiting.size()) : QString();
     setStatus(
         QStringLiteral("%1 — not sent yet%2: Return sends it with what it was about, in %3; emptied, it is dropped")
             .arg(oldest.reason, which, oldest.item.sourceApp));
 }
 
-void AppDelegate::promptEdited(const QString& text) {
+void AppDelegate::promptEdited(const QString& text, bool anew) {
     const bool emptied = text.trimmed().isEmpty();
-    if (!broughtBack.isEmpty() && (emptied || promptSelectedWhole)) {
+    if (!broughtBack.isEmpty() && (emptied || anew)) {
         const QString id = std::exchange(broughtBack, {});
         modeLockedByUser = false;
         setStatus(emptied ? QStringLiteral("dropped — Up brings the words back")

@@ -11,7 +11,7 @@ namespace ovalin {
 namespace {
 
 constexpr int INSET = 16, SPACING = 10, ROW_SPACING = 8;
-constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, INPUT_HEIGHT = 32, BOTTOM_HEIGHT = 26, TRANSCRIPT_HEIGHT = 240;
+constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, BOTTOM_HEIGHT = 26, TRANSCRIPT_HEIGHT = 240;
 constexpr int COLUMN_WIDTH = CapturePanel::WIDTH - 2 * INSET;
 
 // The hairline keeps a field's edge visible where the glass is as light as the fill.
@@ -52,6 +52,11 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
 
     connect(promptField, &PromptField::submitted, this, &CapturePanel::submitTapped);
     connect(promptField, &PromptField::cancelled, this, &CapturePanel::cancelTapped);
+    connect(promptField, &PromptField::neededHeightChanged, this, [this] {
+        growBy(promptField->neededHeight() - std::exchange(inputHeight, promptField->neededHeight()));
+        layOut();
+        update();
+    });
     connect(sendBtnRef, &PillButton::clicked, this, &CapturePanel::submitTapped);
     connect(cancelBtn, &PillButton::clicked, this, &CapturePanel::cancelTapped);
     connect(previewView->document(), &QTextDocument::modificationChanged, this, [this](bool edited) {
@@ -134,8 +139,8 @@ void CapturePanel::growBy(int height) {
 }
 
 QRect CapturePanel::inputContainer() const {
-    return {INSET, height() - INSET - BOTTOM_HEIGHT - SPACING - INPUT_HEIGHT, COLUMN_WIDTH - 32 - ROW_SPACING,
-            INPUT_HEIGHT};
+    return {INSET, height() - INSET - BOTTOM_HEIGHT - SPACING - inputHeight,
+            COLUMN_WIDTH - micButton->width() - ROW_SPACING, inputHeight};
 }
 
 void CapturePanel::layOut() {
@@ -148,8 +153,9 @@ void CapturePanel::layOut() {
 
     const QRect input = inputContainer();
     transcriptView->setGeometry(INSET, input.y() - SPACING - transcriptHeightC, COLUMN_WIDTH, transcriptHeightC);
-    promptField->setGeometry(input.adjusted(10, 0, -10, 0));
+    promptField->setGeometry(input.adjusted(10, 0, 0, 0)); // its scroll bar is the right inset
     micButton->move(input.x() + input.width() + ROW_SPACING, input.y());
+    micButton->setFixedHeight(inputHeight);
 
     const int bottom = height() - INSET - BOTTOM_HEIGHT;
     int right = width() - INSET;

@@ -83,6 +83,7 @@ private:
     bool answering = false;
     bool replacing = false;
     int extraHeight = 0;
+    int inputHeight = 32;
     int previewHeightC = 0;
     int transcriptHeightC = 0;
 };

@@ -1,10 +1,9 @@
 #include "PreviewTextView.h"
 
 #include "Brand.h"
-#include "EditMenu.h"
 #include "SlimScrollBar.h"
 
-#include <QContextMenuEvent>
+#include <QKeyEvent>
 #include <QScrollBar>
 #include <QTextDocument>
 #include <QTextLayout>
@@ -55,12 +54,9 @@ int previewHeight(const QString& text) {
     return std::clamp(static_cast<int>(std::ceil(height)) + PADDING, LEAST, MOST);
 }
 
-PreviewTextView::PreviewTextView(Pasteboard& thePasteboard, QWidget* parent)
-    : QPlainTextEdit(parent)
-    , pasteboard(thePasteboard) {
+PreviewTextView::PreviewTextView(Pasteboard& pasteboard, QWidget* parent)
+    : PlainEdit(pasteboard, parent) {
     setAccessibleName(QStringLiteral("Excerpt"));
-    setTabChangesFocus(true);
-    dressTextView(*this);
     setFont(Brand::font(12.5, QFont::Light));
     document()->setDocumentMargin(0);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the right inset: it shows only what can be scrolled
@@ -83,45 +79,12 @@ QString PreviewTextView::excerpt() const {
 }
 
 void PreviewTextView::keyPressEvent(QKeyEvent* event) {
-    if (isPaste(event)) {
-        event->accept();
-        pasteFrom(Pasteboard::Selection::Clipboard);
-        return;
-    }
     if (event->matches(QKeySequence::InsertLineSeparator)) { // Shift+Return is a line end like any other
         event->accept();
         textCursor().insertBlock();
         return;
     }
-    QPlainTextEdit::keyPressEvent(event);
-}
-
-void PreviewTextView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() == Qt::MiddleButton) {
-        setTextCursor(cursorForPosition(event->position().toPoint()));
-        pasteFrom(Pasteboard::Selection::Primary);
-        return;
-    }
-    QPlainTextEdit::mouseReleaseEvent(event);
-}
-
-void PreviewTextView::contextMenuEvent(QContextMenuEvent* event) {
-    EditActions actions;
-    actions.canUndo = document()->isUndoAvailable();
-    actions.canRedo = document()->isRedoAvailable();
-    actions.hasSelection = textCursor().hasSelection();
-    actions.undo = [this] { undo(); };
-    actions.redo = [this] { redo(); };
-    actions.cut = [this] { cut(); };
-    actions.copy = [this] { copy(); };
-    actions.paste = [this] { pasteFrom(Pasteboard::Selection::Clipboard); };
-    actions.clear = [this] { textCursor().removeSelectedText(); };
-    actions.selectAll = [this] { selectAll(); };
-    showEditMenu(this, event->globalPos(), actions);
-}
-
-void PreviewTextView::pasteFrom(Pasteboard::Selection selection) {
-    pasteboard.readText(selection, this, [this](const QString& text) { insertPlainText(text); });
+    PlainEdit::keyPressEvent(event);
 }
 
 } // namespace ovalin

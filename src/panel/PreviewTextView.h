@@ -1,8 +1,6 @@
 #pragma once
 
-#include "platform/Pasteboard.h"
-
-#include <QPlainTextEdit>
+#include "PlainEdit.h"
 
 namespace ovalin {
 
@@ -13,8 +11,8 @@ namespace ovalin {
 /// Width in which excerpts are laid out.
 inline constexpr int PREVIEW_TEXT_WIDTH = 428;
 
-/// Shows the captured excerpt. It can be edited: what it shows is what Submit sends. Tab moves the focus on.
-class PreviewTextView final : public QPlainTextEdit {
+/// Shows the captured excerpt. It can be edited: what it shows is what Submit sends.
+class PreviewTextView final : public PlainEdit {
     Q_OBJECT
 public:
     PreviewTextView(Pasteboard& pasteboard, QWidget* parent);
@@ -31,13 +29,8 @@ public:
 
 protected:
     void keyPressEvent(QKeyEvent* event) override;
-    void mouseReleaseEvent(QMouseEvent* event) override;
-    void contextMenuEvent(QContextMenuEvent* event) override;
 
 private:
-    void pasteFrom(Pasteboard::Selection selection);
-
-    Pasteboard& pasteboard;
     QString given;
 };
 

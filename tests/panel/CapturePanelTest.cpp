@@ -1,14 +1,18 @@
 #include "panel/CapturePanel.h"
 
 #include "panel/Brand.h"
+#include "panel/CutText.h"
 #include "panel/HowtoPanel.h"
 
 #include "fakes/FakeDesktop.h"
 
 #include <QApplication>
 #include <QInputMethodEvent>
+#include <QRandomGenerator>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTextBlock>
 
 #include <cstring>
 
@@ -102,10 +106,10 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
         {"history", panel.historyBtnRef, {416, 16, 20, 20}, nullptr, 0, {}, {}},
         {"help", panel.helpBtn, {444, 16, 20, 20}, nullptr, 0, {}, {}},
         {"excerpt", panel.previewView, {16, 50, 448, 44}, "Light", 12.5, QPalette::Text, QColor(74, 74, 70)},
-        {"prompt", panel.promptField, {26, 104, 388, 32}, "Regular", 13, QPalette::Text, QColor(26, 26, 26)},
+        {"prompt", panel.promptField, {26, 104, 398, 32}, "Regular", 13, QPalette::Text, QColor(26, 26, 26)},
         {"its placeholder",
          panel.promptField,
-         {26, 104, 388, 32},
+         {26, 104, 398, 32},
          "Regular",
          13,
          QPalette::PlaceholderText,
@@ -200,7 +204,7 @@ TEST_F(CapturePanelTest, ReturnDuringACompositionDoesNotSubmit) {
 TEST_F(CapturePanelTest, PastesComeFromThePasteboardAndKeepEveryCharacter) {
     const QString pasted = QStringLiteral("two\nlines \"$(x)\" `y` 🙂");
     pasteboard.readable = pasted;
-    const QSignalSpy edited(panel.promptField, &PromptField::textEdited);
+    const QSignalSpy edited(panel.promptField, &PromptField::edited);
     QTest::keyClick(panel.promptField, Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ(panel.promptField->text(), pasted);
     EXPECT_GE(edited.count(), 1) << "a paste counts as typing";
@@ -273,12 +277,107 @@ TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {
     EXPECT_TRUE(panel.promptField->hasFocus());
 }
 
-TEST_F(CapturePanelTest, AMegabyteOfInstructionIsKept) {
-    const QString text = QString(QStringLiteral("abc \"$(x)\" ")).repeated(95'000);
+TEST_F(CapturePanelTest, ThePromptTakesUpToFourLines) {
+    const QSignalSpy walked(panel.promptField, &PromptField::walked);
+    const int line = QFontMetrics(panel.promptField->font()).height();
+    const struct {
+        const char* what;
+        QString text;
+        int lines; ///< five stands for more than four
+    } rows[] = {
+        {"nothing", {}, 1},
+        {"line ends show as blanks", QStringLiteral("two\nlines\r\n\u2028x"), 1},
+        {"two", QString(QStringLiteral("words ")).repeated(14), 2},
+        {"more", QString(QStringLiteral("words ")).repeated(60), 5},
+        {"one word", QString(200, QLatin1Char('m')), 5},
+        {"a megabyte", QString(QStringLiteral("words ")).repeated(170'000), 5},
+        {"a line again", QStringLiteral("words"), 1},
+    };
+    for (const auto& row : rows) {
+        PromptField& field = *panel.promptField;
+        field.setText(row.text);
+        EXPECT_TRUE(field.text() == row.text) << row.what;
+        const int grown = panel.height() - 134;
+        EXPECT_EQ(grown == 0, row.lines == 1) << row.what;
+        EXPECT_EQ(qRound(1.0 * grown / line), std::min(row.lines, 4) - 1) << row.what;
+        EXPECT_EQ(field.height(), 32 + grown) << row.what;
+        EXPECT_EQ(field.verticalScrollBar()->maximum() > 0, row.lines > 4) << row.what;
+        const auto before = walked.count();
+        const int allLines = field.document()->blockCount() > 1 ? 1 : field.document()->lineCount();
+        for (int i = 0; i < allLines; ++i) {
+            EXPECT_EQ(walked.count(), before) << row.what;
+            QTest::keyClick(&field, Qt::Key_Up);
+        }
+        EXPECT_EQ(walked.count(), before + (field.document()->blockCount() == 1)) << row.what;
+    }
+}
+
+// The document ends its blocks where the text does not end.
+TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
+    QString text = QString(QStringLiteral("abc \"$(x)\"\n")).repeated(700), begun = text;
     pasteboard.readable = text;
-    QTest::keyClick(panel.promptField, Qt::Key_V, Qt::ControlModifier);
-    type(panel.promptField, QStringLiteral("!"));
-    EXPECT_EQ(panel.promptField->text(), text + QLatin1Char('!'));
+    PromptField& field = *panel.promptField;
+    QTest::keyClick(&field, Qt::Key_V, Qt::ControlModifier);
+    ASSERT_GT(field.document()->blockCount(), 1);
+    qsizetype caret = text.size();
+    QRandomGenerator random(11);
+    const auto check = [&](const char* what) {
+        EXPECT_TRUE(field.text() == text) << what;
+        EXPECT_EQ(CutText::lengthBefore(*field.document(), field.textCursor().position()), caret) << what;
+    };
+    const auto toABlocksEnd = [&] {
+        const QTextBlock block =
+            field.document()->findBlockByNumber(static_cast<int>(random.bounded(field.document()->blockCount() - 1)));
+        QTextCursor cursor = field.textCursor();
+        cursor.setPosition(block.position() + block.length() - 1 + random.bounded(2));
+        field.setTextCursor(cursor);
+        caret = CutText::lengthBefore(*field.document(), cursor.position());
+    };
+    for (int i = 0; i < 200 && !HasFailure(); ++i) {
+        if (i % 3 == 0 && field.document()->blockCount() > 1)
+            toABlocksEnd();
+        switch (random.bounded(6)) {
+        case 0:
+            QTest::keyClick(&field, Qt::Key_Left);
+            caret = std::max<qsizetype>(caret - 1, 0);
+            check("left");
+            break;
+        case 1:
+            QTest::keyClick(&field, Qt::Key_Right);
+            caret = std::min(caret + 1, text.size());
+            check("right");
+            break;
+        case 2:
+            QTest::keyClick(&field, Qt::Key_Backspace);
+            if (caret > 0)
+                text.remove(--caret, 1);
+            check("backspace");
+            break;
+        case 3:
+            QTest::keyClick(&field, Qt::Key_Delete);
+            text.remove(caret, 1);
+            check("delete");
+            break;
+        case 4:
+            type(&field, QStringLiteral("x"));
+            text.insert(caret++, QLatin1Char('x'));
+            check("a letter");
+            break;
+        default:
+            pasteboard.readable = QString(static_cast<int>(random.bounded(3000)), QLatin1Char('y')) + QLatin1Char('\n');
+            QTest::keyClick(&field, Qt::Key_Insert, Qt::ShiftModifier);
+            text.insert(caret, *pasteboard.readable);
+            caret += pasteboard.readable->size();
+            check("a paste");
+        }
+    }
+    QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
+    EXPECT_TRUE(field.selectedText() == text);
+    while (field.document()->isUndoAvailable() && field.text() != begun)
+        QTest::keyClick(&field, Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_TRUE(field.text() == begun);
+    QTest::keyClick(&field, Qt::Key_Z, Qt::ControlModifier);
+    EXPECT_EQ(field.text(), QString());
 }
 
 TEST(HowtoPanelTest, FitsItsText) {
