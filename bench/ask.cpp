@@ -5,6 +5,8 @@
 //   QT_QPA_PLATFORM=offscreen bench_ask [ROUNDS]
 #include "ask/AskChat.h"
 #include "ask/WebSearch.h"
+#include "panel/CapturePanel.h"
+#include "panel/Transcript.h"
 
 #include "NoPasteboard.h"
 
@@ -29,6 +31,10 @@ double wallMilliseconds() {
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
+QString answerIn(const Transcript* transcript) {
+    return transcript->toPlainText().section(QStringLiteral("TORVI\n"), 1);
+}
+
 /// When the transcript was last painted with text of the answer in it.
 class Paints final : public QObject {
 public:
@@ -40,7 +46,7 @@ public:
 
 protected:
     bool eventFilter(QObject*, QEvent* event) override {
-        if (event->type() == QEvent::Paint && at == 0 && !transcript->answer().isEmpty() && transcript->backlog() == 0)
+        if (event->type() == QEvent::Paint && at == 0 && !answerIn(transcript).isEmpty() && transcript->backlog() == 0)
             at = wallMilliseconds();
         return false;
     }
@@ -82,7 +88,8 @@ void rounds(const char* name, int count, qsizetype shot) {
         CapturePanel panel(pasteboard, true);
         panel.openAt({0, 0});
         panel.revealTranscript();
-        AskChat chat(dispatch, verifier, panel, context,
+        auto* transcript = panel.findChild<Transcript*>();
+        AskChat chat(dispatch, verifier, *transcript, context,
                      {{agent, {}},
                       [&search](const QString& question) { return googleSearch(question, search); },
                       [] { return [] { return QStringLiteral("selected"); }; }});
@@ -90,13 +97,12 @@ void rounds(const char* name, int count, qsizetype shot) {
         QEventLoop typing; // warm, as when the user has typed a question
         QTimer::singleShot(300, &typing, &QEventLoop::quit);
         typing.exec();
-        Paints paints(panel.transcriptView);
-        panel.promptField->setText(QStringLiteral("why?"));
+        Paints paints(transcript);
         const double start = wallMilliseconds();
-        chat.sendAskTurn();
+        chat.sendAskTurn(QStringLiteral("why?"));
         while (paints.at == 0)
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        const double read = panel.transcriptView->answer().toDouble() * 1e3;
+        const double read = answerIn(transcript).toDouble() * 1e3;
         written.push_back(read - start);
         painted.push_back(paints.at - read);
     }

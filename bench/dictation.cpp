@@ -2,6 +2,7 @@
 #include "dictation/Dictation.h"
 
 #include "base/Log.h"
+#include "panel/CapturePanel.h"
 #include "platform/speech/PulseMicrophone.h"
 #include "platform/speech/VoskRecognizer.h"
 
@@ -245,9 +246,9 @@ int live(int duration, int typed, const SpeechFiles& files, int argc, char** arg
     VoskRecognizer recognizer(dispatch, [files] { return files; });
     CapturePanel panel(pasteboard, false);
     panel.openAt({100, 100});
-    panel.promptField->setText(QString(QStringLiteral("dictated ")).repeated(typed / 9));
+    panel.setPrompt(QString(QStringLiteral("dictated ")).repeated(typed / 9));
     int updates = 0;
-    Dictation dictation(microphone, recognizer, dispatch, {[&] { return &panel; }, [&](bool) { ++updates; }});
+    Dictation dictation(microphone, recognizer, dispatch, panel, [&](bool) { ++updates; });
 
     std::vector<double> away;
     double awake = 0;
@@ -274,7 +275,7 @@ int live(int duration, int typed, const SpeechFiles& files, int argc, char** arg
                 percentile(away, .5), percentile(away, .99), percentile(away, 1), static_cast<long long>(late),
                 100 * cpu, static_cast<unsigned long long>(microphone.samples),
                 static_cast<unsigned long long>(microphone.breaks));
-    std::fprintf(stderr, "%s\n", qPrintable(panel.promptField->text().right(2000)));
+    std::fprintf(stderr, "%s\n", qPrintable(panel.prompt().right(2000)));
     return 0;
 }
 

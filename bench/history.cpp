@@ -4,8 +4,8 @@
 #include "base/Descriptor.h"
 #include "base/WholeFile.h"
 #include "history/AskHistory.h"
-#include "history/HistoryPanel.h"
 #include "panel/Brand.h"
+#include "panel/HistoryPanel.h"
 
 #include <QApplication>
 #include <QFile>
@@ -132,7 +132,10 @@ void openings(const QString& file, int rounds) {
         std::unique_ptr<FirstFrame> frame;
         samples.time([&] {
             history.loadAskHistory(&history, [&](const AskHistoryEntries& entries) {
-                panel = std::make_unique<HistoryPanel>(entries, dispatch.wallClock(), false);
+                QList<PastConversation> conversations;
+                for (const QJsonObject& entry : entries)
+                    conversations.append(*pastConversation(entry, dispatch.wallClock()));
+                panel = std::make_unique<HistoryPanel>(conversations, false);
                 frame = std::make_unique<FirstFrame>(panel.get());
                 panel->openAt({100, 100});
             });

@@ -44,8 +44,7 @@ AppDelegate::AppDelegate(Desktop& theDesktop, Dispatch& theDispatch, Paths thePa
     , paste(desktop, dispatch)
     , askHistory(dispatch, AskHistory::storePath(paths.systemDir), AgentSearch::under(paths.home),
                  programEnds.get_token())
-    , promptHistory(dispatch, PromptHistory::storePath(paths.systemDir))
-    , dictation(makeDictation()) {
+    , promptHistory(dispatch, PromptHistory::storePath(paths.systemDir)) {
     hotKey.fired = [this] { hotkeyFired(); };
     hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
     pipeline.updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
@@ -112,9 +111,9 @@ void AppDelegate::warmUp() {
     // The first panel would pay for fonts, text shaping, the shadows and the first window: an unseen one pays for it
     // now.
     CapturePanel unseen(desktop.pasteboard, desktop.workspace.compositorRuns());
-    unseen.modeControl->showMode(false);
+    unseen.showMode(false);
     unseen.showExcerpt(QStringLiteral("warmup"), false);
-    unseen.promptField->setPlaceholder(QStringLiteral("What should Torvi do with this?"));
+    unseen.setPlaceholder(QStringLiteral("What should Torvi do with this?"));
     unseen.grab();
     unseen.winId();
     [[maybe_unused]] const QFontMetrics signature(Brand::signature(13));
@@ -162,6 +161,7 @@ void AppDelegate::showPanel() {
     panel = std::make_unique<CapturePanel>(desktop.pasteboard, desktop.workspace.compositorRuns());
     panel->screens = [this] { return screens(); };
     connectPanel();
+    dictation = makeDictation();
     openChat();
     if (!context.capText.isEmpty())
         panel->showExcerpt(context.capText, false);
@@ -169,7 +169,7 @@ void AppDelegate::showPanel() {
     if (std::exchange(nextOpeningAsks, false))
         modeAskTapped(); // as the user had chosen
     if (!nextOpeningPrompt.isEmpty())
-        panel->promptField->setText(std::exchange(nextOpeningPrompt, {}));
+        panel->setPrompt(std::exchange(nextOpeningPrompt, {}));
     if (!nextOpeningStatus.isEmpty())
         setStatus(std::exchange(nextOpeningStatus, {}));
     promptHistory.rewind();
@@ -194,15 +194,15 @@ void AppDelegate::connectPanel() {
         if (!desktop.keyboardHold.held())
             desktop.keyboardHold.take(static_cast<quint32>(panel->winId()));
     });
-    connect(panel->promptField, &PromptField::edited, this, &AppDelegate::promptEdited);
-    connect(panel->promptField, &PromptField::walked, this,
+    connect(panel.get(), &CapturePanel::promptEdited, this, &AppDelegate::promptEdited);
+    connect(panel.get(), &CapturePanel::promptWalked, this,
             [this](bool older) { recallPrompt(older ? PromptHistory::Step::Older : PromptHistory::Step::Newer); });
-    connect(panel->modeControl->modeSegDo, &ModeSegment::clicked, this, &AppDelegate::modeDoTapped);
-    connect(panel->modeControl->modeSegAsk, &ModeSegment::clicked, this, &AppDelegate::modeAskTapped);
-    connect(panel->replaceBtnRef, &PillButton::clicked, this, &AppDelegate::replaceTapped);
-    connect(panel->micButton, &GlyphButton::clicked, this, &AppDelegate::micTapped);
-    connect(panel->historyBtnRef, &GlyphButton::clicked, this, &AppDelegate::historyTapped);
-    connect(panel->helpBtn, &GlyphButton::clicked, this, &AppDelegate::helpTapped);
+    connect(panel.get(), &CapturePanel::modeDoTapped, this, &AppDelegate::modeDoTapped);
+    connect(panel.get(), &CapturePanel::modeAskTapped, this, &AppDelegate::modeAskTapped);
+    connect(panel.get(), &CapturePanel::replaceTapped, this, &AppDelegate::replaceTapped);
+    connect(panel.get(), &CapturePanel::micTapped, this, &AppDelegate::micTapped);
+    connect(panel.get(), &CapturePanel::historyTapped, this, &AppDelegate::historyTapped);
+    connect(panel.get(), &CapturePanel::helpTapped, this, &AppDelegate::helpTapped);
 }
 
 void AppDelegate::closePanel() {
@@ -219,6 +219,7 @@ void AppDelegate::dropPanel() {
     if (!panel)
         return;
     rememberPrompt();
+    dictation.reset();
     handingOver = false;
     broughtBack.clear();
     desktop.keyboardHold.letGo();
@@ -268,7 +269,7 @@ std::function<SelectedText()> AppDelegate::currentFocus() {
 
 void AppDelegate::setStatus(const QString& text) {
     if (panel)
-        panel->hintField->setStatus(text);
+        panel->say(text);
 }
 
 void AppDelegate::cancelTapped() { closePanel(); }
@@ -286,7 +287,7 @@ void AppDelegate::showHowto() {
     if (!panel)
         return;
     howtoPanel = std::make_unique<HowtoPanel>(QString(AGENT_INSTALL_PAGE), desktop.workspace.compositorRuns());
-    connect(howtoPanel->gotIt, &PillButton::clicked, this, &AppDelegate::closeHowto);
+    connect(howtoPanel.get(), &HowtoPanel::dismissed, this, &AppDelegate::closeHowto);
     const QPoint corner = placeBeside(panel->geometry(), howtoPanel->size(), screens());
     howtoPanel->openAt(corner);
     logLine(QStringLiteral("Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5")

@@ -15,10 +15,10 @@
 #include "capture/Selection.h"
 #include "capture/SelectionWatch.h"
 #include "history/AskHistory.h"
-#include "history/HistoryPanel.h"
 #include "intent/IntentClassifier.h"
 #include "intent/IntentLexicon.h"
 #include "panel/CapturePanel.h"
+#include "panel/HistoryPanel.h"
 #include "panel/HowtoPanel.h"
 #include "platform/Desktop.h"
 #include "route/RoutedRequests.h"
@@ -159,11 +159,11 @@ private:
     LinkVerifier linkVerifier;
 
     std::unique_ptr<CapturePanel> panel;
-    std::unique_ptr<AskChat> chat; ///< of this opening
+    std::unique_ptr<Dictation> dictation; ///< none on a desktop without speech
+    std::unique_ptr<AskChat> chat;        ///< of this opening
     std::unique_ptr<HowtoPanel> howtoPanel;
     std::unique_ptr<HistoryPanel> historyPanel;
     std::unique_ptr<QObject> historyOpening; ///< while the list is being read; without it the list is not wanted
-    std::unique_ptr<Dictation> dictation;    ///< none on a desktop without speech
     bool askMode = false;
     bool modeLockedByUser = false;
     OvalinIntent lastPredicted = OvalinIntent::neutral;

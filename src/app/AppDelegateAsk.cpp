@@ -11,7 +11,10 @@ void AppDelegate::openChat() {
         [script = paths.searchScript](const QString& question) { return googleSearch(question, script); },
         [this] { return [focus = currentFocus()] { return focus().text; }; },
     };
-    chat = std::make_unique<AskChat>(dispatch, linkVerifier, *panel, context, std::move(sources));
+    chat = std::make_unique<AskChat>(dispatch, linkVerifier, panel->chatView(), context, std::move(sources));
+    connect(chat.get(), &AskChat::said, panel.get(), &CapturePanel::say);
+    connect(chat.get(), &AskChat::answering, panel.get(),
+            [this](bool streams) { panel->setBusy(CapturePanel::Busy::Answering, streams); });
     connectChatToHistory();
 }
 
@@ -33,7 +36,8 @@ void AppDelegate::sendAsk(const QString& question) {
         recordIntentCommit(question, true);
     rememberPrompt(); // the field is emptied
     panel->revealTranscript();
-    chat->sendAskTurn();
+    if (chat->sendAskTurn(question))
+        panel->clearPrompt();
 }
 
 } // namespace ovalin

@@ -8,9 +8,8 @@ namespace ovalin {
 std::unique_ptr<Dictation> AppDelegate::makeDictation() {
     if (!desktop.microphone || !desktop.speechRecognizer)
         return nullptr;
-    return std::make_unique<Dictation>(
-        *desktop.microphone, *desktop.speechRecognizer, dispatch,
-        Dictation::Surroundings{[this] { return panel.get(); }, [this](bool force) { applyIntentInference(force); }});
+    return std::make_unique<Dictation>(*desktop.microphone, *desktop.speechRecognizer, dispatch, *panel,
+                                       [this](bool force) { applyIntentInference(force); });
 }
 
 void AppDelegate::micTapped() {
@@ -19,7 +18,7 @@ void AppDelegate::micTapped() {
     if (dictation)
         dictation->micTapped();
     else
-        panel->hintField->setNote(QStringLiteral("speech recognizer unavailable"));
+        panel->note(QStringLiteral("speech recognizer unavailable"));
 }
 
 void AppDelegate::stopRecording() {

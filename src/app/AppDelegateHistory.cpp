@@ -1,7 +1,6 @@
 // The flows of AppDelegate that concern past conversations.
 #include "AppDelegate.h"
 
-#include "history/RelTime.h"
 #include "panel/Placement.h"
 
 #include <QWindow>
@@ -27,9 +26,7 @@ void AppDelegate::showHistoryPanel() {
     closeHistoryPanel();
     if (!panel)
         return;
-    QColor lit = Palette::amethyst();
-    lit.setAlphaF(0.25F);
-    panel->historyBtnRef->setGround(lit);
+    panel->showHistoryOpen(true);
     historyOpening = std::make_unique<QObject>();
     askHistory.loadAskHistory(historyOpening.get(), [this](const AskHistoryEntries& entries) {
         historyOpening.reset();
@@ -38,7 +35,12 @@ void AppDelegate::showHistoryPanel() {
 }
 
 void AppDelegate::openHistoryPanel(const AskHistoryEntries& entries) {
-    historyPanel = std::make_unique<HistoryPanel>(entries, dispatch.wallClock(), desktop.workspace.compositorRuns());
+    QList<PastConversation> conversations;
+    for (const QJsonObject& entry : entries) {
+        if (auto conversation = pastConversation(entry, dispatch.wallClock()))
+            conversations.append(*std::move(conversation));
+    }
+    historyPanel = std::make_unique<HistoryPanel>(conversations, desktop.workspace.compositorRuns());
     connect(historyPanel.get(), &HistoryPanel::rowTapped, this, &AppDelegate::historyRowTapped);
     connect(historyPanel.get(), &HistoryPanel::rowEntered, this, [this](const QString& id) {
         if (chat->streaming())
@@ -46,7 +48,7 @@ void AppDelegate::openHistoryPanel(const AskHistoryEntries& entries) {
         else
             historyRowTapped(id);
     });
-    connect(panel->promptField, &PromptField::textChanged, historyPanel.get(), &HistoryPanel::deselect);
+    connect(panel.get(), &CapturePanel::promptChanged, historyPanel.get(), &HistoryPanel::deselect);
     connect(historyPanel.get(), &HistoryPanel::dismissed, this, &AppDelegate::closeHistoryPanel);
     panel->windowHandle()->installEventFilter(historyPanel.get()); // the panel keeps the keyboard
     historyPanel->openAt(placeBeside(panel->geometry(), historyPanel->size(), screens()));
@@ -61,7 +63,7 @@ void AppDelegate::closeHistoryPanel() {
         historyPanel.release()->deleteLater(); // we may be in one of its own signals
     }
     if (panel)
-        panel->historyBtnRef->setGround(Palette::fillSoft());
+        panel->showHistoryOpen(false);
 }
 
 void AppDelegate::historyRowTapped(const QString& id) {
@@ -76,8 +78,8 @@ void AppDelegate::resumeAskSession(const QString& id) {
         const auto entry = entryWithId(entries, id);
         if (!entry || chat->streaming()) // a question may have been quicker than the file
             return;
-        const QString lastAt = entry->value(QStringLiteral("lastAt")).toString();
-        chat->resumeAskSession(*entry, relTime(lastAt, dispatch.wallClock()), [this] { setMode(true, true); });
+        chat->resumeAskSession(*pastConversation(*entry, dispatch.wallClock()), [this] { setMode(true, true); });
+        panel->revealTranscript();
     });
 }
 

@@ -60,14 +60,9 @@ void AppDelegate::replaceTapped() {
     if (!panel || panel->isBusy(CapturePanel::Busy::Replacing))
         return;
     stopRecording(); // the prompt is read after that
-    const ReplacePress press{context.captureToken,
-                             panel->promptField->text().trimmed(),
-                             context.capApp,
-                             context.capBundle,
-                             context.capURL,
-                             replaceTarget(context),
-                             context.selectionTarget(),
-                             frontWindow()};
+    const ReplacePress press{
+        context.captureToken,   panel->prompt().trimmed(), context.capApp, context.capBundle, context.capURL,
+        replaceTarget(context), context.selectionTarget(), frontWindow()};
     setReplacing(true);
     dispatch.inBackground(
         Queue::UserInitiated, this,

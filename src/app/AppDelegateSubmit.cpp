@@ -23,22 +23,20 @@ void AppDelegate::setMode(bool ask, bool byUser) {
     askMode = ask;
     if (!panel)
         return;
-    panel->modeControl->showMode(ask);
+    panel->showMode(ask);
     syncReplaceButton(context.capText, ask);
-    panel->setSubmitTitle(ask ? QStringLiteral("Send") : QStringLiteral("Submit"));
     showPlaceholder();
     setStatus({});
     if (ask)
         chat->startWarmAsk();
     if (byUser)
-        panel->promptField->setFocus();
+        panel->focusPrompt();
 }
 
 void AppDelegate::showPlaceholder() {
-    panel->promptField->setPlaceholder(askMode ? QStringLiteral("Ask Torvi about this…")
-                                       : context.capText.isEmpty()
-                                           ? QStringLiteral("What should happen — or type text to insert")
-                                           : QStringLiteral("What should Torvi do with this?"));
+    panel->setPlaceholder(askMode                     ? QStringLiteral("Ask Torvi about this…")
+                          : context.capText.isEmpty() ? QStringLiteral("What should happen — or type text to insert")
+                                                      : QStringLiteral("What should Torvi do with this?"));
 }
 
 void AppDelegate::modeDoTapped() {
@@ -55,7 +53,7 @@ void AppDelegate::applyIntentInference(bool force) {
     if (!panel)
         return;
     const ModeState state{askMode, modeLockedByUser, !context.capText.isEmpty()};
-    const auto inference = inferMode(panel->promptField->text(), force, state, intentLexicon);
+    const auto inference = inferMode(panel->prompt(), force, state, intentLexicon);
     if (!inference)
         return;
     lastPredicted = inference->predicted;
@@ -79,10 +77,10 @@ void AppDelegate::sendTapped() {
     if (!panel)
         return;
     stopRecording();
-    const QString instruction = panel->promptField->text().trimmed();
+    const QString instruction = panel->prompt().trimmed();
     const QString word = instruction.toLower();
     if (chat->streaming() && (word == QLatin1String("/stop") || word == QLatin1String("stop"))) {
-        panel->promptField->clear();
+        panel->clearPrompt();
         chat->stopAskTurn();
         return;
     }
@@ -102,8 +100,7 @@ void AppDelegate::sendTapped() {
         return;
     }
     // Nothing is read in the place of an excerpt that the user emptied.
-    const QString excerpt = panel->previewView->excerpt().trimmed();
-    submitDo(instruction, excerpt.isEmpty() && !panel->previewView->edited() ? std::nullopt : std::optional(excerpt));
+    submitDo(instruction, panel->excerpt());
 }
 
 void AppDelegate::submitDo(const QString& instruction, const std::optional<QString>& excerpt) {

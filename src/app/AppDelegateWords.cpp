@@ -17,7 +17,7 @@ constexpr auto LONGEST_KEEPING = 100ms;
 RoutedRequests::Recorded AppDelegate::closeWhenKept() {
     handingOver = true;
     panel->setBusy(CapturePanel::Busy::Replacing, true); // neither Return nor a button counts again
-    panel->promptField->setReadOnly(true);
+    panel->lockPrompt();
     dispatch.after(LONGEST_KEEPING, this, [this, token = context.captureToken] {
         if (!handingOver || token != context.captureToken)
             return;
@@ -32,25 +32,26 @@ RoutedRequests::Recorded AppDelegate::closeWhenKept() {
 
 void AppDelegate::rememberPrompt() {
     // The one place where a prompt is kept: what must not be remembered is held back here.
-    promptHistory.remember(panel->promptField->text());
+    promptHistory.remember(panel->prompt());
 }
 
 void AppDelegate::recallPrompt(PromptHistory::Step step) {
-    const auto text = promptHistory.recall(step, panel->promptField->text());
+    const auto text = promptHistory.recall(step, panel->prompt());
     if (!text)
         return;
-    panel->promptField->setText(*text);
+    panel->setPrompt(*text);
     applyIntentInference(true);
 }
 
 void AppDelegate::bringBackUndelivered() {
     const auto& waiting = routedRequests->undelivered();
-    if (waiting.isEmpty() || !panel->promptField->text().isEmpty())
+    if (waiting.isEmpty() || !panel->prompt().isEmpty())
         return;
     modeLockedByUser = true; // it is a request, whatever its wording
     const Undelivered& oldest = waiting.first();
     broughtBack = oldest.item.id;
-    panel->promptField->setText(oldest.item.prompt);
+    panel->setPrompt(oldest.item.prompt);
+    // One without an instruction is sent as it is; what is typed in its place is meant for what the screen shows now.
     const QString which = waiting.size() > 1 ? QStringLiteral(" (1 of %1)").arg(waiting.size()) : QString();
     setStatus(
         QStringLiteral("%1 — not sent yet%2: Return sends it with what it was about, in %3; emptied, it is dropped")

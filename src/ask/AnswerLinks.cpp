@@ -106,16 +106,11 @@ qsizetype trimmedLength(QStringView address, QChar before) {
     return length;
 }
 
-void appendPlain(std::vector<AnswerRun>& runs, QStringView text) {
-    if (!text.isEmpty())
-        runs.push_back({text.toString(), false, {}});
-}
-
-void linkifyBareURLs(std::vector<AnswerRun>& runs, QStringView plain) {
+/// `from`: where the text stands in the answer.
+void linkifyBareURLs(std::vector<LinkSpan>& spans, QStringView plain, qsizetype from) {
     const QString text = plain.toString();
     // Half a surrogate pair would end the search; its stand-in has the same length.
     const QString searched = text.isValidUtf16() ? text : QString::fromUtf8(text.toUtf8());
-    qsizetype cursor = 0;
     for (auto matches = bareAddress().globalMatch(searched); matches.hasNext();) {
         const QRegularExpressionMatch match = matches.next();
         const qsizetype start = match.capturedStart();
@@ -124,16 +119,10 @@ void linkifyBareURLs(std::vector<AnswerRun>& runs, QStringView plain) {
         const QString target = match.hasCaptured(u"www")    ? QStringLiteral("http://") + address
                                : match.hasCaptured(u"mail") ? QStringLiteral("mailto:") + address
                                                             : address;
-        if (!QUrl(target).isValid())
-            continue;
-        appendPlain(runs, plain.sliced(cursor, start - cursor));
-        runs.push_back({address, true, target});
-        cursor = start + length;
+        if (QUrl(target).isValid())
+            spans.push_back({from + start, length, address, target});
     }
-    appendPlain(runs, plain.sliced(cursor));
 }
-
-AnswerRun linkRun(const LinkPair& pair) { return {pair.anchor, true, QUrl(pair.url).isValid() ? pair.url : QString()}; }
 
 // A line end in a head of the mail would begin another one.
 QString oneLine(const QString& encoded) {
@@ -162,17 +151,18 @@ std::vector<LinkPair> extractLinkPairs(const QString& answer) {
     return pairs;
 }
 
-std::vector<AnswerRun> attributedAnswer(const QString& answer) {
-    std::vector<AnswerRun> runs;
+std::vector<LinkSpan> attributedAnswer(const QString& answer) {
+    std::vector<LinkSpan> spans;
     const QStringView text(answer);
     qsizetype cursor = 0;
     MarkdownLinks links(text);
     for (MarkdownLink link; links.next(link); cursor = link.end) {
-        linkifyBareURLs(runs, text.sliced(cursor, link.begin - cursor));
-        runs.push_back(linkRun(link.pair));
+        linkifyBareURLs(spans, text.sliced(cursor, link.begin - cursor), cursor);
+        spans.push_back({link.begin, link.end - link.begin, link.pair.anchor,
+                         QUrl(link.pair.url).isValid() ? link.pair.url : QString()});
     }
-    linkifyBareURLs(runs, text.sliced(cursor));
-    return runs;
+    linkifyBareURLs(spans, text.sliced(cursor), cursor);
+    return spans;
 }
 
 QString openable(const QString& target) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "views/ChatView.h"
+
 #include <QHash>
 #include <QString>
 
@@ -17,21 +19,15 @@ struct LinkPair {
     bool operator==(const LinkPair&) const = default;
 };
 
-/// A stretch of an answer as it is shown.
-struct AnswerRun {
-    QString text;
-    bool link = false;
-    QString target; ///< empty in a link: shown as one, leads nowhere
-};
-
 /// An address as written in the answer to the search page that replaces it.
 using ReplacementTable = QHash<QString, QString>;
 
 /// The markdown links in text order, repeated ones included.
 [[nodiscard]] std::vector<LinkPair> extractLinkPairs(const QString& answer);
 
-/// The answer with its markdown links and bare addresses made into links; all other markdown stays as it was typed.
-[[nodiscard]] std::vector<AnswerRun> attributedAnswer(const QString& answer);
+/// The markdown links and bare addresses of the answer, in text order and with their places in it; all other markdown
+/// stays as it was typed.
+[[nodiscard]] std::vector<LinkSpan> attributedAnswer(const QString& answer);
 
 /// What a click on the target hands to the desktop: http and https with a host as they are, of mailto the address, the
 /// subject and the body; else nothing. A mail with files attached, for instance, is for nobody but the user to begin.

@@ -1,11 +1,11 @@
 #include "AskChat.h"
 
 #include "AskMessage.h"
-#include "ShownLinks.h"
+#include "OpenLink.h"
 #include "WebSearch.h"
 
 #include "base/AgentLine.h"
-#include "history/AskHistory.h"
+#include "history/AskHistoryEntries.h"
 
 #include <QPointer>
 
@@ -15,7 +15,6 @@ namespace {
 
 using Kind = StreamEvent::Kind;
 using Outcome = StreamEvent::Outcome;
-using Speaker = Transcript::Speaker;
 
 // So much text that does not show yet holds the agent up: it writes faster than anybody reads.
 constexpr qsizetype MOST_BACKLOG = qsizetype{1} << 16;
@@ -36,11 +35,11 @@ struct AskChat::Turn {
     [[nodiscard]] bool complete() const { return selection && searchResults; }
 };
 
-AskChat::AskChat(Dispatch& theDispatch, LinkVerifier& theVerifier, CapturePanel& thePanel,
-                 const CaptureContext& theContext, Sources theSources)
+AskChat::AskChat(Dispatch& theDispatch, LinkVerifier& theVerifier, ChatView& theView, const CaptureContext& theContext,
+                 Sources theSources)
     : dispatch(theDispatch)
     , verifier(theVerifier)
-    , panel(thePanel)
+    , view(theView)
     , context(theContext)
     , sources(std::move(theSources))
     , process(dispatch, sources.command) {
@@ -51,14 +50,16 @@ AskChat::AskChat(Dispatch& theDispatch, LinkVerifier& theVerifier, CapturePanel&
         agentIsMissing = true;
         setAskStatus(agentMissingChatMessage());
     });
-    connect(panel.transcriptView, &Transcript::caughtUp, this, [this] { process.setPaused(false); });
-    connect(panel.transcriptView, &Transcript::anchorClicked, this, [this](const QUrl& target) {
-        openLink(dispatch, this, target.toString(QUrl::FullyEncoded),
-                 [this](const QString& problem) { setAskStatus(problem); });
-    });
+    view.caughtUp = [this] { process.setPaused(false); };
+    view.linkClicked = [this](const QString& target) {
+        openLink(dispatch, this, target, [this](const QString& problem) { setAskStatus(problem); });
+    };
 }
 
-AskChat::~AskChat() = default;
+AskChat::~AskChat() {
+    view.caughtUp = {};
+    view.linkClicked = {};
+}
 
 void AskChat::startWarmAsk() {
     if (!process.startWarmAsk(askResumeId))
@@ -73,11 +74,10 @@ void AskChat::stopWarmAsk() {
     process.stopWarmAsk();
 }
 
-void AskChat::sendAskTurn() {
-    const QString question = panel.promptField->text().trimmed();
+bool AskChat::sendAskTurn(const QString& prompt) {
+    const QString question = prompt.trimmed();
     if (askStreaming || question.isEmpty())
-        return;
-    panel.promptField->clear();
+        return false;
     Q_EMIT questionSent();
     userTurnText = question;
     if (!askFirstQuestion)
@@ -90,11 +90,12 @@ void AskChat::sendAskTurn() {
     turn->question = question;
     if (std::exchange(firstAskTurn, false))
         turn->preamble = askPreamble(context);
-    panel.transcriptView->appendTranscript(Speaker::You, question);
+    view.appendTranscript(Speaker::You, question);
     startTorviTurn();
     askStreaming = true;
     setAskStatus(QStringLiteral("searching…"));
     askAbout(turn);
+    return true;
 }
 
 void AskChat::askAbout(const std::shared_ptr<Turn>& turn) {
@@ -148,22 +149,22 @@ void AskChat::undelivered(ChatProcess::Wrote why) {
 }
 
 void AskChat::startTorviTurn() {
-    panel.transcriptView->beginAnswer();
+    view.beginAnswer();
     torviTurnText.clear();
     confirmedLength = 0;
     answerTooLong = false;
     askTurnPersisted = false;
     askTurnInterrupted = false;
     setAskStatus(QStringLiteral("Torvi is thinking…"));
-    panel.setBusy(CapturePanel::Busy::Answering, true);
+    Q_EMIT answering(true);
 }
 
 void AskChat::appendTorviDelta(const QString& text) {
     torviTurnText += text;
-    panel.transcriptView->appendAnswer(text);
+    view.appendAnswer(text);
     if (askStreaming)
         setAskStatus({});
-    if (panel.transcriptView->backlog() > MOST_BACKLOG)
+    if (view.backlog() > MOST_BACKLOG)
         process.setPaused(true);
 }
 
@@ -179,21 +180,20 @@ void AskChat::answerGoesOn(const QString& text) {
 void AskChat::takeBack(qsizetype length) {
     answerTooLong = false;
     torviTurnText.truncate(length);
-    panel.transcriptView->truncateAnswer(length);
+    view.truncateAnswer(length);
 }
 
 void AskChat::endTorviTurn(const QString& error) {
     const bool wasStreaming = std::exchange(askStreaming, false);
-    panel.setBusy(CapturePanel::Busy::Answering, false);
+    Q_EMIT answering(false);
     if (error.isEmpty() && !wasStreaming) {
         setAskStatus({});
         return;
     }
     if (!error.isEmpty())
         appendTorviDelta(bracketed(error));
-    const QString answer = panel.transcriptView->answer();
-    const auto pairs = extractLinkPairs(answer);
-    panel.transcriptView->linkify(linkSpans(answer));
+    const auto pairs = extractLinkPairs(torviTurnText);
+    view.linkify(attributedAnswer(torviTurnText));
     if (pairs.empty()) {
         setAskStatus({});
         return;
@@ -203,7 +203,7 @@ void AskChat::endTorviTurn(const QString& error) {
     verifier.verifyURLs(pairs, pageHost, [this, guard = QPointer<QObject>(this)](const ReplacementTable& table) {
         if (!guard)
             return;
-        panel.transcriptView->repairLinks(table);
+        view.repairLinks(table);
         setAskStatus({});
     });
 }
@@ -314,22 +314,19 @@ void AskChat::processEnded() {
         endTorviTurn(QStringLiteral("Torvi's chat process ended"));
 }
 
-void AskChat::resumeAskSession(const QJsonObject& entry, const QString& age, const std::function<void()>& switchToAsk) {
-    const QString id = entry.value(QLatin1String("id")).toString();
+void AskChat::resumeAskSession(const PastConversation& conversation, const std::function<void()>& switchToAsk) {
     stopWarmAsk();
-    askResumeId = id;
-    askSessionId = id;
+    askResumeId = conversation.id;
+    askSessionId = conversation.id;
     askTurnPersisted = true; // of the conversation before
-    const QJsonValue first = entry.value(QLatin1String("first"));
-    askFirstQuestion = first.isString() ? std::optional(first.toString()) : std::nullopt;
-    saidSoFar = unfinishedAnswer(entry);
+    askFirstQuestion = conversation.first;
+    saidSoFar = conversation.unfinished;
     startWarmAsk();
     switchToAsk();
-    panel.transcriptView->clearConversation();
-    for (const PreviewLine& line : previewLines(entry))
-        panel.transcriptView->appendTranscript(line.user ? Speaker::You : Speaker::Torvi, line.text);
-    panel.revealTranscript();
-    setAskStatus(QStringLiteral("resumed — ") + age);
+    view.clearConversation();
+    for (const PreviewLine& line : conversation.preview)
+        view.appendTranscript(line.user ? Speaker::You : Speaker::Torvi, line.text);
+    setAskStatus(QStringLiteral("resumed — ") + conversation.age);
 }
 
 void AskChat::closing() {
@@ -350,7 +347,5 @@ void AskChat::persistAskTurn() {
     Q_EMIT turnStored({*askSessionId, context.capApp, askFirstQuestion, userTurnText, torviTurnText, askTurnInterrupted,
                        askTurnInterrupted ? saidSoFar : QString()});
 }
-
-void AskChat::setAskStatus(const QString& text) { panel.hintField->setStatus(text); }
 
 } // namespace ovalin

@@ -4,9 +4,9 @@
 #include "LinkVerifier.h"
 
 #include "capture/CaptureContext.h"
-#include "panel/CapturePanel.h"
+#include "views/ChatView.h"
+#include "views/PastConversation.h"
 
-#include <QJsonObject>
 #include <QObject>
 
 #include <functional>
@@ -17,8 +17,8 @@ namespace ovalin {
 /// What the conversation store keeps of one question and its answer.
 struct AskTurn;
 
-/// The conversation of one opening of the panel: its turns, the agent process that answers them, and what the panel
-/// shows of both. Main thread. Its end ends the process; the owner stores the last turn before that.
+/// The conversation of one opening of the panel: its turns, the agent process that answers them, and what is shown of
+/// both. Main thread. Its end ends the process; the owner stores the last turn before that.
 class AskChat final : public QObject {
     Q_OBJECT
 public:
@@ -28,28 +28,29 @@ public:
         std::function<std::function<QString()>()> currentFocus;       ///< makes what reads the selection on a worker
     };
 
-    /// The panel, the record and the verifier outlive the chat.
-    AskChat(Dispatch& dispatch, LinkVerifier& verifier, CapturePanel& panel, const CaptureContext& context,
-            Sources sources);
+    /// The view, the record and the verifier outlive the chat.
+    AskChat(Dispatch& dispatch, LinkVerifier& verifier, ChatView& view, const CaptureContext& context, Sources sources);
     ~AskChat() override;
 
     void startWarmAsk();
     void stopWarmAsk();
 
-    /// Sends the prompt's text as the next question; nothing while an answer streams or when the prompt is blank.
-    void sendAskTurn();
+    /// Sends the text as the next question; false, and nothing, while an answer streams or when the text is blank.
+    bool sendAskTurn(const QString& prompt);
     /// Cuts a streaming answer short; the next question goes on with the same conversation.
     void stopAskTurn();
-    /// Continues a stored conversation: an entry of the history, and how long ago it was. `switchToAsk` is called when
-    /// the agent is on its way.
-    void resumeAskSession(const QJsonObject& entry, const QString& age, const std::function<void()>& switchToAsk);
+    /// Continues a stored conversation. `switchToAsk` is called when the agent is on its way.
+    void resumeAskSession(const PastConversation& conversation, const std::function<void()>& switchToAsk);
     /// Stores the turn unless it is stored; a streaming one as interrupted. For the panel's end.
     void closing();
 
-    void setAskStatus(const QString& text);
     [[nodiscard]] bool streaming() const { return askStreaming; }
 
 Q_SIGNALS:
+    /// What the chat is doing, for a status line; empty: nothing.
+    void said(const QString& status);
+    /// An answer begins or ends.
+    void answering(bool streams);
     void turnStored(const ovalin::AskTurn& turn);
     /// The agent does not know this conversation any more.
     void evicted(const QString& id);
@@ -74,10 +75,11 @@ private:
     void processEnded();
     void undelivered(ChatProcess::Wrote why);
     void persistAskTurn();
+    void setAskStatus(const QString& text) { Q_EMIT said(text); }
 
     Dispatch& dispatch;
     LinkVerifier& verifier;
-    CapturePanel& panel;
+    ChatView& view;
     const CaptureContext& context;
     const Sources sources;
     ChatProcess process;

@@ -44,17 +44,18 @@ private:
 };
 
 Dictation::Dictation(Microphone& microphone, SpeechRecognizer& theRecognizer, Dispatch& theDispatch,
-                     Surroundings theSurroundings)
+                     DictationField& theField, std::function<void(bool)> inference)
     : audioEngine(microphone)
-    , recognizer(theRecognizer)
+    , speechRecognizer(theRecognizer)
     , dispatch(theDispatch)
-    , surroundings(std::move(theSurroundings))
+    , field(theField)
+    , applyIntentInference(std::move(inference))
     , feed(std::make_shared<Feed>()) {
     audioEngine.lost = [this](const QString& reason) {
         logLine(QStringLiteral("Ovalin dictate: microphone lost — ") + reason);
         if (recording) {
             stopRecording();
-            setMicState(false, QStringLiteral("microphone disconnected"));
+            field.setMicState(false, QStringLiteral("microphone disconnected"));
         } else if (attempt) {
             audioEngine.stop();
             startFailed(QStringLiteral("microphone start failed"));
@@ -78,15 +79,11 @@ void Dictation::micTapped() {
 }
 
 void Dictation::startRecording() {
-    const bool again = attempt && clickedPanel == surroundings.panel();
-    clickedPanel = surroundings.panel();
-    setMicState(true);
-    if (again)
-        return; // a second click while the answers to the first are on their way
+    field.setMicState(true, {});
     if (attempt)
-        audioEngine.stop(); // asked for in a panel that has been closed
+        return; // a second click while the answers to the first are on their way
     attempt = std::make_unique<QObject>();
-    recognizer.requestAuthorization(attempt.get(), [this](bool authorized) {
+    speechRecognizer.requestAuthorization(attempt.get(), [this](bool authorized) {
         if (!authorized) {
             startFailed(QStringLiteral("speech recognition permission needed (System Settings → Privacy)"));
             return;
@@ -94,7 +91,7 @@ void Dictation::startRecording() {
         audioEngine.requestAccess(attempt.get(), [this](bool granted) {
             if (!granted)
                 startFailed(QStringLiteral("microphone permission needed (System Settings → Privacy)"));
-            else if (!recordingPanel() || !recordingPanel()->isVisible() || recording)
+            else if (!field.isShown() || recording)
                 startFailed({});
             else
                 beginRecognition();
@@ -103,17 +100,16 @@ void Dictation::startRecording() {
 }
 
 void Dictation::beginRecognition() {
-    if (!recognizer.isAvailable()) {
+    if (!speechRecognizer.isAvailable()) {
         startFailed(QStringLiteral("speech recognizer unavailable"));
         return;
     }
-    speechRecognizer = &recognizer;
     audioEngine.start([tap = feed](std::span<const qint16> block) { tap->append(block); }, attempt.get(),
                       [this](const QString& error) {
                           if (!error.isEmpty()) {
                               logLine(QStringLiteral("Ovalin: audio engine start failed — ") + error);
                               startFailed(QStringLiteral("microphone start failed"));
-                          } else if (!recordingPanel() || !recordingPanel()->isVisible()) {
+                          } else if (!field.isShown()) {
                               audioEngine.stop(); // closed while the microphone was being opened
                               startFailed({});
                           } else {
@@ -126,11 +122,9 @@ void Dictation::recordingStarted() {
     attempt.release()->deleteLater(); // we are in one of its callbacks
     recording = true;
     failures.clear();
-    PromptField* field = recordingPanel()->promptField;
-    recordingBase = field->text();
-    shownText = recordingBase;
-    setMicState(true);
-    field->setFocus();
+    recordingBase = field.prompt();
+    field.setMicState(true, {});
+    field.focusPrompt();
     maxRecordTimer = std::make_unique<QObject>();
     dispatch.after(LONGEST_RECORDING, maxRecordTimer.get(), [this] { stopRecording(); });
     if (recognitionTask)
@@ -140,13 +134,11 @@ void Dictation::recordingStarted() {
 }
 
 void Dictation::startRecognitionSegment() {
-    if (!speechRecognizer)
-        return;
     auto request = std::make_shared<RecognitionRequest>();
     feed->next(request, recognitionRequest.get());
     recognitionRequest = request;
     lastSegmentText.clear();
-    recognitionTask = speechRecognizer->recognitionTask(
+    recognitionTask = speechRecognizer.recognitionTask(
         request, [&main = dispatch, self = QPointer<Dictation>(this), request](const RecognitionUpdate& update) {
             main.toMain([self, request, update] {
                 if (self)
@@ -187,7 +179,7 @@ void Dictation::heard(const RecognitionResult& result) {
         }
         lastSegmentText = result.text;
         showDictation();
-        surroundings.applyIntentInference(meta || result.isFinal);
+        applyIntentInference(meta || result.isFinal);
     }
     if (meta) {
         commitDictation(lastSegmentText);
@@ -200,9 +192,9 @@ void Dictation::endSegment() {
     lastSegmentText.clear();
     recognitionTask.reset();
     // The engine could not be loaded, or does nothing but fail: no segment would do better.
-    if (recording && (!speechRecognizer->isAvailable() || keepsFailing())) {
+    if (recording && (!speechRecognizer.isAvailable() || keepsFailing())) {
         stopRecording();
-        setMicState(false, QStringLiteral("speech recognizer unavailable"));
+        field.setMicState(false, QStringLiteral("speech recognizer unavailable"));
     } else if (recording) {
         startRecognitionSegment();
         return;
@@ -217,13 +209,9 @@ bool Dictation::keepsFailing() {
 
 void Dictation::commitDictation(const QString& text) { recordingBase = withWords(recordingBase, text); }
 
-void Dictation::showDictation() {
-    CapturePanel* panel = recordingPanel();
-    if (!panel)
-        return;
-    shownText = withWords(recordingBase, lastSegmentText);
-    panel->promptField->setText(shownText); // puts the insertion point at the end
-}
+void Dictation::showDictation() { field.setPrompt(shownText()); }
+
+QString Dictation::shownText() const { return withWords(recordingBase, lastSegmentText); }
 
 void Dictation::stopRecording() {
     if (!recording)
@@ -234,7 +222,7 @@ void Dictation::stopRecording() {
     feed->close();
     if (recognitionRequest)
         recognitionRequest->endAudio();
-    setMicState(false);
+    field.setMicState(false, {});
     dispatch.after(DRAIN_TIME, this, [this, request = recognitionRequest] {
         if (!recognitionTask || recognitionRequest != request)
             return;
@@ -244,32 +232,13 @@ void Dictation::stopRecording() {
     });
 }
 
-void Dictation::setMicState(bool active, const QString& note) {
-    CapturePanel* panel = recordingPanel();
-    if (!panel)
-        return;
-    panel->micButton->setListening(active);
-    if (active)
-        panel->hintField->setStatus(QStringLiteral("listening — click the mic to stop"));
-    else
-        panel->hintField->setNote(note);
-}
-
 void Dictation::startFailed(const QString& note) {
     if (attempt)
         attempt.release()->deleteLater(); // we are in one of its callbacks
-    setMicState(false, note);
-}
-
-// The panel of the recording while it is the one that is open.
-CapturePanel* Dictation::recordingPanel() const {
-    return clickedPanel && clickedPanel == surroundings.panel() ? clickedPanel.data() : nullptr;
+    field.setMicState(false, note);
 }
 
 // The last words of a stopped recording must not come back into a field that was sent, emptied or edited since.
-bool Dictation::fieldIsOurs() const {
-    const CapturePanel* panel = recordingPanel();
-    return panel && (recording || panel->promptField->text() == shownText);
-}
+bool Dictation::fieldIsOurs() const { return recording || field.prompt() == shownText(); }
 
 } // namespace ovalin

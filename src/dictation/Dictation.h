@@ -1,8 +1,8 @@
 #pragma once
 
 #include "base/Dispatch.h"
-#include "panel/CapturePanel.h"
 #include "platform/Speech.h"
+#include "views/DictationField.h"
 
 #include <QObject>
 #include <QPointer>
@@ -16,20 +16,15 @@ namespace ovalin {
 ///
 ///     idle ─ click ─ waiting ─ microphone open ─ recording ─ click, limit, close, submit ─ draining ─ idle
 ///
-/// A recording belongs to the panel in which it was begun; no word of it reaches a later one. Main thread.
+/// It belongs to its field: with it goes the recording. Main thread.
 class Dictation final : public QObject {
 public:
-    struct Surroundings {
-        std::function<CapturePanel*()> panel; ///< the one that is open, or none
-        std::function<void(bool force)> applyIntentInference;
-    };
-
-    /// The dispatch outlives the recogniser's threads.
-    Dictation(Microphone& microphone, SpeechRecognizer& recognizer, Dispatch& dispatch, Surroundings surroundings);
+    /// The field outlives it, the dispatch the recogniser's threads. `applyIntentInference`: the words have changed.
+    Dictation(Microphone& microphone, SpeechRecognizer& recognizer, Dispatch& dispatch, DictationField& field,
+              std::function<void(bool force)> applyIntentInference);
     ~Dictation() override;
 
     void micTapped();
-    void startRecording();
     /// Ends a recording; the words already spoken still arrive within three seconds, unless somebody has changed the
     /// field meanwhile.
     void stopRecording();
@@ -37,6 +32,8 @@ public:
 
 private:
     class Feed;
+
+    void startRecording();
 
     void beginRecognition();
     void recordingStarted();
@@ -47,27 +44,24 @@ private:
     [[nodiscard]] bool keepsFailing();
     void commitDictation(const QString& text);
     void showDictation();
-    void setMicState(bool active, const QString& note = {});
     void startFailed(const QString& note);
-    [[nodiscard]] CapturePanel* recordingPanel() const;
+    [[nodiscard]] QString shownText() const;
     [[nodiscard]] bool fieldIsOurs() const;
 
     Microphone& audioEngine;
-    SpeechRecognizer& recognizer;
+    SpeechRecognizer& speechRecognizer;
     Dispatch& dispatch;
-    const Surroundings surroundings;
+    DictationField& field;
+    const std::function<void(bool)> applyIntentInference;
 
     bool recording = false;
-    std::unique_ptr<QObject> attempt;    ///< while the answers to a start are on their way; without it they are dropped
-    QPointer<CapturePanel> clickedPanel; ///< in which the last start was asked for
-    SpeechRecognizer* speechRecognizer = nullptr;
+    std::unique_ptr<QObject> attempt; ///< while the answers to a start are on their way; without it they are dropped
     std::shared_ptr<RecognitionRequest> recognitionRequest;
     std::unique_ptr<RecognitionTask> recognitionTask;
     std::shared_ptr<Feed> feed; ///< shared with the audio thread
     QString recordingBase;
     QString lastSegmentText;
     std::vector<double> failures;            ///< when: of the segments since the last word
-    QString shownText;                       ///< what we last wrote into the field
     std::unique_ptr<QObject> maxRecordTimer; ///< the timer's context: without it, it does not fire
 };
 

@@ -1,5 +1,7 @@
 #include "AskHistoryEntries.h"
 
+#include "RelTime.h"
+
 #include "base/Json.h"
 #include "base/Text.h"
 
@@ -180,6 +182,19 @@ QList<PreviewLine> previewLines(const QJsonObject& entry) {
     for (const auto& item : previewOf(entry))
         lines.append({item[ROLE].toString() == USER_ROLE, item[TEXT].toString()});
     return lines;
+}
+
+std::optional<PastConversation> pastConversation(const QJsonObject& entry, const QDateTime& now) {
+    const QJsonValue id = entry.value(ID), first = entry.value(FIRST);
+    if (!id.isString())
+        return std::nullopt;
+    return PastConversation{id.toString(),
+                            entryTitle(entry),
+                            relTime(entry.value(LAST_AT).toString(), now),
+                            entry.value(INTERRUPTED).toBool(),
+                            first.isString() ? std::optional(first.toString()) : std::nullopt,
+                            unfinishedAnswer(entry),
+                            previewLines(entry)};
 }
 
 } // namespace ovalin

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "views/PastConversation.h"
+
 #include <tl/expected.hpp>
 
 #include <QDateTime>
@@ -54,11 +56,9 @@ void removeEntries(AskHistoryEntries& entries, const QString& id);
 /// What the agent had said of its last answer when that was cut short; empty when it was not.
 [[nodiscard]] QString unfinishedAnswer(const QJsonObject& entry);
 
-/// One exchange partner's line of the preview.
-struct PreviewLine {
-    bool user = false;
-    QString text;
-};
 [[nodiscard]] QList<PreviewLine> previewLines(const QJsonObject& entry);
+
+/// The entry as others see it; absent where it has no id to go on by.
+[[nodiscard]] std::optional<PastConversation> pastConversation(const QJsonObject& entry, const QDateTime& now);
 
 } // namespace ovalin

@@ -1,6 +1,12 @@
 #include "CapturePanel.h"
 
 #include "Brand.h"
+#include "ModeControl.h"
+#include "Palette.h"
+#include "PreviewTextView.h"
+#include "PromptField.h"
+#include "Transcript.h"
+#include "Widgets.h"
 
 #include <QCoreApplication>
 #include <QKeyEvent>
@@ -50,15 +56,12 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     transcriptView->hide();
     resize(WIDTH, BASE_HEIGHT);
 
-    connect(promptField, &PromptField::submitted, this, &CapturePanel::submitTapped);
-    connect(promptField, &PromptField::cancelled, this, &CapturePanel::cancelTapped);
+    connectControls();
     connect(promptField, &PromptField::neededHeightChanged, this, [this] {
         growBy(promptField->neededHeight() - std::exchange(inputHeight, promptField->neededHeight()));
         layOut();
         update();
     });
-    connect(sendBtnRef, &PillButton::clicked, this, &CapturePanel::submitTapped);
-    connect(cancelBtn, &PillButton::clicked, this, &CapturePanel::cancelTapped);
     connect(previewView->document(), &QTextDocument::modificationChanged, this, [this](bool edited) {
         if (previewView->cutShort())
             hintField->setStatus(edited ? QStringLiteral("only the first %L1 characters of the excerpt, as edited")
@@ -86,6 +89,22 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     promptField->setFocus();
 }
 
+void CapturePanel::connectControls() {
+    connect(promptField, &PromptField::submitted, this, &CapturePanel::submitTapped);
+    connect(promptField, &PromptField::cancelled, this, &CapturePanel::cancelTapped);
+    connect(promptField, &PromptField::edited, this, &CapturePanel::promptEdited);
+    connect(promptField, &PromptField::textChanged, this, &CapturePanel::promptChanged);
+    connect(promptField, &PromptField::walked, this, &CapturePanel::promptWalked);
+    connect(sendBtnRef, &PillButton::clicked, this, &CapturePanel::submitTapped);
+    connect(cancelBtn, &PillButton::clicked, this, &CapturePanel::cancelTapped);
+    connect(replaceBtnRef, &PillButton::clicked, this, &CapturePanel::replaceTapped);
+    connect(modeControl->modeSegDo, &ModeSegment::clicked, this, &CapturePanel::modeDoTapped);
+    connect(modeControl->modeSegAsk, &ModeSegment::clicked, this, &CapturePanel::modeAskTapped);
+    connect(micButton, &GlyphButton::clicked, this, &CapturePanel::micTapped);
+    connect(historyBtnRef, &GlyphButton::clicked, this, &CapturePanel::historyTapped);
+    connect(helpBtn, &GlyphButton::clicked, this, &CapturePanel::helpTapped);
+}
+
 void CapturePanel::showExcerpt(const QString& text, bool ask) {
     previewView->setExcerpt(text); // also an empty one: what does not show is not sent
     if (!text.isEmpty())
@@ -97,6 +116,41 @@ void CapturePanel::showExcerpt(const QString& text, bool ask) {
     update();
 }
 
+std::optional<QString> CapturePanel::excerpt() const {
+    const QString text = previewView->excerpt().trimmed();
+    return text.isEmpty() && !previewView->edited() ? std::nullopt : std::optional(text);
+}
+
+void CapturePanel::showMode(bool ask) {
+    modeControl->showMode(ask);
+    sendBtnRef->setTitle(ask ? QStringLiteral("Send") : QStringLiteral("Submit"));
+    layOut();
+}
+
+void CapturePanel::showHistoryOpen(bool open) {
+    QColor lit = Palette::amethyst();
+    lit.setAlphaF(0.25F);
+    historyBtnRef->setGround(open ? lit : Palette::fillSoft());
+}
+
+void CapturePanel::say(const QString& status) { hintField->setStatus(status); }
+void CapturePanel::note(const QString& text) { hintField->setNote(text); }
+
+QString CapturePanel::prompt() const { return promptField->text(); }
+void CapturePanel::setPrompt(const QString& text) { promptField->setText(text); }
+void CapturePanel::clearPrompt() { promptField->clear(); }
+void CapturePanel::setPlaceholder(const QString& text) { promptField->setPlaceholder(text); }
+void CapturePanel::focusPrompt() { promptField->setFocus(); }
+void CapturePanel::lockPrompt() { promptField->setReadOnly(true); }
+
+void CapturePanel::setMicState(bool active, const QString& why) {
+    micButton->setListening(active);
+    if (active)
+        say(QStringLiteral("listening — click the mic to stop"));
+    else
+        note(why);
+}
+
 void CapturePanel::setReplaceButton(const QString& title, bool hidden) {
     if (replaceBtnRef->isHidden() == hidden && replaceBtnRef->text() == title)
         return;
@@ -106,20 +160,17 @@ void CapturePanel::setReplaceButton(const QString& title, bool hidden) {
     update();
 }
 
-void CapturePanel::setSubmitTitle(const QString& title) {
-    sendBtnRef->setTitle(title);
-    layOut();
-}
-
 void CapturePanel::setBusy(Busy with, bool busy) {
     (with == Busy::Answering ? answering : replacing) = busy;
     sendBtnRef->setEnabled(!answering && !replacing);
     replaceBtnRef->setEnabled(!replacing);
     // A button that is disabled under the focus hands it on to the next one, where a blank would press it.
-    promptField->setFocus();
+    focusPrompt();
 }
 
 void CapturePanel::setExtraHeight(int height) { growBy(height - std::exchange(extraHeight, height)); }
+
+ChatView& CapturePanel::chatView() { return *transcriptView; }
 
 void CapturePanel::revealTranscript() {
     if (transcriptHeightC > 0)
@@ -187,10 +238,6 @@ void CapturePanel::paintEvent(QPaintEvent* event) {
         if (button->isVisible() && button->lift() > 0)
             paintSoftLift(painter, QRectF(button->mapTo(this, QPoint()), button->size()), button->cornerRadius(),
                           button->lift());
-    }
-    if (firstFrame) {
-        firstFrame = false;
-        Q_EMIT painted();
     }
 }
 

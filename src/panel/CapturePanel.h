@@ -1,24 +1,32 @@
 #pragma once
 
 #include "GlassWindow.h"
-#include "ModeControl.h"
-#include "PreviewTextView.h"
-#include "Palette.h"
 #include "Placement.h"
-#include "PromptField.h"
-#include "Transcript.h"
-#include "Widgets.h"
+
+#include "views/DictationField.h"
 
 #include <functional>
+#include <optional>
 
 namespace ovalin {
+
+class ChatView;
+class GlyphButton;
+class Label;
+class ModeControl;
+class Pasteboard;
+class PillButton;
+class PreviewTextView;
+class PromptField;
+class StatusLine;
+class Transcript;
 
 /// The capture panel: a card that hangs under the pointer, made anew for every opening. It shows what it is told and
 /// reports what the user does; the decisions are its owner's.
 ///
 /// Its window is override-redirect, so that no window manager moves the activation to it; the keyboard reaches it
 /// through a grab (KeyboardHold).
-class CapturePanel final : public GlassWindow {
+class CapturePanel final : public GlassWindow, public DictationField {
     Q_OBJECT
 public:
     static constexpr int WIDTH = 480;
@@ -32,12 +40,31 @@ public:
 
     /// Shows an excerpt, or for an empty one the note that nothing is selected (in Do mode), and resizes.
     void showExcerpt(const QString& text, bool ask);
+    /// What is to be sent: the excerpt as it was given, or as the user has left it, trimmed. Absent where there is none
+    /// that the user might have emptied.
+    [[nodiscard]] std::optional<QString> excerpt() const;
 
-    /// Makes room for the conversation; once in the life of the panel.
-    void revealTranscript();
-
+    /// Lights the segment, and names the button that sends.
+    void showMode(bool ask);
     void setReplaceButton(const QString& title, bool hidden);
-    void setSubmitTitle(const QString& title);
+    void showHistoryOpen(bool open);
+
+    /// A status message on the hint line; an empty text clears it.
+    void say(const QString& status);
+    /// A plain text there.
+    void note(const QString& text);
+
+    [[nodiscard]] QString prompt() const override;
+    void setPrompt(const QString& text) override;
+    /// Which the user can undo.
+    void clearPrompt();
+    void setPlaceholder(const QString& text);
+    void focusPrompt() override;
+    /// It can be read, but not changed any more.
+    void lockPrompt();
+
+    [[nodiscard]] bool isShown() const override { return isVisible(); }
+    void setMicState(bool active, const QString& note) override;
 
     /// What keeps the prompt from being sent. Here is the one place that knows; the buttons only show it.
     enum class Busy {
@@ -47,7 +74,38 @@ public:
     void setBusy(Busy with, bool busy);
     [[nodiscard]] bool isBusy(Busy with) const { return with == Busy::Answering ? answering : replacing; }
 
-    [[nodiscard]] int extraCaptureHeight() const { return extraHeight; }
+    /// The conversation, which shows from revealTranscript() on.
+    [[nodiscard]] ChatView& chatView();
+    /// Makes room for the conversation; once in the life of the panel.
+    void revealTranscript();
+
+Q_SIGNALS:
+    void submitTapped();
+    void cancelTapped();
+    void modeDoTapped();
+    void modeAskTapped();
+    void replaceTapped();
+    void micTapped();
+    void historyTapped();
+    void helpTapped();
+    /// The user has changed the prompt. `anew`: nothing is left of what stood there.
+    void promptEdited(const QString& text, bool anew);
+    /// Anybody has.
+    void promptChanged();
+    /// Up (older) or Down in the prompt.
+    void promptWalked(bool older);
+
+protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+private:
+    void connectControls();
+    void layOut();
+    void setExtraHeight(int height);
+    void growBy(int height);
+    [[nodiscard]] QRect inputContainer() const;
 
     ModeControl* const modeControl;
     PreviewTextView* const previewView;
@@ -62,24 +120,6 @@ public:
     GlyphButton* const historyBtnRef;
     GlyphButton* const helpBtn;
 
-Q_SIGNALS:
-    void submitTapped();
-    void cancelTapped();
-    /// The first frame is on its way to the screen.
-    void painted();
-
-protected:
-    void keyPressEvent(QKeyEvent* event) override;
-    void paintEvent(QPaintEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
-
-private:
-    void layOut();
-    void setExtraHeight(int height);
-    void growBy(int height);
-    [[nodiscard]] QRect inputContainer() const;
-
-    bool firstFrame = true;
     bool answering = false;
     bool replacing = false;
     int extraHeight = 0;

@@ -85,6 +85,7 @@ private:
 HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
     : Card(QStringLiteral("How Ovalin works"), isComposited)
     , gotIt(new PillButton(QStringLiteral("Got it"), PillButton::Look::Filled, this)) {
+    connect(gotIt, &PillButton::clicked, this, &HowtoPanel::dismissed);
     auto* title = new Label(QStringLiteral("How Ovalin works"), 14, Palette::ink(), this);
     title->setFont(Brand::signature(14));
     title->setGeometry(LEFT, TOP, TEXT_WIDTH, QFontMetrics(title->font()).height());

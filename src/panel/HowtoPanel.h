@@ -15,12 +15,14 @@ public:
     /// Height of the stacked content with its insets, before the least height of a card.
     [[nodiscard]] int contentHeight() const { return fitting; }
 
-    PillButton* const gotIt;
+Q_SIGNALS:
+    void dismissed();
 
 protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    PillButton* const gotIt;
     int fitting = 0;
 };
 

@@ -107,6 +107,10 @@ Transcript::Transcript(QWidget* parent)
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
     connect(&timer, &QTimer::timeout, this, [this] { work(BUDGET); });
+    connect(this, &QTextBrowser::anchorClicked, this, [this](const QUrl& target) {
+        if (linkClicked)
+            linkClicked(target.toString(QUrl::FullyEncoded));
+    });
 }
 
 void Transcript::appendLabel(Speaker speaker) {
@@ -121,8 +125,13 @@ void Transcript::appendLabel(Speaker speaker) {
     end.insertText(you ? QStringLiteral("YOU") : QStringLiteral("TORVI"),
                    labelFormat(you ? Palette::ink() : Palette::amethyst()));
     end.insertText(QStringLiteral("\n"), bodyFormat());
+    forgetAnswer();
     torviBodyStart = end.position();
-    answerText.clear();
+}
+
+void Transcript::forgetAnswer() {
+    torviBodyStart = 0;
+    waiting.clear();
     shownLength = 0;
     cuts.clear();
     spansLeft.clear();
@@ -131,10 +140,9 @@ void Transcript::appendLabel(Speaker speaker) {
 
 void Transcript::appendTranscript(Speaker speaker, const QString& text) {
     appendLabel(speaker);
-    answerText = presentable(text);
+    waiting = presentable(text);
     flush();
-    answerText.clear(); // not an answer that streams
-    shownLength = 0;
+    shownLength = 0; // not an answer that streams
     scrollToEnd();
 }
 
@@ -144,14 +152,15 @@ void Transcript::beginAnswer() {
 }
 
 void Transcript::appendAnswer(const QString& text) {
-    answerText += presentable(text);
+    waiting += presentable(text);
     schedule();
 }
 
 void Transcript::truncateAnswer(qsizetype length) {
-    if (length >= answerText.size())
-        return;
-    if (length < shownLength) {
+    if (length >= shownLength) {
+        waiting.truncate(length - shownLength);
+    } else {
+        waiting.clear();
         QTextCursor tail(document());
         tail.setPosition(positionOf(length, Edge::End));
         tail.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
@@ -159,7 +168,6 @@ void Transcript::truncateAnswer(qsizetype length) {
         shownLength = length;
         std::erase_if(cuts, [length](qsizetype cut) { return cut >= length; });
     }
-    answerText.truncate(length);
     schedule();
 }
 
@@ -195,12 +203,7 @@ void Transcript::repairLinks(const QHash<QString, QString>& table) {
 
 void Transcript::clearConversation() {
     clear();
-    torviBodyStart = 0;
-    answerText.clear();
-    shownLength = 0;
-    cuts.clear();
-    spansLeft.clear();
-    linkifying = false;
+    forgetAnswer();
 }
 
 void Transcript::flush() {
@@ -232,19 +235,20 @@ void Transcript::work(std::chrono::milliseconds budget) {
     nextTurn = start + std::max<Clock::duration>(FRAME, 3 * (Clock::now() - start));
     if (workLeft())
         schedule();
-    else
-        Q_EMIT caughtUp();
+    else if (caughtUp)
+        caughtUp();
 }
 
 void Transcript::showSlice() {
     const QTextCursor selected = textCursor();
     const int anchor = selected.anchor(), position = selected.position();
     qsizetype length = std::min(SLICE, backlog());
-    if (length < backlog() && answerText[shownLength + length - 1].isHighSurrogate())
+    if (length < backlog() && waiting[length - 1].isHighSurrogate())
         ++length;
     QTextCursor end(document()); // not the view's own: the user may be selecting with that one
     end.movePosition(QTextCursor::End);
-    end.insertText(answerText.mid(shownLength, length), bodyFormat());
+    end.insertText(waiting.left(length), bodyFormat());
+    waiting.remove(0, length);
     shownLength += length;
     cutLongBlock();
     if (selected.hasSelection() && (textCursor().position() != position || textCursor().anchor() != anchor)) {
@@ -304,7 +308,7 @@ void Transcript::linkify(const LinkSpan& span) {
     QTextCursor place(document());
     place.setPosition(positionOf(span.from, Edge::Begin));
     place.setPosition(positionOf(span.from + span.length, Edge::End), QTextCursor::KeepAnchor);
-    if (QStringView(answerText).mid(span.from, span.length) == span.shown) {
+    if (span.shown.size() == span.length) { // an address as it is written
         place.setCharFormat(linkFormat(span.target));
     } else {
         replaceSelected(place, presentable(span.shown), linkFormat(span.target));

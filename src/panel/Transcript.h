@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QHash>
+#include "views/ChatView.h"
+
 #include <QTextBrowser>
 #include <QTimer>
 
@@ -14,51 +15,24 @@ namespace ovalin {
 /// Streamed text is gathered and put in at most 30 times a second, in slices that keep the main thread free, and long
 /// paragraphs are cut at a line's end into several layout blocks, since Qt lays a block out anew at each insertion. The
 /// cuts show neither on the screen nor in what is copied.
-class Transcript final : public QTextBrowser {
+class Transcript final : public QTextBrowser, public ChatView {
     Q_OBJECT
 public:
-    enum class Speaker { You, Torvi };
-
-    /// A piece of the answer's text that becomes a link. Without a target it looks like one and leads nowhere.
-    struct LinkSpan {
-        qsizetype from = 0; ///< in answer(), UTF-16 units
-        qsizetype length = 0;
-        QString shown; ///< in its place
-        QString target;
-    };
-
     explicit Transcript(QWidget* parent);
 
-    /// A labelled block with all of its text.
-    void appendTranscript(Speaker speaker, const QString& text);
-
-    /// A label with nothing under it yet: what is appended now is the answer.
-    void beginAnswer();
-    void appendAnswer(const QString& text);
-    /// Takes back all of the answer but its first `length` units.
-    void truncateAnswer(qsizetype length);
-
-    /// The answer as it stands, shown or still to be shown.
-    [[nodiscard]] const QString& answer() const { return answerText; }
-
-    /// Text that was appended and does not show yet, UTF-16 units.
-    [[nodiscard]] qsizetype backlog() const { return answerText.size() - shownLength; }
-
-    /// Turns pieces of the answer into links once all of it shows; `spans` in order, not overlapping. The answer's text
-    /// is final with that.
-    void linkify(std::vector<LinkSpan> spans);
-
-    /// Gives the answer's links that lead to a key of the table its value as target, also before linkify() is through.
-    void repairLinks(const QHash<QString, QString>& table);
-
-    void clearConversation();
+    void appendTranscript(Speaker speaker, const QString& text) override;
+    void beginAnswer() override;
+    void appendAnswer(const QString& text) override;
+    void truncateAnswer(qsizetype length) override;
+    [[nodiscard]] qsizetype backlog() const override { return waiting.size(); }
+    void linkify(std::vector<LinkSpan> spans) override;
+    void repairLinks(const QHash<QString, QString>& table) override;
+    void clearConversation() override;
 
     /// Shows at once whatever is still waiting.
     void flush();
 
 Q_SIGNALS:
-    /// Everything appended shows.
-    void caughtUp();
     /// A key that types: it belongs in the prompt.
     void typed(QKeyEvent* event);
 
@@ -69,6 +43,7 @@ protected:
 
 private:
     void appendLabel(Speaker speaker);
+    void forgetAnswer();
     void cutLongBlock();
     void work(std::chrono::milliseconds budget);
     [[nodiscard]] bool workLeft() const;
@@ -82,10 +57,10 @@ private:
     [[nodiscard]] bool atEnd() const;
     void scrollToEnd();
 
-    QString answerText;
-    qsizetype shownLength = 0;
+    QString waiting;                 // of the answer: what does not show yet
+    qsizetype shownLength = 0;       // of the answer, as it was appended
     int torviBodyStart = 0;          // where the answer begins in the document
-    std::vector<qsizetype> cuts;     // in answerText, ascending: where a layout block was cut
+    std::vector<qsizetype> cuts;     // in the answer, ascending: where a layout block was cut
     std::vector<LinkSpan> spansLeft; // still to be turned into links, from the last one on
     bool linkifying = false;
     QTimer timer;

@@ -4,6 +4,7 @@
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeDispatch.h"
 #include "fakes/FakeSpeech.h"
+#include "support/PanelParts.h"
 #include "support/TestDesk.h"
 
 #include <QDir>
@@ -65,7 +66,7 @@ struct AppDelegateTest : testing::Test {
         writeFile(path, text);
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
-    CapturePanel& panel() { return *delegate->currentPanel(); }
+    PanelParts panel() { return PanelParts(*delegate->currentPanel()); }
     void typePrompt(const QString& text) {
         for (const QChar letter : text)
             QTest::sendKeyEvent(QTest::Click, panel().promptField, Qt::Key_unknown, QString(letter), Qt::NoModifier);
@@ -307,7 +308,7 @@ TEST_F(AppDelegateTest, UpBringsBackWhatStoodInThePromptHoweverItWasClosed) {
     panel().promptField->clear();
     QTest::mouseClick(panel().historyBtnRef, Qt::LeftButton);
     settle();
-    QTest::keyClick(panel().windowHandle(), Qt::Key_Up);
+    QTest::keyClick(delegate->currentPanel()->windowHandle(), Qt::Key_Up);
     EXPECT_EQ(panel().promptField->text(), QString()) << "the list's arrows are its own";
 }
 
@@ -719,19 +720,19 @@ TEST_F(AppDelegateTest, TheFocusIsInThePromptAfterReplaceAndOnlyOneOwnerLetsItBe
     settle();
     panel().replaceBtnRef->setFocus();
     delegate->replaceTapped();
-    EXPECT_EQ(panel().focusWidget(), panel().promptField);
+    EXPECT_EQ(delegate->currentPanel()->focusWidget(), panel().promptField);
     settle();
-    EXPECT_EQ(panel().focusWidget(), panel().promptField) << "nothing was typed yet";
+    EXPECT_EQ(delegate->currentPanel()->focusWidget(), panel().promptField) << "nothing was typed yet";
 
     using Busy = CapturePanel::Busy;
-    panel().setBusy(Busy::Answering, true);
-    panel().setBusy(Busy::Replacing, true);
-    panel().setBusy(Busy::Answering, false);
+    delegate->currentPanel()->setBusy(Busy::Answering, true);
+    delegate->currentPanel()->setBusy(Busy::Replacing, true);
+    delegate->currentPanel()->setBusy(Busy::Answering, false);
     EXPECT_FALSE(panel().sendBtnRef->isEnabled()) << "an answer that ends while a text is being replaced";
     typePrompt(QStringLiteral("note this"));
     QTest::keyClick(panel().promptField, Qt::Key_Return);
     EXPECT_NE(delegate->currentPanel(), nullptr);
-    panel().setBusy(Busy::Replacing, false);
+    delegate->currentPanel()->setBusy(Busy::Replacing, false);
     EXPECT_TRUE(panel().sendBtnRef->isEnabled());
 }
 
@@ -755,7 +756,7 @@ TEST_F(AppDelegateTest, TheClockTogglesTheListOfPastConversations) {
 
     click();
     settle();
-    QTest::keyClick(panel().windowHandle(), Qt::Key_Escape);
+    QTest::keyClick(delegate->currentPanel()->windowHandle(), Qt::Key_Escape);
     EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
     ASSERT_NE(delegate->currentPanel(), nullptr) << "Escape closes the list first";
     click();

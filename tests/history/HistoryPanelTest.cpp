@@ -1,8 +1,8 @@
-#include "history/HistoryPanel.h"
+#include "panel/HistoryPanel.h"
 
-#include "history/HistoryRow.h"
+#include "history/AskHistoryEntries.h"
+#include "panel/HistoryRow.h"
 
-#include <QJsonArray>
 #include <QKeyEvent>
 #include <QSignalSpy>
 #include <QTest>
@@ -23,11 +23,20 @@ QJsonObject entry(const QString& id, const QString& title, bool interrupted = fa
             {QStringLiteral("interrupted"), interrupted}};
 }
 
-AskHistoryEntries many(int count) {
+QList<PastConversation> past(const AskHistoryEntries& entries) {
+    QList<PastConversation> conversations;
+    for (const QJsonObject& each : entries) {
+        if (const auto conversation = pastConversation(each, NOW))
+            conversations.append(*conversation);
+    }
+    return conversations;
+}
+
+QList<PastConversation> many(int count) {
     AskHistoryEntries entries;
     for (int i = 0; i < count; ++i)
         entries.append(entry(QString::number(i), QStringLiteral("Title %1").arg(i), i == 1));
-    return entries;
+    return past(entries);
 }
 
 bool press(HistoryPanel& panel, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
@@ -37,7 +46,7 @@ bool press(HistoryPanel& panel, Qt::Key key, Qt::KeyboardModifiers modifiers = Q
 } // namespace
 
 TEST(HistoryPanelTest, ListsTheNewestEightInOneColumn) {
-    const HistoryPanel panel(many(20), NOW, false);
+    const HistoryPanel panel(many(20), false);
     ASSERT_EQ(panel.rows().size(), 8);
     int bottom = 0;
     for (const HistoryRow* row : panel.rows()) {
@@ -53,7 +62,7 @@ TEST(HistoryPanelTest, ListsTheNewestEightInOneColumn) {
 }
 
 TEST(HistoryPanelTest, AnEmptyHistorySaysSo) {
-    const HistoryPanel panel({}, NOW, false);
+    const HistoryPanel panel({}, false);
     EXPECT_GE(panel.height(), 90);
     QStringList texts;
     for (const QLabel* label : panel.findChildren<QLabel*>())
@@ -63,14 +72,14 @@ TEST(HistoryPanelTest, AnEmptyHistorySaysSo) {
 
 TEST(HistoryPanelTest, EntriesWithoutIdGetNoRowAndOddOnesNoAge) {
     const HistoryPanel panel(
-        {QJsonObject(), {{QStringLiteral("id"), 3}}, {{QStringLiteral("id"), QStringLiteral("a")}}}, NOW, false);
+        past({QJsonObject(), {{QStringLiteral("id"), 3}}, {{QStringLiteral("id"), QStringLiteral("a")}}}), false);
     ASSERT_EQ(panel.rows().size(), 1);
     EXPECT_EQ(panel.rows()[0]->accessibleName(), QStringLiteral("(conversation)"));
 }
 
 TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
     const auto picture = [](const QString& title) {
-        HistoryPanel panel({entry(QStringLiteral("a"), title, true)}, NOW, false);
+        HistoryPanel panel(past({entry(QStringLiteral("a"), title, true)}), false);
         HistoryRow* row = panel.rows()[0];
         return std::pair(row->grab().toImage(), row->toolTip());
     };
@@ -84,7 +93,7 @@ TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
 }
 
 TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
-    HistoryPanel panel(many(3), NOW, false);
+    HistoryPanel panel(many(3), false);
     const QSignalSpy tapped(&panel, &HistoryPanel::rowEntered), dismissed(&panel, &HistoryPanel::dismissed);
     EXPECT_FALSE(press(panel, Qt::Key_Return)) << "the prompt's, as long as no row is selected";
     EXPECT_FALSE(press(panel, Qt::Key_A));
@@ -104,7 +113,7 @@ TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
 }
 
 TEST(HistoryPanelTest, AClickOpensARow) {
-    HistoryPanel panel(many(3), NOW, false);
+    HistoryPanel panel(many(3), false);
     panel.openAt({0, 0});
     const QSignalSpy tapped(&panel, &HistoryPanel::rowTapped);
     QTest::mouseClick(panel.rows()[2], Qt::LeftButton);

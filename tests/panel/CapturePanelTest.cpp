@@ -5,6 +5,7 @@
 #include "panel/HowtoPanel.h"
 
 #include "fakes/FakeDesktop.h"
+#include "support/PanelParts.h"
 
 #include <QApplication>
 #include <QInputMethodEvent>
@@ -25,6 +26,7 @@ namespace {
 struct CapturePanelTest : testing::Test {
     FakePasteboard pasteboard;
     CapturePanel panel{pasteboard, false};
+    PanelParts parts{panel};
 
     CapturePanelTest() {
         panel.openAt({100, 100});
@@ -45,10 +47,10 @@ TEST_F(CapturePanelTest, HeightsFollowTheExcerpt) {
     EXPECT_EQ(panel.size(), QSize(480, 134));
     panel.showExcerpt({}, false);
     EXPECT_EQ(panel.height(), 134 + 24) << "the note that nothing is selected";
-    EXPECT_TRUE(panel.emptyNoteRef->isVisible());
+    EXPECT_TRUE(parts.emptyNoteRef->isVisible());
     panel.showExcerpt(QStringLiteral("one line"), false);
     EXPECT_EQ(panel.height(), 134 + 44 + 10);
-    EXPECT_FALSE(panel.emptyNoteRef->isVisible());
+    EXPECT_FALSE(parts.emptyNoteRef->isVisible());
     panel.showExcerpt(longText, false);
     EXPECT_EQ(panel.height(), 134 + 150 + 10);
     panel.showExcerpt({}, true);
@@ -64,21 +66,21 @@ TEST_F(CapturePanelTest, KeysReachThePromptPastAFilterThatKeepsThem) {
         }
     } keeper;
     qApp->installEventFilter(&keeper);
-    panel.promptField->setFocus();
+    parts.promptField->setFocus();
     QTest::keyClick(panel.windowHandle(), Qt::Key_A);
-    EXPECT_EQ(panel.promptField->text(), QString()) << "the filter is one that matters";
+    EXPECT_EQ(parts.promptField->text(), QString()) << "the filter is one that matters";
     panel.openAt({100, 100});
     QTest::keyClick(panel.windowHandle(), Qt::Key_A);
-    EXPECT_EQ(panel.promptField->text(), QStringLiteral("a"));
+    EXPECT_EQ(parts.promptField->text(), QStringLiteral("a"));
 }
 
 TEST_F(CapturePanelTest, EveryControlStaysInsideTheCardAndApart) {
     for (const bool ask : {false, true}) {
         panel.showExcerpt(QStringLiteral("some text"), ask);
         panel.setReplaceButton(QStringLiteral("Replace"), ask);
-        const QList<QWidget*> controls = {panel.modeControl, panel.previewView,   panel.promptField,
-                                          panel.micButton,   panel.hintField,     panel.cancelBtn,
-                                          panel.sendBtnRef,  panel.historyBtnRef, panel.helpBtn};
+        const QList<QWidget*> controls = {parts.modeControl, parts.previewView,   parts.promptField,
+                                          parts.micButton,   parts.hintField,     parts.cancelBtn,
+                                          parts.sendBtnRef,  parts.historyBtnRef, parts.helpBtn};
         for (const QWidget* one : controls) {
             EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(one->geometry()))
                 << one->accessibleName().toStdString();
@@ -90,7 +92,7 @@ TEST_F(CapturePanelTest, EveryControlStaysInsideTheCardAndApart) {
 }
 
 TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
-    panel.modeControl->showMode(false);
+    panel.showMode(false);
     panel.showExcerpt(QStringLiteral("text"), false); // 480 x 188
     panel.setReplaceButton(QStringLiteral("Replace"), false);
     const struct {
@@ -102,24 +104,24 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
         QPalette::ColorRole role;
         QColor color;
     } rows[] = {
-        {"mode", panel.modeControl, {16, 16, 116, 24}, nullptr, 0, {}, {}},
-        {"history", panel.historyBtnRef, {416, 16, 20, 20}, nullptr, 0, {}, {}},
-        {"help", panel.helpBtn, {444, 16, 20, 20}, nullptr, 0, {}, {}},
-        {"excerpt", panel.previewView, {16, 50, 448, 44}, "Light", 12.5, QPalette::Text, QColor(74, 74, 70)},
-        {"prompt", panel.promptField, {26, 104, 398, 32}, "Regular", 13, QPalette::Text, QColor(26, 26, 26)},
+        {"mode", parts.modeControl, {16, 16, 116, 24}, nullptr, 0, {}, {}},
+        {"history", parts.historyBtnRef, {416, 16, 20, 20}, nullptr, 0, {}, {}},
+        {"help", parts.helpBtn, {444, 16, 20, 20}, nullptr, 0, {}, {}},
+        {"excerpt", parts.previewView, {16, 50, 448, 44}, "Light", 12.5, QPalette::Text, QColor(74, 74, 70)},
+        {"prompt", parts.promptField, {26, 104, 398, 32}, "Regular", 13, QPalette::Text, QColor(26, 26, 26)},
         {"its placeholder",
-         panel.promptField,
+         parts.promptField,
          {26, 104, 398, 32},
          "Regular",
          13,
          QPalette::PlaceholderText,
          QColor(74, 74, 70)},
-        {"mic", panel.micButton, {432, 104, 32, 32}, nullptr, 0, {}, {}},
-        {"note", panel.emptyNoteRef, {16, 50, 448, 14}, "Regular", 11, QPalette::WindowText, QColor(26, 26, 26)},
-        {"hint", panel.hintField, {16, 146, 0, 26}, "Regular", 10, QPalette::WindowText, QColor(26, 26, 26)},
-        {"Submit", panel.sendBtnRef, {0, 146, 0, 26}, "Medium", 13, {}, {}},
-        {"Replace", panel.replaceBtnRef, {0, 146, 0, 26}, "Medium", 13, {}, {}},
-        {"Cancel", panel.cancelBtn, {0, 146, 0, 26}, "Medium", 13, {}, {}},
+        {"mic", parts.micButton, {432, 104, 32, 32}, nullptr, 0, {}, {}},
+        {"note", parts.emptyNoteRef, {16, 50, 448, 14}, "Regular", 11, QPalette::WindowText, QColor(26, 26, 26)},
+        {"hint", parts.hintField, {16, 146, 0, 26}, "Regular", 10, QPalette::WindowText, QColor(26, 26, 26)},
+        {"Submit", parts.sendBtnRef, {0, 146, 0, 26}, "Medium", 13, {}, {}},
+        {"Replace", parts.replaceBtnRef, {0, 146, 0, 26}, "Medium", 13, {}, {}},
+        {"Cancel", parts.cancelBtn, {0, 146, 0, 26}, "Medium", 13, {}, {}},
     };
     for (const auto& row : rows) {
         QRect place = row.widget->geometry();
@@ -137,13 +139,13 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
             EXPECT_EQ(row.widget->palette().color(row.role), row.color) << row.what;
         }
     }
-    EXPECT_EQ(panel.sendBtnRef->geometry().right(), 463);
-    EXPECT_EQ(panel.sendBtnRef->x() - panel.replaceBtnRef->geometry().right() - 1, 8);
-    EXPECT_EQ(panel.replaceBtnRef->x() - panel.cancelBtn->geometry().right() - 1, 8);
+    EXPECT_EQ(parts.sendBtnRef->geometry().right(), 463);
+    EXPECT_EQ(parts.sendBtnRef->x() - parts.replaceBtnRef->geometry().right() - 1, 8);
+    EXPECT_EQ(parts.replaceBtnRef->x() - parts.cancelBtn->geometry().right() - 1, 8);
     const QImage picture = panel.grab().toImage();
     const QColor amethyst(140, 137, 231);
-    EXPECT_EQ(picture.pixelColor(panel.sendBtnRef->pos() + QPoint(6, 13)), amethyst) << "Submit is filled";
-    EXPECT_EQ(picture.pixelColor(panel.modeControl->pos() + QPoint(6, 12)), amethyst) << "and so is Do";
+    EXPECT_EQ(picture.pixelColor(parts.sendBtnRef->pos() + QPoint(6, 13)), amethyst) << "Submit is filled";
+    EXPECT_EQ(picture.pixelColor(parts.modeControl->pos() + QPoint(6, 12)), amethyst) << "and so is Do";
     const auto ground = [&](QPoint at) { return picture.pixelColor(at).lightness(); };
     EXPECT_GT(ground({20, 120}), ground({240, 99})) << "the field stands out from the card";
     EXPECT_GT(ground({20, 90}), ground({240, 99})) << "and the excerpt";
@@ -173,85 +175,85 @@ TEST(PreviewHeight, IsBoundedWhateverTheText) {
 
 TEST_F(CapturePanelTest, KeysSubmitAndClose) {
     const QSignalSpy submitted(&panel, &CapturePanel::submitTapped), cancelled(&panel, &CapturePanel::cancelTapped);
-    QTest::keyClick(panel.promptField, Qt::Key_Return);
-    QTest::keyClick(panel.promptField, Qt::Key_Enter);
-    QTest::keyClick(panel.cancelBtn, Qt::Key_Return);
+    QTest::keyClick(parts.promptField, Qt::Key_Return);
+    QTest::keyClick(parts.promptField, Qt::Key_Enter);
+    QTest::keyClick(parts.cancelBtn, Qt::Key_Return);
     EXPECT_EQ(submitted.count(), 3) << "Return submits from the buttons too";
-    QTest::keyClick(panel.promptField, Qt::Key_Escape);
-    QTest::keyClick(panel.helpBtn, Qt::Key_Escape);
+    QTest::keyClick(parts.promptField, Qt::Key_Escape);
+    QTest::keyClick(parts.helpBtn, Qt::Key_Escape);
     panel.showExcerpt(QStringLiteral("text"), false);
-    QTest::keyClick(panel.previewView, Qt::Key_Escape);
+    QTest::keyClick(parts.previewView, Qt::Key_Escape);
     EXPECT_EQ(cancelled.count(), 3);
-    QTest::keyClick(panel.cancelBtn, Qt::Key_Space);
+    QTest::keyClick(parts.cancelBtn, Qt::Key_Space);
     EXPECT_EQ(cancelled.count(), 4);
 }
 
 TEST_F(CapturePanelTest, ReturnDuringACompositionDoesNotSubmit) {
     const QSignalSpy submitted(&panel, &CapturePanel::submitTapped), cancelled(&panel, &CapturePanel::cancelTapped);
     QInputMethodEvent composing(QStringLiteral("にほ"), {});
-    QApplication::sendEvent(panel.promptField, &composing);
-    QTest::keyClick(panel.promptField, Qt::Key_Return);
-    QTest::keyClick(panel.promptField, Qt::Key_Escape);
+    QApplication::sendEvent(parts.promptField, &composing);
+    QTest::keyClick(parts.promptField, Qt::Key_Return);
+    QTest::keyClick(parts.promptField, Qt::Key_Escape);
     EXPECT_EQ(submitted.count() + cancelled.count(), 0);
     QInputMethodEvent commit;
     commit.setCommitString(QStringLiteral("日本"));
-    QApplication::sendEvent(panel.promptField, &commit);
-    QTest::keyClick(panel.promptField, Qt::Key_Return);
+    QApplication::sendEvent(parts.promptField, &commit);
+    QTest::keyClick(parts.promptField, Qt::Key_Return);
     EXPECT_EQ(submitted.count(), 1);
-    EXPECT_EQ(panel.promptField->text(), QStringLiteral("日本"));
+    EXPECT_EQ(parts.promptField->text(), QStringLiteral("日本"));
 }
 
 TEST_F(CapturePanelTest, PastesComeFromThePasteboardAndKeepEveryCharacter) {
     const QString pasted = QStringLiteral("two\nlines \"$(x)\" `y` 🙂");
     pasteboard.readable = pasted;
-    const QSignalSpy edited(panel.promptField, &PromptField::edited);
-    QTest::keyClick(panel.promptField, Qt::Key_V, Qt::ControlModifier);
-    EXPECT_EQ(panel.promptField->text(), pasted);
+    const QSignalSpy edited(parts.promptField, &PromptField::edited);
+    QTest::keyClick(parts.promptField, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(parts.promptField->text(), pasted);
     EXPECT_GE(edited.count(), 1) << "a paste counts as typing";
-    QTest::keyClick(panel.promptField, Qt::Key_Insert, Qt::ShiftModifier);
-    EXPECT_EQ(panel.promptField->text(), pasted + pasted);
+    QTest::keyClick(parts.promptField, Qt::Key_Insert, Qt::ShiftModifier);
+    EXPECT_EQ(parts.promptField->text(), pasted + pasted);
     panel.showExcerpt(QStringLiteral("excerpt "), false);
-    panel.previewView->moveCursor(QTextCursor::End);
-    QTest::keyClick(panel.previewView, Qt::Key_V, Qt::ControlModifier);
-    EXPECT_EQ(panel.previewView->excerpt(), QStringLiteral("excerpt ") + pasted);
+    parts.previewView->moveCursor(QTextCursor::End);
+    QTest::keyClick(parts.previewView, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(parts.previewView->excerpt(), QStringLiteral("excerpt ") + pasted);
     pasteboard.readable.reset(); // an owner that never answers
-    QTest::keyClick(panel.promptField, Qt::Key_V, Qt::ControlModifier);
-    EXPECT_EQ(panel.promptField->text(), pasted + pasted);
+    QTest::keyClick(parts.promptField, Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(parts.promptField->text(), pasted + pasted);
 }
 
 TEST_F(CapturePanelTest, ALongExcerptIsShownInPartAndKeptWholeUntilItIsEdited) {
     const QString text = QString(QStringLiteral("line of text\n")).repeated(20'000);
     panel.showExcerpt(text, false);
-    EXPECT_LE(panel.previewView->toPlainText().size(), PreviewTextView::SHOWN_LENGTH);
-    EXPECT_EQ(panel.previewView->excerpt(), text);
-    QTest::keyClick(panel.previewView, Qt::Key_X);
-    EXPECT_EQ(panel.previewView->excerpt(), QLatin1Char('x') + text.left(PreviewTextView::SHOWN_LENGTH))
+    EXPECT_LE(parts.previewView->toPlainText().size(), PreviewTextView::SHOWN_LENGTH);
+    EXPECT_EQ(parts.previewView->excerpt(), text);
+    QTest::keyClick(parts.previewView, Qt::Key_X);
+    EXPECT_EQ(parts.previewView->excerpt(), QLatin1Char('x') + text.left(PreviewTextView::SHOWN_LENGTH))
         << "what cannot be seen is not sent with what was edited";
-    EXPECT_TRUE(panel.hintField->status().contains(QStringLiteral("50,000")));
-    panel.previewView->undo();
-    EXPECT_EQ(panel.previewView->excerpt(), text);
-    EXPECT_EQ(panel.hintField->status(), QString());
+    EXPECT_TRUE(parts.hintField->status().contains(QStringLiteral("50,000")));
+    parts.previewView->undo();
+    EXPECT_EQ(parts.previewView->excerpt(), text);
+    EXPECT_EQ(parts.hintField->status(), QString());
 }
 
 TEST_F(CapturePanelTest, BlanksAndLineEndsAreSentAsTheyAre) {
     const QString text = QStringLiteral("10\u00a0000\u202f€ a\u2028b\u2029c\r\nd\te ");
     panel.showExcerpt(text, false);
-    EXPECT_EQ(panel.previewView->excerpt(), text);
-    panel.previewView->moveCursor(QTextCursor::End);
-    QTest::keyClick(panel.previewView, Qt::Key_Return, Qt::ShiftModifier);
-    QTest::keyClick(panel.previewView, Qt::Key_X);
-    EXPECT_EQ(panel.previewView->excerpt(), QStringLiteral("10\u00a0000\u202f€ a\u2028b\nc\nd\te \nx"));
-    panel.promptField->setText(text);
-    EXPECT_EQ(panel.promptField->text(), text);
+    EXPECT_EQ(parts.previewView->excerpt(), text);
+    parts.previewView->moveCursor(QTextCursor::End);
+    QTest::keyClick(parts.previewView, Qt::Key_Return, Qt::ShiftModifier);
+    QTest::keyClick(parts.previewView, Qt::Key_X);
+    EXPECT_EQ(parts.previewView->excerpt(), QStringLiteral("10\u00a0000\u202f€ a\u2028b\nc\nd\te \nx"));
+    parts.promptField->setText(text);
+    EXPECT_EQ(parts.promptField->text(), text);
     panel.showExcerpt({}, false);
-    EXPECT_EQ(panel.previewView->excerpt(), QString()) << "the selection is gone, and so is what it was";
-    EXPECT_FALSE(panel.previewView->edited());
+    EXPECT_EQ(parts.previewView->excerpt(), QString()) << "the selection is gone, and so is what it was";
+    EXPECT_FALSE(parts.previewView->edited());
 }
 
 TEST_F(CapturePanelTest, TheExcerptHasTheSameInsetOnBothSides) {
     for (const int lines : {1, 40}) {
         panel.showExcerpt(QString(QStringLiteral("word word\n")).repeated(lines), false);
-        const QWidget* text = panel.previewView->viewport();
+        const QWidget* text = parts.previewView->viewport();
         EXPECT_EQ(text->x(), 10);
         EXPECT_EQ(text->width(), PREVIEW_TEXT_WIDTH);
     }
@@ -260,26 +262,26 @@ TEST_F(CapturePanelTest, TheExcerptHasTheSameInsetOnBothSides) {
 TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {
     panel.showExcerpt(QStringLiteral("text"), false);
     QSet<QWidget*> reached;
-    panel.promptField->setFocus();
-    for (int i = 0; i < 20 && !(i > 0 && panel.promptField->hasFocus()); ++i) {
+    parts.promptField->setFocus();
+    for (int i = 0; i < 20 && !(i > 0 && parts.promptField->hasFocus()); ++i) {
         reached.insert(QApplication::focusWidget());
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     }
     for (QWidget* control :
-         {static_cast<QWidget*>(panel.promptField), static_cast<QWidget*>(panel.micButton),
-          static_cast<QWidget*>(panel.cancelBtn), static_cast<QWidget*>(panel.replaceBtnRef),
-          static_cast<QWidget*>(panel.sendBtnRef), static_cast<QWidget*>(panel.historyBtnRef),
-          static_cast<QWidget*>(panel.helpBtn), static_cast<QWidget*>(panel.modeControl->modeSegDo),
-          static_cast<QWidget*>(panel.modeControl->modeSegAsk), static_cast<QWidget*>(panel.previewView)}) {
+         {static_cast<QWidget*>(parts.promptField), static_cast<QWidget*>(parts.micButton),
+          static_cast<QWidget*>(parts.cancelBtn), static_cast<QWidget*>(parts.replaceBtnRef),
+          static_cast<QWidget*>(parts.sendBtnRef), static_cast<QWidget*>(parts.historyBtnRef),
+          static_cast<QWidget*>(parts.helpBtn), static_cast<QWidget*>(parts.modeControl->modeSegDo),
+          static_cast<QWidget*>(parts.modeControl->modeSegAsk), static_cast<QWidget*>(parts.previewView)}) {
         EXPECT_TRUE(reached.contains(control)) << control->accessibleName().toStdString();
         EXPECT_FALSE(control->accessibleName().isEmpty());
     }
-    EXPECT_TRUE(panel.promptField->hasFocus());
+    EXPECT_TRUE(parts.promptField->hasFocus());
 }
 
 TEST_F(CapturePanelTest, ThePromptTakesUpToFourLines) {
-    const QSignalSpy walked(panel.promptField, &PromptField::walked);
-    const int line = QFontMetrics(panel.promptField->font()).height();
+    const QSignalSpy walked(parts.promptField, &PromptField::walked);
+    const int line = QFontMetrics(parts.promptField->font()).height();
     const struct {
         const char* what;
         QString text;
@@ -294,7 +296,7 @@ TEST_F(CapturePanelTest, ThePromptTakesUpToFourLines) {
         {"a line again", QStringLiteral("words"), 1},
     };
     for (const auto& row : rows) {
-        PromptField& field = *panel.promptField;
+        PromptField& field = *parts.promptField;
         field.setText(row.text);
         EXPECT_TRUE(field.text() == row.text) << row.what;
         const int grown = panel.height() - 134;
@@ -316,7 +318,7 @@ TEST_F(CapturePanelTest, ThePromptTakesUpToFourLines) {
 TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
     QString text = QString(QStringLiteral("abc \"$(x)\"\n")).repeated(700), begun = text;
     pasteboard.readable = text;
-    PromptField& field = *panel.promptField;
+    PromptField& field = *parts.promptField;
     QTest::keyClick(&field, Qt::Key_V, Qt::ControlModifier);
     ASSERT_GT(field.document()->blockCount(), 1);
     qsizetype caret = text.size();

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 using namespace ovalin;
-using Speaker = Transcript::Speaker;
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "platform/speech/VoskRecognizer.h"
 
 #include "fakes/FakeDesktop.h"
+#include "fakes/FakeViews.h"
 #include "support/SoundServer.h"
 #include "support/TestDesk.h"
 
@@ -29,7 +30,7 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:libvosk.so\n
 
 namespace {
 
-const QString LISTENING = QStringLiteral("listening — click the mic to stop");
+const QString LISTENING = QStringLiteral("listening");
 const QString READ_ALOUD = QStringLiteral("/usr/share/pocketsphinx/test/data/librivox/");
 
 // The share of the expected words that were heard, in any order.
@@ -96,11 +97,10 @@ struct RecognizerTest : testing::Test {
     }
 };
 
-/// The whole room over a panel and a sound server.
+/// The whole room over a prompt and a sound server.
 struct SpeechTest : RecognizerTest {
     std::optional<SoundServer> server;
-    FakePasteboard pasteboard;
-    CapturePanel panel{pasteboard, false};
+    FakeDictationField view;
     LogRecorder log;
     std::unique_ptr<PulseMicrophone> microphone;
     std::unique_ptr<VoskRecognizer> recognizer;
@@ -108,11 +108,9 @@ struct SpeechTest : RecognizerTest {
 
     void SetUp() override {
         RecognizerTest::SetUp();
-        panel.openAt({100, 100});
         microphone = std::make_unique<PulseMicrophone>(dispatch);
         recognizer = std::make_unique<VoskRecognizer>(dispatch, [this] { return files; });
-        dictation = std::make_unique<Dictation>(*microphone, *recognizer, dispatch,
-                                                Dictation::Surroundings{[this] { return &panel; }, [](bool) {}});
+        dictation = std::make_unique<Dictation>(*microphone, *recognizer, dispatch, view, [](bool) {});
     }
     void TearDown() override {
         dictation.reset();
@@ -130,8 +128,8 @@ struct SpeechTest : RecognizerTest {
         ASSERT_TRUE(waitUntil([this] { return dictation->isRecording(); })) << log.lines.join(u'\n').toStdString();
         ASSERT_TRUE(waitUntil([this] { return server->hasListener(); }));
     }
-    [[nodiscard]] QString status() const { return panel.hintField->status(); }
-    [[nodiscard]] QString field() const { return panel.promptField->text(); }
+    [[nodiscard]] QString status() const { return view.status; }
+    [[nodiscard]] QString field() const { return view.text; }
 };
 
 } // namespace
@@ -147,7 +145,7 @@ TEST_F(SpeechTest, WordsThatAreSpokenAppearInTheField) {
     };
     startServer();
     for (const auto& [file, words] : rows) {
-        panel.promptField->setText(QStringLiteral("typed before"));
+        view.text = QStringLiteral("typed before");
         listen();
         ASSERT_TRUE(server->play(file));
         EXPECT_TRUE(waitUntil([&, expected = words] { return heardShare(expected, field()) >= 0.6; }))
@@ -185,7 +183,7 @@ TEST_F(SpeechTest, AMicrophoneThatCannotBeOpenedIsSaidAndNobodyWaitsForIt) {
 TEST_F(SpeechTest, AMicrophoneThatGoesAwayEndsTheRecordingAndLeavesItsWords) {
     for (const bool wholeServer : {false, true}) {
         startServer();
-        panel.promptField->clear();
+        view.text.clear();
         listen();
         ASSERT_TRUE(server->play(spoken(QStringLiteral("please send this message"), home.path())));
         EXPECT_TRUE(waitUntil([this] { return heardShare(QStringLiteral("please message"), field()) == 1; }))
@@ -213,7 +211,7 @@ TEST_F(SpeechTest, TwentyStartsAndStopsInAHurryLeaveTheMicrophoneFree) {
     waitUntil([this] { return status() != LISTENING || dictation->isRecording(); });
     dictation->stopRecording();
     EXPECT_TRUE(waitUntil([this] { return !server->hasListener(); }));
-    EXPECT_FALSE(panel.micButton->isChecked());
+    EXPECT_FALSE(view.listening);
 }
 
 TEST_F(RecognizerTest, SpeechThatCameBeforeTheEngineIsRecognisedAndTheEngineFreedAfterwards) {

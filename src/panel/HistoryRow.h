@@ -1,6 +1,8 @@
 #pragma once
 
-#include "panel/Widgets.h"
+#include "Widgets.h"
+
+#include "views/PastConversation.h"
 
 namespace ovalin {
 
@@ -12,7 +14,7 @@ public:
     static constexpr int HEIGHT = 26;
     static constexpr int OVERHANG = 6; ///< how far the ground reaches beyond the text on both sides
 
-    HistoryRow(QString id, QString title, QString age, int width, QWidget* parent);
+    HistoryRow(const PastConversation& conversation, int width, QWidget* parent);
 
     [[nodiscard]] const QString& id() const { return identifier; }
     [[nodiscard]] QRect ground() const { return geometry().adjusted(-OVERHANG, 0, OVERHANG, 0); }
@@ -24,8 +26,8 @@ protected:
 
 private:
     const QString identifier;
-    QString shownTitle;
     const QString age;
+    QString shownTitle;
     int ageAt = 0; // x
 };
 

@@ -1,7 +1,7 @@
 #include "HistoryRow.h"
 
-#include "panel/Brand.h"
-#include "panel/Palette.h"
+#include "Brand.h"
+#include "Palette.h"
 
 #include <QPainter>
 
@@ -14,10 +14,12 @@ QFont ageFont() { return Brand::font(10, QFont::Light); }
 
 } // namespace
 
-HistoryRow::HistoryRow(QString id, QString title, QString theAge, int width, QWidget* parent)
-    : FlushButton(theAge.isEmpty() ? title : title + QStringLiteral(", ") + theAge, QString(), parent)
-    , identifier(std::move(id))
-    , age(std::move(theAge)) {
+HistoryRow::HistoryRow(const PastConversation& conversation, int width, QWidget* parent)
+    : FlushButton(QString(), QString(), parent)
+    , identifier(conversation.id)
+    , age(conversation.age + (conversation.interrupted ? QStringLiteral(" · unfinished") : QString())) {
+    const QString& title = conversation.title;
+    setAccessibleName(age.isEmpty() ? title : title + QStringLiteral(", ") + age);
     setFixedSize(width, HEIGHT);
     const QFontMetrics titleMetrics(titleFont()), ageMetrics(ageFont());
     const int gap = ageMetrics.horizontalAdvance(QStringLiteral("   "));

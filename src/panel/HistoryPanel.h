@@ -1,8 +1,8 @@
 #pragma once
 
-#include "AskHistoryEntries.h"
+#include "Card.h"
 
-#include "panel/Card.h"
+#include "views/PastConversation.h"
 
 class QKeyEvent;
 
@@ -15,7 +15,8 @@ class HistoryRow;
 class HistoryPanel final : public Card {
     Q_OBJECT
 public:
-    HistoryPanel(const AskHistoryEntries& entries, const QDateTime& now, bool composited);
+    /// `conversations`: the newest first.
+    HistoryPanel(const QList<PastConversation>& conversations, bool composited);
 
     [[nodiscard]] const QList<HistoryRow*>& rows() const { return shown; }
     [[nodiscard]] HistoryRow* selectedRow() const { return selected; }
@@ -38,7 +39,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
-    void addRows(const AskHistoryEntries& entries, const QDateTime& now, int top);
+    void addRows(const QList<PastConversation>& conversations, int top);
     void select(qsizetype index);
 
     QList<HistoryRow*> shown;

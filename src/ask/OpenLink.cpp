@@ -1,4 +1,4 @@
-#include "ShownLinks.h"
+#include "OpenLink.h"
 
 #include "AnswerLinks.h"
 
@@ -6,20 +6,6 @@
 #include "base/Log.h"
 
 namespace ovalin {
-
-std::vector<Transcript::LinkSpan> linkSpans(const QString& answer) {
-    std::vector<Transcript::LinkSpan> spans;
-    qsizetype at = 0;
-    for (const AnswerRun& run : attributedAnswer(answer)) {
-        qsizetype length = run.text.size();
-        if (run.link && answer.at(at) == QLatin1Char('['))
-            length = answer.indexOf(QLatin1Char(')'), at + length + 2) + 1 - at;
-        if (run.link)
-            spans.push_back({at, length, run.text, run.target});
-        at += length;
-    }
-    return spans;
-}
 
 void openLink(Dispatch& dispatch, QObject* context, const QString& target,
               std::function<void(const QString&)> problem) {

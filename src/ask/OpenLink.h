@@ -1,12 +1,8 @@
 #pragma once
 
 #include "base/Dispatch.h"
-#include "panel/Transcript.h"
 
 namespace ovalin {
-
-/// Where in the answer its links stand. A written-out link takes more room there than what shows of it. Pure.
-[[nodiscard]] std::vector<Transcript::LinkSpan> linkSpans(const QString& answer);
 
 /// Hands a link that was clicked to the desktop, unless it leads to anything but a page or a mail. `problem` gets what
 /// to say when it was not opened, unless `context` is gone by then. Main thread; returns at once.

@@ -1,10 +1,8 @@
 #include "HistoryPanel.h"
 
+#include "Brand.h"
 #include "HistoryRow.h"
-#include "RelTime.h"
-
-#include "panel/Brand.h"
-#include "panel/Palette.h"
+#include "Palette.h"
 
 #include <QAccessible>
 #include <QKeyEvent>
@@ -20,24 +18,17 @@ constexpr int INSET = 16, SPACING = 5, HEADER_SPACING = 12, CONTENT_WIDTH = Card
 constexpr int LEAST_HEIGHT = 90;
 constexpr qsizetype MOST_ROWS = 8;
 
-QString ageOf(const QJsonObject& entry, const QDateTime& now) {
-    QString age = relTime(entry[QStringLiteral("lastAt")].toString(), now);
-    if (entry[QStringLiteral("interrupted")].toBool())
-        age += QStringLiteral(" · unfinished");
-    return age;
-}
-
 } // namespace
 
-HistoryPanel::HistoryPanel(const AskHistoryEntries& entries, const QDateTime& now, bool isComposited)
+HistoryPanel::HistoryPanel(const QList<PastConversation>& conversations, bool isComposited)
     : Card(QStringLiteral("Past conversations"), isComposited) {
     auto* header = new Label(QStringLiteral("Past conversations"), 14, Palette::ink(), this);
     header->setFont(Brand::signature(14));
     header->setGeometry(INSET, INSET, CONTENT_WIDTH, QFontMetrics(header->font()).height());
     const int top = INSET + header->height() + HEADER_SPACING;
     setFixedSize(WIDTH, LEAST_HEIGHT);
-    if (!entries.isEmpty()) {
-        addRows(entries, now, top);
+    if (!conversations.isEmpty()) {
+        addRows(conversations, top);
         return;
     }
     auto* note = new Label(QStringLiteral("No past conversations yet."), 12, Palette::muted().darker(125), this);
@@ -46,20 +37,16 @@ HistoryPanel::HistoryPanel(const AskHistoryEntries& entries, const QDateTime& no
     setFixedHeight(std::max(LEAST_HEIGHT, top + note->height() + INSET));
 }
 
-void HistoryPanel::addRows(const AskHistoryEntries& entries, const QDateTime& now, int top) {
-    const qsizetype looked = std::min(entries.size(), MOST_ROWS);
+void HistoryPanel::addRows(const QList<PastConversation>& conversations, int top) {
+    const qsizetype listed = std::min(conversations.size(), MOST_ROWS);
     int bottom = top - SPACING;
-    for (qsizetype i = 0; i < looked; ++i) {
-        const QJsonObject& entry = entries[i];
-        const QJsonValue id = entry[QStringLiteral("id")];
-        if (!id.isString())
-            continue;
-        auto* row = new HistoryRow(id.toString(), entryTitle(entry), ageOf(entry, now), CONTENT_WIDTH, this);
+    for (qsizetype i = 0; i < listed; ++i) {
+        auto* row = new HistoryRow(conversations[i], CONTENT_WIDTH, this);
         row->move(INSET, bottom + SPACING);
         bottom += SPACING + row->height();
         connect(row, &HistoryRow::clicked, this, [this, row] { Q_EMIT rowTapped(row->id()); });
         shown.append(row);
-        if (i + 1 < looked) {
+        if (i + 1 < listed) {
             separators.append(bottom + SPACING);
             bottom += SPACING + 1;
         }
