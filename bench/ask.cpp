@@ -82,9 +82,9 @@ void rounds(const char* name, int count, qsizetype shot) {
     std::vector<double> written, painted;
     for (int round = 0; round < count; ++round) {
         CaptureContext context;
-        context.open(QStringLiteral("Editor"), {}, 1);
+        context.capApp = QStringLiteral("Editor");
         if (shot > 0)
-            context.capShotB64 = QString(shot, QLatin1Char('A'));
+            context.capShot = QByteArray(shot, 'A');
         CapturePanel panel(pasteboard, true);
         panel.openAt({0, 0});
         panel.revealTranscript();

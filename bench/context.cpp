@@ -1,7 +1,7 @@
 // bench_context ROUNDS: the context pipeline over the front application of $DISPLAY, as an opening starts it: when the
 // excerpt, the browser's tab and the screenshot are there. Prints NAME, count, median, p95, worst (ms). bench/context
 // runs it over an editor and a browser.
-#include "capture/ContextPipeline.h"
+#include "capture/Captured.h"
 #include "capture/WindowShot.h"
 #include "platform/helpers/Tools.h"
 #include "platform/x11/desktop/X11Desktop.h"
@@ -61,12 +61,9 @@ int main(int argc, char** argv) {
     NoRecognizer recognizer;
     const WindowShots shots(x11.windows(), recognizer, tools);
     Selection selection(desktop.accessibility, desktop.pasteboard, desktop.keyboard);
-    CaptureContext context;
-    ContextPipeline pipeline(
-        dispatch, selection,
-        {[&](const QString& bundle) { return browserTabInfoViaOsascript(bundle, tools.osascript); },
-         [&](qint32 pid) { return shots.captureWindowPNG(pid); }, [](const QByteArray&) { return std::nullopt; }},
-        context);
+    const ContextSources sources{
+        [&](const QString& bundle) { return browserTabInfoViaOsascript(bundle, tools.osascript); },
+        [&](qint32 pid) { return shots.captureWindowPNG(pid); }, [](const QByteArray&) { return std::nullopt; }};
 
     Times excerpt, tab, screenshot;
     QEventLoop loop;
@@ -75,29 +72,31 @@ int main(int argc, char** argv) {
         if (excerptDone && pageDone)
             loop.quit();
     };
-    pipeline.updateCaptureUI = [&](const QString& text) {
-        if (!text.isEmpty())
-            excerpt.add();
-        excerptDone = true;
-        quitWhenDone();
-    };
-    pipeline.checkSiteOwnership = [&](const QString& url, const QUuid&) {
-        tab.add();
-        pageDone = isRemotePage(url); // else the screenshot follows
-        quitWhenDone();
-    };
-    pipeline.applyShotToPendingSubmit = [&](const QUuid&, const QString&) {
-        screenshot.add();
-        pageDone = true;
-        quitWhenDone();
-    };
     for (int i = 0; i < rounds; ++i) {
-        context.open(front->name, front->bundleId, front->pid);
+        Captured captured(dispatch, selection, sources);
+        captured.context.capBundle = front->bundleId;
+        captured.context.capPID = front->pid;
+        captured.pipeline.updateCaptureUI = [&](const QString& text) {
+            if (!text.isEmpty())
+                excerpt.add();
+            excerptDone = true;
+            quitWhenDone();
+        };
+        captured.pipeline.checkSiteOwnership = [&](const QString& url) {
+            tab.add();
+            pageDone = isRemotePage(url); // else the screenshot follows
+            quitWhenDone();
+        };
+        captured.pipeline.applyShotToPendingSubmit = [&](const QUuid&, const QByteArray&) {
+            screenshot.add();
+            pageDone = true;
+            quitWhenDone();
+        };
         excerptDone = pageDone = false;
         excerpt.begin();
         tab.begin();
         screenshot.begin();
-        pipeline.startContextPipeline(context.captureToken);
+        captured.pipeline.startContextPipeline();
         QTimer::singleShot(ROUND_ENDS, &loop, &QEventLoop::quit);
         loop.exec();
     }

@@ -49,10 +49,9 @@ private:
 
 QueueItem request(int number) {
     return makeQueueItem(QStringLiteral("reply to this mail, number %1").arg(number), QString(400, QLatin1Char('x')),
-                         {QStringLiteral("Text Editor"), QStringLiteral("org.x.editor"),
-                          QStringLiteral("https://example.org/page"), QStringLiteral("A page"),
-                          QStringLiteral("fetch")},
-                         QDateTime::currentDateTimeUtc());
+                         {QStringLiteral("Text Editor"), QStringLiteral("org.x.editor"), 1, 2,
+                          QStringLiteral("https://example.org/page"), QStringLiteral("A page")},
+                         QStringLiteral("fetch"), QDateTime::currentDateTimeUtc());
 }
 
 void writeFullLedger(const QString& file) {

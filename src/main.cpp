@@ -85,10 +85,11 @@ int main(int argc, char** argv) {
     Desktop desktop = x11.desktop();
     desktop.microphone = &microphone;
     desktop.speechRecognizer = &speech;
-    AppDelegate delegate(desktop, dispatch, paths, std::move(sources),
-                         [script = paths.binDir + QStringLiteral("/ovalin-replace-web.sh")](const QString& url) {
-                             return siteOwned(url, script);
-                         });
+    AppDelegate delegate(desktop, dispatch,
+                         {paths, AgentSearch::under(paths.home), std::move(sources),
+                          [script = paths.binDir + QStringLiteral("/ovalin-replace-web.sh")](const QString& url) {
+                              return siteOwned(url, script);
+                          }});
     instance.listen([&delegate] { delegate.toggle(); });
     const Termination termination;
     const auto end = [&](int status) {

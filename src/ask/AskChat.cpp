@@ -122,7 +122,7 @@ void AskChat::writeAskMessage(const std::shared_ptr<Turn>& turn) {
         setAskStatus(QStringLiteral("Torvi is thinking…"));
     AskMessage message{askMessage(turn->preamble.parts, *turn->selection,
                                   groundingBlock(turn->question, *turn->searchResults), turn->question),
-                       turn->preamble.attachShot ? context.capShotB64 : std::nullopt, saidSoFar};
+                       turn->preamble.attachShot ? context.capShot : std::nullopt, saidSoFar};
     // With a screenshot the line is megabytes long.
     dispatch.inBackground(
         Queue::UserInitiated, this, [message = std::move(message)] { return askMessageLine(message); },

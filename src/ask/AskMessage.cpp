@@ -35,7 +35,7 @@ AskPreamble askPreamble(const CaptureContext& context) {
     preamble.parts.append(QStringLiteral("Jorvan is looking at ") + context.capApp + QLatin1Char('.'));
     if (context.capContextMode == QLatin1String("fetch") && context.capURL) {
         preamble.parts.append(pagePart(*context.capURL, context.capTitle.value_or(QString())));
-    } else if (context.capContextMode == QLatin1String("screenshot") && context.capShotB64) {
+    } else if (context.capContextMode == QLatin1String("screenshot") && context.capShot) {
         preamble.attachShot = true;
         preamble.parts.append(
             QStringLiteral("A screenshot of what he's looking at is attached \u2014 use it as the full context."));
@@ -60,7 +60,7 @@ std::optional<QByteArray> askMessageLine(const AskMessage& message) {
     if (!message.text.isValidUtf16() || !message.saidSoFar.isValidUtf16())
         return std::nullopt;
     QJsonArray content{textBlock(message.text)};
-    if (message.shotB64) {
+    if (message.shot) {
         content.append(QJsonObject{
             {QStringLiteral("type"), QStringLiteral("image")},
             {QStringLiteral("source"), QJsonObject{{QStringLiteral("type"), QStringLiteral("base64")},
@@ -76,11 +76,11 @@ std::optional<QByteArray> askMessageLine(const AskMessage& message) {
                            {QStringLiteral("message"), QJsonObject{{QStringLiteral("role"), QStringLiteral("user")},
                                                                    {QStringLiteral("content"), content}}}};
     QByteArray line = QJsonDocument(user).toJson(QJsonDocument::Compact);
-    if (message.shotB64) {
+    if (message.shot) {
         // Put in afterwards: nothing in it needs escaping, and looking for that takes its time with megabytes. No text
         // holds these quotes unescaped.
         const QByteArray place("\"data\":\"");
-        line.insert(line.lastIndexOf(place) + place.size(), message.shotB64->toLatin1());
+        line.insert(line.lastIndexOf(place) + place.size(), message.shot->toBase64());
     }
     return line + '\n';
 }

@@ -26,7 +26,7 @@ struct AskPreamble {
 /// What one user message is made of.
 struct AskMessage {
     QString text;
-    std::optional<QString> shotB64; ///< the PNG's base64 text
+    std::optional<QByteArray> shot; ///< PNG
     QString saidSoFar;              ///< of an answer that was cut short, which the agent does not remember
 };
 

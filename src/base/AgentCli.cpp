@@ -46,6 +46,7 @@ AgentSearch AgentSearch::under(const QString& home) {
     AgentSearch search;
     search.candidates = {home + QStringLiteral("/.local/bin/claude"), QStringLiteral("/opt/homebrew/bin/claude"),
                          QStringLiteral("/usr/local/bin/claude"), QStringLiteral("/usr/bin/claude")};
+    search.loginShell = true;
     return search;
 }
 
@@ -54,6 +55,8 @@ std::optional<QString> findClaudeBinary(const AgentSearch& search) {
         if (scriptExists(candidate))
             return candidate;
     }
+    if (!search.loginShell)
+        return std::nullopt;
     // An alias or a shell function is printed too, and is no file.
     const auto printed = askLoginShell(search.probeDeadline);
     if (printed && printed->startsWith(QLatin1Char('/')) && scriptExists(*printed))

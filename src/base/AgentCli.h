@@ -22,8 +22,9 @@ inline constexpr QLatin1String AGENT_INSTALL_PAGE("https://claude.ai/code");
 
 /// Where the agent CLI is looked for; a value, so that tests look elsewhere.
 struct AgentSearch {
-    QStringList candidates;                         ///< in this order, before the login shell is asked
-    std::chrono::milliseconds probeDeadline{10000}; ///< for the login shell, whose start-up files may hang
+    QStringList candidates;                         ///< in this order
+    bool loginShell = false;                        ///< is asked when it is at none of these places
+    std::chrono::milliseconds probeDeadline{10000}; ///< for that, since its start-up files may hang
 
     [[nodiscard]] static AgentSearch under(const QString& home);
 };

@@ -2,7 +2,15 @@
 
 #include <QUrl>
 
+#include <mutex>
+
 namespace ovalin {
+
+namespace {
+
+std::mutex reading; // keeps a core busy for a second: one picture at a time
+
+} // namespace
 
 bool isRemotePage(const QString& url) {
     if (!isWebPage(url))
@@ -18,70 +26,56 @@ ContextPipeline::ContextPipeline(Dispatch& theDispatch, Selection& theSelection,
     , sources(std::move(theSources))
     , context(theContext) {}
 
-void ContextPipeline::startContextPipeline(const QUuid& token) {
-    ++textSlot->opening;
-    startSelectionTask(token);
-    startPageTask(token);
+ContextPipeline::~ContextPipeline() { closing(); }
+
+void ContextPipeline::startContextPipeline() {
+    startSelectionTask();
+    startPageTask();
 }
 
-void ContextPipeline::startSelectionTask(const QUuid& token) {
-    const auto read = [this, target = context.selectionTarget()] { return selection.axSelectionOrGrab(target); };
-    dispatch.inBackground(Queue::UserInitiated, this, read, [this, token](const SelectedText& found) {
-        if (token != context.captureToken)
-            return;
+void ContextPipeline::startSelectionTask() {
+    const auto read = [&from = selection, subject = Subject(context)] { return from.axSelectionOrGrab(subject); };
+    dispatch.inBackground(Queue::UserInitiated, this, read, [this](const SelectedText& found) {
         context.selectionViaClipboard = found.source == SelectedText::Source::Copy;
         context.capTextWindow = found.window;
         updateCaptureUI(found.text);
     });
 }
 
-void ContextPipeline::startPageTask(const QUuid& token) {
+void ContextPipeline::startPageTask() {
     const auto read = [tabInfo = sources.browserTabInfo, bundle = context.capBundle] { return tabInfo(bundle); };
-    dispatch.inBackground(Queue::UserInitiated, this, read,
-                          [this, token, pid = context.capPID](const std::optional<BrowserTab>& tab) {
-                              const bool current = token == context.captureToken;
-                              const bool remote = tab && isRemotePage(tab->url);
-                              if (current && tab) {
-                                  context.capURL = tab->url;
-                                  context.capTitle = tab->title;
-                                  checkSiteOwnership(tab->url, token);
-                                  if (remote)
-                                      context.capContextMode = QStringLiteral("fetch");
-                              }
-                              if (!remote)
-                                  startShotTask(token, pid);
-                          });
-}
-
-void ContextPipeline::startShotTask(const QUuid& token, qint32 pid) {
-    struct Shot {
-        QByteArray png;
-        QString base64;
-    };
-    const auto take = [capture = sources.captureWindowPNG, pid]() -> std::optional<Shot> {
-        const auto png = capture(pid);
-        return png ? std::optional(Shot{*png, QString::fromLatin1(png->toBase64())}) : std::nullopt;
-    };
-    dispatch.inBackground(Queue::UserInitiated, this, take, [this, token](const std::optional<Shot>& shot) {
-        if (!shot)
-            return;
-        const bool current = token == context.captureToken;
-        if (current)
-            context.capShotB64 = shot->base64;
-        applyShotToPendingSubmit(token, shot->base64);
-        if (current) // nobody would read the text of an older opening
-            startTextTask(token, shot->png);
+    dispatch.inBackground(Queue::UserInitiated, this, read, [this](const std::optional<BrowserTab>& tab) {
+        const bool remote = tab && isRemotePage(tab->url);
+        if (tab) {
+            context.capURL = tab->url;
+            context.capTitle = tab->title;
+            checkSiteOwnership(tab->url);
+        }
+        if (remote)
+            context.capContextMode = QStringLiteral("fetch");
+        else
+            startShotTask();
     });
 }
 
-void ContextPipeline::startTextTask(const QUuid& token, const QByteArray& png) {
-    const auto recognise = [ocr = sources.ocrText, png, slot = textSlot,
-                            opening = textSlot->opening.load()]() -> std::optional<QString> {
-        const std::lock_guard lock(slot->busy);
-        return slot->opening == opening ? ocr(png) : std::nullopt;
+void ContextPipeline::startShotTask() {
+    const auto take = [capture = sources.captureWindowPNG, pid = context.capPID] { return capture(pid); };
+    dispatch.inBackground(Queue::UserInitiated, this, take, [this](const std::optional<QByteArray>& png) {
+        if (!png)
+            return;
+        context.capShot = png;
+        applyShotToPendingSubmit(context.captureToken, *png);
+        startTextTask(*png);
+    });
+}
+
+void ContextPipeline::startTextTask(const QByteArray& png) {
+    const auto recognise = [ocr = sources.ocrText, png, stop = stopReading.get_token()]() -> std::optional<QString> {
+        const std::lock_guard lock(reading);
+        return stop.stop_requested() ? std::nullopt : ocr(png);
     };
-    dispatch.inBackground(Queue::UserInitiated, this, recognise, [this, token](const std::optional<QString>& text) {
-        if (text && token == context.captureToken)
+    dispatch.inBackground(Queue::UserInitiated, this, recognise, [this](const std::optional<QString>& text) {
+        if (text)
             context.capShotText = *text;
     });
 }

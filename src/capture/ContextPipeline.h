@@ -9,9 +9,7 @@
 #include <QByteArray>
 #include <QObject>
 
-#include <atomic>
-#include <memory>
-#include <mutex>
+#include <stop_token>
 
 namespace ovalin {
 
@@ -23,38 +21,36 @@ struct ContextSources {
     std::function<std::optional<QString>(const QByteArray& png)> ocrText;
 };
 
-/// Fills the capture record of an opening in the background. Results come back to the main thread and count only while
-/// their token is the record's own.
+/// Fills the capture record of one opening in the background. Its end drops what is on its way.
 class ContextPipeline final : public QObject {
 public:
+    /// The record outlives it.
     ContextPipeline(Dispatch& dispatch, Selection& selection, ContextSources sources, CaptureContext& context);
+    ~ContextPipeline() override;
 
-    /// Starts both halves, selection and page/picture, for the record as it is now. Main thread; returns at once.
-    void startContextPipeline(const QUuid& token);
+    /// Starts both halves, selection and page/picture. Main thread; returns at once.
+    void startContextPipeline();
+
+    /// The panel closes: nobody would read the text of a picture any more; a waiting request still wants the picture.
+    void closing() { stopReading.request_stop(); }
 
     /// The excerpt was found, or there is none (empty).
     std::function<void(const QString& text)> updateCaptureUI;
-    std::function<void(const QString& url, const QUuid& token)> checkSiteOwnership;
-    /// Called for every screenshot, current or not: a waiting Do request compares the token with its own.
-    std::function<void(const QUuid& token, const QString& shotB64)> applyShotToPendingSubmit;
+    std::function<void(const QString& url)> checkSiteOwnership;
+    /// A waiting Do request compares the token with its own.
+    std::function<void(const QUuid& token, const QByteArray& shot)> applyShotToPendingSubmit;
 
 private:
-    void startSelectionTask(const QUuid& token);
-    void startPageTask(const QUuid& token);
-    void startShotTask(const QUuid& token, qint32 pid);
-    void startTextTask(const QUuid& token, const QByteArray& png);
-
-    /// Recognition keeps a core busy for a second: one at a time, and none begins for an older opening.
-    struct TextSlot {
-        std::mutex busy;
-        std::atomic<quint64> opening{0};
-    };
+    void startSelectionTask();
+    void startPageTask();
+    void startShotTask();
+    void startTextTask(const QByteArray& png);
 
     Dispatch& dispatch;
     Selection& selection;
     ContextSources sources;
     CaptureContext& context;
-    const std::shared_ptr<TextSlot> textSlot = std::make_shared<TextSlot>(); // shared with workers
+    std::stop_source stopReading;
 };
 
 /// Whether the agent fetches the page by itself: an http(s) address on a host that is not this machine's. Pure.

@@ -32,10 +32,10 @@ QString withoutMasks(QString text) {
 bool holdsWords(const QString& all, const QString& some) { return all.simplified().contains(some.simplified()); }
 
 /// Browsers of the family under any name, and the many programs that are one inside.
-bool isChromiumBased(const SelectionTarget& target) {
-    if (isChromiumFamily(target.bundleId) || target.bundleId == QLatin1String("org.chromium.Chromium"))
+bool isChromiumBased(const Subject& subject) {
+    if (isChromiumFamily(subject.capBundle) || subject.capBundle == QLatin1String("org.chromium.Chromium"))
         return true;
-    const QString program = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(target.at.pid));
+    const QString program = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(subject.capPID));
     return !program.isEmpty() &&
            QFileInfo::exists(QFileInfo(program).absolutePath() + QStringLiteral("/chrome_100_percent.pak"));
 }
@@ -57,13 +57,13 @@ std::optional<QString> Selection::freshPrimary(qint32 pid) {
     return primary ? trimmedOrAbsent(withoutMasks(primary->trimmed())) : std::nullopt;
 }
 
-SelectedText Selection::axSelection(const SelectionTarget& target) {
-    if (target.at.pid < 1)
+SelectedText Selection::axSelection(const Subject& subject) {
+    if (subject.capPID < 1)
         return {};
-    const AccessibleSelection tree = accessibility.selection(target.at);
+    const AccessibleSelection tree = accessibility.selection(subject.window());
     using Kind = AccessibleSelection::Kind;
     using Source = SelectedText::Source;
-    const SelectedText nothing{{}, Source::Tree, tree.focus, tree.window ? tree.window : target.at.window};
+    const SelectedText nothing{{}, Source::Tree, tree.focus, tree.window ? tree.window : subject.capWindow};
     SelectedText found = nothing;
     if (tree.kind == Kind::Text)
         found.text = tree.text.trimmed();
@@ -73,11 +73,11 @@ SelectedText Selection::axSelection(const SelectionTarget& target) {
         return nothing;
     if (!found.text.isEmpty() && !tree.page && !tree.part)
         return found;
-    const bool chromium = isChromiumBased(target);
+    const bool chromium = isChromiumBased(subject);
     const bool silent = tree.kind == Kind::Unavailable && tree.focus == FocusKind::Unknown;
     // Without its tree Chromium does not say that a field is for passwords, and puts those into PRIMARY, too.
     const bool mayBeSecret = chromium && (silent || tree.focus == FocusKind::NoText);
-    const auto primary = mayBeSecret ? std::nullopt : freshPrimary(target.at.pid);
+    const auto primary = mayBeSecret ? std::nullopt : freshPrimary(subject.capPID);
     // A page's running text comes in nested pieces; PRIMARY has it as the browser would copy it.
     if (primary && (!tree.part || holdsWords(*primary, found.text)))
         return {*primary, Source::Primary, found.focus, found.window};
@@ -90,11 +90,11 @@ SelectedText Selection::axSelection(const SelectionTarget& target) {
     return found;
 }
 
-SelectedText Selection::axSelectionOrGrab(const SelectionTarget& target) {
-    SelectedText read = axSelection(target);
+SelectedText Selection::axSelectionOrGrab(const Subject& subject) {
+    SelectedText read = axSelection(subject);
     if (read.source != SelectedText::Source::Nobody)
         return read;
-    if (const auto grabbed = clipboardGrab(target.at.pid, read.focus)) {
+    if (const auto grabbed = clipboardGrab(subject.capPID, read.focus)) {
         read.text = *grabbed;
         read.source = SelectedText::Source::Copy;
     }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include "platform/Accessibility.h"
+#include "Subject.h"
+
 #include "platform/Keyboard.h"
 #include "platform/Pasteboard.h"
 
@@ -14,12 +15,6 @@ namespace ovalin {
 
 /// Whether the bundle identifier belongs to the Chromium family.
 [[nodiscard]] bool isChromiumFamily(const QString& bundleId);
-
-/// Where a selection is read from, as the opening found it.
-struct SelectionTarget {
-    AppWindow at;
-    QString bundleId;
-};
 
 /// What is selected in an application, where, and who has said so.
 struct SelectedText {
@@ -47,7 +42,7 @@ public:
 
     /// The selection without touching the application's state: from the accessibility tree, else the PRIMARY selection
     /// if the process owns it and it is fresher than the user's last input.
-    [[nodiscard]] SelectedText axSelection(const SelectionTarget& target);
+    [[nodiscard]] SelectedText axSelection(const Subject& subject);
 
     /// The selection by a synthetic copy, where that is harmless; the clipboard is put back as it was. At most about
     /// 0.6 s, and only while the clipboard's owner answers: what cannot be read cannot be put back.
@@ -55,7 +50,7 @@ public:
 
     /// axSelection(), and where nobody has answered, clipboardGrab(). What the tree has said ends the question: a
     /// synthetic copy may mean something else to the application.
-    [[nodiscard]] SelectedText axSelectionOrGrab(const SelectionTarget& target);
+    [[nodiscard]] SelectedText axSelectionOrGrab(const Subject& subject);
 
 private:
     [[nodiscard]] std::optional<QString> freshPrimary(qint32 pid);

@@ -18,37 +18,31 @@ SelectionWatch::SelectionWatch(EventMonitors& theMonitors, Dispatch& theDispatch
     : monitors(theMonitors)
     , dispatch(theDispatch)
     , selection(theSelection)
-    , context(theContext) {}
-
-SelectionWatch::~SelectionWatch() { stopSelectionWatch(); }
-
-void SelectionWatch::startSelectionWatch(const QUuid& token) {
-    stopSelectionWatch();
-    selectionMonitors.push_back(monitors.onLeftMouseUp([this, token] { scheduleSelectionRefresh(token); }));
-    selectionMonitors.push_back(monitors.onKeyUp([this, token](const EventMonitors::KeyUp& key) {
+    , context(theContext) {
+    selectionMonitors.push_back(monitors.onLeftMouseUp([this] { scheduleSelectionRefresh(); }));
+    selectionMonitors.push_back(monitors.onKeyUp([this](const EventMonitors::KeyUp& key) {
         if (changesSelection(key))
-            scheduleSelectionRefresh(token);
+            scheduleSelectionRefresh();
     }));
 }
 
-void SelectionWatch::stopSelectionWatch() {
+SelectionWatch::~SelectionWatch() {
     for (const EventMonitors::Handle handle : selectionMonitors)
         monitors.removeMonitor(handle);
-    selectionMonitors.clear();
 }
 
-void SelectionWatch::scheduleSelectionRefresh(const QUuid& token) {
-    if (token != context.captureToken || !panelExists() || selectionResolveInFlight)
+void SelectionWatch::scheduleSelectionRefresh() {
+    if (selectionResolveInFlight)
         return;
     selectionResolveInFlight = true;
     const bool mayUseClipboard = context.selectionViaClipboard || isChromiumFamily(context.capBundle);
-    const auto read = [this, target = context.selectionTarget(), mayUseClipboard] {
-        return mayUseClipboard ? selection.axSelectionOrGrab(target) : selection.axSelection(target);
+    const auto read = [&from = selection, subject = Subject(context), mayUseClipboard] {
+        return mayUseClipboard ? from.axSelectionOrGrab(subject) : from.axSelection(subject);
     };
-    dispatch.after(REFRESH_DELAY, this, [this, token, read] {
-        dispatch.inBackground(Queue::UserInitiated, this, read, [this, token](const SelectedText& found) {
+    dispatch.after(REFRESH_DELAY, this, [this, read] {
+        dispatch.inBackground(Queue::UserInitiated, this, read, [this](const SelectedText& found) {
             selectionResolveInFlight = false;
-            if (token != context.captureToken || !panelExists() || found.text.isEmpty())
+            if (found.text.isEmpty())
                 return;
             context.capTextWindow = found.window; // the same words may be selected in another one now
             if (found.text != context.capText)

@@ -12,26 +12,20 @@
 
 namespace ovalin {
 
-/// Keeps the excerpt current while the panel is open: the user may extend or change the selection in the application
-/// below. Main thread.
+/// Keeps the excerpt current while it lives: the user may extend or change the selection in the application below the
+/// panel. Main thread.
 class SelectionWatch final : public QObject {
 public:
     SelectionWatch(EventMonitors& monitors, Dispatch& dispatch, Selection& selection, CaptureContext& context);
     ~SelectionWatch() override;
 
-    /// Watches for the opening with this token, instead of an older one.
-    void startSelectionWatch(const QUuid& token);
-    void stopSelectionWatch();
-
-    /// Reads the selection again 0.18 s from now, unless such a read is under way.
-    void scheduleSelectionRefresh(const QUuid& token);
-
-    /// A panel is there to show the excerpt.
-    std::function<bool()> panelExists;
     /// The excerpt changed; never called with an empty text.
     std::function<void(const QString& text)> updateCaptureUI;
 
 private:
+    /// Reads the selection again 0.18 s from now, unless such a read is under way.
+    void scheduleSelectionRefresh();
+
     EventMonitors& monitors;
     Dispatch& dispatch;
     Selection& selection;

@@ -12,12 +12,11 @@ namespace {
 
 constexpr qsizetype SCREEN_TEXT_LIMIT = 6000;
 
-std::optional<QString> writeShot(const QString& queueDir, const QString& id, const QString& base64) {
-    const auto png = QByteArray::fromBase64Encoding(base64.toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
-    if (!png || (*png).isEmpty())
+std::optional<QString> writeShot(const QString& queueDir, const QString& id, const QByteArray& png) {
+    if (png.isEmpty())
         return std::nullopt;
     const QString path = QDir(queueDir).absoluteFilePath(id + QStringLiteral(".png"));
-    if (!ensureFolder(queueDir) || !replaceFile(path, *png))
+    if (!ensureFolder(queueDir) || !replaceFile(path, png))
         return std::nullopt;
     return path;
 }
@@ -29,8 +28,8 @@ QString queueFilePath(const QString& queueDir, const QString& id) {
 }
 
 void storeScreenshot(const QString& queueDir, QueueItem& item, const RequestShot& shot) {
-    if (item.wantsScreenshot() && shot.base64)
-        item.screenshot = writeShot(queueDir, item.id, *shot.base64);
+    if (item.wantsScreenshot() && shot.png)
+        item.screenshot = writeShot(queueDir, item.id, *shot.png);
     if (shot.text && !shot.text->isEmpty())
         item.screenText = firstCharacters(*shot.text, SCREEN_TEXT_LIMIT);
 }

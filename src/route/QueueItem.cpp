@@ -58,18 +58,18 @@ QString requestId(const QDateTime& time, quint32 random) {
     return QStringLiteral("cap-%1-%2").arg(time.toMSecsSinceEpoch()).arg(random, 4, 16, QLatin1Char('0'));
 }
 
-QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const RequestContext& context,
-                        const QDateTime& time) {
+QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const Subject& subject,
+                        const QString& contextMode, const QDateTime& time) {
     QueueItem item;
     item.id = requestId(time, QRandomGenerator::global()->bounded(65535U));
     item.ts = isoTimestamp(time);
     item.text = excerpt;
-    item.sourceApp = context.app;
-    item.sourceBundle = context.bundle;
+    item.sourceApp = subject.capApp;
+    item.sourceBundle = subject.capBundle;
     item.prompt = instruction;
-    item.sourceUrl = context.url;
-    item.sourceTitle = context.title;
-    item.contextMode = context.contextMode;
+    item.sourceUrl = subject.capURL;
+    item.sourceTitle = subject.capTitle;
+    item.contextMode = contextMode;
     return item;
 }
 

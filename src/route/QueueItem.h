@@ -1,5 +1,7 @@
 #pragma once
 
+#include "capture/Subject.h"
+
 #include <QDateTime>
 #include <QJsonObject>
 #include <QString>
@@ -7,15 +9,6 @@
 #include <optional>
 
 namespace ovalin {
-
-/// What was captured when the panel opened, as far as a Do request carries it.
-struct RequestContext {
-    QString app;
-    QString bundle;
-    std::optional<QString> url;
-    std::optional<QString> title;
-    QString contextMode; ///< "fetch" or "screenshot"
-};
 
 /// One Do request: a queue file of its own, and an entry in the captures ledger.
 struct QueueItem {
@@ -46,8 +39,9 @@ struct QueueItem {
 /// When the request with this id was submitted, in milliseconds since 1970; absent when it is no id of ours.
 [[nodiscard]] std::optional<qint64> timeOfId(const QString& id);
 
-/// A request as it is submitted at `time`. `instruction` and `excerpt` are trimmed already and may be empty.
-[[nodiscard]] QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const RequestContext& context,
-                                      const QDateTime& time);
+/// A request as it is submitted at `time`. `instruction` and `excerpt` are trimmed already and may be empty;
+/// `contextMode`: "fetch" or "screenshot".
+[[nodiscard]] QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const Subject& subject,
+                                      const QString& contextMode, const QDateTime& time);
 
 } // namespace ovalin

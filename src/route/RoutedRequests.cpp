@@ -185,7 +185,7 @@ void RoutedRequests::record(const QueueItem& item, Recorded recorded) {
 void RoutedRequests::submit(const QueueItem& item, const QUuid& token, const RequestShot& shot, Recorded recorded) {
     finalizePending({}); // there is room for one
     record(item, std::move(recorded));
-    if (!item.wantsScreenshot() || shot.base64) {
+    if (!item.wantsScreenshot() || shot.png) {
         finalizeRoutedItem(item, shot);
         return;
     }
@@ -198,10 +198,10 @@ void RoutedRequests::submit(const QueueItem& item, const QUuid& token, const Req
     });
 }
 
-void RoutedRequests::applyShotToPendingSubmit(const QUuid& token, const QString& shotB64,
+void RoutedRequests::applyShotToPendingSubmit(const QUuid& token, const QByteArray& shot,
                                               const std::optional<QString>& shotText) {
     if (pendingToken == token)
-        finalizePending({shotB64, shotText});
+        finalizePending({shot, shotText});
 }
 
 void RoutedRequests::finalizePending(const RequestShot& shot) {

@@ -53,7 +53,7 @@ public:
 
     /// The screenshot of the opening `token` has been taken; `shotText` is what has been recognised in that same
     /// screenshot, if anything yet. A request that waits for it goes on with it; any other is left alone.
-    void applyShotToPendingSubmit(const QUuid& token, const QString& shotB64,
+    void applyShotToPendingSubmit(const QUuid& token, const QByteArray& shot,
                                   const std::optional<QString>& shotText = std::nullopt);
 
     /// Those that could not be handed over and wait for the user, oldest first.

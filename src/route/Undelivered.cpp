@@ -22,8 +22,8 @@ QString fileFor(const QString& folder, const QString& id) {
 
 QByteArray bytesOf(const Undelivered& request, bool withShot) {
     QJsonObject stored{{REQUEST, request.item.queueEntry()}, {REASON, request.reason}};
-    if (request.shot.base64 && withShot)
-        stored[SHOT] = *request.shot.base64;
+    if (request.shot.png && withShot)
+        stored[SHOT] = QString::fromLatin1(request.shot.png->toBase64());
     if (request.shot.text)
         stored[SHOT_TEXT] = *request.shot.text;
     return prettyJson(stored);
@@ -38,7 +38,10 @@ std::optional<Undelivered> read(const QString& file) {
     const auto text = [&stored](const QString& key) {
         return stored->contains(key) ? std::optional(stored->value(key).toString()) : std::nullopt;
     };
-    return Undelivered{*item, {text(SHOT), text(SHOT_TEXT)}, stored->value(REASON).toString()};
+    std::optional<QByteArray> png;
+    if (const auto base64 = text(SHOT))
+        png = QByteArray::fromBase64(base64->toLatin1());
+    return Undelivered{*item, {png, text(SHOT_TEXT)}, stored->value(REASON).toString()};
 }
 
 } // namespace

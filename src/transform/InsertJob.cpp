@@ -8,10 +8,10 @@ namespace ovalin {
 namespace {
 
 QString systemPrompt(const InsertJob& insert) {
-    QString context = QStringLiteral("The user is in ") + insert.app + QStringLiteral(".");
-    if (insert.url)
-        context += QStringLiteral(" Page: ") + *insert.url + QStringLiteral(".");
-    return QStringLiteral("Write the text the instruction asks for, ready to be typed into ") + insert.app +
+    QString context = QStringLiteral("The user is in ") + insert.subject.capApp + QStringLiteral(".");
+    if (insert.subject.capURL)
+        context += QStringLiteral(" Page: ") + *insert.subject.capURL + QStringLiteral(".");
+    return QStringLiteral("Write the text the instruction asks for, ready to be typed into ") + insert.subject.capApp +
            QStringLiteral(". Output ONLY the text - no preamble, no quotes, no commentary. ") + context;
 }
 

@@ -2,13 +2,14 @@
 
 #include "AgentJob.h"
 
+#include "capture/Subject.h"
+
 namespace ovalin {
 
 /// A text to be written for the place of the cursor.
 struct InsertJob {
     QString instruction;
-    QString app;
-    std::optional<QString> url;
+    Subject subject;
 };
 
 /// Asks the agent CLI for the text. The instruction travels in the environment, as with runTransform(). Blocks until

@@ -60,11 +60,11 @@ tl::expected<Launch, QString> launchFor(const TransformJob& transform, const Age
 
 ChildVariables variablesOf(const TransformJob& transform) {
     ChildVariables variables{{QStringLiteral("OVALIN_INSTRUCTION"), transform.instruction},
-                             {QStringLiteral("OVALIN_APP"), transform.app}};
-    if (transform.url && transform.target == ReplaceTarget::File)
-        variables.insert(QStringLiteral("OVALIN_FILE"), *transform.url);
-    if (transform.url && transform.target == ReplaceTarget::Web)
-        variables.insert(QStringLiteral("OVALIN_URL"), *transform.url);
+                             {QStringLiteral("OVALIN_APP"), transform.subject.capApp}};
+    if (transform.subject.capURL && transform.target == ReplaceTarget::File)
+        variables.insert(QStringLiteral("OVALIN_FILE"), *transform.subject.capURL);
+    if (transform.subject.capURL && transform.target == ReplaceTarget::Web)
+        variables.insert(QStringLiteral("OVALIN_URL"), *transform.subject.capURL);
     return variables;
 }
 

@@ -10,8 +10,7 @@ struct TransformJob {
     ReplaceTarget target = ReplaceTarget::Plain;
     QString instruction;
     QString selection;
-    QString app;
-    std::optional<QString> url;
+    Subject subject;
 };
 
 /// Runs the target's script, or the agent CLI with a prompt of ours where that is missing, the selection on its

@@ -1,6 +1,5 @@
 #include "app/AppDelegate.h"
 
-#include "app/ReplaceButton.h"
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeDispatch.h"
 #include "fakes/FakeSpeech.h"
@@ -31,6 +30,7 @@ struct AppDelegateTest : testing::Test {
     std::optional<BrowserTab> tab;
     std::optional<QByteArray> png = QByteArrayLiteral("png");
     bool siteIsOwned = false;
+    std::function<std::optional<QString>()> textOfPicture = [] { return std::nullopt; };
     std::unique_ptr<AppDelegate> delegate;
 
     AppDelegateTest() {
@@ -38,35 +38,63 @@ struct AppDelegateTest : testing::Test {
         paths.runtimeDir = home.filePath(QStringLiteral("run"));
         fake.accessibility.answer = {Kind::Text, QStringLiteral("the excerpt"), false};
         // The router is a script, so that no test looks for an agent on this machine.
-        writeFile(paths.routerScript, "#!/bin/sh\n");
-        QFile::setPermissions(paths.routerScript, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        writeProgram(paths.routerScript, "#!/bin/sh\n");
         UserDefaults().set(QStringLiteral("ovalinHowtoSeen"));
         restart();
     }
     void restart() {
         delegate.reset();
         delegate = std::make_unique<AppDelegate>(
-            fake.desktop, dispatch, paths,
-            ContextSources{[this](const QString&) { return tab; }, [this](qint32) { return png; },
-                           [](const QByteArray&) { return std::optional<QString>(); }},
-            [this](const QString&) { return siteIsOwned; });
+            fake.desktop, dispatch,
+            Surroundings{paths,
+                         AgentSearch{{home.filePath(QStringLiteral(".local/bin/claude"))}},
+                         {[this](const QString&) { return tab; }, [this](qint32) { return png; },
+                          [this](const QByteArray&) { return textOfPicture(); }},
+                         [this](const QString&) { return siteIsOwned; }});
     }
     void open() {
         dispatch.advance(1);
         delegate->toggle();
-        ASSERT_NE(delegate->currentPanel(), nullptr);
+        ASSERT_TRUE(isOpen());
     }
+    void openSettled() {
+        open();
+        settle();
+    }
+    void submit(const QString& words) {
+        typePrompt(words);
+        QTest::keyClick(panel().promptField, Qt::Key_Return);
+    }
+    void close() {
+        if (isOpen())
+            QTest::mouseClick(panel().cancelBtn, Qt::LeftButton);
+    }
+    void replace() { QTest::mouseClick(panel().replaceBtnRef, Qt::LeftButton); }
+    template <class Window>
+    static Window* shown() {
+        for (QWidget* widget : QApplication::topLevelWidgets()) {
+            if (auto* window = qobject_cast<Window*>(widget); window && window->isVisible())
+                return window;
+        }
+        return nullptr;
+    }
+    static bool isOpen() { return shown<CapturePanel>() != nullptr; }
+    static bool listIsOpen() { return shown<HistoryPanel>() != nullptr; }
     void settle() {
         for (int i = 0; i < 10; ++i) {
             dispatch.runBackground();
             dispatch.runMain();
         }
     }
+    ~AppDelegateTest() override {
+        delegate.reset();
+        LiveChild::awaitEnds();
+    }
     static void writeProgram(const QString& path, const QByteArray& text) {
         writeFile(path, text);
         QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
-    PanelParts panel() { return PanelParts(*delegate->currentPanel()); }
+    static PanelParts panel() { return PanelParts(*shown<CapturePanel>()); }
     void typePrompt(const QString& text) {
         for (const QChar letter : text)
             QTest::sendKeyEvent(QTest::Click, panel().promptField, Qt::Key_unknown, QString(letter), Qt::NoModifier);
@@ -93,12 +121,11 @@ TEST_F(AppDelegateTest, ARequestTravelsFromTheHotkeyToTheQueue) {
     EXPECT_EQ(panel().previewView->excerpt(), QStringLiteral("the excerpt"));
     EXPECT_EQ(panel().replaceBtnRef->text(), QStringLiteral("Replace"));
     EXPECT_EQ(panel().promptField->placeholderText(), QStringLiteral("What should Torvi do with this?"));
-    typePrompt(QStringLiteral("  send this to Ann  "));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    submit(QStringLiteral("  send this to Ann  "));
     QTest::keyClick(panel().promptField, Qt::Key_Return); // while the disk works
     EXPECT_EQ(ledger().size(), 1) << "on the disk before the panel goes";
     dispatch.runMain();
-    EXPECT_EQ(delegate->currentPanel(), nullptr);
+    EXPECT_FALSE(isOpen());
     EXPECT_FALSE(fake.keyboardHold.held());
     EXPECT_FALSE(fake.primaryGuard.active);
     settle();
@@ -117,27 +144,24 @@ TEST_F(AppDelegateTest, TheHotkeyTogglesAndAnUnknownFrontIsNoObstacle) {
     open();
     dispatch.advance(0.1);
     delegate->toggle();
-    EXPECT_NE(delegate->currentPanel(), nullptr) << "too soon after the first press";
+    EXPECT_TRUE(isOpen()) << "too soon after the first press";
     dispatch.advance(0.3);
     delegate->toggle();
-    EXPECT_EQ(delegate->currentPanel(), nullptr);
+    EXPECT_FALSE(isOpen());
     fake.workspace.front.reset();
     open();
-    EXPECT_EQ(delegate->capture().capApp, QStringLiteral("Unknown"));
-    EXPECT_EQ(delegate->capture().capBundle, QString());
-    EXPECT_EQ(delegate->capture().capPID, 0);
+    submit(QStringLiteral("note this"));
+    settle();
+    EXPECT_EQ(queued().value(QStringLiteral("source_app")), QStringLiteral("Unknown"));
 }
 
 TEST_F(AppDelegateTest, OverAWindowThatCannotBeSeenNothingOfOthersIsTaken) {
     fake.workspace.front.reset();
     fake.workspace.seesAll = false;
-    open();
-    settle();
-    EXPECT_EQ(delegate->capture().capApp, QStringLiteral("Unknown"));
+    openSettled();
     EXPECT_TRUE(panel().hintField->status().contains(QStringLiteral("not an X11 one")));
     EXPECT_EQ(fake.accessibility.asked, 0);
-    typePrompt(QStringLiteral("note this"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    submit(QStringLiteral("note this"));
     settle();
     dispatch.advance(2);
     settle();
@@ -146,44 +170,45 @@ TEST_F(AppDelegateTest, OverAWindowThatCannotBeSeenNothingOfOthersIsTaken) {
     EXPECT_EQ(queued().value(QStringLiteral("text")).toString(), QString());
 }
 
-TEST_F(AppDelegateTest, NothingAskedAndNothingSelectedWritesNothing) {
-    fake.accessibility.answer = {};
-    open();
-    settle();
-    EXPECT_TRUE(panel().emptyNoteRef->isVisible());
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
-    settle();
-    EXPECT_EQ(delegate->currentPanel(), nullptr);
-    EXPECT_TRUE(queueFiles().isEmpty());
-    EXPECT_TRUE(ledger().isEmpty());
-}
-
-TEST_F(AppDelegateTest, AnExcerptThatTheUserEmptiedIsSentAsEmpty) {
-    open();
-    settle();
-    panel().previewView->selectAll();
-    QTest::keyClick(panel().previewView, Qt::Key_Delete);
-    typePrompt(QStringLiteral("note this"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
-    settle();
-    ASSERT_EQ(queueFiles().size(), 1);
-    EXPECT_EQ(queued().value(QStringLiteral("text")).toString(), QString());
+TEST_F(AppDelegateTest, WhatIsSentIsTheExcerptAsTheUserLeftItAndAnEmptyInstructionWillDo) {
+    const struct {
+        const char *selected, *instruction;
+        bool emptied;
+        int requests;
+    } rows[] = {{"", "", false, 0}, {"words", "note this", true, 1}, {"words", "", false, 2}};
+    for (const auto& row : rows) {
+        fake.accessibility.answer = {Kind::Text, QLatin1String(row.selected), false};
+        openSettled();
+        EXPECT_EQ(panel().emptyNoteRef->isVisible(), !*row.selected);
+        if (row.emptied) {
+            panel().previewView->selectAll();
+            QTest::keyClick(panel().previewView, Qt::Key_Delete);
+        }
+        submit(QLatin1String(row.instruction));
+        settle();
+        EXPECT_FALSE(isOpen());
+        ASSERT_EQ(queueFiles().size(), row.requests);
+        ASSERT_EQ(ledger().size(), row.requests);
+        if (row.requests > 0) {
+            const QJsonObject last = ledger().first().toObject();
+            EXPECT_EQ(last.value(QStringLiteral("text")).toString(), QLatin1String(row.emptied ? "" : row.selected));
+            EXPECT_EQ(last.value(QStringLiteral("prompt")).toString(), QLatin1String(row.instruction));
+        }
+    }
 }
 
 TEST_F(AppDelegateTest, AnExcerptThatIsReadAfterSubmitFindsItsRequestAndItsScreenshot) {
     dispatch.runAtOnce = false;
     open();
-    typePrompt(QStringLiteral("note this"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    submit(QStringLiteral("note this"));
     dispatch.advance(0.099);
-    EXPECT_NE(delegate->currentPanel(), nullptr);
+    EXPECT_TRUE(isOpen());
     dispatch.advance(0.002);
-    EXPECT_EQ(delegate->currentPanel(), nullptr) << "neither the application nor the disk is waited for any longer";
+    EXPECT_FALSE(isOpen()) << "neither the application nor the disk is waited for any longer";
     EXPECT_EQ(log.count(QStringLiteral("Ovalin: the request is not on the disk after 100 ms")), 1);
     // The next opening takes over the record before anything of the first has come back.
-    open();
-    settle();
-    delegate->closePanel();
+    openSettled();
+    close();
     settle();
     ASSERT_EQ(queueFiles().size(), 1);
     EXPECT_EQ(queued().value(QStringLiteral("text")), QStringLiteral("the excerpt"));
@@ -192,17 +217,14 @@ TEST_F(AppDelegateTest, AnExcerptThatIsReadAfterSubmitFindsItsRequestAndItsScree
 
 TEST_F(AppDelegateTest, EveryRequestIsFinalisedExactlyOnceWithItsOwnScreenshotOrNone) {
     png.reset();
-    open();
-    settle();
-    typePrompt(QStringLiteral("first"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    openSettled();
+    submit(QStringLiteral("first"));
     settle();
     EXPECT_TRUE(queueFiles().isEmpty()) << "waits for its screenshot";
     open();
     png = QByteArrayLiteral("of the second opening");
     settle();
-    typePrompt(QStringLiteral("second"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    submit(QStringLiteral("second"));
     settle();
     dispatch.advance(5);
     settle();
@@ -214,10 +236,8 @@ TEST_F(AppDelegateTest, EveryRequestIsFinalisedExactlyOnceWithItsOwnScreenshotOr
 
 TEST_F(AppDelegateTest, AnInstructionThatCannotBeWrittenComesBack) {
     writeFile(home.filePath(QStringLiteral("CLAUDE")), "a file where the folder should be");
-    open();
-    settle();
-    typePrompt(QStringLiteral("send this whatever happens"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    openSettled();
+    submit(QStringLiteral("send this whatever happens"));
     dispatch.advance(2);
     settle();
     EXPECT_GE(log.count(QStringLiteral("Ovalin: queue write failed — ")), 1)
@@ -232,7 +252,7 @@ TEST_F(AppDelegateTest, AnInstructionThatCannotBeWrittenComesBack) {
         EXPECT_TRUE(panel().hintField->status().startsWith(QStringLiteral("not a directory — not sent yet")))
             << panel().hintField->status().toStdString();
         if (opening == 0)
-            delegate->closePanel();
+            close();
     }
     typePrompt(QStringLiteral(" what? "));
     EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "it is a request, whatever its wording";
@@ -256,8 +276,7 @@ TEST_F(AppDelegateTest, WhatCouldNotBeSentIsDroppedOrPutOffByTheUserAlone) {
         typePrompt(QLatin1String(words));
     };
     for (const char* words : {"first", "second"}) {
-        open();
-        settle();
+        openSettled();
         replaceAllBy(words); // over the first one, when that has come back
         QTest::keyClick(panel().promptField, Qt::Key_Return);
         settle();
@@ -269,7 +288,7 @@ TEST_F(AppDelegateTest, WhatCouldNotBeSentIsDroppedOrPutOffByTheUserAlone) {
     QTest::keyClick(panel().promptField, Qt::Key_Delete);
     QTest::keyClick(panel().promptField, Qt::Key_Up);
     EXPECT_EQ(panel().promptField->text(), QStringLiteral("first")) << "as words for another request";
-    delegate->closePanel();
+    close();
     restart();
     delegate->applicationDidFinishLaunching();
     settle();
@@ -278,18 +297,15 @@ TEST_F(AppDelegateTest, WhatCouldNotBeSentIsDroppedOrPutOffByTheUserAlone) {
 }
 
 TEST_F(AppDelegateTest, UpBringsBackWhatStoodInThePromptHoweverItWasClosed) {
-    open();
-    settle();
+    openSettled();
     typePrompt(QStringLiteral("by escape"));
     QTest::keyClick(panel().promptField, Qt::Key_Escape);
     open();
     typePrompt(QStringLiteral("by the hotkey"));
     dispatch.advance(1);
     delegate->toggle();
-    open();
-    settle();
-    typePrompt(QStringLiteral("sent"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    openSettled();
+    submit(QStringLiteral("sent"));
     settle();
     restart();
     delegate->applicationDidFinishLaunching();
@@ -308,14 +324,13 @@ TEST_F(AppDelegateTest, UpBringsBackWhatStoodInThePromptHoweverItWasClosed) {
     panel().promptField->clear();
     QTest::mouseClick(panel().historyBtnRef, Qt::LeftButton);
     settle();
-    QTest::keyClick(delegate->currentPanel()->windowHandle(), Qt::Key_Up);
+    QTest::keyClick(shown<CapturePanel>()->windowHandle(), Qt::Key_Up);
     EXPECT_EQ(panel().promptField->text(), QString()) << "the list's arrows are its own";
 }
 
 TEST_F(AppDelegateTest, TheModeFollowsTheWordingUntilTheUserChooses) {
     QDir().mkpath(paths.systemDir);
-    open();
-    settle();
+    openSettled();
     typePrompt(QStringLiteral("what"));
     EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "not inside a word";
     typePrompt(QStringLiteral(" "));
@@ -335,32 +350,62 @@ TEST_F(AppDelegateTest, TheModeFollowsTheWordingUntilTheUserChooses) {
     EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Send")) << "a new opening is unlocked";
 }
 
-TEST_F(AppDelegateTest, TheReplaceButtonFollowsPageAndOwner) {
-    CaptureContext context;
-    const QString selected = QStringLiteral("x");
-    EXPECT_EQ(replaceButtonFor(context, selected, false), (ReplaceButton{QStringLiteral("Replace"), false}));
-    EXPECT_EQ(replaceButtonFor(context, {}, false), (ReplaceButton{QStringLiteral("Insert"), false}));
-    EXPECT_TRUE(replaceButtonFor(context, {}, true).hidden);
-    context.capURL = QStringLiteral("https://example.org/");
-    EXPECT_TRUE(replaceButtonFor(context, selected, false).hidden) << "owner unknown";
-    context.capSiteOwned = false;
-    EXPECT_TRUE(replaceButtonFor(context, selected, false).hidden);
-    context.capSiteOwned = true;
-    EXPECT_FALSE(replaceButtonFor(context, selected, false).hidden);
-    context.capURL = QStringLiteral("file:///tmp/a.html");
-    context.capSiteOwned.reset();
-    EXPECT_FALSE(replaceButtonFor(context, selected, false).hidden);
-    context.capURL = QStringLiteral("http://example.org/");
-    context.capBundle = QStringLiteral("com.tamsery.quarn");
-    EXPECT_FALSE(replaceButtonFor(context, selected, false).hidden);
-
-    tab = BrowserTab{QStringLiteral("https://example.org/"), QString()};
-    siteIsOwned = true;
-    open();
-    EXPECT_FALSE(panel().replaceBtnRef->isHidden());
+TEST_F(AppDelegateTest, AskStartsTheAgentAtTheSwitchAndIsLearnedAndNeverQueued) {
+    QDir().mkpath(paths.systemDir);
+    const QString agentRan = home.filePath(QStringLiteral("agent ran"));
+    writeProgram(paths.askScript,
+                 "#!/bin/sh\ntouch '" + agentRan.toUtf8() +
+                     "'\nwhile read -r line; do echo '{\"type\":\"result\",\"subtype\":\"success\"}'; done\n");
+    for (int time = 0; time < 4; ++time) {
+        openSettled();
+        EXPECT_FALSE(QFile::exists(agentRan)) << "not while it is a request";
+        typePrompt(QStringLiteral("frobnicate "));
+        QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
+        settle();
+        EXPECT_TRUE(waitUntil([&] { return QFile::exists(agentRan); })) << "before anything is asked";
+        QTest::keyClick(panel().promptField, Qt::Key_Return);
+        EXPECT_EQ(panel().promptField->text(), QString());
+        EXPECT_TRUE(waitUntil([this] {
+            settle();
+            return panel().sendBtnRef->isEnabled();
+        })) << "answered";
+        EXPECT_TRUE(panel().transcriptView->toPlainText().contains(QStringLiteral("frobnicate")));
+        close();
+        QFile::remove(agentRan);
+    }
+    EXPECT_TRUE(queueFiles().isEmpty() && ledger().isEmpty());
+    const QByteArray commits = readFile(paths.systemDir + QStringLiteral("/ovalin-intent-log.jsonl"));
+    EXPECT_EQ(commits.count("\"committed\":\"ask\""), 4) << commits.toStdString();
+    restart();
+    delegate->applicationDidFinishLaunching();
     settle();
-    EXPECT_FALSE(panel().replaceBtnRef->isHidden());
-    EXPECT_EQ(delegate->capture().capSiteOwned, true);
+    openSettled();
+    typePrompt(QStringLiteral("frobnicate "));
+    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Send")) << "as it was meant before";
+}
+
+TEST_F(AppDelegateTest, TheReplaceButtonFollowsPageAndOwner) {
+    const struct {
+        const char *url, *bundle;
+        bool owned, shown;
+    } rows[] = {{"", "Mousepad", false, true},
+                {"https://example.org/", "Mousepad", false, false},
+                {"https://example.org/", "Mousepad", true, true},
+                {"file:///tmp/a.html", "Mousepad", false, true},
+                {"http://example.org/", "com.tamsery.quarn", false, true}};
+    for (const auto& row : rows) {
+        tab = BrowserTab{QString::fromLatin1(row.url), QString()};
+        fake.workspace.front->bundleId = QString::fromLatin1(row.bundle);
+        siteIsOwned = row.owned;
+        open();
+        EXPECT_EQ(panel().replaceBtnRef->text(), QStringLiteral("Insert"));
+        settle();
+        EXPECT_EQ(panel().replaceBtnRef->text(), QStringLiteral("Replace"));
+        EXPECT_NE(panel().replaceBtnRef->isHidden(), row.shown) << row.url << row.bundle;
+        QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
+        EXPECT_TRUE(panel().replaceBtnRef->isHidden());
+        close();
+    }
 }
 
 TEST_F(AppDelegateTest, TheFirstOpeningEverExplainsItselfOnce) {
@@ -371,10 +416,10 @@ TEST_F(AppDelegateTest, TheFirstOpeningEverExplainsItselfOnce) {
     EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 0);
     dispatch.advance(0.02);
     EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 1);
-    delegate->helpTapped();
-    delegate->helpTapped();
+    QTest::mouseClick(panel().helpBtn, Qt::LeftButton);
+    QTest::mouseClick(panel().helpBtn, Qt::LeftButton);
     EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 2) << "the button hides it, then shows it";
-    delegate->closePanel();
+    close();
     open();
     dispatch.advance(1);
     EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 2);
@@ -394,19 +439,17 @@ TEST_F(AppDelegateTest, TheUserIsToldWhatHeCannotSee) {
     restart();
     delegate->applicationDidFinishLaunching();
     EXPECT_EQ(fake.notifier.shown.size(), 2u) << "the offer is made once";
+    const int before = fake.hotKeys.registrations;
     fake.sessionEvents.didWake();
-    EXPECT_GE(fake.hotKeys.unregistrations, 1);
+    EXPECT_EQ(fake.hotKeys.registrations, before + 1) << "a wake registers it anew";
 }
 
 TEST_F(AppDelegateTest, NoAgentIsSaidByNotificationAndOnTheNextOpening) {
     QFile::remove(paths.routerScript);
-    open();
+    openSettled();
+    submit(QStringLiteral("note this"));
     settle();
-    typePrompt(QStringLiteral("note this"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
-    settle();
-    if (fake.notifier.shown.empty())
-        return; // an agent is installed on this machine
+    ASSERT_EQ(fake.notifier.shown.size(), 1u);
     EXPECT_TRUE(fake.notifier.shown[0].body.startsWith(QStringLiteral("Claude Code not found — install it from ")));
     open();
     EXPECT_EQ(panel().hintField->status(), fake.notifier.shown[0].body);
@@ -415,10 +458,8 @@ TEST_F(AppDelegateTest, NoAgentIsSaidByNotificationAndOnTheNextOpening) {
 
 TEST_F(AppDelegateTest, ARequestUnderWayIsWrittenWhenTheProgramEnds) {
     png.reset();
-    open();
-    settle();
-    typePrompt(QStringLiteral("last words"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    openSettled();
+    submit(QStringLiteral("last words"));
     settle();
     EXPECT_TRUE(queueFiles().isEmpty());
     delegate->applicationWillTerminate();
@@ -426,20 +467,19 @@ TEST_F(AppDelegateTest, ARequestUnderWayIsWrittenWhenTheProgramEnds) {
     EXPECT_EQ(queueFiles().size(), 1);
 }
 
-TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastes) {
-    open();
-    settle();
-    typePrompt(QStringLiteral(" replace with 'Acme Corp' "));
+TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastesIntoTheWindowOfTheSelection) {
     fake.pasteboard.lent = {false, {}};
-    QTest::mouseClick(panel().replaceBtnRef, Qt::LeftButton);
-    settle();
-    EXPECT_EQ(delegate->currentPanel(), nullptr);
-    EXPECT_EQ(fake.pasteboard.borrowed, QStringList(QStringLiteral("Acme Corp")));
-    ASSERT_EQ(fake.keyboard.pastes.size(), 1u);
-    EXPECT_EQ(fake.keyboard.pastes[0], (AppWindow{4711, 1})) << "the window in front at the opening";
-    EXPECT_EQ(log.count(QStringLiteral("Ovalin replace: bundle=Mousepad torvi=0 quarn=0 file=0 web=0 selLen=11 "
-                                       "instr=replace with 'Acme Corp'")),
-              1);
+    for (const quint32 window : {0u, 77u}) {
+        fake.accessibility.answer.window = window;
+        openSettled();
+        typePrompt(QStringLiteral(" replace with 'Acme Corp' "));
+        replace();
+        settle();
+        EXPECT_FALSE(isOpen());
+        EXPECT_EQ(fake.pasteboard.borrowed.last(), QStringLiteral("Acme Corp"));
+        ASSERT_FALSE(fake.keyboard.pastes.empty());
+        EXPECT_EQ(fake.keyboard.pastes.back(), (AppWindow{4711, window ? window : 1})) << "else of the opening";
+    }
 }
 
 TEST_F(AppDelegateTest, ReplaceSaysWhatIsMissing) {
@@ -455,15 +495,14 @@ TEST_F(AppDelegateTest, ReplaceSaysWhatIsMissing) {
     for (const auto& row : rows) {
         fake.workspace.front->bundleId = QString::fromLatin1(row.bundle);
         fake.accessibility.answer = {Kind::Text, QString::fromLatin1(row.selection), false};
-        open();
-        settle();
+        openSettled();
         typePrompt(QString::fromLatin1(row.prompt));
-        delegate->replaceTapped();
+        replace();
         EXPECT_FALSE(panel().replaceBtnRef->isEnabled());
         settle();
         EXPECT_EQ(panel().hintField->status(), QString::fromUtf8(row.status));
         EXPECT_TRUE(panel().replaceBtnRef->isEnabled() && panel().sendBtnRef->isEnabled());
-        delegate->closePanel();
+        close();
     }
     EXPECT_EQ(log.count(QStringLiteral("Ovalin replace: bundle=")), 4);
     EXPECT_TRUE(fake.pasteboard.borrowed.empty());
@@ -472,48 +511,43 @@ TEST_F(AppDelegateTest, ReplaceSaysWhatIsMissing) {
 TEST_F(AppDelegateTest, WhileATransformRunsTheButtonsWaitAndItsEndIsShown) {
     const QString script = paths.binDir + QStringLiteral("/ovalin-replace-file.sh");
     for (const bool succeeds : {false, true}) {
-        writeFile(script,
-                  succeeds ? "#!/bin/sh\necho edited a.html\n" : "#!/bin/sh\necho a.html is read-only; exit 1\n");
-        QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        writeProgram(script,
+                     succeeds ? "#!/bin/sh\necho edited a.html\n" : "#!/bin/sh\necho a.html is read-only; exit 1\n");
         tab = BrowserTab{QStringLiteral("file:///a.html"), QString()};
-        open();
-        settle();
+        openSettled();
         typePrompt(QStringLiteral("new"));
         dispatch.runAtOnce = false;
-        delegate->replaceTapped();
+        replace();
         dispatch.runBackground(); // the selection
         dispatch.runMain();
         EXPECT_EQ(panel().hintField->status(), QStringLiteral("replacing…"));
-        delegate->replaceTapped();
+        replace();
         QTest::keyClick(panel().promptField, Qt::Key_Return);
-        ASSERT_NE(delegate->currentPanel(), nullptr) << "one thing at a time";
+        ASSERT_TRUE(isOpen()) << "one thing at a time";
         settle();
         dispatch.runAtOnce = true;
         EXPECT_EQ(panel().hintField->status(),
                   succeeds ? QStringLiteral("edited a.html") : QStringLiteral("a.html is read-only"));
         EXPECT_EQ(panel().replaceBtnRef->isEnabled(), !succeeds);
         dispatch.advance(1.39);
-        EXPECT_NE(delegate->currentPanel(), nullptr);
+        EXPECT_TRUE(isOpen());
         dispatch.advance(0.02);
-        EXPECT_EQ(delegate->currentPanel() == nullptr, succeeds);
-        delegate->closePanel();
+        EXPECT_NE(isOpen(), succeeds);
+        close();
     }
     EXPECT_TRUE(fake.keyboard.pastes.empty()) << "the page is not typed into";
 }
 
 TEST_F(AppDelegateTest, ATransformThatOutlivesItsPanelDisturbsNoOther) {
-    const QString script = paths.binDir + QStringLiteral("/ovalin-transform.sh");
-    writeFile(script, "#!/bin/sh\necho done\n");
-    QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    writeProgram(paths.binDir + QStringLiteral("/ovalin-transform.sh"), "#!/bin/sh\necho done\n");
     fake.pasteboard.lent = {false, {}};
     for (const bool openedAgain : {false, true}) {
-        open();
-        settle();
+        openSettled();
         typePrompt(QStringLiteral("make it short"));
-        delegate->replaceTapped();
+        replace();
         dispatch.runAtOnce = false;
         dispatch.runMain(); // the selection has come, the transform is begun
-        delegate->closePanel();
+        close();
         if (openedAgain) {
             open();
             typePrompt(QStringLiteral("something else"));
@@ -524,14 +558,21 @@ TEST_F(AppDelegateTest, ATransformThatOutlivesItsPanelDisturbsNoOther) {
         EXPECT_EQ(fake.pasteboard.borrowed.back(), QStringLiteral("done"));
         EXPECT_EQ(fake.notifier.shown.size(), openedAgain ? 2u : 1u);
         EXPECT_TRUE(fake.notifier.shown.back().body.contains(QStringLiteral("Editor")));
-        EXPECT_EQ(delegate->currentPanel() != nullptr, openedAgain);
+        EXPECT_EQ(isOpen(), openedAgain);
     }
     EXPECT_EQ(panel().promptField->text(), QStringLiteral("something else"));
 }
 
 TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
-    const AccessibleSelection selected{Kind::Text, QStringLiteral("the excerpt"), false, false, FocusKind::Editable, 5};
+    const auto holds = [](const char* words, FocusKind focus = FocusKind::Editable, quint32 window = 5) {
+        return AccessibleSelection{Kind::Text, QString::fromUtf8(words), false, false, focus, window};
+    };
+    const AccessibleSelection selected = holds("the excerpt"), other = holds("other");
     const AccessibleSelection nothing{Kind::Unavailable, {}, false, false, FocusKind::Unknown, 5};
+    const AccessibleSelection otherPart = holds("the excerpt", FocusKind::Terminal);
+    const AccessibleSelection otherWindow = holds("the excerpt", FocusKind::Editable, 6);
+    const char* const elsewhere = "another place";
+    const char* const changed = "not what it was made from";
     const struct {
         const char* name;
         double took;
@@ -542,38 +583,14 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
     } rows[] = {
         {"as it was", 1, selected, selected, 1, "make it short", nullptr},
         {"nobody says", 1, selected, nothing, 1, "make it short", nullptr},
-        {"quick",
-         0.2,
-         selected,
-         {Kind::Text, QStringLiteral("other"), false, false, FocusKind::Editable, 5},
-         1,
-         "make it short",
-         nullptr},
-        {"other words",
-         1,
-         selected,
-         {Kind::Text, QStringLiteral("other"), false, false, FocusKind::Editable, 5},
-         1,
-         "make it short",
-         "not what it was made from"},
-        {"other part",
-         1,
-         selected,
-         {Kind::Text, QStringLiteral("the excerpt"), false, false, FocusKind::Terminal, 5},
-         1,
-         "make it short",
-         "another place"},
-        {"same words, other window",
-         1,
-         selected,
-         {Kind::Text, QStringLiteral("the excerpt"), false, false, FocusKind::Editable, 6},
-         1,
-         "make it short",
-         "another place"},
-        {"other application", 1, selected, selected, 9, "make it short", "another place"},
+        {"quick", 0.2, selected, other, 1, "make it short", nullptr},
+        {"other words", 1, selected, other, 1, "make it short", changed},
+        {"other part", 1, selected, otherPart, 1, "make it short", elsewhere},
+        {"same words, other window", 1, selected, otherWindow, 1, "make it short", elsewhere},
+        {"other application", 1, selected, selected, 9, "make it short", elsewhere},
         {"insert", 1, nothing, nothing, 1, "make a haiku", nullptr},
-        {"insert, other window", 1, nothing, nothing, 9, "make a haiku", "another place"},
-        {"insert, selected since", 1, nothing, selected, 1, "make a haiku", "not what it was made from"},
+        {"insert, other window", 1, nothing, nothing, 9, "make a haiku", elsewhere},
+        {"insert, selected since", 1, nothing, selected, 1, "make a haiku", changed},
     };
     writeProgram(paths.binDir + QStringLiteral("/ovalin-transform.sh"), "#!/bin/sh\necho done\n");
     writeProgram(home.filePath(QStringLiteral(".local/bin/claude")), "#!/bin/sh\necho done\n");
@@ -582,11 +599,10 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
         SCOPED_TRACE(row.name);
         fake.accessibility.answer = row.at;
         fake.workspace.front->window = 1;
-        open();
-        settle();
+        openSettled();
         typePrompt(QString::fromLatin1(row.instruction));
         dispatch.runAtOnce = false;
-        delegate->replaceTapped();
+        replace();
         dispatch.runBackground();
         dispatch.runMain();
         dispatch.advance(row.took);
@@ -594,7 +610,7 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
         fake.workspace.front->window = row.front;
         settle();
         dispatch.runAtOnce = true;
-        EXPECT_EQ(delegate->currentPanel(), nullptr);
+        EXPECT_FALSE(isOpen());
         EXPECT_EQ(std::exchange(fake.keyboard.pastes, {}).size(), row.told ? 0u : 1u);
         EXPECT_EQ(std::exchange(fake.keyboard.raised, {}).size(), row.told ? 0u : 1u) << "no window is raised";
         ASSERT_EQ(fake.notifier.shown.size(), row.told ? 1u : 0u);
@@ -611,10 +627,9 @@ TEST_F(AppDelegateTest, WithoutASelectionTheAgentWritesWhatIsInserted) {
                  "#!/bin/sh\necho \"  \\\"$OVALIN_INSERT_INSTRUCTION\\\"  \"\n");
     fake.accessibility.answer = {Kind::None, {}, false, false, FocusKind::Editable, 1};
     fake.pasteboard.lent = {true, std::chrono::milliseconds(200)};
-    open();
-    settle();
+    openSettled();
     typePrompt(QStringLiteral("make a haiku"));
-    delegate->replaceTapped();
+    replace();
     settle();
     EXPECT_EQ(fake.keyboard.pastes.size(), 1u);
     EXPECT_EQ(fake.pasteboard.borrowed, QStringList(QStringLiteral("\"make a haiku\"")));
@@ -631,35 +646,55 @@ TEST_F(AppDelegateTest, AJobOfAnotherOpeningSaysNothingInThisOne) {
     for (const auto& row : rows) {
         writeProgram(paths.binDir + QString::fromLatin1(row.script), row.text);
         tab = BrowserTab{QString::fromLatin1(row.url), QString()};
-        open();
-        settle();
+        openSettled();
         typePrompt(QStringLiteral("make it short"));
         dispatch.runAtOnce = false;
-        delegate->replaceTapped();
+        replace();
         dispatch.runBackground();
         dispatch.runMain(); // the selection has come, the job is begun
-        delegate->closePanel();
-        open();
-        settle();
+        close();
+        openSettled();
         dispatch.runAtOnce = true;
         dispatch.advance(2);
-        ASSERT_NE(delegate->currentPanel(), nullptr) << row.text;
+        ASSERT_TRUE(isOpen()) << row.text;
         EXPECT_EQ(panel().hintField->status(), QString()) << row.text;
-        delegate->closePanel();
+        close();
     }
 }
 
-TEST_F(AppDelegateTest, AnExcerptThatWasReadForAnotherOpeningIsDropped) {
+TEST_F(AppDelegateTest, WhatWasFoundOutForAnotherOpeningIsDropped) {
     dispatch.runAtOnce = false;
-    open();
-    dispatch.runBackground(); // read, and on its way
-    delegate->closePanel();
-    fake.accessibility.answer.text = QStringLiteral("of the second");
-    open();
-    dispatch.runMain();
-    EXPECT_NE(panel().previewView->excerpt(), QStringLiteral("the excerpt"));
-    settle();
-    EXPECT_EQ(panel().previewView->excerpt(), QStringLiteral("of the second"));
+    for (int stage = 1; stage <= 3; ++stage) { // excerpt and page; owner and picture; its text
+        SCOPED_TRACE(stage);
+        tab = BrowserTab{QStringLiteral("http://localhost/"), QString()};
+        siteIsOwned = true;
+        png = QByteArrayLiteral("first");
+        textOfPicture = [] { return QStringLiteral("text of the first"); };
+        fake.accessibility.answer.text = QStringLiteral("of the first");
+        open();
+        for (int i = 0; i < stage; ++i) {
+            dispatch.runMain();
+            dispatch.runBackground();
+        }
+        close(); // and the last results are on their way
+        tab->url = QStringLiteral("http://127.0.0.1/");
+        siteIsOwned = false;
+        png = QByteArrayLiteral("second");
+        textOfPicture = [] { return std::nullopt; };
+        fake.accessibility.answer.text = QStringLiteral("of the second");
+        open();
+        dispatch.runMain();
+        EXPECT_EQ(panel().previewView->excerpt(), QString());
+        settle();
+        EXPECT_EQ(panel().previewView->excerpt(), QStringLiteral("of the second"));
+        EXPECT_TRUE(panel().replaceBtnRef->isHidden());
+        submit(QStringLiteral("note this"));
+        settle();
+        ASSERT_EQ(queueFiles().size(), 1);
+        EXPECT_FALSE(queued().contains(QStringLiteral("screen_text")));
+        EXPECT_EQ(readFile(queued().value(QStringLiteral("screenshot")).toString()), "second");
+        QFile::remove(paths.queueDir + QLatin1Char('/') + queueFiles().first());
+    }
 }
 
 TEST_F(AppDelegateTest, ReplaceSubmitAndTheEndOfThePanelStopTheDictation) {
@@ -668,103 +703,86 @@ TEST_F(AppDelegateTest, ReplaceSubmitAndTheEndOfThePanelStopTheDictation) {
     fake.desktop.microphone = &microphone;
     fake.desktop.speechRecognizer = &recognizer;
     restart();
-    const std::function<void()> ends[] = {[&] { delegate->replaceTapped(); }, [&] { delegate->sendTapped(); },
-                                          [&] { delegate->closePanel(); }};
+    const std::function<void()> ends[] = {
+        [&] { replace(); }, [&] { QTest::keyClick(panel().promptField, Qt::Key_Return); }, [&] { close(); }};
     for (size_t i = 0; i < std::size(ends); ++i) {
-        open();
-        settle();
-        delegate->micTapped();
+        openSettled();
+        QTest::mouseClick(panel().micButton, Qt::LeftButton);
         settle();
         ASSERT_TRUE(microphone.running);
         ends[i]();
         EXPECT_FALSE(microphone.running) << i;
-        delegate->closePanel();
+        close();
         settle();
     }
     delegate.reset();
 }
 
-TEST_F(AppDelegateTest, TheTextGoesToTheWindowThatItsSelectionCameFrom) {
-    fake.accessibility.answer.window = 77;
-    fake.pasteboard.lent = {true, std::chrono::milliseconds(200)};
-    open();
-    settle();
-    typePrompt(QStringLiteral("new words"));
-    delegate->replaceTapped();
-    settle();
-    ASSERT_EQ(fake.keyboard.pastes.size(), 1u);
-    EXPECT_EQ(fake.keyboard.pastes[0], (AppWindow{4711, 77}));
-}
-
 TEST_F(AppDelegateTest, WhereNoKeyIsSafeNothingIsBegun) {
     fake.keyboard.way = {
         PasteWay::Keys::None, PasteWay::Before::Nothing, false, false, false, QStringLiteral("that text is read-only")};
-    open();
-    settle();
+    openSettled();
     typePrompt(QStringLiteral("make it short"));
-    delegate->replaceTapped();
+    replace();
     settle();
     EXPECT_EQ(panel().hintField->status(), QStringLiteral("that text is read-only"));
     EXPECT_EQ(log.count(QStringLiteral("Ovalin replace: script")), 0);
 
     // A key goes before the paste, and it is not known what that would delete.
     fake.keyboard.way = {PasteWay::Keys::ShiftInsert, PasteWay::Before::Delete, false, false, false, {}};
-    delegate->replaceTapped();
+    replace();
     settle();
     EXPECT_EQ(panel().hintField->status(), QStringLiteral("select the text there again first"));
     EXPECT_TRUE(fake.pasteboard.borrowed.isEmpty());
 }
 
 TEST_F(AppDelegateTest, TheFocusIsInThePromptAfterReplaceAndOnlyOneOwnerLetsItBeSent) {
-    open();
-    settle();
+    openSettled();
     panel().replaceBtnRef->setFocus();
-    delegate->replaceTapped();
-    EXPECT_EQ(delegate->currentPanel()->focusWidget(), panel().promptField);
+    replace();
+    EXPECT_EQ(shown<CapturePanel>()->focusWidget(), panel().promptField);
     settle();
-    EXPECT_EQ(delegate->currentPanel()->focusWidget(), panel().promptField) << "nothing was typed yet";
+    EXPECT_EQ(shown<CapturePanel>()->focusWidget(), panel().promptField) << "nothing was typed yet";
 
     using Busy = CapturePanel::Busy;
-    delegate->currentPanel()->setBusy(Busy::Answering, true);
-    delegate->currentPanel()->setBusy(Busy::Replacing, true);
-    delegate->currentPanel()->setBusy(Busy::Answering, false);
+    shown<CapturePanel>()->setBusy(Busy::Answering, true);
+    shown<CapturePanel>()->setBusy(Busy::Replacing, true);
+    shown<CapturePanel>()->setBusy(Busy::Answering, false);
     EXPECT_FALSE(panel().sendBtnRef->isEnabled()) << "an answer that ends while a text is being replaced";
-    typePrompt(QStringLiteral("note this"));
-    QTest::keyClick(panel().promptField, Qt::Key_Return);
-    EXPECT_NE(delegate->currentPanel(), nullptr);
-    delegate->currentPanel()->setBusy(Busy::Replacing, false);
+    submit(QStringLiteral("note this"));
+    EXPECT_TRUE(isOpen());
+    shown<CapturePanel>()->setBusy(Busy::Replacing, false);
     EXPECT_TRUE(panel().sendBtnRef->isEnabled());
 }
 
 TEST_F(AppDelegateTest, TheClockTogglesTheListOfPastConversations) {
-    open();
-    settle();
-    const auto click = [this] { QTest::mouseClick(panel().historyBtnRef, Qt::LeftButton); };
+    openSettled();
+    const auto click = [] { QTest::mouseClick(panel().historyBtnRef, Qt::LeftButton); };
     const QImage plain = panel().historyBtnRef->grab().toImage();
     click();
     EXPECT_NE(panel().historyBtnRef->grab().toImage(), plain);
     settle();
-    EXPECT_NE(delegate->currentHistoryPanel(), nullptr);
+    EXPECT_TRUE(listIsOpen());
     EXPECT_NE(panel().historyBtnRef->grab().toImage(), plain);
     click();
-    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
+    EXPECT_FALSE(listIsOpen());
     EXPECT_EQ(panel().historyBtnRef->grab().toImage(), plain);
     click();
     click(); // before the list has been read
     settle();
-    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
+    EXPECT_FALSE(listIsOpen());
 
     click();
     settle();
-    QTest::keyClick(delegate->currentPanel()->windowHandle(), Qt::Key_Escape);
-    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
-    ASSERT_NE(delegate->currentPanel(), nullptr) << "Escape closes the list first";
+    QTest::keyClick(shown<CapturePanel>()->windowHandle(), Qt::Key_Escape);
+    EXPECT_FALSE(listIsOpen());
+    ASSERT_TRUE(isOpen()) << "Escape closes the list first";
     click();
     settle();
     QTest::mouseClick(panel().helpBtn, Qt::LeftButton);
-    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr) << "one card at a time";
+    EXPECT_FALSE(listIsOpen()) << "one card at a time";
     click();
-    delegate->closePanel();
+    close();
     settle();
-    EXPECT_EQ(delegate->currentHistoryPanel(), nullptr);
+    EXPECT_FALSE(listIsOpen());
 }

@@ -35,6 +35,7 @@ struct AgentCli : testing::Test {
     }
     AgentSearch search(const QStringList& names = {QStringLiteral("1/claude"), QStringLiteral("2/claude")}) const {
         AgentSearch found;
+        found.loginShell = true;
         for (const QString& name : names)
             found.candidates.append(path(name));
         return found;

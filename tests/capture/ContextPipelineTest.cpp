@@ -1,4 +1,4 @@
-#include "capture/ContextPipeline.h"
+#include "capture/Captured.h"
 #include "capture/SelectionWatch.h"
 
 #include "fakes/FakeDesktop.h"
@@ -13,48 +13,55 @@ using testing::ElementsAre;
 namespace {
 
 const QByteArray PNG = QByteArrayLiteral("png");
-const QString PNG_B64 = QStringLiteral("cG5n");
 
 struct CaptureTest : testing::Test {
     FakeDesktop fake;
     FakeDispatch dispatch;
     LogRecorder log;
-    CaptureContext context;
     std::optional<BrowserTab> tab;
     std::optional<QByteArray> png = PNG;
     std::optional<QString> recognised = QStringLiteral("recognised");
     int shotsTaken = 0, picturesRead = 0;
     QStringList shown, owned;
-    std::vector<std::pair<QUuid, QString>> handedOver;
-    bool panel = true;
+    std::vector<std::pair<QUuid, QByteArray>> handedOver;
 
     ovalin::Selection selection{fake.accessibility, fake.pasteboard, fake.keyboard, [](std::chrono::milliseconds) {}};
-    ContextPipeline pipeline{dispatch, selection,
-                             ContextSources{[this](const QString&) { return tab; },
-                                            [this](qint32) {
-                                                ++shotsTaken;
-                                                return png;
-                                            },
-                                            [this](const QByteArray&) {
-                                                ++picturesRead;
-                                                return recognised;
-                                            }},
-                             context};
-    SelectionWatch watch{fake.eventMonitors, dispatch, selection, context};
+    std::unique_ptr<Captured> captured;
+    std::optional<SelectionWatch> watch;
 
     CaptureTest() {
-        context.open(QStringLiteral("Editor"), QStringLiteral("Mousepad"), 42);
-        pipeline.updateCaptureUI = [this](const QString& text) {
+        open();
+        fake.accessibility.answer = {Kind::Text, QStringLiteral("selected"), false};
+    }
+    /// Another opening.
+    CaptureContext& open(const QString& bundle = QStringLiteral("Mousepad")) {
+        watch.reset();
+        captured = std::make_unique<Captured>(dispatch, selection,
+                                              ContextSources{[this](const QString&) { return tab; },
+                                                             [this](qint32) {
+                                                                 ++shotsTaken;
+                                                                 return png;
+                                                             },
+                                                             [this](const QByteArray&) {
+                                                                 ++picturesRead;
+                                                                 return recognised;
+                                                             }});
+        CaptureContext& context = captured->context;
+        context.capBundle = bundle;
+        context.capPID = 42;
+        captured->pipeline.updateCaptureUI = [this, &context](const QString& text) {
             context.capText = text;
             shown.append(text);
         };
-        watch.updateCaptureUI = pipeline.updateCaptureUI;
-        watch.panelExists = [this] { return panel; };
-        pipeline.checkSiteOwnership = [this](const QString& url, const QUuid&) { owned.append(url); };
-        pipeline.applyShotToPendingSubmit = [this](const QUuid& token, const QString& shot) {
+        captured->pipeline.checkSiteOwnership = [this](const QString& url) { owned.append(url); };
+        captured->pipeline.applyShotToPendingSubmit = [this](const QUuid& token, const QByteArray& shot) {
             handedOver.emplace_back(token, shot);
         };
-        fake.accessibility.answer = {Kind::Text, QStringLiteral("selected"), false};
+        return context;
+    }
+    void startWatch() {
+        watch.emplace(fake.eventMonitors, dispatch, selection, captured->context);
+        watch->updateCaptureUI = captured->pipeline.updateCaptureUI;
     }
     void runAll() {
         for (int i = 0; i < 8; ++i) {
@@ -67,14 +74,15 @@ struct CaptureTest : testing::Test {
 } // namespace
 
 TEST_F(CaptureTest, ANonBrowserGetsExcerptScreenshotAndItsText) {
-    pipeline.startContextPipeline(context.captureToken);
+    const CaptureContext& context = captured->context;
+    captured->pipeline.startContextPipeline();
     runAll();
     EXPECT_THAT(shown, ElementsAre(QStringLiteral("selected")));
-    EXPECT_EQ(context.capShotB64, PNG_B64);
+    EXPECT_EQ(context.capShot, PNG);
     EXPECT_EQ(context.capShotText, QStringLiteral("recognised"));
     EXPECT_EQ(context.capURL, std::nullopt);
     EXPECT_EQ(context.capContextMode, QStringLiteral("screenshot"));
-    EXPECT_THAT(handedOver, ElementsAre(std::pair(context.captureToken, PNG_B64)));
+    EXPECT_THAT(handedOver, ElementsAre(std::pair(context.captureToken, PNG)));
     EXPECT_FALSE(context.selectionViaClipboard);
 }
 
@@ -96,76 +104,76 @@ TEST_F(CaptureTest, OnlyARemotePageIsFetchedInsteadOfPictured) {
                            {"about:blank", false},
                            {"not a url", false},
                            {"https:///nohost", false}}) {
-        context.open(QStringLiteral("Browser"), QStringLiteral("com.google.Chrome"), 42);
+        const CaptureContext& context = open(QStringLiteral("com.google.Chrome"));
         shotsTaken = 0;
         tab = BrowserTab{QString::fromLatin1(row.url), QStringLiteral("Title")};
-        pipeline.startContextPipeline(context.captureToken);
+        captured->pipeline.startContextPipeline();
         runAll();
         EXPECT_EQ(context.capURL, QString::fromLatin1(row.url));
         EXPECT_EQ(context.capTitle, QStringLiteral("Title"));
         EXPECT_EQ(context.capContextMode, row.fetched ? QStringLiteral("fetch") : QStringLiteral("screenshot"))
             << row.url;
         EXPECT_EQ(shotsTaken, row.fetched ? 0 : 1) << row.url;
-        EXPECT_EQ(context.capShotB64.has_value(), !row.fetched) << row.url;
+        EXPECT_EQ(context.capShot.has_value(), !row.fetched) << row.url;
     }
 }
 
-TEST_F(CaptureTest, NothingOfAnOlderOpeningReachesTheNewRecord) {
+TEST_F(CaptureTest, ARecordThatIsGoneGetsNothing) {
     dispatch.runAtOnce = false;
-    tab = BrowserTab{QStringLiteral("http://localhost/"), QStringLiteral("Old")};
-    const QUuid old = context.captureToken;
-    pipeline.startContextPipeline(old);
-    context.open(QStringLiteral("Other"), QStringLiteral("xterm"), 43);
+    captured->pipeline.startContextPipeline();
+    open();
     runAll();
     EXPECT_TRUE(shown.isEmpty());
-    EXPECT_TRUE(owned.isEmpty());
-    EXPECT_EQ(context.capURL, std::nullopt);
-    EXPECT_EQ(context.capShotB64, std::nullopt);
-    EXPECT_EQ(context.capShotText, std::nullopt);
-    EXPECT_THAT(handedOver, ElementsAre(std::pair(old, PNG_B64))) << "a waiting request may still want it";
+    EXPECT_EQ(shotsTaken, 0);
+    EXPECT_EQ(captured->context.capShot, std::nullopt);
 }
 
-TEST_F(CaptureTest, NoPictureOfAnOlderOpeningIsReadOnceANewerBegan) {
-    dispatch.runAtOnce = false;
-    pipeline.startContextPipeline(context.captureToken);
-    for (int i = 0; i < 2; ++i) { // page, then picture: its reading waits for a worker now
-        dispatch.runBackground();
-        dispatch.runMain();
+TEST_F(CaptureTest, WhenThePanelHasClosedARequestStillGetsItsPictureWhichNobodyReads) {
+    for (const bool reading : {false, true}) { // when it closes, the reading waits for a worker
+        open();
+        handedOver.clear();
+        dispatch.runAtOnce = false;
+        captured->pipeline.startContextPipeline();
+        for (int i = 0; reading && i < 2; ++i) { // page, then picture
+            dispatch.runBackground();
+            dispatch.runMain();
+        }
+        captured->pipeline.closing();
+        runAll();
+        EXPECT_THAT(handedOver, ElementsAre(std::pair(captured->context.captureToken, PNG)));
+        EXPECT_EQ(picturesRead, 0);
+        EXPECT_EQ(captured->context.capShotText, std::nullopt);
     }
-    ASSERT_EQ(dispatch.waiting(), 1u);
-    context.open(QStringLiteral("Other"), QStringLiteral("xterm"), 43);
-    pipeline.startContextPipeline(context.captureToken);
-    runAll();
-    EXPECT_EQ(picturesRead, 1);
-    EXPECT_EQ(context.capShotText, QStringLiteral("recognised"));
 }
 
 TEST_F(CaptureTest, AFailedSourceLeavesItsFieldAbsent) {
+    const CaptureContext& context = captured->context;
     png = std::nullopt;
-    pipeline.startContextPipeline(context.captureToken);
+    captured->pipeline.startContextPipeline();
     runAll();
-    EXPECT_EQ(context.capShotB64, std::nullopt);
+    EXPECT_EQ(context.capShot, std::nullopt);
     EXPECT_TRUE(handedOver.empty());
     png = PNG;
     recognised = std::nullopt;
-    pipeline.startContextPipeline(context.captureToken);
+    captured->pipeline.startContextPipeline();
     runAll();
-    EXPECT_EQ(context.capShotB64, PNG_B64);
+    EXPECT_EQ(context.capShot, PNG);
     EXPECT_EQ(context.capShotText, std::nullopt);
 }
 
 TEST_F(CaptureTest, TheRecordKnowsWhetherTheClipboardWasUsed) {
+    const CaptureContext& context = captured->context;
     fake.accessibility.answer = {};
     fake.keyboard.onCopy = [this] {
         fake.pasteboard.clipboard = QStringLiteral("by copy");
         ++fake.pasteboard.changes;
     };
-    pipeline.startContextPipeline(context.captureToken);
+    captured->pipeline.startContextPipeline();
     runAll();
     EXPECT_TRUE(context.selectionViaClipboard);
     EXPECT_EQ(context.capText, QStringLiteral("by copy"));
     fake.keyboard.onCopy = {};
-    pipeline.startContextPipeline(context.captureToken);
+    captured->pipeline.startContextPipeline();
     runAll();
     EXPECT_FALSE(context.selectionViaClipboard);
     EXPECT_EQ(shown.last(), QString());
@@ -182,7 +190,7 @@ TEST_F(CaptureTest, OnlyTheKeysThatSelectTriggerARefresh) {
 
 TEST_F(CaptureTest, ARefreshWaitsRunsOnceAndNeverClears) {
     dispatch.runAtOnce = false;
-    watch.startSelectionWatch(context.captureToken);
+    startWatch();
     fake.eventMonitors.mouseUp();
     fake.eventMonitors.mouseUp();
     dispatch.advance(0.17);
@@ -202,32 +210,20 @@ TEST_F(CaptureTest, ARefreshWaitsRunsOnceAndNeverClears) {
     EXPECT_THAT(shown, ElementsAre(QStringLiteral("selected")));
     EXPECT_EQ(fake.keyboard.copies, 0) << "no synthetic copy where the first capture needed none";
 
-    context.capBundle = QStringLiteral("com.google.Chrome");
+    captured->context.capBundle = QStringLiteral("com.google.Chrome");
     fake.eventMonitors.mouseUp();
     dispatch.advance(0.2);
     runAll();
     EXPECT_EQ(fake.keyboard.copies, 1);
 }
 
-TEST_F(CaptureTest, ALateRefreshOfAnOlderOpeningOnlyFreesTheWay) {
+TEST_F(CaptureTest, ALateRefreshOfAnOlderOpeningIsDropped) {
     dispatch.runAtOnce = false;
-    watch.startSelectionWatch(context.captureToken);
+    startWatch();
     fake.eventMonitors.mouseUp();
     dispatch.advance(0.2);
-    context.open(QStringLiteral("Other"), QStringLiteral("xterm"), 43);
-    watch.startSelectionWatch(context.captureToken);
-    EXPECT_EQ(fake.eventMonitors.mouse.size(), 1u);
-    fake.eventMonitors.mouseUp();
+    open();
     runAll();
     EXPECT_TRUE(shown.isEmpty());
-    fake.eventMonitors.mouseUp();
-    dispatch.advance(0.2);
-    runAll();
-    EXPECT_THAT(shown, ElementsAre(QStringLiteral("selected")));
-    panel = false;
-    fake.eventMonitors.mouseUp();
-    dispatch.advance(0.2);
-    EXPECT_EQ(dispatch.waiting(), 0u);
-    watch.stopSelectionWatch();
     EXPECT_TRUE(fake.eventMonitors.mouse.empty() && fake.eventMonitors.keys.empty());
 }

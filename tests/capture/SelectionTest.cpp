@@ -82,7 +82,7 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
         fake.accessibility.answer = row.tree;
         fake.pasteboard.primary = row.primary;
         fake.keyboard.copies = 0;
-        const SelectionTarget target{{42, 0}, row.bundle};
+        const Subject target{{}, row.bundle, 42, 0, {}, {}};
         const SelectedText found = selection.axSelection(target);
         EXPECT_EQ(found.text.toStdString(), row.expected);
         EXPECT_EQ(found.source, row.source);
@@ -94,9 +94,9 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
 
 TEST_F(SelectionTest, TheWindowIsTheOneThatTheUserWorksInNow) {
     fake.accessibility.answer = {.kind = Kind::Text, .text = QStringLiteral("text"), .window = 8};
-    EXPECT_EQ(selection.axSelection({{42, 7}, {}}).window, 8u);
+    EXPECT_EQ(selection.axSelection({{}, {}, 42, 7, {}, {}}).window, 8u);
     fake.accessibility.answer.window = 0;
-    EXPECT_EQ(selection.axSelection({{42, 7}, {}}).window, 7u) << "the application is not in front any more";
+    EXPECT_EQ(selection.axSelection({{}, {}, 42, 7, {}, {}}).window, 7u) << "the application is not in front any more";
 }
 
 TEST_F(SelectionTest, ACopyIsReadAndTheClipboardPutBack) {

@@ -6,6 +6,7 @@
 
 #include <deque>
 #include <map>
+#include <mutex>
 
 namespace ovalin {
 
@@ -27,7 +28,10 @@ public:
         });
     }
     void sleep(std::chrono::milliseconds time) override { seconds += static_cast<double>(time.count()) / 1000.0; }
-    void toMain(Work work) override { mainQueue.push_back(std::move(work)); }
+    void toMain(Work work) override {
+        const std::lock_guard lock(mutex); // a child's thread may have something to tell
+        mainQueue.push_back(std::move(work));
+    }
     void run(Queue, Work work) override {
         if (runAtOnce)
             work();
@@ -50,11 +54,16 @@ public:
 
     /// Delivers what waits for the main thread, and what that posts.
     void runMain() {
-        while (!mainQueue.empty()) {
+        const auto next = [this]() -> Work {
+            const std::lock_guard lock(mutex);
+            if (mainQueue.empty())
+                return {};
             Work work = std::move(mainQueue.front());
             mainQueue.pop_front();
+            return work;
+        };
+        for (Work work = next(); work; work = next())
             work();
-        }
     }
 
     /// Moves the clock, calling each timer at its own time, with the main queue emptied after each.
@@ -72,6 +81,7 @@ public:
 
 private:
     std::multimap<double, Work> timers;
+    std::mutex mutex; ///< for the next one
     std::deque<Work> mainQueue;
     std::deque<Work> background;
 };

@@ -21,7 +21,7 @@ struct AskHistoryTest : testing::Test {
     FakeDispatch dispatch;
     const QString file = AskHistory::storePath(folder.filePath(QStringLiteral("CLAUDE/system")));
     const QString agent = folder.filePath(QStringLiteral("it's an agent"));
-    AskHistory history{dispatch, file, AgentSearch{{agent}, std::chrono::milliseconds(0)}};
+    AskHistory history{dispatch, file, AgentSearch{{agent}}};
     QStringList log;
 
     AskHistoryTest() {

@@ -74,23 +74,6 @@ TEST_F(CapturePanelTest, KeysReachThePromptPastAFilterThatKeepsThem) {
     EXPECT_EQ(parts.promptField->text(), QStringLiteral("a"));
 }
 
-TEST_F(CapturePanelTest, EveryControlStaysInsideTheCardAndApart) {
-    for (const bool ask : {false, true}) {
-        panel.showExcerpt(QStringLiteral("some text"), ask);
-        panel.setReplaceButton(QStringLiteral("Replace"), ask);
-        const QList<QWidget*> controls = {parts.modeControl, parts.previewView,   parts.promptField,
-                                          parts.micButton,   parts.hintField,     parts.cancelBtn,
-                                          parts.sendBtnRef,  parts.historyBtnRef, parts.helpBtn};
-        for (const QWidget* one : controls) {
-            EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(one->geometry()))
-                << one->accessibleName().toStdString();
-            for (const QWidget* other : controls)
-                EXPECT_TRUE(one == other || !one->geometry().intersects(other->geometry()))
-                    << one->accessibleName().toStdString();
-        }
-    }
-}
-
 TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
     panel.showMode(false);
     panel.showExcerpt(QStringLiteral("text"), false); // 480 x 188
@@ -142,6 +125,7 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
     EXPECT_EQ(parts.sendBtnRef->geometry().right(), 463);
     EXPECT_EQ(parts.sendBtnRef->x() - parts.replaceBtnRef->geometry().right() - 1, 8);
     EXPECT_EQ(parts.replaceBtnRef->x() - parts.cancelBtn->geometry().right() - 1, 8);
+    EXPECT_LT(parts.hintField->geometry().right(), parts.cancelBtn->x());
     const QImage picture = panel.grab().toImage();
     const QColor amethyst(140, 137, 231);
     EXPECT_EQ(picture.pixelColor(parts.sendBtnRef->pos() + QPoint(6, 13)), amethyst) << "Submit is filled";
@@ -267,12 +251,17 @@ TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {
         reached.insert(QApplication::focusWidget());
         QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab);
     }
-    for (QWidget* control :
-         {static_cast<QWidget*>(parts.promptField), static_cast<QWidget*>(parts.micButton),
-          static_cast<QWidget*>(parts.cancelBtn), static_cast<QWidget*>(parts.replaceBtnRef),
-          static_cast<QWidget*>(parts.sendBtnRef), static_cast<QWidget*>(parts.historyBtnRef),
-          static_cast<QWidget*>(parts.helpBtn), static_cast<QWidget*>(parts.modeControl->modeSegDo),
-          static_cast<QWidget*>(parts.modeControl->modeSegAsk), static_cast<QWidget*>(parts.previewView)}) {
+    const QList<QWidget*> controls{parts.promptField,
+                                   parts.micButton,
+                                   parts.cancelBtn,
+                                   parts.replaceBtnRef,
+                                   parts.sendBtnRef,
+                                   parts.historyBtnRef,
+                                   parts.helpBtn,
+                                   parts.previewView,
+                                   parts.modeControl->modeSegDo,
+                                   parts.modeControl->modeSegAsk};
+    for (QWidget* control : controls) {
         EXPECT_TRUE(reached.contains(control)) << control->accessibleName().toStdString();
         EXPECT_FALSE(control->accessibleName().isEmpty());
     }

@@ -10,16 +10,15 @@ namespace {
 
 struct CaptureQueue : RouteFolder {
     QueueItem shown = item(QStringLiteral("p"), QStringLiteral("screenshot"));
-    static QString base64(const QByteArray& bytes) { return QString::fromLatin1(bytes.toBase64()); }
 };
 
 } // namespace
 
 TEST_F(CaptureQueue, ARequestHasItsKeysInBothForms) {
     const QDateTime time = QDateTime::fromMSecsSinceEpoch(1794857400123, QTimeZone::utc());
-    RequestContext context{QStringLiteral("App"), QStringLiteral("b.id"), QStringLiteral("https://x/"), QString(),
-                           QStringLiteral("fetch")};
-    QueueItem made = makeQueueItem(QStringLiteral("do"), QStringLiteral("words"), context, time);
+    const Subject subject{QStringLiteral("App"), QStringLiteral("b.id"), 1, 2, QStringLiteral("https://x/"), QString()};
+    QueueItem made =
+        makeQueueItem(QStringLiteral("do"), QStringLiteral("words"), subject, QStringLiteral("fetch"), time);
     EXPECT_TRUE(QRegularExpression(QStringLiteral("^cap-1794857400123-[0-9a-f]{4}$")).match(made.id).hasMatch());
     EXPECT_EQ(requestId(time, 10), QStringLiteral("cap-1794857400123-000a"));
     made.screenText = QStringLiteral("seen");
@@ -36,15 +35,15 @@ TEST_F(CaptureQueue, ARequestHasItsKeysInBothForms) {
 TEST_F(CaptureQueue, TheScreenshotLiesBesideTheFileAndOnlyWhereItBelongs) {
     const QByteArray png("\x89PNG\0bytes", 10);
     QueueItem fetched = item(QStringLiteral("p"));
-    storeScreenshot(paths.queueDir, fetched, {base64(png), QString(10000, QLatin1Char('x'))});
+    storeScreenshot(paths.queueDir, fetched, {png, QString(10000, QLatin1Char('x'))});
     EXPECT_EQ(fetched.screenshot, std::nullopt);
     EXPECT_EQ(fetched.screenText->size(), 6000);
-    storeScreenshot(paths.queueDir, shown, {QStringLiteral("no base64!"), QString()});
+    storeScreenshot(paths.queueDir, shown, {QByteArray(), QString()});
     EXPECT_EQ(shown.screenshot, std::nullopt);
     EXPECT_EQ(shown.screenText, std::nullopt);
     EXPECT_TRUE(queued().isEmpty());
 
-    storeScreenshot(paths.queueDir, shown, {base64(png), {}});
+    storeScreenshot(paths.queueDir, shown, {png, {}});
     ASSERT_TRUE(shown.screenshot);
     EXPECT_EQ(readFile(*shown.screenshot), png);
     ASSERT_TRUE(writeQueueFile(paths.queueDir, shown));
@@ -65,7 +64,7 @@ TEST_F(CaptureQueue, EveryTextArrivesUnchanged) {
 
 TEST_F(CaptureQueue, AFileInPlaceOfAFolderIsAnError) {
     writeFile(paths.systemDir, "a file");
-    storeScreenshot(paths.queueDir, shown, {base64("png"), {}});
+    storeScreenshot(paths.queueDir, shown, {QByteArrayLiteral("png"), {}});
     EXPECT_EQ(shown.screenshot, std::nullopt);
     const auto file = writeQueueFile(paths.queueDir, shown);
     ASSERT_FALSE(file);

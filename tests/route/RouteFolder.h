@@ -63,7 +63,7 @@ struct RouteFolder : testing::Test {
         static quint32 number = 0;
         QueueItem made =
             makeQueueItem(prompt, QStringLiteral("excerpt"),
-                          {QStringLiteral("Text Editor"), QStringLiteral("org.x.editor"), {}, {}, mode}, time);
+                          {QStringLiteral("Text Editor"), QStringLiteral("org.x.editor"), 1, 2, {}, {}}, mode, time);
         made.id = requestId(time, number++); // many of one millisecond
         return made;
     }

@@ -8,7 +8,7 @@ using namespace ovalin;
 
 namespace {
 
-const QString SHOT = QStringLiteral("c2hvdA=="); // "shot"
+const QByteArray SHOT = QByteArrayLiteral("shot");
 
 struct DoRequest : RouteFolder {
     FakeDispatch dispatch;

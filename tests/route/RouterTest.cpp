@@ -16,11 +16,8 @@ QStringList wordsOf(const QString& line) {
 
 struct Router : RouteFolder {
     const QString queueFilePath = paths.queueDir + QStringLiteral("/cap-1-0000.json");
-    AgentSearch search = AgentSearch::under(home);
+    AgentSearch search{{home + QStringLiteral("/.local/bin/claude")}};
 
-    Router() {
-        search.candidates.removeIf([this](const QString& path) { return !path.startsWith(home); });
-    }
     void waitForLog(const QByteArray& text) const {
         EXPECT_TRUE(waitUntil([&] { return readFile(paths.routerLog).contains(text); }))
             << readFile(paths.routerLog).constData();

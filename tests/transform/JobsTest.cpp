@@ -42,10 +42,7 @@ struct Jobs : testing::Test {
     std::stop_source ending;
     AgentJob job{home.filePath(QStringLiteral("bin")), AgentSearch{}, ending.get_token()};
 
-    Jobs() {
-        QDir(home.path()).mkdir(QStringLiteral("bin"));
-        job.agent.probeDeadline = 1ms; // no search of this machine
-    }
+    Jobs() { QDir(home.path()).mkdir(QStringLiteral("bin")); }
     ~Jobs() override { setShellPath(QStringLiteral("/bin/zsh")); }
 
     QString install(const QString& name, const QByteArray& text) {
@@ -77,10 +74,16 @@ struct Jobs : testing::Test {
         }
         return {};
     }
+    static Subject in(const char* app, const char* url = nullptr) {
+        Subject subject;
+        subject.capApp = QString::fromUtf8(app);
+        if (url)
+            subject.capURL = QString::fromUtf8(url);
+        return subject;
+    }
     JobEnd transform(ReplaceTarget target, const QString& selection,
                      const QString& instruction = QStringLiteral("make it short")) {
-        return runTransform(
-            {target, instruction, selection, QStringLiteral("Editor"), QStringLiteral("file:///a b.html")}, job);
+        return runTransform({target, instruction, selection, in("Editor", "file:///a b.html")}, job);
     }
 };
 
@@ -137,7 +140,7 @@ TEST_F(Jobs, WhatCannotBeLaunchedSaysSo) {
     installAgent();
     const QString large(128 * 1024, u'x'); // more than the system takes for one variable
     EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x"), large), launch);
-    EXPECT_EQ(runInsert({large, QStringLiteral("Editor"), {}}, job).text, QStringLiteral("generation launch failed"));
+    EXPECT_EQ(runInsert({large, in("Editor")}, job).text, QStringLiteral("generation launch failed"));
     setShellPath(QStringLiteral("/no/such/shell"));
     EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x")), launch);
 }
@@ -188,7 +191,7 @@ TEST_F(Jobs, TheEditPromptsReachTheAgentAsTheyAreWritten) {
 TEST_F(Jobs, NoScriptAndNoAgent) {
     for (const auto target : {ReplaceTarget::Plain, ReplaceTarget::File, ReplaceTarget::Quarn, ReplaceTarget::Web})
         EXPECT_EQ(transform(target, QStringLiteral("x")).text, agentMissingMessage());
-    EXPECT_EQ(runInsert({QStringLiteral("x"), QStringLiteral("Editor"), {}}, job).text, agentMissingMessage());
+    EXPECT_EQ(runInsert({QStringLiteral("x"), in("Editor")}, job).text, agentMissingMessage());
     installAgent();
     EXPECT_EQ(transform(ReplaceTarget::Torvi, QStringLiteral("x")).text, agentMissingMessage())
         << "the agent cannot stand in for that script";
@@ -199,7 +202,7 @@ TEST_F(Jobs, InsertAsksTheAgentForTheText) {
     for (const char* asked : {"it's a \"$HOME\" `note`", "-p and dashes", "--help"}) {
         QFile::remove(home.filePath(QStringLiteral("agent/log.jsonl")));
         const QString instruction = QString::fromUtf8(asked);
-        EXPECT_EQ(runInsert({instruction, QStringLiteral("Ann's Mail"), {}}, job),
+        EXPECT_EQ(runInsert({instruction, in("Ann's Mail")}, job),
                   (JobEnd{Kind::Text, QStringLiteral("\"Dear %1\"").arg(instruction)}));
         const QStringList words = agentLog("start").value(QStringLiteral("argv")).toVariant().toStringList();
         EXPECT_EQ(words.value(2),
@@ -208,7 +211,7 @@ TEST_F(Jobs, InsertAsksTheAgentForTheText) {
                       "text - no preamble, no quotes, no commentary. The user is in Ann's Mail."));
         EXPECT_EQ(agentLog("stdin").value(QStringLiteral("text")), QString());
     }
-    (void)runInsert({QStringLiteral("x"), QStringLiteral("Chrome"), QStringLiteral("https://a/")}, job);
+    (void)runInsert({QStringLiteral("x"), in("Chrome", "https://a/")}, job);
     EXPECT_TRUE(readFile(home.filePath(QStringLiteral("agent/log.jsonl")))
                     .contains("The user is in Chrome. Page: https://a/.\""));
     const struct {
@@ -220,7 +223,7 @@ TEST_F(Jobs, InsertAsksTheAgentForTheText) {
         {R"({"insert": {"error": "Not logged in · Please run /login"}})", QStringLiteral(": Not logged in")}};
     for (const auto& row : failures) {
         installAgent(row.scenario);
-        EXPECT_EQ(runInsert({QStringLiteral("x"), QStringLiteral("Editor"), {}}, job),
+        EXPECT_EQ(runInsert({QStringLiteral("x"), in("Editor")}, job),
                   (JobEnd{Kind::Failed, NOTHING_INSERTED.text + row.reason}))
             << row.scenario;
     }
@@ -234,7 +237,7 @@ TEST_F(Jobs, WordsThatLookLikeTheAgentsOwnAreWords) {
         installAgent();
         (void)transform(ReplaceTarget::Plain, words);
         (void)transform(ReplaceTarget::File, words);
-        (void)runInsert({words, QStringLiteral("Editor"), {}}, job);
+        (void)runInsert({words, in("Editor")}, job);
         const QByteArray heard = readFile(home.filePath(QStringLiteral("agent/log.jsonl")));
         EXPECT_EQ(heard.count("\"role\""), 3) << words.toStdString();
         EXPECT_FALSE(heard.contains("\"command\"") || heard.contains("\"read\"")) << heard.toStdString();

@@ -1,0 +1,293 @@
+#include "Opening.h"
+
+#include "Program.h"
+#include "ReplaceButton.h"
+
+#include "ask/WebSearch.h"
+#include "base/Log.h"
+#include "panel/Placement.h"
+#include "transform/Replacement.h"
+
+#include <QCursor>
+
+namespace ovalin {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto STATUS_SHOWN = 1400ms;
+
+// Nobody waits longer for a disk; the words are in the program, and on their way.
+constexpr auto LONGEST_KEEPING = 100ms;
+
+AskChat::Sources chatSources(Program& program, const CaptureContext& context) {
+    return {
+        {program.in.paths.askScript, program.in.agent},
+        [script = program.in.paths.searchScript](const QString& question) { return googleSearch(question, script); },
+        [&selection = program.selection, &context] {
+            return [focus = currentFocus(selection, context)] { return focus().text; };
+        },
+    };
+}
+
+} // namespace
+
+Opening::Opening(Program& theProgram, const std::optional<FrontApplication>& front)
+    : program(theProgram)
+    , seen(front || program.desktop.workspace.seesAllWindows())
+    , captured(std::make_shared<Captured>(program.dispatch, program.selection, program.in.sources))
+    , context(captured->context)
+    , panel(new CapturePanel(program.desktop.pasteboard, program.desktop.workspace.compositorRuns()))
+    , mode(program)
+    , words(program, *panel, mode)
+    , cards(program, *panel)
+    , chat(program.dispatch, program.linkVerifier, panel->chatView(), context, chatSources(program, context)) {
+    context.selectionViaClipboard = program.next.selectionViaClipboard;
+    const FrontApplication application = front.value_or(FrontApplication());
+    context.capApp = application.name.isEmpty() ? QStringLiteral("Unknown") : application.name;
+    context.capBundle = application.bundleId;
+    context.capPID = application.pid;
+    context.capWindow = application.window;
+    program.panelIsOpen = true;
+    const Desktop& desktop = program.desktop;
+    if (desktop.microphone && desktop.speechRecognizer)
+        dictation = std::make_unique<Dictation>(*desktop.microphone, *desktop.speechRecognizer, program.dispatch,
+                                                *panel, [this](bool force) { applyIntentInference(force); });
+    connectPanel();
+    connectCapture();
+    connectChat();
+    show();
+}
+
+Opening::~Opening() {
+    program.panelIsOpen = false;
+    stopRecording();
+    chat.closing();
+    captured->pipeline.closing();
+    program.next.selectionViaClipboard = context.selectionViaClipboard;
+    words.remember();
+    program.desktop.keyboardHold.letGo();
+    program.desktop.primaryGuard.setActive(false);
+}
+
+void Opening::connectPanel() {
+    panel->screens = [&workspace = program.desktop.workspace] { return currentScreens(workspace.reservedStrips()); };
+    connect(panel.get(), &CapturePanel::submitTapped, this, &Opening::sendTapped);
+    connect(panel.get(), &CapturePanel::cancelTapped, this, &Opening::closed);
+    connect(panel.get(), &CapturePanel::pressed, this, [this] {
+        if (!program.desktop.keyboardHold.held())
+            holdKeyboard();
+    });
+    connect(&words, &PromptWords::changed, this, &Opening::applyIntentInference);
+    connect(panel.get(), &CapturePanel::modeDoTapped, this, [this] { mode.choose(false); });
+    connect(panel.get(), &CapturePanel::modeAskTapped, this, [this] { mode.choose(true); });
+    connect(panel.get(), &CapturePanel::replaceTapped, this, &Opening::replaceTapped);
+    connect(panel.get(), &CapturePanel::micTapped, this, &Opening::micTapped);
+    connect(&mode, &PromptMode::modeSet, this, &Opening::modeSet);
+    connect(&cards, &Cards::chosen, this, &Opening::conversationChosen);
+}
+
+void Opening::connectCapture() {
+    const QPointer<Opening> guard(this); // the pipeline may outlive us
+    captured->pipeline.updateCaptureUI = [guard](const QString& text) {
+        if (guard)
+            guard->updateCaptureUI(text);
+    };
+    captured->pipeline.checkSiteOwnership = [guard](const QString& url) {
+        if (guard)
+            guard->checkSiteOwnership(url);
+    };
+    captured->pipeline.applyShotToPendingSubmit = [&lasting = program](const QUuid& token, const QByteArray& shot) {
+        if (lasting.routedRequests)
+            lasting.routedRequests->applyShotToPendingSubmit(token, shot);
+    };
+}
+
+void Opening::connectChat() {
+    connect(&chat, &AskChat::said, panel.get(), &CapturePanel::say);
+    connect(&chat, &AskChat::answering, panel.get(),
+            [this](bool streams) { panel->setBusy(CapturePanel::Busy::Answering, streams); });
+    connect(&chat, &AskChat::turnStored, &program.askHistory, &AskHistory::persistAskTurn);
+    connect(&chat, &AskChat::evicted, &program.askHistory, &AskHistory::evictAskHistory);
+    connect(&chat, &AskChat::unanswered, this, [this](const QString& question) {
+        program.next.status = QStringLiteral("closed before it was answered — Return asks it again");
+        program.next.prompt = question;
+        program.next.asks = true;
+    });
+    connect(&chat, &AskChat::questionSent, &cards, &Cards::closeHistoryPanel);
+}
+
+void Opening::show() {
+    mode.setMode(false, false);
+    words.begin();
+    program.desktop.primaryGuard.setActive(true);
+    panel->openAt(placeUnderPointer(QCursor::pos(), panel->size(), panel->screens()));
+    holdKeyboard();
+    panel->prepareGlass(); // while the X server maps the window
+}
+
+void Opening::holdKeyboard() { program.desktop.keyboardHold.take(static_cast<quint32>(panel->winId())); }
+
+void Opening::startCapture() {
+    if (!seen) {
+        // Without a window to ask, the whole display would be pictured, with what belongs to others.
+        panel->say(QStringLiteral("the window in front is not an X11 one — nothing of it is known"));
+        return;
+    }
+    captured->pipeline.startContextPipeline();
+    selectionWatch.emplace(program.desktop.eventMonitors, program.dispatch, program.selection, context);
+    selectionWatch->updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
+}
+
+void Opening::updateCaptureUI(const QString& text) {
+    context.capText = text;
+    panel->showExcerpt(text, mode.ask());
+    showPlaceholder();
+    showReplaceButton();
+}
+
+void Opening::checkSiteOwnership(const QString& url) {
+    if (!isWebPage(url))
+        return;
+    program.dispatch.inBackground(
+        Queue::UserInitiated, this, [owned = program.in.siteOwned, url] { return owned(url); },
+        [this](bool owned) {
+            context.capSiteOwned = owned;
+            showReplaceButton();
+        });
+}
+
+void Opening::showReplaceButton() {
+    const ReplaceButton button = replaceButtonFor(context, context.capText, mode.ask());
+    panel->setReplaceButton(button.title, button.hidden);
+}
+
+void Opening::showPlaceholder() {
+    panel->setPlaceholder(mode.ask()                  ? QStringLiteral("Ask Torvi about this…")
+                          : context.capText.isEmpty() ? QStringLiteral("What should happen — or type text to insert")
+                                                      : QStringLiteral("What should Torvi do with this?"));
+}
+
+void Opening::modeSet(bool byUser) {
+    panel->showMode(mode.ask());
+    showReplaceButton();
+    showPlaceholder();
+    panel->say({});
+    if (mode.ask())
+        chat.startWarmAsk();
+    if (byUser)
+        panel->focusPrompt();
+}
+
+void Opening::applyIntentInference(bool force) {
+    mode.applyIntentInference(panel->prompt(), !context.capText.isEmpty(), force);
+}
+
+void Opening::sendTapped() {
+    stopRecording();
+    const QString instruction = panel->prompt().trimmed();
+    const QString word = instruction.toLower();
+    if (chat.streaming() && (word == QLatin1String("/stop") || word == QLatin1String("stop"))) {
+        panel->clearPrompt();
+        chat.stopAskTurn();
+        return;
+    }
+    if (panel->isBusy(CapturePanel::Busy::Replacing))
+        return;
+    if (mode.ask())
+        sendAsk(instruction);
+    else
+        sendDo(instruction);
+}
+
+void Opening::sendAsk(const QString& question) {
+    if (!question.isEmpty() && !chat.streaming())
+        mode.recordIntentCommit(question, true);
+    words.remember(); // the field is emptied
+    panel->revealTranscript();
+    if (chat.sendAskTurn(question))
+        panel->clearPrompt();
+    if (question.isEmpty())
+        return;
+    if (const auto asked = words.takeUndelivered())
+        program.routedRequests->drop(*asked);
+}
+
+void Opening::sendDo(const QString& instruction) {
+    if (auto request = words.takeUndelivered()) {
+        request->item.prompt = instruction;
+        program.routedRequests->resubmit(*request, closeWhenKept());
+        return;
+    }
+    program.submissions->submit(instruction, panel->excerpt(), captured, closeWhenKept());
+    if (!instruction.isEmpty())
+        mode.recordIntentCommit(instruction, false);
+}
+
+RoutedRequests::Recorded Opening::closeWhenKept() {
+    panel->setBusy(CapturePanel::Busy::Replacing, true); // neither Return nor a button counts again
+    panel->lockPrompt();
+    program.dispatch.after(LONGEST_KEEPING, this, [this] {
+        logLine(QStringLiteral("Ovalin: the request is not on the disk after 100 ms — the panel closes before"));
+        Q_EMIT closed();
+    });
+    return [guard = QPointer<Opening>(this)] {
+        if (guard)
+            Q_EMIT guard->closed();
+    };
+}
+
+void Opening::replaceTapped() {
+    if (panel->isBusy(CapturePanel::Busy::Replacing))
+        return;
+    stopRecording(); // the prompt is read after that
+    auto* replacement =
+        program.beginReplacement({panel->prompt().trimmed(), context, currentFocus(program.selection, context)}, this);
+    panel->setBusy(CapturePanel::Busy::Replacing, true);
+    connect(replacement, &Replacement::closing, this, &Opening::closed);
+    connect(replacement, &Replacement::said, panel.get(), &CapturePanel::say);
+    connect(replacement, &Replacement::failed, this, [this](const QString& message) {
+        panel->setBusy(CapturePanel::Busy::Replacing, false);
+        panel->say(message);
+    });
+    connect(replacement, &Replacement::edited, this, [this](const QString& status) {
+        panel->say(status);
+        program.dispatch.after(STATUS_SHOWN, this, [this] { Q_EMIT closed(); });
+    });
+}
+
+void Opening::micTapped() {
+    if (dictation)
+        dictation->micTapped();
+    else
+        panel->note(QStringLiteral("speech recognizer unavailable"));
+}
+
+void Opening::stopRecording() {
+    if (dictation)
+        dictation->stopRecording();
+}
+
+void Opening::conversationChosen(const QString& id, bool byReturn) {
+    if (chat.streaming()) {
+        if (byReturn)
+            sendTapped(); // no row opens now, but the prompt may say stop
+        return;
+    }
+    cards.closeHistoryPanel();
+    resumeAskSession(id);
+}
+
+void Opening::resumeAskSession(const QString& id) {
+    program.askHistory.loadAskHistory(this, [this, id](const AskHistoryEntries& entries) {
+        const auto entry = entryWithId(entries, id);
+        if (!entry || chat.streaming()) // a question may have been quicker than the file
+            return;
+        chat.resumeAskSession(*pastConversation(*entry, program.dispatch.wallClock()),
+                              [this] { mode.setMode(true, true); });
+        panel->revealTranscript();
+    });
+}
+
+} // namespace ovalin

@@ -1,0 +1,32 @@
+#include "Program.h"
+
+namespace ovalin {
+
+Program::Program(Desktop& theDesktop, Dispatch& theDispatch, Surroundings surroundings)
+    : desktop(theDesktop)
+    , dispatch(theDispatch)
+    , in(std::move(surroundings))
+    , selection(desktop.accessibility, desktop.pasteboard, desktop.keyboard)
+    , paste(desktop, dispatch)
+    , askHistory(dispatch, AskHistory::storePath(in.paths.systemDir), in.agent, ends.get_token())
+    , promptHistory(dispatch, PromptHistory::storePath(in.paths.systemDir))
+    , routedRequests(std::make_unique<RoutedRequests>(dispatch, in.paths, in.agent))
+    , submissions(std::make_unique<Submissions>(dispatch, selection, *routedRequests)) {}
+
+Replacement* Program::beginReplacement(Replacement::Press press, QObject* opening) {
+    return new Replacement({desktop,
+                            dispatch,
+                            selection,
+                            paste,
+                            {in.paths.binDir, in.agent, ends.get_token()},
+                            [this] { return panelIsOpen; }},
+                           std::move(press), opening, &replacements);
+}
+
+void Program::end() {
+    ends.request_stop();
+    submissions.reset();
+    routedRequests.reset(); // finalises what still waits for its screenshot
+}
+
+} // namespace ovalin
