@@ -1,4 +1,5 @@
 #include "base/children/LiveChild.h"
+#include "base/children/ChildProcess.h"
 #include "support/TestDesk.h"
 
 #include <QElapsedTimer>
@@ -81,6 +82,34 @@ bool isGone(pid_t pid) {
 
 } // namespace
 
+// The first one here: the program that is forked needs a supervisor of its own.
+TEST_F(LiveChildTest, AProgramThatIsKilledTakesItsChildrenWithItButNoDetachedOne) {
+    const auto waitingIn = [this](const char* file, const char* manners = "trap '' TERM") {
+        return shellCommand(QStringLiteral("cd '%1'; %2; echo $$ > %3; sleep 60; true")
+                                .arg(folder.path(), QLatin1String(manners), QLatin1String(file)));
+    };
+    const pid_t program = ::fork();
+    if (program == 0) {
+        std::unique_ptr<LiveChild> chat;
+        std::thread([&] { chat = LiveChild::start(waitingIn("chat"), heard.handlers()).value(); }).join();
+        std::thread([&] { (void)runToEnd(waitingIn("tame", "")); }).detach();
+        (void)launchDetached(waitingIn("router"));
+        RunOptions options;
+        options.supervised = true;
+        (void)runToEnd(waitingIn("job"), options);
+        ::_exit(0);
+    }
+    const pid_t chat = pidIn("chat"), tame = pidIn("tame"), router = pidIn("router"), job = pidIn("job");
+    EXPECT_EQ(::kill(chat, 0), 0) << "it does not end with the thread that asked for it";
+    ::kill(program, SIGKILL);
+    ::waitpid(program, nullptr, 0);
+    EXPECT_TRUE(isGone(chat));
+    EXPECT_TRUE(isGone(tame));
+    EXPECT_TRUE(isGone(job));
+    EXPECT_EQ(::kill(router, 0), 0);
+    ::kill(-router, SIGKILL);
+}
+
 TEST_F(LiveChildTest, TalksBothWaysWhateverTheSize) {
     start("cat");
     const QByteArray bytes(5 << 20, 'x');
@@ -151,28 +180,6 @@ TEST_F(LiveChildTest, WhatAChildHasStartedEndsWithItAlsoWhenItDiesByItself) {
         QFile::remove(folder.filePath(QStringLiteral("tame")));
         QFile::remove(folder.filePath(QStringLiteral("wild")));
     }
-}
-
-TEST_F(LiveChildTest, AProgramThatIsKilledTakesItsChildrenWithItButNoDetachedOne) {
-    const auto waitingIn = [this](const char* file) {
-        return shellCommand(QStringLiteral("cd '%1'; echo $$ > %2; sleep 60").arg(folder.path(), QLatin1String(file)));
-    };
-    const pid_t program = ::fork();
-    if (program == 0) {
-        std::unique_ptr<LiveChild> chat;
-        std::thread([&] { chat = LiveChild::start(waitingIn("chat"), heard.handlers()).value(); }).join();
-        (void)launchDetached(waitingIn("router"));
-        (void)runToEnd(waitingIn("job"));
-        ::_exit(0);
-    }
-    const pid_t chat = pidIn("chat"), router = pidIn("router"), job = pidIn("job");
-    EXPECT_EQ(::kill(chat, 0), 0) << "it does not end with the thread that asked for it";
-    ::kill(program, SIGKILL);
-    ::waitpid(program, nullptr, 0);
-    EXPECT_TRUE(isGone(chat));
-    EXPECT_TRUE(isGone(job));
-    EXPECT_EQ(::kill(router, 0), 0);
-    ::kill(-router, SIGKILL);
 }
 
 TEST_F(LiveChildTest, NothingOutlivesTheGrace) {

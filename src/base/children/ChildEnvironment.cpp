@@ -32,6 +32,14 @@ QByteArrayList currentEnvironment() {
     return list;
 }
 
+/// "NAME=value", byte for byte as this process received it.
+QByteArrayList originalEnvironment() {
+    QMutexLocker lock(&surroundings().mutex);
+    if (!surroundings().environment)
+        surroundings().environment = currentEnvironment();
+    return *surroundings().environment;
+}
+
 QByteArray nameOf(const QByteArray& entry) { return entry.left(entry.indexOf('=')); }
 
 } // namespace
@@ -48,13 +56,6 @@ void completeEnvironment() {
 void rememberEnvironment() {
     QMutexLocker lock(&surroundings().mutex);
     surroundings().environment = currentEnvironment();
-}
-
-QByteArrayList originalEnvironment() {
-    QMutexLocker lock(&surroundings().mutex);
-    if (!surroundings().environment)
-        surroundings().environment = currentEnvironment();
-    return *surroundings().environment;
 }
 
 void setHelperFolder(const QString& folder) {
@@ -84,15 +85,6 @@ QByteArrayList environmentWith(const ChildVariables& variables) {
     for (auto variable = variables.begin(); variable != variables.end(); ++variable)
         set(variable.key().toUtf8(), variable.value().toUtf8().replace('\0', ""));
     return list;
-}
-
-QProcessEnvironment childEnvironment(const ChildVariables& variables) {
-    QProcessEnvironment environment;
-    for (const QByteArray& entry : environmentWith(variables)) {
-        const QByteArray name = nameOf(entry);
-        environment.insert(QFile::decodeName(name), QFile::decodeName(entry.mid(name.size() + 1)));
-    }
-    return environment;
 }
 
 } // namespace ovalin

@@ -2,7 +2,6 @@
 
 #include <QByteArrayList>
 #include <QMap>
-#include <QProcessEnvironment>
 #include <QString>
 
 namespace ovalin {
@@ -14,9 +13,6 @@ void completeEnvironment();
 /// the first launch. Any thread.
 void rememberEnvironment();
 
-/// "NAME=value", byte for byte as this process received it.
-[[nodiscard]] QByteArrayList originalEnvironment();
-
 /// A folder put behind the PATH of every child, so that scripts find the helper programs. Empty: none. Any thread.
 void setHelperFolder(const QString& folder);
 
@@ -26,8 +22,5 @@ using ChildVariables = QMap<QString, QString>;
 
 /// The whole environment of a child, "NAME=value". Any thread.
 [[nodiscard]] QByteArrayList environmentWith(const ChildVariables& variables);
-
-/// The same for those who drive a QProcess of their own (the long-lived chat).
-[[nodiscard]] QProcessEnvironment childEnvironment(const ChildVariables& variables = {});
 
 } // namespace ovalin

@@ -1,11 +1,8 @@
 #pragma once
 
-#include "ChildEnvironment.h"
+#include "ChildCommand.h"
 
 #include <tl/expected.hpp>
-
-#include <QString>
-#include <QStringList>
 
 #include <chrono>
 #include <optional>
@@ -13,41 +10,13 @@
 
 namespace ovalin {
 
-// The one way children are launched. Each gets the environment that this process received plus its own variables, a
-// process group of its own, and none of our descriptors but the standard three. A child never kills us by SIGPIPE.
-
-/// The shell of every command line, /bin/zsh; tests put another, or none, in its place. Any thread.
-[[nodiscard]] QString shellPath();
-void setShellPath(const QString& path);
-
-struct ChildCommand {
-    QString executable; ///< absolute
-    QStringList arguments;
-    ChildVariables variables;
-    QString workingDirectory; ///< empty: ours
-};
-
-/// `/bin/zsh -c line`.
-[[nodiscard]] ChildCommand shellCommand(const QString& line, const ChildVariables& variables = {});
-
-/// How a child ended.
-struct ChildEnd {
-    enum class Kind { FailedToStart, Exited, Killed };
-
-    Kind kind = Kind::FailedToStart;
-    int number = 0; ///< exit status, or the signal
-    QString reason; ///< why it did not start
-
-    [[nodiscard]] bool succeeded() const { return kind == Kind::Exited && number == 0; }
-    [[nodiscard]] QString describe() const;
-};
-
 struct RunOptions {
     std::optional<QByteArray> input;                   ///< absent: /dev/null
     std::optional<std::chrono::milliseconds> deadline; ///< then SIGTERM to the group, and SIGKILL after `grace`
     std::chrono::milliseconds grace{2000};
     std::stop_token stop{};                      ///< ends the child like its deadline does, for one that has none
     qsizetype outputLimit = qsizetype{64} << 20; ///< bytes; a child that prints more is ended like one that is late
+    bool supervised = false; ///< may pass over SIGTERM: killed when we are gone, with all that it has started
 };
 
 struct ChildRun {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ChildProcess.h"
+#include "ChildCommand.h"
 
 #include <tl/expected.hpp>
 

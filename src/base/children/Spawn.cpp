@@ -1,6 +1,6 @@
 #include "Spawn.h"
 
-#include "ChildProcess.h"
+#include "ChildCommand.h"
 
 #include <QFile>
 
