@@ -9,12 +9,13 @@ namespace ovalin {
 
 namespace {
 
-constexpr qsizetype TITLE_LIMIT = 80; // user-perceived characters
+constexpr qsizetype TITLE_LIMIT = 80;        // user-perceived characters
+constexpr qsizetype LONGEST_QUESTION = 2000; // the same; a variable holds 128 KiB at most
 
 } // namespace
 
 ChildCommand titleCommand(const QString& agent, const QString& question) {
-    const AgentRequest request{QStringLiteral("OVALIN_TITLE_Q"), question};
+    const AgentRequest request{QStringLiteral("OVALIN_TITLE_Q"), firstCharacters(question, LONGEST_QUESTION)};
     ChildCommand command = shellCommand(
         agentWritingLine(agent, AgentEffort::Low,
                          QStringLiteral("Write a 3-6 word title for a conversation that starts with the given "
@@ -42,6 +43,7 @@ std::optional<QString> askForTitle(const AgentSearch& search, const QString& que
     options.deadline = std::chrono::minutes(5); // an agent out of reach tries again for three
     options.outputLimit = 1 << 16;
     options.stop = stop;
+    options.supervised = true;
     return titleFrom(runToEnd(titleCommand(*agent, question), options).output);
 }
 

@@ -8,7 +8,8 @@ namespace ovalin {
 
 namespace {
 
-constexpr qsizetype LONGEST_LINE = 120; // user-perceived characters
+constexpr qsizetype LONGEST_LINE = 120;            // user-perceived characters
+constexpr qsizetype LONGEST_INSTRUCTION = 130'000; // bytes; our own words stand around it
 
 } // namespace
 
@@ -18,9 +19,16 @@ ChildRun runJob(const AgentJob& job, const QString& line, const ChildVariables& 
     options.input = std::move(input);
     options.outputLimit = qsizetype{256} << 20;
     options.stop = job.stop;
+    options.supervised = true;
     // The agent's own tools take 1.6 s to end; the program waits 2 s for its workers.
     options.grace = std::chrono::milliseconds(1700);
     return runToEnd(shellCommand(line, variables), options);
+}
+
+std::optional<JobEnd> tooLong(const QString& sentence, const QString& instruction) {
+    if (instruction.toUtf8().size() <= LONGEST_INSTRUCTION)
+        return std::nullopt;
+    return JobEnd{JobEnd::Kind::Failed, sentence + QStringLiteral(": the instruction is too long")};
 }
 
 QString printedText(const ChildRun& run) {

@@ -28,6 +28,10 @@ struct JobEnd {
 [[nodiscard]] ChildRun runJob(const AgentJob& job, const QString& line, const ChildVariables& variables,
                               std::optional<QByteArray> input);
 
+/// The end of a job that cannot begin: a word of a command line holds 128 KiB at most (execve(2)), and so much of the
+/// instruction would be one. Absent where it can.
+[[nodiscard]] std::optional<JobEnd> tooLong(const QString& sentence, const QString& instruction);
+
 /// What a job printed, without white space at its ends; empty when it is not UTF-8 all through, or more than 256 MB.
 [[nodiscard]] QString printedText(const ChildRun& run);
 

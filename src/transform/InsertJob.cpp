@@ -7,6 +7,8 @@ namespace ovalin {
 
 namespace {
 
+const QString FAILED = QStringLiteral("generation failed — nothing inserted");
+
 QString systemPrompt(const InsertJob& insert) {
     QString context = QStringLiteral("The user is in ") + insert.subject.capApp + QStringLiteral(".");
     if (insert.subject.capURL)
@@ -18,6 +20,8 @@ QString systemPrompt(const InsertJob& insert) {
 } // namespace
 
 JobEnd runInsert(const InsertJob& insert, const AgentJob& job) {
+    if (const auto end = tooLong(FAILED, insert.instruction))
+        return *end;
     const auto agent = findClaudeBinary(job.agent);
     if (!agent)
         return {JobEnd::Kind::Failed, agentMissingMessage()};
@@ -30,7 +34,7 @@ JobEnd runInsert(const InsertJob& insert, const AgentJob& job) {
     }
     const QString text = printedText(run);
     if (!run.end.succeeded() || text.isEmpty())
-        return {JobEnd::Kind::Failed, withReason(QStringLiteral("generation failed — nothing inserted"), run)};
+        return {JobEnd::Kind::Failed, withReason(FAILED, run)};
     return {JobEnd::Kind::Text, text};
 }
 

@@ -12,6 +12,8 @@ namespace {
 
 constexpr qsizetype LOGGED_CHARACTERS = 160;
 
+const QString FAILED = QStringLiteral("transform failed — selection untouched");
+
 // In single quotes: the agent reads the values from its environment.
 const QString FILE_PROMPT = QStringLiteral(
     "A browser is rendering the local file $OVALIN_FILE. The text on stdin is highlighted on that page. Replace its "
@@ -71,6 +73,8 @@ ChildVariables variablesOf(const TransformJob& transform) {
 } // namespace
 
 JobEnd runTransform(const TransformJob& transform, const AgentJob& job) {
+    if (const auto end = tooLong(FAILED, transform.instruction))
+        return *end;
     const auto launch = launchFor(transform, job);
     if (!launch)
         return {JobEnd::Kind::Failed, launch.error()};
@@ -89,7 +93,7 @@ JobEnd runTransform(const TransformJob& transform, const AgentJob& job) {
         return {edits ? JobEnd::Kind::Status : JobEnd::Kind::Text, result};
     if (edits && !result.isEmpty())
         return {JobEnd::Kind::Failed, oneLine(result)};
-    return {JobEnd::Kind::Failed, withReason(QStringLiteral("transform failed — selection untouched"), run)};
+    return {JobEnd::Kind::Failed, withReason(FAILED, run)};
 }
 
 } // namespace ovalin

@@ -135,14 +135,18 @@ TEST_F(Jobs, ASelectionOfAnySizeAndContentGoesInAndComesOut) {
 }
 
 TEST_F(Jobs, WhatCannotBeLaunchedSaysSo) {
-    const JobEnd launch{Kind::Failed, QStringLiteral("transform launch failed")};
-    script(ReplaceTarget::Plain, "cat");
+    script(ReplaceTarget::Plain, "print ${#OVALIN_INSTRUCTION}");
     installAgent();
-    const QString large(128 * 1024, u'x'); // more than the system takes for one variable
-    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x"), large), launch);
-    EXPECT_EQ(runInsert({large, in("Editor")}, job).text, QStringLiteral("generation launch failed"));
+    const QString longest(130'000, u'x'), tooLong = longest + u'x'; // more is refused by the system
+    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x"), longest), text("130000"));
+    EXPECT_EQ(transform(ReplaceTarget::Web, QStringLiteral("x"), longest).kind, Kind::Status) << "by the agent itself";
+    EXPECT_EQ(runInsert({longest, in("Editor")}, job).kind, Kind::Text);
+    const QString reason = QStringLiteral(": the instruction is too long");
+    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x"), tooLong).text, UNTOUCHED.text + reason);
+    EXPECT_EQ(runInsert({tooLong, in("Editor")}, job).text, NOTHING_INSERTED.text + reason);
     setShellPath(QStringLiteral("/no/such/shell"));
-    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x")), launch);
+    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x")).text, QStringLiteral("transform launch failed"));
+    EXPECT_EQ(runInsert({QStringLiteral("x"), in("Editor")}, job).text, QStringLiteral("generation launch failed"));
 }
 
 TEST_F(Jobs, TheEndOfTheProgramEndsAHangingChild) {
