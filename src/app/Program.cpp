@@ -27,6 +27,8 @@ void Program::end() {
     ends.request_stop();
     submissions.reset();
     routedRequests.reset(); // finalises what still waits for its screenshot
+    askHistory.saveAgain();
+    promptHistory.saveAgain();
 }
 
 } // namespace ovalin

@@ -58,6 +58,14 @@ void add(Entries& entries, const PromptHistory::Entry& newest) {
         entries.resize(MOST_ENTRIES);
 }
 
+void appendMissing(Entries& entries, const Entries& more) {
+    for (const auto& entry : more) {
+        const auto isSame = [&](const PromptHistory::Entry& other) { return other.text == entry.text; };
+        if (std::none_of(entries.begin(), entries.end(), isSame))
+            entries.append(entry);
+    }
+}
+
 /// Reads, changes and replaces the file.
 FileResult<Entries> update(const QString& path, const std::function<bool(Entries&)>& change) {
     auto entries = readOrSetAside(path, QStringLiteral("past prompts"), parse);
@@ -65,7 +73,7 @@ FileResult<Entries> update(const QString& path, const std::function<bool(Entries
         const auto replaced =
             ensureFolder(QFileInfo(path).path()).and_then([&] { return replaceFile(path, bytesOf(*entries)); });
         if (!replaced)
-            return tl::unexpected(replaced.error());
+            entries = tl::unexpected(replaced.error());
     }
     if (!entries)
         logLine(QStringLiteral("Ovalin: past prompts are left as they are — ") + entries.error());
@@ -88,13 +96,7 @@ void PromptHistory::load() {
         [file = path, now = dispatch.wallClock()] {
             return update(file, [&](Entries& stored) { return forgetOld(stored, now); }).value_or(Entries());
         },
-        [this](const Entries& stored) {
-            for (const Entry& entry : stored) {
-                const auto isSame = [&](const Entry& other) { return other.text == entry.text; };
-                if (std::none_of(entries.begin(), entries.end(), isSame))
-                    entries.append(entry);
-            }
-        });
+        [this](const Entries& stored) { appendMissing(entries, stored); });
 }
 
 void PromptHistory::remember(const QString& text) {
@@ -103,11 +105,21 @@ void PromptHistory::remember(const QString& text) {
     const Entry newest{text, dispatch.wallClock()};
     add(entries, newest);
     at = -1;
-    dispatch.run(Queue::Files, [file = path, newest] {
-        std::ignore = update(file, [&](Entries& stored) {
-            add(stored, newest);
-            return true;
-        });
+    save(Save::Always);
+}
+
+void PromptHistory::save(Save when) {
+    // All of them: the last ones may have found no room.
+    dispatch.run(Queue::Files, [when, file = path, all = entries, now = dispatch.wallClock(), saved = saved] {
+        if (when == Save::IfItFailed && *saved)
+            return;
+        *saved = update(file, [&](Entries& stored) {
+                     Entries both = all;
+                     appendMissing(both, stored);
+                     forgetOld(both, now);
+                     stored = both.mid(0, MOST_ENTRIES);
+                     return true;
+                 }).has_value();
     });
 }
 

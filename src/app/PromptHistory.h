@@ -5,12 +5,14 @@
 #include <QList>
 #include <QObject>
 
+#include <memory>
 #include <optional>
 
 namespace ovalin {
 
 /// What stood in the prompt, sent or not: the last 50, each for 30 days, in a private file. Main thread; the file is
-/// read and replaced on the file queue. One that cannot be read is left as it is.
+/// read and replaced on the file queue. One that cannot be read is left as it is, and what could not be written goes
+/// along with the next, or is tried again at the end.
 class PromptHistory final : public QObject {
 public:
     enum class Step { Older, Newer };
@@ -30,6 +32,9 @@ public:
     /// Keeps a text as the newest one; blank ones are none.
     void remember(const QString& text);
 
+    /// Tries again to write what could not be written: at the end of the program, before the file work is waited for.
+    void saveAgain() { save(Save::IfItFailed); }
+
     /// The next step begins at the newest again.
     void rewind() { at = -1; }
 
@@ -38,10 +43,14 @@ public:
     [[nodiscard]] std::optional<QString> recall(Step step, const QString& current);
 
 private:
+    enum class Save { Always, IfItFailed };
+    void save(Save when);
+
     Dispatch& dispatch;
     const QString path;
-    QList<Entry> entries; ///< newest first
-    qsizetype at = -1;    ///< the entry in the prompt
+    const std::shared_ptr<bool> saved = std::make_shared<bool>(true); ///< on the file queue alone
+    QList<Entry> entries;                                             ///< newest first
+    qsizetype at = -1;                                                ///< the entry in the prompt
 };
 
 } // namespace ovalin

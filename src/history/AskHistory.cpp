@@ -8,6 +8,8 @@
 
 #include <QFileInfo>
 
+#include <deque>
+
 namespace ovalin {
 
 namespace {
@@ -20,22 +22,50 @@ FileResult<AskHistoryEntries> parse(const QByteArray& bytes) {
     return parseAskHistory(bytes);
 }
 
-/// Reads, changes and replaces the file; `change` tells whether there is anything to write.
-void updateHistory(const QString& path, const std::function<bool(AskHistoryEntries&)>& change) {
-    auto entries = readOrSetAside(path, QStringLiteral("past conversations"), parse);
-    if (!entries) { // better a turn lost than a file
-        logLine(QStringLiteral("Ovalin: past conversations are left as they are — ") + entries.error());
-        return;
-    }
-    if (change(*entries) && ensureFolder(QFileInfo(path).path()))
-        (void)replaceFile(path, askHistoryBytes(*entries));
-}
+/// Tells whether there is anything to write.
+using Change = std::function<bool(AskHistoryEntries&)>;
+
+constexpr size_t MOST_WAITING = 200;
 
 } // namespace
 
+/// The file, and the changes that are not in it yet. On the file queue alone.
+struct AskHistory::Store {
+    const QString path;
+    std::deque<Change> waiting;
+
+    void update(Change change) {
+        waiting.push_back(std::move(change));
+        if (waiting.size() > MOST_WAITING)
+            waiting.pop_front();
+        writeWaiting();
+    }
+    void writeWaiting() {
+        auto entries = readOrSetAside(path, QStringLiteral("past conversations"), parse);
+        const auto written = entries ? write(*entries) : tl::unexpected(entries.error());
+        if (written)
+            waiting.clear();
+        else
+            logLine(QStringLiteral("Ovalin: past conversations are left as they are — ") + written.error());
+    }
+    FileResult<void> write(AskHistoryEntries& entries) {
+        if (!apply(entries))
+            return {};
+        return ensureFolder(QFileInfo(path).path()).and_then([&] {
+            return replaceFile(path, askHistoryBytes(entries));
+        });
+    }
+    bool apply(AskHistoryEntries& entries) {
+        bool changed = false;
+        for (const Change& change : waiting)
+            changed |= change(entries);
+        return changed;
+    }
+};
+
 AskHistory::AskHistory(Dispatch& theDispatch, QString path, AgentSearch agentSearch, std::stop_token stop)
     : dispatch(theDispatch)
-    , askHistoryPath(std::move(path))
+    , store(std::make_shared<Store>(Store{std::move(path), {}}))
     , search(std::move(agentSearch))
     , programEnds(std::move(stop)) {}
 
@@ -48,13 +78,13 @@ void AskHistory::persistAskTurn(const AskTurn& turn) {
         return;
     dispatch.inBackground(
         Queue::Files, this,
-        [path = askHistoryPath, turn, now = dispatch.wallClock()] {
-            Stored stored = Stored::Updated;
-            updateHistory(path, [&](AskHistoryEntries& entries) {
-                stored = storeTurn(entries, turn, now);
+        [store = store, turn, now = dispatch.wallClock()] {
+            const auto stored = std::make_shared<Stored>(Stored::Updated);
+            store->update([stored, turn, now](AskHistoryEntries& entries) {
+                *stored = storeTurn(entries, turn, now);
                 return true;
             });
-            return stored;
+            return *stored;
         },
         [this, sid = turn.sessionId, question = turn.opening()](Stored stored) {
             if (stored == Stored::Created)
@@ -62,9 +92,16 @@ void AskHistory::persistAskTurn(const AskTurn& turn) {
         });
 }
 
+void AskHistory::saveAgain() {
+    dispatch.run(Queue::Files, [store = store] {
+        if (!store->waiting.empty())
+            store->writeWaiting();
+    });
+}
+
 void AskHistory::evictAskHistory(const QString& id) {
-    dispatch.run(Queue::Files, [path = askHistoryPath, id] {
-        updateHistory(path, [&](AskHistoryEntries& entries) {
+    dispatch.run(Queue::Files, [store = store, id] {
+        store->update([id](AskHistoryEntries& entries) {
             removeEntries(entries, id);
             return true;
         });
@@ -74,10 +111,12 @@ void AskHistory::evictAskHistory(const QString& id) {
 void AskHistory::loadAskHistory(QObject* context, std::function<void(const AskHistoryEntries&)> done) {
     dispatch.inBackground(
         Queue::Files, context,
-        [path = askHistoryPath] {
-            return readWholeFile(path)
-                .and_then([](const FileContents& file) { return parse(file.bytes); })
-                .value_or(AskHistoryEntries());
+        [store = store] {
+            auto entries = readWholeFile(store->path)
+                               .and_then([](const FileContents& file) { return parse(file.bytes); })
+                               .value_or(AskHistoryEntries());
+            store->apply(entries);
+            return entries;
         },
         [done = std::move(done)](const AskHistoryEntries& entries) { done(entries); });
 }
@@ -89,8 +128,8 @@ void AskHistory::generateAskTitle(const QString& sid, const QString& question) {
         [this, sid](const std::optional<QString>& title) {
             if (!title)
                 return;
-            dispatch.run(Queue::Files, [path = askHistoryPath, sid, title = *title] {
-                updateHistory(path, [&](AskHistoryEntries& entries) { return setTitle(entries, sid, title); });
+            dispatch.run(Queue::Files, [store = store, sid, title = *title] {
+                store->update([sid, title](AskHistoryEntries& entries) { return setTitle(entries, sid, title); });
             });
         });
 }

@@ -8,14 +8,15 @@
 #include <QObject>
 
 #include <functional>
+#include <memory>
 #include <stop_token>
 
 namespace ovalin {
 
 /// The one owner of the file of past conversations. Main thread, and every call returns at once: the file is read and
-/// replaced whole on the file queue, in the order of the calls. What cannot be read is an empty history, what cannot be
-/// written is left, both without a word; but a file that is there and is no history is set aside under a new name
-/// before another takes its place.
+/// replaced whole on the file queue, in the order of the calls. What cannot be read is an empty history. What cannot be
+/// written waits and is tried again with the next call and at the end. A file that is there and is no history is set
+/// aside under a new name before another takes its place.
 class AskHistory final : public QObject {
 public:
     /// `programEnds` ends the agent that is making a title.
@@ -26,6 +27,9 @@ public:
 
     /// Stores one turn, unless it has no session or no question. For a new conversation a title is asked for.
     void persistAskTurn(const AskTurn& turn);
+
+    /// Tries again to write what could not be written: at the end of the program, before the file work is waited for.
+    void saveAgain();
 
     /// Forgets a conversation.
     void evictAskHistory(const QString& id);
@@ -39,8 +43,10 @@ public:
     void generateAskTitle(const QString& sid, const QString& question);
 
 private:
+    struct Store;
+
     Dispatch& dispatch;
-    const QString askHistoryPath;
+    const std::shared_ptr<Store> store;
     const AgentSearch search;
     const std::stop_token programEnds;
 };

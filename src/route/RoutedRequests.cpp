@@ -143,6 +143,9 @@ RoutedRequests::RoutedRequests(Dispatch& theDispatch, const Paths& paths, const 
 
 RoutedRequests::~RoutedRequests() {
     delivery->closing = true;
+    for (const Undelivered& request : std::as_const(waitingForUser)) { // there may be room by now
+        dispatch.run(Queue::Files, [folders = delivery->keptFolders, request] { keepUndelivered(folders, request); });
+    }
     finalizePending({});
 }
 
@@ -245,8 +248,8 @@ void RoutedRequests::takeBack(const Undelivered& request, bool kept) {
     });
     waitingForUser.insert(later, request);
     const QString where = kept ? QStringLiteral(" is kept, and stands in the panel when you open it.")
-                               : QStringLiteral(" stands in the panel when you open it, but is lost when Ovalin ends: "
-                                                "there is nowhere to keep it.");
+                               : QStringLiteral(" stands in the panel when you open it, but is lost when Ovalin ends "
+                                                "unless there is room for it by then.");
     QString reason = request.reason;
     reason[0] = reason[0].toUpper();
     tell({QStringLiteral("Ovalin could not hand over your request"),

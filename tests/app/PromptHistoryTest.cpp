@@ -81,11 +81,17 @@ TEST_F(PromptHistoryTest, FiftyStayForThirtyDaysInAPrivateFile) {
 
 TEST_F(PromptHistoryTest, WhatCannotBeReadIsLeftAndWhatIsDamagedIsSetAside) {
     loaded()->remember(u"kept"_s);
-    {
-        const DescriptorLimit none(0);
-        loaded()->remember(u"not kept"_s);
+    for (const char* again : {"said later", ""}) { // with the next, or at the end
+        auto history = loaded();
+        {
+            const DescriptorLimit none(0);
+            history->remember(u"kept aside"_s + QLatin1String(again));
+        }
+        EXPECT_FALSE(readFile(path).contains("kept aside" + QByteArray(again) + '"'));
+        history->remember(QLatin1String(again));
+        history->saveAgain();
     }
-    EXPECT_EQ(walked(*loaded()), QStringList{u"kept"_s});
+    EXPECT_EQ(walked(*loaded()), (QStringList{u"kept aside"_s, u"said later"_s, u"kept asidesaid later"_s, u"kept"_s}));
     EXPECT_EQ(log.count(u"Ovalin: past prompts are left as they are — "_s), 2);
     writeFile(path, "{\"prompts\": [");
     loaded()->remember(u"new"_s);

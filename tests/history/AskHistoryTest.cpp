@@ -122,13 +122,20 @@ TEST_F(AskHistoryTest, WhatCannotBeReadStaysWhereItIs) {
     EXPECT_TRUE(log[0].endsWith(QStringLiteral("Is a directory"))) << log[0].toStdString();
 }
 
-TEST_F(AskHistoryTest, AFolderThatCannotBeWrittenLosesNoMoreThanTheTurn) {
-    writeFile(folder.filePath(QStringLiteral("CLAUDE")), "a file where the folder should be");
+TEST_F(AskHistoryTest, WhatCannotBeWrittenIsListedAndTriedAgainAtTheEnd) {
+    const QString folderName = folder.filePath(QStringLiteral("CLAUDE"));
+    writeFile(folderName, "a file where the folder should be");
     store(QStringLiteral("a"));
-    history.evictAskHistory(QStringLiteral("a"));
+    qsizetype listed = 0;
+    history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { listed = all.size(); });
     settle();
-    EXPECT_EQ(readFile(folder.filePath(QStringLiteral("CLAUDE"))), "a file where the folder should be");
-    EXPECT_EQ(log, QStringList());
+    EXPECT_EQ(listed, 1);
+    EXPECT_EQ(readFile(folderName), "a file where the folder should be");
+    EXPECT_EQ(log.size(), 1);
+    QFile::remove(folderName);
+    history.saveAgain();
+    settle();
+    EXPECT_EQ(stored().size(), 1);
 }
 
 TEST_F(AskHistoryTest, TheTitleOfANewConversationComesLater) {

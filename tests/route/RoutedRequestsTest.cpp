@@ -186,6 +186,9 @@ TEST_F(DoRequest, OnlyWhatIsTrueIsPromised) {
     dispatch.runMain();
     EXPECT_EQ(requests->undelivered().size(), 1);
     EXPECT_TRUE(news.at(0).body.contains(QStringLiteral("lost when Ovalin ends"))) << news.at(0).body.toStdString();
+    QFile::remove(undeliveredFolders(paths.systemDir, paths.runtimeDir).last());
+    startAgain();
+    EXPECT_EQ(requests->undelivered().size(), 1) << "there was room at the end";
 }
 
 TEST_F(DoRequest, AMissingAgentIsToldAndTheRequestStaysInTheQueueForTheNextStart) {
