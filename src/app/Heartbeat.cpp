@@ -16,14 +16,12 @@ Heartbeat::Heartbeat(Dispatch& theDispatch, const QString& heartbeatFile, QObjec
     : QObject(parent)
     , dispatch(theDispatch)
     , file(heartbeatFile) {
-    timer.setTimerType(Qt::CoarseTimer);
-    timer.callOnTimeout(this, [this] { beat(); });
-    timer.start(std::chrono::minutes(1));
     beat();
 }
 
 void Heartbeat::beat() {
     dispatch.run(Queue::Utility, [path = file, now = dispatch.wallClock()] { writeHeartbeat(path, now); });
+    dispatch.after(std::chrono::minutes(1), this, [this] { beat(); });
 }
 
 } // namespace ovalin

@@ -4,7 +4,6 @@
 
 #include <QObject>
 #include <QString>
-#include <QTimer>
 
 namespace ovalin {
 
@@ -23,7 +22,6 @@ private:
 
     Dispatch& dispatch;
     const QString file;
-    QTimer timer;
 };
 
 } // namespace ovalin

@@ -11,7 +11,7 @@
 
 using namespace ovalin;
 
-TEST(Heartbeat, HoldsTheSecondsAloneAndFollowsNoPlantedLink) {
+TEST(Heartbeat, HoldsTheSecondsAloneEachMinuteAndFollowsNoPlantedLink) {
     QTemporaryDir folder;
     FakeDispatch dispatch;
     const QString file = folder.filePath(QStringLiteral("beat"));
@@ -20,7 +20,11 @@ TEST(Heartbeat, HoldsTheSecondsAloneAndFollowsNoPlantedLink) {
     QFile::link(victim, file);
     dispatch.wall = dispatch.wall.addMSecs(999);
     const Heartbeat heartbeat(dispatch, file);
-    EXPECT_EQ(readFile(file), QByteArray::number(dispatch.wall.toSecsSinceEpoch()));
+    for (int beat = 0; beat < 3; ++beat) {
+        EXPECT_EQ(readFile(file), QByteArray::number(dispatch.wall.toSecsSinceEpoch()));
+        dispatch.wall = dispatch.wall.addSecs(60);
+        dispatch.advance(60);
+    }
     EXPECT_EQ(readFile(victim), "mine");
     EXPECT_FALSE(QFileInfo(file).isSymLink());
     // Others may watch it; and where it cannot be written nothing happens.
