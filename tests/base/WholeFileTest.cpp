@@ -10,7 +10,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <csignal>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -159,28 +158,6 @@ TEST_F(WholeFile, AnEditThatCameBetweenStands) {
     EXPECT_EQ(replaceIfUnchanged(file, theirs, "ours"), Replaced::Changed) << "it was removed";
     EXPECT_EQ(replaceIfUnchanged(file, {}, "new"), Replaced::Done);
     EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")});
-}
-
-TEST_F(WholeFile, AReaderNeverSeesHalfAFile) {
-    const QByteArray versions[] = {QByteArray(300000, 'a'), QByteArray(200001, 'b')};
-    ASSERT_TRUE(replaceFile(file, versions[0]));
-    std::atomic<bool> stop = false;
-    std::atomic<int> reads = 0, torn = 0;
-    std::thread reader([&] {
-        while (!stop) {
-            const QByteArray seen = readFile(file);
-            ++reads;
-            if (seen != versions[0] && seen != versions[1])
-                ++torn;
-        }
-    });
-    for (int i = 1; i < 60 || reads < 60; ++i) {
-        const FileContents before = *readWholeFile(file);
-        ASSERT_EQ(replaceIfUnchanged(file, before, versions[i % 2]), Replaced::Done);
-    }
-    stop = true;
-    reader.join();
-    EXPECT_EQ(torn, 0);
 }
 
 TEST_F(WholeFile, SettingAsideTakesAFreeNameAndOnlyTheFileThatWasSeen) {

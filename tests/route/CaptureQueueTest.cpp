@@ -61,12 +61,3 @@ TEST_F(CaptureQueue, EveryTextArrivesUnchanged) {
     const QJsonObject read = QJsonDocument::fromJson(readFile(*file)).object();
     EXPECT_TRUE(read[QStringLiteral("prompt")].toString() == words);
 }
-
-TEST_F(CaptureQueue, AFileInPlaceOfAFolderIsAnError) {
-    writeFile(paths.systemDir, "a file");
-    storeScreenshot(paths.queueDir, shown, {QByteArrayLiteral("png"), {}});
-    EXPECT_EQ(shown.screenshot, std::nullopt);
-    const auto file = writeQueueFile(paths.queueDir, shown);
-    ASSERT_FALSE(file);
-    EXPECT_TRUE(file.error().contains(QStringLiteral("Not a directory"))) << file.error().toStdString();
-}

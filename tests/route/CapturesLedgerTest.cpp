@@ -235,17 +235,6 @@ TEST_F(CapturesLedger, AFailureLeavesTheLedgerAsItWas) {
     EXPECT_TRUE(appended.error().contains(QStringLiteral("File too large"))) << appended.error().toStdString();
     EXPECT_EQ(readFile(file), ledgerOf(300));
     EXPECT_EQ(names(), QStringList{QStringLiteral("captures.json")});
-    QDir(paths.systemDir).removeRecursively();
-    writeFile(paths.systemDir, "a file");
-    EXPECT_FALSE(append(QStringLiteral("new")));
-}
-
-TEST_F(CapturesLedger, AVeryLargeLedgerIsAppendedTo) {
-    QJsonObject large{{QStringLiteral("notes"), QString(50 << 20, QLatin1Char('n'))}};
-    writeOld(QJsonDocument(large).toJson());
-    ASSERT_TRUE(append(QStringLiteral("new")));
-    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("new")});
-    EXPECT_EQ(ledger()[QStringLiteral("notes")].toString().size(), 50 << 20);
 }
 
 TEST_F(CapturesLedger, NothingIsLostBetweenUsAndAnEditorOfTheSameFile) {

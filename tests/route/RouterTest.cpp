@@ -26,17 +26,6 @@ struct Router : RouteFolder {
 
 } // namespace
 
-TEST_F(Router, TheLinesReadAsAgreed) {
-    EXPECT_EQ(routerScriptLine(QStringLiteral("/h/r.sh"), QStringLiteral("/q/a.json"), QStringLiteral("/l/r.log")),
-              QStringLiteral("mkdir -p \"$HOME/.claude/logs\"; nohup '/h/r.sh' '/q/a.json' >> '/l/r.log' 2>&1 &"));
-    const QString line =
-        routerAgentLine(QStringLiteral("/h/claude"), QStringLiteral("/q/a.json"), QStringLiteral("/l/r.log"));
-    EXPECT_TRUE(
-        line.startsWith(QStringLiteral("mkdir -p \"$HOME/.claude/logs\"; nohup '/h/claude' -p 'Read the JSON file ")));
-    EXPECT_TRUE(line.endsWith(QStringLiteral(
-        "result.summary.\n\nQueue file: /q/a.json' --permission-mode bypassPermissions >> '/l/r.log' 2>&1 &")));
-}
-
 TEST_F(Router, EveryPathAndTheInstructionsReachTheAgentUnchanged) {
     const QString odd = QStringLiteral("/it's a \"home\" $(touch x) `id`\\/claude");
     EXPECT_EQ(wordsOf(routerScriptLine(odd, odd, odd)), (QStringList{odd, odd}));

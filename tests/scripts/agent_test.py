@@ -50,7 +50,9 @@ class TransformTest(ScriptTest):
                                        ("-p --help", "-p"), ("$(touch pwned)", "ü"), ("y" * 10_000_000, "shorten it"),
                                        ("/cost of living rises", "/clear"), ("see @%s." % secret, "@" + secret)]:
             self.assertEqual(self.transform(selection, instruction), (0, "Dear " + selection + "\n"))
-            self.assertIn("asks: %s. Output" % instruction, self.agent_log("start")[-1]["argv"][-1])
+            argv = self.agent_log("start")[-1]["argv"]
+            self.assertIn("asks: %s. Output" % instruction, argv[-1])
+            self.assertEqual(argv[:-1], ["-p", "--settings", '{"permissions":{"deny":["Read"]}}', "--append-system-prompt"])
         self.assertEqual(self.transform(b"a\0b\xff")[1], "Dear a\0b\ufffd\n")
         self.assertEqual(self.agent_log("read"), [])
         self.assertFalse(os.path.exists(self.path("pwned")))
@@ -104,9 +106,11 @@ class ChatTest(ScriptTest):
         self.assertEqual([line["result"] for line in lines if line["type"] == "result"],
                          ["Echo: one 'a' $(touch pwned)", "Echo: two"])
         start = self.agent_log("start")[0]
-        self.assertEqual(start["argv"][:8], ["-p", "--input-format", "stream-json", "--output-format", "stream-json",
-                                             "--include-partial-messages", "--verbose", "--effort"])
-        self.assertNotIn("--resume", start["argv"])
+        persona = start["argv"].pop(-3)
+        self.assertTrue(persona.startswith("You are the assistant behind Ovalin"))
+        self.assertEqual(" ".join(start["argv"]), "-p --input-format stream-json --output-format stream-json "
+                         "--include-partial-messages --verbose --effort low --tools WebFetch WebSearch Read Bash Edit "
+                         "Write Grep Glob --append-system-prompt --permission-mode bypassPermissions")
         session = lines[0]["session_id"]
         self.assertEqual(self.chat("more", OVALIN_ASK_RESUME=session)[1][-1]["session_id"], session)
         self.assertEqual(self.chat("more", OVALIN_ASK_RESUME=SESSION)[0], 1, "an unknown session")

@@ -20,7 +20,7 @@ REQUEST = {"id": "cap-1-00ff", "ts": "2026-11-16T19:30:00Z", "text": "it's $(tou
 OBEDIENT = """#!/bin/sh
 queue_file=${2##*Queue file: }
 ~/.claude/bin/ovalin-ledger set "$(basename "$queue_file" .json)" ready "it's $(date +%Y | tr 0-9 d) \\"done\\""
-echo "argument 3: $3"
+shift 2; echo "then: $*"
 """
 
 
@@ -44,7 +44,7 @@ class RouterTest(ScriptTest):
 
     def test_a_request_that_the_agent_has_done(self):
         self.install_agent(OBEDIENT)
-        self.assertEqual(self.route(), (0, "argument 3: --permission-mode\n"
+        self.assertEqual(self.route(), (0, "then: --permission-mode bypassPermissions\n"
                                           "capture-router: cap-1-00ff ready: it's dddd \"done\"\n"))
         self.assertEqual(self.entry(), {**REQUEST, "status": "ready", "result": {"summary": "it's dddd \"done\""}})
         self.assertEqual(json.loads(self.read(LEDGER))["own"], 1)
@@ -99,7 +99,7 @@ class RouterTest(ScriptTest):
         status, output = self.route()
         self.assertEqual((status, os.listdir(self.path(QUEUE))), (0, ["processed"]))
         for said in (output, self.read("notices").decode().replace("\\", "")):
-            self.assertIn('dddd "done" (the agent failed: argument 3: --permission-mode)', said)
+            self.assertIn('dddd "done" (the agent failed: then: --permission-mode bypassPermissions)', said)
 
 
     def test_the_log_grows_while_the_agent_works_and_is_private(self):
@@ -169,6 +169,7 @@ class LedgerTest(ScriptTest):
             runs = list(pool.map(lambda n: self.set("id-%d" % n, "ready", "n"), range(24)))
         self.assertEqual(set(runs), {(0, "")})
         recorded = {item["id"] for item in json.loads(self.read(LEDGER))["items"]}
+        self.assertTrue(self.read(LEDGER).startswith(b'{\n    "items": [\n        {\n            "id": '), "people read it")
         self.assertEqual(recorded, {"id-%d" % n for n in range(24)})
         self.assertEqual(sorted(os.listdir(self.path("CLAUDE/system"))), ["captures.json", "captures.json.lock"])
 
