@@ -15,10 +15,15 @@ namespace {
 
 const QString BINARY = QStringLiteral(OVALIN_BINARY);
 
+TestDesk::Options withOddHome(TestDesk::Options options) {
+    options.folderName = QStringLiteral("-it's a \"home\" ");
+    return options;
+}
+
 } // namespace
 
 OvalinDesk::OvalinDesk(const Options& options)
-    : TestDesk(options) {
+    : TestDesk(withOddHome(options)) {
     // The first opening's help card is a test of its own.
     writeFile(path(QStringLiteral(".config/ovalin/ovalin.conf")),
               "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true\n");

@@ -36,7 +36,8 @@ QByteArray firstLine(QProcess& process, double seconds) {
 
 } // namespace
 
-TestDesk::TestDesk(const Options& options) {
+TestDesk::TestDesk(const Options& options)
+    : folder(QDir::tempPath() + QLatin1Char('/') + options.folderName + QStringLiteral("XXXXXX")) {
     QDir(folder.path()).mkpath(QStringLiteral("run"));
     QFile::setPermissions(path(QStringLiteral("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     for (const char* name : {"PATH", "LANG", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS"}) {

@@ -21,6 +21,7 @@ public:
         bool sessionBus = true;
         QString screen = QStringLiteral("1280x800x24");
         QStringList serverArguments;
+        QString folderName = QStringLiteral("desk"); ///< of HOME; six letters follow
     };
 
     explicit TestDesk(const Options& options);
