@@ -158,6 +158,27 @@ TEST_F(Hold, GoesToALockerWithTheScreenSaverAndComesBackWithoutOne) {
     EXPECT_FALSE(hold.held());
 }
 
+// It may be a locker that shows before it asks for the keyboard.
+TEST_F(Hold, EndsUnderAWindowThatCoversThePanelAndComesBackAfterIt) {
+    const struct {
+        QSize size;
+        bool covers;
+    } rows[] = {{{3000, 3000}, true}, {{50, 50}, false}};
+    for (const auto& row : rows) {
+        PanelWindow panel;
+        hold.take(static_cast<quint32>(panel.winId()));
+        typed(panel, "a", "a");
+        const quint32 cover = other.showUnmanaged(row.size);
+        if (row.covers)
+            EXPECT_TRUE(waitUntil([&] { return !hold.held(); }));
+        tap("b");
+        other.hide(cover);
+        EXPECT_TRUE(waitUntil([&] { return hold.held(); }));
+        typed(panel, "c", row.covers ? "ac" : "abc");
+        hold.letGo();
+    }
+}
+
 TEST_F(Hold, IsTakenAgainAfterAPopupClosed) {
     PanelWindow panel;
     hold.take(static_cast<quint32>(panel.winId()));

@@ -54,6 +54,20 @@ void OtherClient::ungrabKeyboard() {
     std::free(xcb_request_check(connection, xcb_ungrab_keyboard_checked(connection, XCB_CURRENT_TIME)));
 }
 
+quint32 OtherClient::showUnmanaged(QSize size) {
+    const quint32 window = xcb_generate_id(connection), unmanaged = 1;
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+    xcb_create_window(connection, XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, static_cast<uint16_t>(size.width()),
+                      static_cast<uint16_t>(size.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_OVERRIDE_REDIRECT, &unmanaged);
+    std::free(xcb_request_check(connection, xcb_map_window_checked(connection, window)));
+    return window;
+}
+
+void OtherClient::hide(quint32 window) {
+    std::free(xcb_request_check(connection, xcb_destroy_window_checked(connection, window)));
+}
+
 void OtherClient::finger(quint8 key, bool down) {
     const quint8 first = xcb_get_extension_data(connection, &xcb_input_id)->first_event;
     const auto type = static_cast<uint8_t>(first + (down ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE));

@@ -28,6 +28,10 @@ public:
     bool grabKeyboard();
     void ungrabKeyboard();
 
+    /// A window in the upper left corner that no window manager sees.
+    quint32 showUnmanaged(QSize size);
+    void hide(quint32 window);
+
     /// The key of the keyboard device itself, not of XTEST's own device: as if a finger pressed it.
     void finger(quint8 key, bool down);
     /// Whether the server believes the key to be down.

@@ -17,5 +17,7 @@ namespace ovalin {
 /// Asks for further events (XCB_EVENT_MASK_…) of a window for native event filters; the mask belongs to the connection,
 /// and others have theirs in there. One round trip.
 void addWindowEvents(xcb_connection_t* connection, unsigned window, unsigned events);
+/// No longer asks for them; nobody else may want them.
+void dropWindowEvents(xcb_connection_t* connection, unsigned window, unsigned events);
 
 } // namespace ovalin

@@ -4,6 +4,7 @@
 #include "platform/x11/XReply.h"
 
 #include <QCoreApplication>
+#include <QRect>
 #include <qpa/qwindowsysteminterface.h>
 
 #include <algorithm>
@@ -27,6 +28,10 @@ quint32 focusNow() {
     const XReply<xcb_get_input_focus_reply_t> reply(
         xcb_get_input_focus_reply(qtConnection(), xcb_get_input_focus(qtConnection()), nullptr));
     return reply ? reply->focus : quint32{XCB_INPUT_FOCUS_POINTER_ROOT};
+}
+
+QRect frameOf(const xcb_get_geometry_reply_t& geometry) {
+    return {geometry.x, geometry.y, geometry.width, geometry.height};
 }
 
 std::bitset<256> keysNow() {
@@ -68,13 +73,40 @@ void X11KeyboardHold::watchScreenSaver() {
 // A locker may start with the saver. One that did has the keyboard when it ends; else the panel is typed into again.
 void X11KeyboardHold::screenSaver(bool on) {
     if (on && wanted) {
-        const quint32 window = wanted;
-        letGo();
-        lent = window;
+        lend();
     } else if (!on && lent) {
         wanted = std::exchange(lent, 0);
+        cover = 0;
         begin(Refusal::Silent);
     }
+}
+
+void X11KeyboardHold::lend() {
+    const quint32 window = wanted;
+    letGo();
+    lent = window;
+    watchForCovers();
+}
+
+void X11KeyboardHold::watchForCovers() {
+    xcb_connection_t* connection = qtConnection();
+    const bool needed = wanted || lent;
+    if (!connection || std::exchange(watching, needed) == needed)
+        return;
+    (needed ? addWindowEvents : dropWindowEvents)(connection, rootWindow(connection),
+                                                  XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY);
+}
+
+// Some lockers show their window before they try to get the keyboard: what is typed then is a password, and not for us.
+void X11KeyboardHold::windowMapped(quint32 window) {
+    xcb_connection_t* connection = qtConnection();
+    const auto askOther = xcb_get_geometry(connection, window), askOurs = xcb_get_geometry(connection, wanted);
+    const XReply<xcb_get_geometry_reply_t> other(xcb_get_geometry_reply(connection, askOther, nullptr));
+    const XReply<xcb_get_geometry_reply_t> ours(xcb_get_geometry_reply(connection, askOurs, nullptr));
+    if (!other || !ours || !frameOf(*other).contains(frameOf(*ours)) || window == wanted)
+        return;
+    lend();
+    cover = window;
 }
 
 void X11KeyboardHold::take(quint32 window) {
@@ -82,6 +114,7 @@ void X11KeyboardHold::take(quint32 window) {
     lent = 0;
     restartIdleClock();
     begin(Refusal::Tell);
+    dispatch.after(std::chrono::milliseconds(0), &context, [this] { watchForCovers(); }); // not in the opening's way
 }
 
 void X11KeyboardHold::retake() {
@@ -164,9 +197,11 @@ void X11KeyboardHold::letGo() {
     giveFocusBack();
     wanted = 0;
     lent = 0;
+    cover = 0;
     attempting = false;
     ++currentSeries;
     grab.release();
+    watchForCovers();
     setTold(held());
 }
 
@@ -207,12 +242,22 @@ bool X11KeyboardHold::nativeEventFilter(const QByteArray&, void* message, qintpt
     const auto* event = static_cast<const xcb_generic_event_t*>(message);
     if (saverEvent && event->response_type == saverEvent)
         screenSaver(reinterpret_cast<const xcb_screensaver_notify_event_t*>(event)->state != XCB_SCREENSAVER_STATE_OFF);
+    if (cover && event->response_type == XCB_UNMAP_NOTIFY &&
+        reinterpret_cast<const xcb_unmap_notify_event_t*>(event)->window == cover)
+        screenSaver(false);
     // Qt queues that the panel has the focus, and asks its input context about a key at once: a dead key read together
     // with the grab's focus event would meet no field to compose for, and its accent be lost.
     if (event->response_type == XCB_KEY_PRESS)
         QWindowSystemInterface::flushWindowSystemEvents();
     if (!wanted)
         return false;
+    if (event->response_type == XCB_MAP_NOTIFY) {
+        const auto* mapped = reinterpret_cast<const xcb_map_notify_event_t*>(event);
+        if (mapped->override_redirect && mapped->event == rootWindow(qtConnection()))
+            windowMapped(mapped->window);
+        if (!wanted)
+            return false;
+    }
     if (event->response_type == XCB_KEY_PRESS) {
         pressedKeys.set(static_cast<const xcb_key_press_event_t*>(message)->detail);
         lastKey = dispatch.now();

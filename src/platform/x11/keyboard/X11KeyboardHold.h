@@ -48,6 +48,9 @@ private:
     void endHeldKeys();
     void watchScreenSaver();
     void screenSaver(bool on);
+    void lend();
+    void watchForCovers();
+    void windowMapped(quint32 window);
     void takeFocus(quint32 window);
     void giveFocusBack();
     void restartIdleClock();
@@ -57,7 +60,9 @@ private:
     Dispatch& dispatch;
     KeyboardGrab grab;
     quint32 wanted = 0;
-    quint32 lent = 0; // the window that is to have the keyboard again when the screen saver ends
+    quint32 lent = 0;  // the window that is to have the keyboard again when screen saver or cover end
+    quint32 cover = 0; // a window of another program, over all of ours
+    bool watching = false;
     quint8 saverEvent = 0;
     quint32 focusTakenBy = 0; // our window, where the grab could not be had
     quint32 focusBefore = 0;
