@@ -3,11 +3,14 @@
 #include "SingleInstance.h"
 
 #include "base/Paths.h"
+#include "platform/helpers/Tools.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -22,10 +25,11 @@ const char* const HELP = R"(Usage: ovalin [COMMAND]
 Without a command, starts the background agent; Alt+Space then opens its panel over any application.
 
 Commands:
-  toggle      opens or closes the panel of the running copy, as the hotkey does; bind it to any shortcut
+  toggle          opens or closes the panel of the running copy, as the hotkey does; bind it to any shortcut
+  install-speech  fetches the speech engine and its model for dictation (70 MB)
 Options:
-  --help      this text
-  --version   the version
+  --help          this text
+  --version       the version
 )";
 
 } // namespace
@@ -40,6 +44,8 @@ CommandLine parseCommandLine(int argc, char** argv) {
             command.action = CommandLine::Action::Version;
         if (!std::strcmp(argument, "toggle"))
             command.action = CommandLine::Action::Toggle;
+        if (!std::strcmp(argument, "install-speech"))
+            command.action = CommandLine::Action::InstallSpeech;
         if (command.action != CommandLine::Action::Run)
             return command;
         const bool isDisplay = !std::strcmp(argument, "-display"), isPlatform = !std::strcmp(argument, "-platform");
@@ -73,6 +79,15 @@ int runCommand(const CommandLine& command, int argc, char** argv) {
         if (wrong)
             std::fprintf(stderr, "ovalin: %s\n", qUtf8Printable(*wrong));
         return wrong ? 1 : 0;
+    }
+    case CommandLine::Action::InstallSpeech: {
+        const QCoreApplication application(argc, argv);
+        const QByteArray script = QFile::encodeName(Tools::folderBeside(QCoreApplication::applicationDirPath()) +
+                                                    QStringLiteral("/install-speech"));
+        const QByteArray folder = QFile::encodeName(QDir::homePath() + QStringLiteral("/.local/share/ovalin/speech"));
+        ::execl(script.constData(), script.constData(), folder.constData(), nullptr);
+        std::fprintf(stderr, "ovalin: %s: %s\n", script.constData(), std::strerror(errno));
+        return 1;
     }
     default:
         std::fprintf(stderr, "ovalin: unknown argument '%s' — see ovalin --help\n", qUtf8Printable(command.wrong));

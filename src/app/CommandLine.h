@@ -8,7 +8,7 @@ namespace ovalin {
 
 /// What the command line asks for.
 struct CommandLine {
-    enum class Action { Run, Toggle, Help, Version, Wrong };
+    enum class Action { Run, Toggle, InstallSpeech, Help, Version, Wrong };
     Action action = Action::Run;
     QString wrong;                                  ///< the argument that is not understood
     QByteArray display;                             ///< the X server to use instead of $DISPLAY

@@ -1,0 +1,1 @@
+complete -W 'toggle install-speech --help --version' ovalin
