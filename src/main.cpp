@@ -20,13 +20,14 @@
 #include <QLoggingCategory>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 /// Qt would abort where it finds no platform.
 std::optional<QString> whyNotHere(const CommandLine& command) {
     if (!command.platform.startsWith("xcb"))
-        return QStringLiteral("-platform %1 asks for another").arg(QString::fromLocal8Bit(command.platform));
+        return u"-platform %1 asks for another"_s.arg(QString::fromLocal8Bit(command.platform));
     return whyNoServer();
 }
 
@@ -42,26 +43,26 @@ int main(int argc, char** argv) {
     if (command.action != CommandLine::Action::Run)
         return runCommand(command, argc, argv);
     if (const auto why = whyNotHere(command)) {
-        logLine(QStringLiteral("Ovalin: needs an X server, but %1 — exiting").arg(*why));
+        logLine(u"Ovalin: needs an X server, but %1 — exiting"_s.arg(*why));
         return 1;
     }
 
     closeStandardInput();
     std::vector<char*> arguments = platformArguments(argc, argv);
     int count = static_cast<int>(arguments.size()) - 1;
-    QCoreApplication::setApplicationName(QStringLiteral("ovalin"));
+    QCoreApplication::setApplicationName(u"ovalin"_s);
     QCoreApplication::setApplicationVersion(QStringLiteral(OVALIN_VERSION));
     QCoreApplication::setAttribute(Qt::AA_Use96Dpi); // sizes are pixels; a screen's scale factor comes on top
     // The PRIMARY guard refuses claims on purpose; Qt would warn of each.
-    QLoggingCategory::setFilterRules(QStringLiteral("qt.qpa.clipboard.warning=false"));
+    QLoggingCategory::setFilterRules(u"qt.qpa.clipboard.warning=false"_s);
     QApplication application(count, arguments.data());
-    QApplication::setDesktopFileName(QStringLiteral("ovalin"));
+    QApplication::setDesktopFileName(u"ovalin"_s);
     QApplication::setQuitOnLastWindowClosed(false);
 
     const Paths paths = Paths::under(QDir::homePath());
     SingleInstance instance({paths.runtimeDir, paths.stateDir});
     if (!instance.acquire()) {
-        logLine(QStringLiteral("Ovalin: another instance is running (pid %1) — exiting").arg(instance.otherPid()));
+        logLine(u"Ovalin: another instance is running (pid %1) — exiting"_s.arg(instance.otherPid()));
         return 0;
     }
 

@@ -13,6 +13,12 @@ struct AppWindow {
     bool operator==(const AppWindow&) const = default;
 };
 
+/// The window of an application that a user works in, and its title.
+struct FrontTitle {
+    quint32 window = 0; ///< 0: another application is in front; the title is then that of the window asked about
+    QString title;      ///< empty: not known
+};
+
 /// What the keyboard focus is in, as far as the tree tells.
 enum class FocusKind {
     Unknown, ///< the tree says nothing, or names what may hold more than it tells: a pane, a drawing area

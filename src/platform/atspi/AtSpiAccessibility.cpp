@@ -17,6 +17,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -25,10 +27,9 @@ constexpr auto CONNECT_LIMIT = 1s;
 constexpr int STATUS_LIMIT_MS = 5000; // the answer may have to wait until the service is started
 
 QDBusMessage statusCall(const char* method, const QVariantList& more = {}) {
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                                       QStringLiteral("org.freedesktop.DBus.Properties"), QString::fromLatin1(method));
-    message.setArguments(QVariantList{QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled")} + more);
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        u"org.a11y.Bus"_s, u"/org/a11y/bus"_s, u"org.freedesktop.DBus.Properties"_s, QString::fromLatin1(method));
+    message.setArguments(QVariantList{u"org.a11y.Status"_s, u"IsEnabled"_s} + more);
     return message;
 }
 
@@ -76,8 +77,8 @@ AccessibleSelection selectionAt(const AtSpiQuery& query, const AtSpiRef& object,
 
 } // namespace
 
-AtSpiAccessibility::AtSpiAccessibility(Dispatch& use, const QString& sessionAddress, std::chrono::milliseconds deadline,
-                                       Front frontOf)
+AtSpiAccessibility::AtSpiAccessibility(Dispatch& use, Front frontOf, const QString& sessionAddress,
+                                       std::chrono::milliseconds deadline)
     : dispatch(use)
     , limit(deadline)
     , bus(std::make_shared<AtSpiBus>(sessionAddress))
@@ -132,8 +133,7 @@ void AtSpiAccessibility::withSession(std::function<void(const QDBusConnection&)>
             if (session)
                 then(*session);
             else
-                logOnce(QStringLiteral("no-session-bus"),
-                        QStringLiteral("Ovalin: no session bus — applications' selections cannot be read"));
+                logOnce(u"no-session-bus"_s, u"Ovalin: no session bus — applications' selections cannot be read"_s);
         });
 }
 

@@ -1,12 +1,23 @@
 #pragma once
 
+// The accessibility tree, how it hangs together:
+//
+//   AtSpiAccessibility   one reading: windows of the front title → the focused object in them → its selection
+//    ├ AtSpiFocusFollower  hears who gains and loses the focus (a bus thread), and writes it into
+//    ├ AtSpiFocusRecords   the last three of each application, which hold while the panel has the keyboard
+//    ├ AtSpiFocus          where there is no record: looks for the focus in the tree; what window an object lies in
+//    └ AtSpiText, AtSpiParagraphs   the selection in one object, and one that goes over several
+//   AtSpiPage            the address and title of a browser's front page (for osascript)
+//   AtSpiBus, AtSpiQuery one connection; calls of one reading under one deadline, several begun before the first answer
+//
+// No object is believed: what it answers in another form than the interface says counts as no answer.
+
 #include "AtSpiBus.h"
 #include "AtSpiFocus.h"
 #include "AtSpiFocusRecords.h"
 #include "base/Dispatch.h"
 #include "platform/Accessibility.h"
 #include "platform/dbus/Bus.h"
-#include "platform/x11/windows/FrontTitle.h"
 
 #include <QObject>
 
@@ -25,11 +36,10 @@ class AtSpiAccessibility final : public Accessibility {
 public:
     using Front = std::function<FrontTitle(const AppWindow&)>;
 
-    /// `sessionAddress`: the session bus, empty for none. `front` is called on workers. The dispatch outlives this
+    /// `front` is called on workers. `sessionAddress`: the session bus, empty for none. The dispatch outlives this
     /// object.
-    explicit AtSpiAccessibility(Dispatch& dispatch, const QString& sessionAddress = sessionBusAddress(),
-                                std::chrono::milliseconds deadline = std::chrono::milliseconds(250),
-                                Front front = frontTitle);
+    AtSpiAccessibility(Dispatch& dispatch, Front front, const QString& sessionAddress = sessionBusAddress(),
+                       std::chrono::milliseconds deadline = std::chrono::milliseconds(250));
     ~AtSpiAccessibility() override;
 
     void keyboardIsTaken() override;

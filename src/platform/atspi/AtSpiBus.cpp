@@ -9,12 +9,14 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const char* const ACCESSIBLE = "org.a11y.atspi.Accessible";
 const char* const ROOT = "/org/a11y/atspi/accessible/root";
-const AtSpiRef REGISTRY{QStringLiteral("org.a11y.atspi.Registry"), QString::fromLatin1(ROOT)};
-const AtSpiRef BUS_DAEMON{QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus")};
+const AtSpiRef REGISTRY{u"org.a11y.atspi.Registry"_s, QString::fromLatin1(ROOT)};
+const AtSpiRef BUS_DAEMON{u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s};
 
 /// The rule of Collection.GetMatches as it goes over the bus: (aiia{ss}iaiiasib). Each list has a kind of match: 1 all
 /// of it, 2 any of it.
@@ -42,7 +44,7 @@ const QDBusArgument& operator>>(const QDBusArgument& in, WireRule&) { return in;
 
 QDBusArgument& operator<<(QDBusArgument& out, const AtSpiRef& ref) {
     out.beginStructure();
-    out << ref.service << QDBusObjectPath(ref.path.isEmpty() ? QStringLiteral("/") : ref.path);
+    out << ref.service << QDBusObjectPath(ref.path.isEmpty() ? u"/"_s : ref.path);
     out.endStructure();
     return out;
 }
@@ -77,7 +79,7 @@ int AtSpiQuery::timeLeft() const { return static_cast<int>(std::clamp<qint64>(de
 QDBusPendingCall AtSpiQuery::begin(const AtSpiRef& object, const char* interface, const char* method,
                                    const QVariantList& arguments) const {
     if (expired() || object.isNull())
-        return QDBusPendingCall::fromError(QDBusError(QDBusError::NoReply, QStringLiteral("the deadline passed")));
+        return QDBusPendingCall::fromError(QDBusError(QDBusError::NoReply, u"the deadline passed"_s));
     QDBusMessage message = QDBusMessage::createMethodCall(object.service, object.path, QString::fromLatin1(interface),
                                                           QString::fromLatin1(method));
     message.setArguments(arguments);
@@ -179,7 +181,7 @@ QDBusPendingCall AtSpiQuery::beginMatches(const AtSpiRef& window, const AtSpiMat
 }
 
 std::optional<std::vector<AtSpiCacheItem>> AtSpiQuery::cacheItems(const AtSpiRef& application) const {
-    const AtSpiRef cache{application.service, QStringLiteral("/org/a11y/atspi/cache")};
+    const AtSpiRef cache{application.service, u"/org/a11y/atspi/cache"_s};
     const QVariantList arguments = answer(begin(cache, "org.a11y.atspi.Cache", "GetItems"), "a((so)(so)(so)iiassusau)");
     if (arguments.isEmpty())
         return std::nullopt;
@@ -213,8 +215,7 @@ QString AtSpiBus::address(QDeadlineTimer deadline) {
     if (!connection)
         return {};
     const QDBusMessage message =
-        QDBusMessage::createMethodCall(QStringLiteral("org.a11y.Bus"), QStringLiteral("/org/a11y/bus"),
-                                       QStringLiteral("org.a11y.Bus"), QStringLiteral("GetAddress"));
+        QDBusMessage::createMethodCall(u"org.a11y.Bus"_s, u"/org/a11y/bus"_s, u"org.a11y.Bus"_s, u"GetAddress"_s);
     const int left = static_cast<int>(std::clamp<qint64>(deadline.remainingTime(), 1, 60'000));
     return AtSpiQuery(*connection, deadline).answer(connection->asyncCall(message, left), "s").value(0).toString();
 }

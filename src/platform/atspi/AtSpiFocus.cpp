@@ -7,6 +7,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 enum class Answered { Yes, NotKnown };
@@ -81,8 +83,8 @@ AtSpiRef byWalking(const AtSpiQuery& query, const QList<AtSpiRef>& windows, bool
 /// Qt puts the name of the application behind the title that its tree knows. Either side may cut a long one.
 bool isTitle(const QString& name, const QString& title) {
     constexpr qsizetype LONG = 200;
-    return !name.isEmpty() && (QStringView(title).left(LONG) == QStringView(name).left(LONG) ||
-                               title.startsWith(name + QStringLiteral(" \u2014 ")));
+    return !name.isEmpty() &&
+           (QStringView(title).left(LONG) == QStringView(name).left(LONG) || title.startsWith(name + u" \u2014 "_s));
 }
 
 } // namespace

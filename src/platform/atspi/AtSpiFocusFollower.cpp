@@ -4,6 +4,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using namespace std::chrono_literals;
@@ -12,8 +14,8 @@ using namespace std::chrono_literals;
 constexpr int FLOOD = 100; // events in a second
 constexpr int ASK_MS = 1000;
 
-const auto REGISTRY = QStringLiteral("org.a11y.atspi.Registry");
-const auto STATE_CHANGES = QStringLiteral("object:state-changed:focused");
+const auto REGISTRY = u"org.a11y.atspi.Registry"_s;
+const auto STATE_CHANGES = u"object:state-changed:focused"_s;
 
 } // namespace
 
@@ -42,9 +44,9 @@ void AtSpiFocusFollower::follow() {
         return;
     }
     // A registry that is started anew knows nobody who listens.
-    (*bus)->connect(QStringLiteral("org.freedesktop.DBus"), QStringLiteral("/org/freedesktop/DBus"),
-                    QStringLiteral("org.freedesktop.DBus"), QStringLiteral("NameOwnerChanged"), {REGISTRY},
-                    QStringLiteral("sss"), this, SLOT(registryChanged(QString, QString, QString)));
+    (*bus)->connect(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s, u"org.freedesktop.DBus"_s,
+                    u"NameOwnerChanged"_s, {REGISTRY}, u"sss"_s, this,
+                    SLOT(registryChanged(QString, QString, QString)));
     listen(true);
 }
 
@@ -62,17 +64,16 @@ void AtSpiFocusFollower::listen(bool on) {
                                      const QString&, QObject*, const char*>(&QDBusConnection::connect)
                          : qOverload<const QString&, const QString&, const QString&, const QString&, const QStringList&,
                                      const QString&, QObject*, const char*>(&QDBusConnection::disconnect);
-    ((**bus).*hook)(QString(), QString(), QStringLiteral("org.a11y.atspi.Event.Object"), QStringLiteral("StateChanged"),
-                    {QStringLiteral("focused")}, QString(), this, SLOT(stateChanged(QDBusMessage)));
+    ((**bus).*hook)(QString(), QString(), u"org.a11y.atspi.Event.Object"_s, u"StateChanged"_s, {u"focused"_s},
+                    QString(), this, SLOT(stateChanged(QDBusMessage)));
     askForEvents(on);
     second = std::chrono::steady_clock::now();
     heard = 0;
 }
 
 void AtSpiFocusFollower::askForEvents(bool on) {
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(REGISTRY, QStringLiteral("/org/a11y/atspi/registry"), REGISTRY,
-                                       on ? QStringLiteral("RegisterEvent") : QStringLiteral("DeregisterEvent"));
+    QDBusMessage message = QDBusMessage::createMethodCall(REGISTRY, u"/org/a11y/atspi/registry"_s, REGISTRY,
+                                                          on ? u"RegisterEvent"_s : u"DeregisterEvent"_s);
     message.setArguments(on ? QVariantList{STATE_CHANGES, QStringList(), QString()} : QVariantList{STATE_CHANGES});
     (*bus)->asyncCall(message, ASK_MS);
 }

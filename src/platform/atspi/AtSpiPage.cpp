@@ -4,6 +4,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 struct Candidate {
@@ -65,7 +67,7 @@ QString oneLine(QString text) {
 
 /// "TITLE — Mozilla Firefox" is how browsers name their windows.
 QString withoutBrowserName(const QString& windowName) {
-    for (const QString& separator : {QStringLiteral(" — "), QStringLiteral(" - ")}) {
+    for (const QString& separator : {u" — "_s, u" - "_s}) {
         if (const auto at = windowName.lastIndexOf(separator); at > 0)
             return windowName.left(at);
     }
@@ -77,10 +79,10 @@ std::optional<AtSpiPage> pageOf(const AtSpiQuery& query, const Candidate& window
     const QDBusPendingCall nameCall = query.beginName(document);
     const auto attributes = qdbus_cast<QMap<QString, QString>>(
         query.answer(query.begin(document, "org.a11y.atspi.Document", "GetAttributes"), "a{ss}").value(0));
-    const QString url = attributes.value(QStringLiteral("URI"), attributes.value(QStringLiteral("DocURL")));
+    const QString url = attributes.value(u"URI"_s, attributes.value(u"DocURL"_s));
     if (url.isEmpty())
         return std::nullopt;
-    QString title = attributes.value(QStringLiteral("Title"));
+    QString title = attributes.value(u"Title"_s);
     if (title.isEmpty())
         title = query.name(nameCall);
     if (title.isEmpty()) // Firefox's pages have no name yet when they are looked at for the first time

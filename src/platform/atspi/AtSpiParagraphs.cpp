@@ -6,6 +6,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int MOST = 200; // paragraphs to each side; more do not fit into the time
@@ -23,8 +25,7 @@ struct Paragraph {
 Paragraph readParagraph(const AtSpiQuery& query, const AtSpiRef& object) {
     const QDBusPendingCall countAsked = query.begin(object, "org.a11y.atspi.Text", "GetNSelections");
     const QDBusPendingCall lengthAsked =
-        query.begin(object, "org.freedesktop.DBus.Properties", "Get",
-                    {QStringLiteral("org.a11y.atspi.Text"), QStringLiteral("CharacterCount")});
+        query.begin(object, "org.freedesktop.DBus.Properties", "Get", {u"org.a11y.atspi.Text"_s, u"CharacterCount"_s});
     const QDBusPendingCall rangeAsked = query.begin(object, "org.a11y.atspi.Text", "GetSelection", {0});
     const int count = query.answer(countAsked, "i").value(0).toInt();
     const int length = query.property(lengthAsked).toInt();

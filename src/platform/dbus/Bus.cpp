@@ -4,12 +4,14 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Names are for ever within a process: a second connection of the same name would be the first one.
 QString freshName() {
     static std::atomic<int> count = 0;
-    return QStringLiteral("ovalin-%1").arg(++count);
+    return u"ovalin-%1"_s.arg(++count);
 }
 
 } // namespace
@@ -22,7 +24,7 @@ BusConnection::~BusConnection() { QDBusConnection::disconnectFromBus(name); }
 
 BusThread::BusThread(QObject* resident)
     : thread(new QThread) {
-    thread->setObjectName(QStringLiteral("bus"));
+    thread->setObjectName(u"bus"_s);
     resident->moveToThread(thread);
     QObject::connect(thread, &QThread::finished, resident, &QObject::deleteLater);
     thread->start();

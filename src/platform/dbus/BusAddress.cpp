@@ -19,6 +19,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The socket name of one `unix:` address; a leading NUL means the abstract name space. Empty: another transport.
@@ -73,16 +75,16 @@ QString sessionBusAddress() {
     if (!given.isEmpty())
         return given;
     const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    const QString socket = folder + QStringLiteral("/bus");
+    const QString socket = folder + u"/bus"_s;
     if (folder.isEmpty() || !QFile::exists(socket))
         return {};
-    return QStringLiteral("unix:path=") + QString::fromLatin1(QUrl::toPercentEncoding(socket, "/"));
+    return u"unix:path="_s + QString::fromLatin1(QUrl::toPercentEncoding(socket, "/"));
 }
 
 QString systemBusAddress() {
     const QString given = qEnvironmentVariable("DBUS_SYSTEM_BUS_ADDRESS");
-    const QString socket = QStringLiteral("/run/dbus/system_bus_socket");
-    return given.isEmpty() && QFile::exists(socket) ? QStringLiteral("unix:path=") + socket : given;
+    const QString socket = u"/run/dbus/system_bus_socket"_s;
+    return given.isEmpty() && QFile::exists(socket) ? u"unix:path="_s + socket : given;
 }
 
 bool busAnswers(const QString& address, QDeadlineTimer deadline) {

@@ -8,15 +8,17 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int CALL_MS = 1000;
 
-const auto SERVICE = QStringLiteral("org.freedesktop.login1");
-const auto MANAGER_PATH = QStringLiteral("/org/freedesktop/login1");
-const auto MANAGER = QStringLiteral("org.freedesktop.login1.Manager");
-const auto SESSION = QStringLiteral("org.freedesktop.login1.Session");
-const auto PROPERTIES = QStringLiteral("org.freedesktop.DBus.Properties");
+const auto SERVICE = u"org.freedesktop.login1"_s;
+const auto MANAGER_PATH = u"/org/freedesktop/login1"_s;
+const auto MANAGER = u"org.freedesktop.login1.Manager"_s;
+const auto SESSION = u"org.freedesktop.login1.Session"_s;
+const auto PROPERTIES = u"org.freedesktop.DBus.Properties"_s;
 
 } // namespace
 
@@ -30,12 +32,10 @@ void LoginManagerClient::start() {
         QTimer::singleShot(retryDelay, this, &LoginManagerClient::start);
         return;
     }
-    (*bus)->connect(QString(), QStringLiteral("/org/freedesktop/DBus/Local"),
-                    QStringLiteral("org.freedesktop.DBus.Local"), QStringLiteral("Disconnected"), this,
-                    SLOT(busGone()));
+    (*bus)->connect(QString(), u"/org/freedesktop/DBus/Local"_s, u"org.freedesktop.DBus.Local"_s, u"Disconnected"_s,
+                    this, SLOT(busGone()));
     // From this service only: anybody may send on the system bus.
-    (*bus)->connect(SERVICE, MANAGER_PATH, MANAGER, QStringLiteral("PrepareForSleep"), this,
-                    SLOT(prepareForSleep(bool)));
+    (*bus)->connect(SERVICE, MANAGER_PATH, MANAGER, u"PrepareForSleep"_s, this, SLOT(prepareForSleep(bool)));
     watcher.emplace(SERVICE, **bus, QDBusServiceWatcher::WatchForRegistration);
     connect(&*watcher, &QDBusServiceWatcher::serviceRegistered, this, &LoginManagerClient::followSession);
     followSession();
@@ -70,19 +70,16 @@ QString LoginManagerClient::sessionPath() {
         return reply ? reply->value<QDBusObjectPath>().path() : QString();
     };
     const auto pid = static_cast<uint>(QCoreApplication::applicationPid());
-    const QString byProcess = pathIn(ask(MANAGER_PATH, MANAGER, QStringLiteral("GetSessionByPID"), {pid}));
+    const QString byProcess = pathIn(ask(MANAGER_PATH, MANAGER, u"GetSessionByPID"_s, {pid}));
     if (!byProcess.isEmpty())
         return byProcess;
 
-    const auto byId = [&](const QString& id) {
-        return pathIn(ask(MANAGER_PATH, MANAGER, QStringLiteral("GetSession"), {id}));
-    };
+    const auto byId = [&](const QString& id) { return pathIn(ask(MANAGER_PATH, MANAGER, u"GetSession"_s, {id})); };
     const QString given = sessionId.isEmpty() ? QString() : byId(sessionId);
     if (!given.isEmpty())
         return given;
 
-    const auto id = ask(MANAGER_PATH + QStringLiteral("/session/auto"), PROPERTIES, QStringLiteral("Get"),
-                        {SESSION, QStringLiteral("Id")});
+    const auto id = ask(MANAGER_PATH + u"/session/auto"_s, PROPERTIES, u"Get"_s, {SESSION, u"Id"_s});
     return id ? byId(id->value<QDBusVariant>().variant().toString()) : QString();
 }
 
@@ -109,7 +106,7 @@ void LoginManagerClient::prepareForSleep(bool begins) {
 }
 
 void LoginManagerClient::sessionChanged(const QString& interface, const QVariantMap& changed, const QStringList&) {
-    if (interface == SESSION && changed.value(QStringLiteral("IdleHint")).toBool())
+    if (interface == SESSION && changed.value(u"IdleHint"_s).toBool())
         Q_EMIT locking();
 }
 

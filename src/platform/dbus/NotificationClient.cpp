@@ -5,13 +5,15 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int CALL_MS = 2000;
 
-const auto SERVICE = QStringLiteral("org.freedesktop.Notifications");
-const auto PATH = QStringLiteral("/org/freedesktop/Notifications");
-const auto BUTTON = QStringLiteral("button"); // with its number; not "default": a click on the text is no consent
+const auto SERVICE = u"org.freedesktop.Notifications"_s;
+const auto PATH = u"/org/freedesktop/Notifications"_s;
+const auto BUTTON = u"button"_s; // with its number; not "default": a click on the text is no consent
 
 QDBusMessage methodCall(const QString& method) {
     return QDBusMessage::createMethodCall(SERVICE, PATH, SERVICE, method);
@@ -34,9 +36,8 @@ bool NotificationClient::connected() {
     if (!bus->isConnected())
         return false;
     // From any sender: who sent it is compared with who showed the notification.
-    (*bus)->connect(QString(), PATH, SERVICE, QStringLiteral("ActionInvoked"), this, SLOT(actionInvoked(QDBusMessage)));
-    (*bus)->connect(QString(), PATH, SERVICE, QStringLiteral("NotificationClosed"), this,
-                    SLOT(notificationClosed(QDBusMessage)));
+    (*bus)->connect(QString(), PATH, SERVICE, u"ActionInvoked"_s, this, SLOT(actionInvoked(QDBusMessage)));
+    (*bus)->connect(QString(), PATH, SERVICE, u"NotificationClosed"_s, this, SLOT(notificationClosed(QDBusMessage)));
     return true;
 }
 
@@ -54,13 +55,13 @@ void NotificationClient::show(quint64 ticket, const QString& title, const QStrin
         return;
     }
     // Asked each time: another service may have taken over since the last one.
-    call(methodCall(QStringLiteral("GetCapabilities")), [=, this](const QDBusMessage& reply) {
+    call(methodCall(u"GetCapabilities"_s), [=, this](const QDBusMessage& reply) {
         if (reply.type() == QDBusMessage::ErrorMessage && QDBusError(reply).type() != QDBusError::UnknownMethod) {
             Q_EMIT failed(ticket);
             return;
         }
         const QStringList capabilities = reply.arguments().value(0).toStringList();
-        const bool markup = capabilities.contains(QStringLiteral("body-markup"));
+        const bool markup = capabilities.contains(u"body-markup"_s);
         send(ticket, title, markup ? escaped(body) : body, buttons);
     });
 }
@@ -73,12 +74,11 @@ void NotificationClient::send(quint64 ticket, const QString& title, const QStrin
     QStringList actions;
     for (qsizetype i = 0; i < buttons.size(); ++i)
         actions += {BUTTON + QString::number(i), buttons[i]};
-    const QVariantMap hints{{QStringLiteral("desktop-entry"), QStringLiteral("ovalin")}};
+    const QVariantMap hints{{u"desktop-entry"_s, u"ovalin"_s}};
     constexpr uint replaces = 0;
     const int timeout = buttons.isEmpty() ? -1 : 0; // as long as the service likes, or until it is answered
-    QDBusMessage message = methodCall(QStringLiteral("Notify"));
-    message << QStringLiteral("Ovalin") << replaces << QStringLiteral("ovalin") << title << body << actions << hints
-            << timeout;
+    QDBusMessage message = methodCall(u"Notify"_s);
+    message << u"Ovalin"_s << replaces << u"ovalin"_s << title << body << actions << hints << timeout;
     call(message, [this, ticket, hasButton = !actions.isEmpty()](const QDBusMessage& reply) {
         if (reply.type() != QDBusMessage::ReplyMessage) {
             Q_EMIT failed(ticket);

@@ -5,6 +5,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qsizetype MOST_TEXT = qsizetype{1} << 20; // bytes; a full page is 10 kB
@@ -20,10 +22,10 @@ std::optional<QString> OcrProcess::recognize(const QByteArray& png) {
     const ChildRun run = runToEnd({program, {}, {}, {}}, options);
     if (run.end.succeeded() && !run.timedOut && !run.truncated)
         return run.text();
-    const QString why = run.timedOut    ? QStringLiteral("it took too long")
-                        : run.truncated ? QStringLiteral("it printed too much")
+    const QString why = run.timedOut    ? u"it took too long"_s
+                        : run.truncated ? u"it printed too much"_s
                                         : run.end.describe();
-    logOnce(QStringLiteral("ocr: ") + why, QStringLiteral("Ovalin: no text from the screenshot: ") + why);
+    logOnce(u"ocr: "_s + why, u"Ovalin: no text from the screenshot: "_s + why);
     return std::nullopt;
 }
 

@@ -5,17 +5,17 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 Tools Tools::under(const QString& folder) {
     const QDir dir(folder);
-    return {dir.filePath(QStringLiteral("osascript")), dir.filePath(QStringLiteral("screencapture")),
-            dir.filePath(QStringLiteral("ocr"))};
+    return {dir.filePath(u"osascript"_s), dir.filePath(u"screencapture"_s), dir.filePath(u"ocr"_s)};
 }
 
 QString Tools::folderBeside(const QString& binaryFolder) {
     const QDir dir(binaryFolder);
-    const QString built = dir.absoluteFilePath(QStringLiteral("libexec"));
-    return QFileInfo(built).isDir() ? built
-                                    : QDir::cleanPath(dir.absoluteFilePath(QStringLiteral("../libexec/ovalin")));
+    const QString built = dir.absoluteFilePath(u"libexec"_s);
+    return QFileInfo(built).isDir() ? built : QDir::cleanPath(dir.absoluteFilePath(u"../libexec/ovalin"_s));
 }
 
 } // namespace ovalin

@@ -2,6 +2,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Holds the audio thread still while it lives.
@@ -56,7 +58,7 @@ bool PulseCapture::accessGranted() {
 
 QString PulseCapture::start() {
     const std::lock_guard lock(lifecycle);
-    const QString error = stopping ? QStringLiteral("stopped") : open();
+    const QString error = stopping ? u"stopped"_s : open();
     if (!error.isEmpty())
         close();
     return error;
@@ -84,13 +86,13 @@ QString PulseCapture::connect() {
         context, [](pa_context*, void* self) { static_cast<PulseCapture*>(self)->changed(); }, this);
     if (pa_context_connect(context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0 ||
         pa_threaded_mainloop_start(loop) < 0)
-        return QStringLiteral("no sound server: ") + reason();
+        return u"no sound server: "_s + reason();
     const LoopLock lock(loop);
     const bool ready = waitUntil([this] {
         const pa_context_state_t state = pa_context_get_state(context);
         return state == PA_CONTEXT_READY ? State::Ready : PA_CONTEXT_IS_GOOD(state) ? State::Pending : State::Failed;
     });
-    return ready ? QString() : QStringLiteral("no sound server: ") + reason();
+    return ready ? QString() : u"no sound server: "_s + reason();
 }
 
 QString PulseCapture::chooseSource() {
@@ -128,9 +130,9 @@ QString PulseCapture::chooseSource() {
         forget(operation);
     }
     if (!answered)
-        return QStringLiteral("the sound server does not answer: ") + reason();
+        return u"the sound server does not answer: "_s + reason();
     if (found.microphones.empty())
-        return QStringLiteral("no microphone");
+        return u"no microphone"_s;
     source = found.microphones.front();
     for (const QByteArray& microphone : found.microphones) {
         if (microphone == found.byDefault)
@@ -158,7 +160,7 @@ QString PulseCapture::record() {
         return state == PA_STREAM_READY ? State::Ready : PA_STREAM_IS_GOOD(state) ? State::Pending : State::Failed;
     });
     if (!ready)
-        return QString::fromUtf8(source) + QStringLiteral(": ") + reason();
+        return QString::fromUtf8(source) + u": "_s + reason();
     running = true;
     return {};
 }
@@ -188,7 +190,7 @@ bool PulseCapture::waitUntil(const std::function<State()>& state) {
 
 QString PulseCapture::reason() const {
     const int error = pa_context_errno(context);
-    return error == PA_OK ? QStringLiteral("no answer") : QString::fromUtf8(pa_strerror(error));
+    return error == PA_OK ? u"no answer"_s : QString::fromUtf8(pa_strerror(error));
 }
 
 void PulseCapture::close() {
@@ -217,7 +219,7 @@ void PulseCapture::changed() {
     if (running && !good && !told) {
         told = true;
         const int error = pa_context_errno(context);
-        lost(error == PA_OK ? QStringLiteral("the source was removed") : QString::fromUtf8(pa_strerror(error)));
+        lost(error == PA_OK ? u"the source was removed"_s : QString::fromUtf8(pa_strerror(error)));
     }
     pa_threaded_mainloop_signal(loop, 0);
 }

@@ -5,26 +5,26 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 bool isModel(const QString& folder) {
-    return QFileInfo::exists(folder + QStringLiteral("/am/final.mdl")) ||
-           QFileInfo::exists(folder + QStringLiteral("/final.mdl"));
+    return QFileInfo::exists(folder + u"/am/final.mdl"_s) || QFileInfo::exists(folder + u"/final.mdl"_s);
 }
 
 } // namespace
 
 SpeechFiles findSpeechFiles(const QString& home, const QString& programFolder) {
     SpeechFiles files;
-    const QDir own(home + QStringLiteral("/.local/share/ovalin/models"));
+    const QDir own(home + u"/.local/share/ovalin/models"_s);
     for (const QString& name : own.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
         if (isModel(own.filePath(name)))
             files.models.append(own.filePath(name));
     }
-    for (const QString& bundle :
-         {home + QStringLiteral("/.local/share/ovalin/speech"), programFolder + QStringLiteral("/speech"),
-          QDir::cleanPath(programFolder + QStringLiteral("/../share/ovalin/speech"))}) {
-        const QString library = bundle + QStringLiteral("/lib/libvosk.so"), model = bundle + QStringLiteral("/model");
+    for (const QString& bundle : {home + u"/.local/share/ovalin/speech"_s, programFolder + u"/speech"_s,
+                                  QDir::cleanPath(programFolder + u"/../share/ovalin/speech"_s)}) {
+        const QString library = bundle + u"/lib/libvosk.so"_s, model = bundle + u"/model"_s;
         if (files.library.isEmpty() && QFileInfo::exists(library))
             files.library = library;
         if (isModel(model))

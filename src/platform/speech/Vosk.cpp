@@ -10,6 +10,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 // The few functions of the library's C interface that are used; it is shipped without a header.
 struct Vosk::Functions {
     void (*set_log_level)(int);
@@ -82,22 +84,22 @@ tl::expected<Vosk, QString> Vosk::load(const QString& path, const QString& folde
           resolve(library, "vosk_recognizer_partial_result", functions.recognizer_partial_result) &&
           resolve(library, "vosk_recognizer_result", functions.recognizer_result) &&
           resolve(library, "vosk_recognizer_final_result", functions.recognizer_final_result)))
-        return tl::unexpected(path + QStringLiteral(" is not the speech engine"));
+        return tl::unexpected(path + u" is not the speech engine"_s);
     functions.set_log_level(-1);
     auto model = std::make_shared<Model>(functions);
     model->model = functions.model_new(QFile::encodeName(folder).constData());
     if (!model->model)
-        return tl::unexpected(folder + QStringLiteral(" is not a whole model"));
+        return tl::unexpected(folder + u" is not a whole model"_s);
     Vosk vosk(std::move(model));
     if (!vosk.stream()) // some of its files are read only now
-        return tl::unexpected(folder + QStringLiteral(" is not a whole model"));
+        return tl::unexpected(folder + u" is not a whole model"_s);
     return vosk;
 }
 
 tl::expected<Vosk::Stream, QString> Vosk::stream() const {
     void* recognizer = model->functions.recognizer_new(model->model, static_cast<float>(SOUND_RATE));
     if (!recognizer)
-        return tl::unexpected(QStringLiteral("the engine does not accept its model"));
+        return tl::unexpected(u"the engine does not accept its model"_s);
     return Stream(std::make_shared<Stream::Handle>(model, recognizer));
 }
 

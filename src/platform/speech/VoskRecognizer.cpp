@@ -4,6 +4,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 class VoskTask final : public RecognitionTask {
@@ -100,7 +102,7 @@ void VoskRecognizer::work() {
             recognize(*engine, job);
         } else {
             available = false;
-            job.handler(failure(QStringLiteral("no engine")));
+            job.handler(failure(u"no engine"_s));
         }
     }
 }
@@ -112,7 +114,7 @@ std::optional<Vosk> VoskRecognizer::load(const SpeechFiles& wanted) {
         auto engine = Vosk::load(wanted.library, model);
         if (engine)
             return std::move(*engine);
-        logLine(QStringLiteral("Ovalin dictate: ") + engine.error());
+        logLine(u"Ovalin dictate: "_s + engine.error());
         broken.insert(model);
     }
     return std::nullopt;
@@ -128,7 +130,7 @@ void VoskRecognizer::recognize(const Vosk& engine, const Job& job) {
     while (const auto block = job.request->take()) {
         switch (stream->accept(*block)) {
         case Vosk::Stream::Heard::Failure:
-            job.handler(failure(QStringLiteral("the engine failed")));
+            job.handler(failure(u"the engine failed"_s));
             return;
         case Vosk::Stream::Heard::UtteranceEnd: {
             const QString text = stream->result();

@@ -8,12 +8,6 @@ namespace ovalin {
 /// send requests on it and wait for their replies; its events go to Qt, and to native event filters.
 [[nodiscard]] xcb_connection_t* qtConnection();
 
-/// The number in DISPLAY's ":0.NUMBER".
-[[nodiscard]] int screenNumber();
-
-/// The root window of that screen.
-[[nodiscard]] unsigned rootWindow(xcb_connection_t* connection);
-
 /// Asks for further events (XCB_EVENT_MASK_…) of a window for native event filters; the mask belongs to the connection,
 /// and others have theirs in there. One round trip.
 void addWindowEvents(xcb_connection_t* connection, unsigned window, unsigned events);

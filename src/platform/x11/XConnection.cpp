@@ -19,19 +19,10 @@ XReply<T> own(T* reply) {
 
 } // namespace
 
-XConnection::XConnection(const QByteArray& display) {
-    int screenNumber = 0;
-    connection = xcb_connect(display.isEmpty() ? nullptr : display.constData(), &screenNumber);
-    if (!isOpen())
-        return;
-    auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection));
-    for (; screenNumber > 0 && screen.rem > 1; --screenNumber)
-        xcb_screen_next(&screen);
-    rootWindow = screen.data->root;
-    owners.emplace(connection);
-}
-
-XConnection::~XConnection() { xcb_disconnect(connection); }
+XConnection::XConnection(const QByteArray& display)
+    : server(display.isEmpty() ? nullptr : display.constData())
+    , connection(server.get())
+    , rootWindow(server ? server.root() : xcb_window_t{XCB_WINDOW_NONE}) {}
 
 bool XConnection::isOwn(quint32 id) const {
     if (!isOpen())
@@ -70,8 +61,6 @@ std::vector<QByteArray> XConnection::atomNames(const std::vector<xcb_atom_t>& wa
         found.push_back(names.value(atom));
     return found;
 }
-
-qint32 XConnection::clientPid(xcb_window_t window) { return owners ? owners->ownerOf(window) : 0; }
 
 quint8 XConnection::selectionNotifyType() {
     if (selectionNotify)

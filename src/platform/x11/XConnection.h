@@ -1,7 +1,6 @@
 #pragma once
 
-#include "WindowOwners.h"
-#include "XReply.h"
+#include "ScreenConnection.h"
 
 #include <QByteArray>
 #include <QHash>
@@ -27,11 +26,8 @@ class XConnection {
 public:
     /// Connects to `display`, or to $DISPLAY when that is empty.
     explicit XConnection(const QByteArray& display = {});
-    ~XConnection();
-    XConnection(const XConnection&) = delete;
-    XConnection& operator=(const XConnection&) = delete;
 
-    [[nodiscard]] bool isOpen() const { return xcb_connection_has_error(connection) == 0; }
+    [[nodiscard]] bool isOpen() const { return static_cast<bool>(server); }
     [[nodiscard]] xcb_connection_t* get() const { return connection; }
     [[nodiscard]] int descriptor() const { return xcb_get_file_descriptor(connection); }
     [[nodiscard]] xcb_window_t root() const { return rootWindow; }
@@ -43,9 +39,6 @@ public:
     /// As many round trips as there are unknown atoms, but all of them in one go. Empty for an atom that does not
     /// exist.
     [[nodiscard]] std::vector<QByteArray> atomNames(const std::vector<xcb_atom_t>& atoms);
-
-    /// The process that made the window, 0 when unknown or for no window.
-    [[nodiscard]] qint32 clientPid(xcb_window_t window);
 
     /// The event type of XFixes' SelectionNotify; 0 when the server has no XFixes. Asked for once.
     [[nodiscard]] quint8 selectionNotifyType();
@@ -61,10 +54,10 @@ public:
     [[nodiscard]] std::optional<quint32> serverTime(Deadline deadline);
 
 private:
-    xcb_connection_t* connection = nullptr; // never null: libxcb hands out a broken connection instead
-    xcb_window_t rootWindow = XCB_WINDOW_NONE;
+    const ScreenConnection server;
+    xcb_connection_t* const connection; // never null: libxcb hands out a broken connection instead
+    const xcb_window_t rootWindow;
     xcb_window_t clockWindow = XCB_WINDOW_NONE;
-    std::optional<WindowOwners> owners;
     std::optional<quint8> selectionNotify;
     QHash<QByteArray, xcb_atom_t> atoms;
     QHash<xcb_atom_t, QByteArray> names;

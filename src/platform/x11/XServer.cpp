@@ -19,6 +19,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 std::function<void()> will;
@@ -28,7 +30,7 @@ QtMessageHandler handlerBefore = nullptr;
 void onMessage(QtMsgType type, const QMessageLogContext& where, const QString& message) {
     const bool lost = message.startsWith(QLatin1String("The X11 connection broke"));
     if (lost && will && qApp && QThread::currentThread() == qApp->thread()) {
-        logOnce(QStringLiteral("x-server-gone"), QStringLiteral("Ovalin: the X server is gone — exiting"));
+        logOnce(u"x-server-gone"_s, u"Ovalin: the X server is gone — exiting"_s);
         std::exchange(will, {})();
         ::_exit(1);
     }
@@ -45,8 +47,7 @@ std::optional<QString> whyNoServer() {
     if (!failed)
         return {};
     const QString display = qEnvironmentVariable("DISPLAY");
-    return display.isEmpty() ? QStringLiteral("DISPLAY is not set")
-                             : QStringLiteral("none can be reached at DISPLAY \"%1\"").arg(display);
+    return display.isEmpty() ? u"DISPLAY is not set"_s : u"none can be reached at DISPLAY \"%1\""_s.arg(display);
 }
 
 void logMissingExtensions() {
@@ -69,8 +70,8 @@ void logMissingExtensions() {
     for (const auto& row : rows) {
         const auto* extension = xcb_get_extension_data(connection, row.id);
         if (!extension || !extension->present)
-            logLine(QStringLiteral("Ovalin: the X server has no %1 — %2")
-                        .arg(QString::fromLatin1(row.name), QString::fromLatin1(row.loss)));
+            logLine(u"Ovalin: the X server has no %1 — %2"_s.arg(QString::fromLatin1(row.name),
+                                                                 QString::fromLatin1(row.loss)));
     }
 }
 

@@ -12,6 +12,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr std::chrono::seconds HUNG_SERVER{2};
@@ -22,7 +24,7 @@ XThread::XThread(const QByteArray& display)
     : server(display) {
     wakeDescriptor = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     if (!server.isOpen() || wakeDescriptor < 0) {
-        logOnce(QStringLiteral("x-thread-none"), QStringLiteral("Ovalin: no X server — selections are not available"));
+        logOnce(u"x-thread-none"_s, u"Ovalin: no X server — selections are not available"_s);
         ended = true;
         return;
     }
@@ -115,7 +117,7 @@ void XThread::run() {
         sleep();
     }
     if (!stopping)
-        logOnce(QStringLiteral("x-server-gone"), QStringLiteral("Ovalin: the X server is gone — exiting"));
+        logOnce(u"x-server-gone"_s, u"Ovalin: the X server is gone — exiting"_s);
     end();
 }
 

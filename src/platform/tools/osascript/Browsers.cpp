@@ -1,8 +1,7 @@
 #include "Browsers.h"
 
 #include "platform/Browsers.h"
-#include "platform/x11/WindowsConnection.h"
-#include "platform/x11/windows/WindowNames.h"
+#include "platform/x11/ScreenConnection.h"
 #include "platform/x11/windows/WindowReader.h"
 
 #include <QFile>
@@ -11,18 +10,17 @@
 
 namespace ovalin {
 
-namespace {
+using namespace Qt::StringLiterals;
 
-constexpr char WINDOW_LIST[] = "_NET_CLIENT_LIST";
-constexpr uint32_t MOST_WINDOWS = 1024;
+namespace {
 
 /// The file name of the program that a process runs. The name asked of the application itself would have to wait for
 /// it.
 QString executableOf(qint32 pid) {
-    const QString folder = QStringLiteral("/proc/%1/").arg(pid);
-    QString name = QFileInfo(QFile::symLinkTarget(folder + QStringLiteral("exe"))).fileName();
+    const QString folder = u"/proc/%1/"_s.arg(pid);
+    QString name = QFileInfo(QFile::symLinkTarget(folder + u"exe"_s)).fileName();
     if (name.isEmpty()) { // another user's, or not dumpable
-        QFile comm(folder + QStringLiteral("comm"));
+        QFile comm(folder + u"comm"_s);
         if (comm.open(QIODevice::ReadOnly))
             name = QString::fromUtf8(comm.readAll().trimmed());
     }
@@ -30,22 +28,9 @@ QString executableOf(qint32 pid) {
 }
 
 /// The browsers of this desktop's windows, by process: an executable may be called by any name.
-QHash<qint32, const Browser*> ownersOfWindows() {
+QHash<qint32, const Browser*> browsersOf(const WindowReader& reader) {
     QHash<qint32, const Browser*> owners;
-    const WindowsConnection x;
-    if (!x)
-        return owners;
-    const auto atom = xcb_intern_atom(x.get(), 1, sizeof WINDOW_LIST - 1, WINDOW_LIST);
-    const XReply<xcb_intern_atom_reply_t> named(xcb_intern_atom_reply(x.get(), atom, nullptr));
-    const auto ask = xcb_get_property(x.get(), 0, x.root(), named ? named->atom : xcb_atom_t{XCB_ATOM_NONE},
-                                      XCB_ATOM_WINDOW, 0, MOST_WINDOWS);
-    const XReply<xcb_get_property_reply_t> list(xcb_get_property_reply(x.get(), ask, nullptr));
-    if (!list)
-        return owners;
-    const auto* window = static_cast<const xcb_window_t*>(xcb_get_property_value(list.get()));
-    const WindowReader reader(x.get());
-    for (int left = xcb_get_property_value_length(list.get()) / 4; left > 0; --left, ++window) {
-        const WindowIdentity identity = reader.identify({*window}).front();
+    for (const WindowIdentity& identity : reader.identify(reader.listedWindows())) {
         const Browser* browser = browserOfWindow(identity.wmClass);
         if (!browser)
             browser = browserOfWindow(identity.instance);
@@ -60,18 +45,21 @@ QHash<qint32, const Browser*> ownersOfWindows() {
 tl::expected<AtSpiPage, QString> frontPageOf(const QString& application, QDeadlineTimer deadline) {
     const Browser* browser = browserNamed(application);
     if (!browser)
-        return tl::unexpected(QStringLiteral("no browser is known by the name ") + application);
+        return tl::unexpected(u"no browser is known by the name "_s + application);
     AtSpiBus bus;
     const auto query = bus.open(deadline);
     if (!query)
-        return tl::unexpected(QStringLiteral("the accessibility bus does not answer"));
-    const auto isBrowser = [browser, owners = ownersOfWindows()](qint32 pid) {
+        return tl::unexpected(u"the accessibility bus does not answer"_s);
+    const ScreenConnection x;
+    const auto reader = x ? std::optional<WindowReader>(x.get()) : std::nullopt;
+    const auto owners = reader ? browsersOf(*reader) : QHash<qint32, const Browser*>();
+    const auto isBrowser = [&](qint32 pid) {
         const Browser* owner = owners.value(pid);
         return owner ? owner == browser : mayRunAs(*browser, executableOf(pid));
     };
-    const auto page = frontPage(*query, isBrowser, windowNamesTopDown);
+    const auto page = frontPage(*query, isBrowser, [&] { return reader ? reader->titlesTopDown() : QStringList(); });
     if (!page)
-        return tl::unexpected(application + QStringLiteral(" does not run, has no window, or exposes no page"));
+        return tl::unexpected(application + u" does not run, has no window, or exposes no page"_s);
     return *page;
 }
 

@@ -2,11 +2,10 @@
 
 #include "Script.h"
 
-#include <QDeadlineTimer>
-
 namespace ovalin {
 
-/// Shows it by org.freedesktop.Notifications; the error says why it could not be shown.
-[[nodiscard]] tl::expected<void, QString> showNotification(const NotificationScript& script, QDeadlineTimer deadline);
+/// Shows it by org.freedesktop.Notifications, which may take two seconds a call; the error says that it could not be
+/// shown.
+[[nodiscard]] tl::expected<void, QString> showNotification(const NotificationScript& script);
 
 } // namespace ovalin

@@ -4,6 +4,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Possessive, so that a long text costs no stack.
@@ -49,8 +51,8 @@ tl::expected<Script, QString> parseScript(const QString& text) {
     if (const auto match = notification.match(text); match.hasMatch())
         return NotificationScript{unescaped(match.captured(1)), unescaped(match.captured(2))};
     return tl::unexpected(
-        QStringLiteral("only \"display notification\" and the address and title of a browser's front page are known "
-                       "here, not: ") +
+        u"only \"display notification\" and the address and title of a browser's front page are known "
+        "here, not: "_s +
         text.left(200));
 }
 

@@ -17,6 +17,7 @@
 namespace {
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 constexpr auto ANSWER_LIMIT = 1200ms; // of the calls to others; the watchdog is for what they do not cover
@@ -43,7 +44,7 @@ int print(const AtSpiPage& page) {
     const bool written = std::fwrite(lines.constData(), 1, static_cast<size_t>(lines.size()), stdout) ==
                              static_cast<size_t>(lines.size()) &&
                          std::fflush(stdout) == 0;
-    return written ? 0 : fail(QStringLiteral("cannot write the answer"));
+    return written ? 0 : fail(u"cannot write the answer"_s);
 }
 
 } // namespace
@@ -53,15 +54,14 @@ int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() != 3 || arguments[1] != QLatin1String("-e"))
-        return fail(QStringLiteral("usage: osascript -e SCRIPT"));
+        return fail(u"usage: osascript -e SCRIPT"_s);
     const auto script = parseScript(arguments[2]);
     if (!script)
         return fail(script.error());
-    const QDeadlineTimer deadline(ANSWER_LIMIT);
     if (const auto* notification = std::get_if<NotificationScript>(&*script)) {
-        const auto shown = showNotification(*notification, deadline);
+        const auto shown = showNotification(*notification);
         return shown ? 0 : fail(shown.error());
     }
-    const auto page = frontPageOf(std::get<PageScript>(*script).application, deadline);
+    const auto page = frontPageOf(std::get<PageScript>(*script).application, QDeadlineTimer(ANSWER_LIMIT));
     return page ? print(*page) : fail(page.error());
 }

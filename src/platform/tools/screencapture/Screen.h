@@ -2,7 +2,7 @@
 
 #include "PixelFormat.h"
 
-#include "platform/x11/WindowsConnection.h"
+#include "platform/x11/ScreenConnection.h"
 
 #include <optional>
 #include <vector>
@@ -37,7 +37,7 @@ struct Window {
 };
 
 /// The X server, with what the capture needs to ask it. Throws Failure when the server is not there.
-class Screen : public WindowsConnection {
+class Screen : public ScreenConnection {
 public:
     Screen();
 

@@ -14,6 +14,7 @@
 #include "platform/x11/keyboard/X11KeyboardHold.h"
 #include "platform/x11/selections/X11Pasteboard.h"
 #include "platform/x11/selections/X11PrimaryGuard.h"
+#include "platform/x11/windows/FrontWindow.h"
 #include "platform/x11/windows/X11Windows.h"
 #include "platform/x11/windows/X11Workspace.h"
 
@@ -53,7 +54,7 @@ struct X11Desktop::Parts {
         , workspace(dispatch)
         , hold(dispatch)
         , keyboard(hold, [this](bool sending) { markSynthetic(sending); })
-        , accessibility(dispatch)
+        , accessibility(dispatch, frontTitle)
         , notifier(dispatch) {
         monitors.setOwnWindows([this](QPoint rootPosition, quint32 topWindow, quint32 time) {
             return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time);

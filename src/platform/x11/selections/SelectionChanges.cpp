@@ -8,12 +8,14 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 SelectionChanges::SelectionChanges(XThread& xThread, std::function<void(const Change&)> changed)
     : thread(xThread) {
     XConnection& server = thread.connection();
     const quint8 type = server.selectionNotifyType();
     if (type == 0) {
-        logOnce(QStringLiteral("no-xfixes"), QStringLiteral("Ovalin: no XFixes — the clipboard is not watched"));
+        logOnce(u"no-xfixes"_s, u"Ovalin: no XFixes — the clipboard is not watched"_s);
         return;
     }
     const xcb_window_t root = server.root();

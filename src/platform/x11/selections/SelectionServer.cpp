@@ -30,6 +30,7 @@ SelectionContent textContent(const QString& text) {
 
 SelectionServer::SelectionServer(XThread& xThread, xcb_atom_t selectionToServe)
     : thread(xThread)
+    , windows(xThread.connection().get())
     , selection(selectionToServe) {
     handlers.push_back(thread.onEvent(XCB_SELECTION_REQUEST, [this](const xcb_generic_event_t& event) {
         requested(reinterpret_cast<const xcb_selection_request_event_t&>(event));
@@ -147,7 +148,7 @@ void SelectionServer::requested(const xcb_selection_request_event_t& event) {
 bool SelectionServer::convert(xcb_window_t requestor, xcb_atom_t target, xcb_atom_t property) {
     XConnection& server = thread.connection();
     const QByteArray name = server.atomName(target);
-    const qint32 pid = isProtocol(name) ? 0 : server.clientPid(requestor);
+    const qint32 pid = isProtocol(name) ? 0 : windows.windowOwners().ownerOf(requestor);
     const bool mayHaveIt = onlyReader < 1 || pid < 1 || pid == onlyReader;
     bool served = false;
     if (name == "TARGETS") {

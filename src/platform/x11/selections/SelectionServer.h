@@ -2,6 +2,7 @@
 
 #include "platform/Pasteboard.h"
 #include "platform/x11/XThread.h"
+#include "platform/x11/windows/WindowReader.h"
 
 #include <functional>
 #include <list>
@@ -72,6 +73,7 @@ private:
     void lost();
 
     XThread& thread;
+    const WindowReader windows;
     const xcb_atom_t selection;
     xcb_window_t window = XCB_WINDOW_NONE; // a new one for each ownership
     std::optional<quint32> since;          // X time, as XFixes tells it

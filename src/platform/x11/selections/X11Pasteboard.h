@@ -1,5 +1,18 @@
 #pragma once
 
+// The selections, how they hang together:
+//
+//   X11Pasteboard       asked on the main thread and on workers, which wait with a deadline; asks the X thread:
+//   XSelections         the X thread's side: whose CLIPBOARD and PRIMARY are, since when, what is in them, our loans
+//    ├ SelectionChanges   learns of every new owner (XFixes)
+//    ├ SelectionReader    asks an owner (ICCCM 2.4, INCR), any number of questions at a time
+//    └ SelectionServer    owns one and answers who asks (ICCCM 2.2), to one reader only where that is wanted
+//   SelectionSnapshot   all that a selection holds, target by target, for putting it back later
+//   SelectionRules      what needs no server: which targets to take, what is text, is PRIMARY fresh, may be restored
+//   X11PrimaryGuard     keeps Qt from taking PRIMARY for our own fields
+//
+// Nothing waits on the X thread: an owner that never answers costs its question the deadline, and nobody else anything.
+
 #include "SelectionRules.h"
 #include "platform/Pasteboard.h"
 
@@ -9,6 +22,7 @@
 
 namespace ovalin {
 
+class XSelections;
 class XThread;
 
 struct PasteboardLimits {
@@ -38,16 +52,11 @@ public:
     void readText(Selection selection, QObject* context, std::function<void(const QString&)> done) override;
 
 private:
-    class Parts;
-    struct Reading;
-    [[nodiscard]] bool readItems(PasteboardSnapshot& snapshot, const Reading& how);
-    [[nodiscard]] std::optional<PasteboardSnapshot> readOnce(const Reading& how);
-
     XThread& thread;
     const PasteboardLimits limits;
     std::atomic<quint64> clipboardChanges{0};
-    std::unique_ptr<Parts> parts; // made, used and destroyed on the X thread
-    QObject mainThread;           // receives what readText() found
+    std::unique_ptr<XSelections> parts; // made, used and destroyed on the X thread
+    QObject mainThread;                 // receives what readText() found
 };
 
 } // namespace ovalin

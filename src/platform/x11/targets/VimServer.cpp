@@ -1,7 +1,7 @@
 #include "VimServer.h"
 
 #include "base/children/ChildProcess.h"
-#include "platform/x11/QtConnection.h"
+#include "platform/x11/RootWindow.h"
 #include "platform/x11/XReply.h"
 
 #include <QFile>
@@ -9,6 +9,8 @@
 #include <xcb/xcb.h>
 
 namespace ovalin {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -50,7 +52,7 @@ std::optional<VimServer> VimServer::of(xcb_connection_t* connection, quint32 win
         if (!number || (server & client) != (window & client))
             continue;
         VimServer vim;
-        vim.program = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(pid));
+        vim.program = QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid));
         vim.name = QString::fromLocal8Bit(entry.mid(entry.indexOf(' ') + 1));
         return vim.program.isEmpty() ? std::nullopt : std::optional(vim);
     }
@@ -62,19 +64,17 @@ bool VimServer::pasteClipboard(bool overSelection) const {
     return ask(QString::fromLatin1(overSelection ? OVER_SELECTION : AT_CURSOR), PASTE_LIMIT) == QLatin1String("0");
 }
 
-bool VimServer::hasSelection() const {
-    return ask(QStringLiteral("mode(1) =~# '^[vVsS]$'"), LOOK_LIMIT) == QLatin1String("1");
-}
+bool VimServer::hasSelection() const { return ask(u"mode(1) =~# '^[vVsS]$'"_s, LOOK_LIMIT) == QLatin1String("1"); }
 
 QString VimServer::ask(QString expression, std::chrono::milliseconds limit) const {
     RunOptions options;
     options.deadline = limit;
-    return runToEnd({program,
-                     {QStringLiteral("-u"), QStringLiteral("NONE"), QStringLiteral("--servername"), name,
-                      QStringLiteral("--remote-expr"), expression.remove(QLatin1Char('\n'))},
-                     {},
-                     {}},
-                    options)
+    return runToEnd(
+               {program,
+                {u"-u"_s, u"NONE"_s, u"--servername"_s, name, u"--remote-expr"_s, expression.remove(QLatin1Char('\n'))},
+                {},
+                {}},
+               options)
         .text();
 }
 

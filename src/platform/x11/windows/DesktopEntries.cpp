@@ -8,6 +8,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 struct DesktopEntries::File {
     DesktopEntry entry;
     QString wmClass;
@@ -27,18 +29,17 @@ QStringList nameKeys(const QString& locale) {
     QStringList keys;
     for (const QString& base : {territory, language}) {
         if (!modifier.isEmpty())
-            keys << QStringLiteral("Name[%1@%2]").arg(base, modifier);
-        keys << QStringLiteral("Name[%1]").arg(base);
+            keys << u"Name[%1@%2]"_s.arg(base, modifier);
+        keys << u"Name[%1]"_s.arg(base);
     }
-    return keys << QStringLiteral("Name");
+    return keys << u"Name"_s;
 }
 
 /// The program that an Exec line starts; empty for wrappers, whose name says nothing about the application.
 QString programOf(const QString& exec) {
-    static const QSet<QString> wrappers = {
-        QStringLiteral("env"),  QStringLiteral("sh"),      QStringLiteral("bash"),     QStringLiteral("flatpak"),
-        QStringLiteral("snap"), QStringLiteral("python3"), QStringLiteral("python"),   QStringLiteral("pkexec"),
-        QStringLiteral("java"), QStringLiteral("wine"),    QStringLiteral("electron"), QStringLiteral("perl")};
+    static const QSet<QString> wrappers = {u"env"_s,  u"sh"_s,      u"bash"_s,     u"flatpak"_s,
+                                           u"snap"_s, u"python3"_s, u"python"_s,   u"pkexec"_s,
+                                           u"java"_s, u"wine"_s,    u"electron"_s, u"perl"_s};
     QString first = exec.section(QLatin1Char(' '), 0, 0);
     first.remove(QLatin1Char('"'));
     const QString name = QFileInfo(first).fileName();
@@ -66,7 +67,7 @@ DesktopEntries DesktopEntries::read(const QStringList& folders, const QString& l
     DesktopEntries entries;
     QSet<QString> seen;
     for (const QString& folder : folders) {
-        QDirIterator files(folder, {QStringLiteral("*.desktop")}, QDir::Files, QDirIterator::Subdirectories);
+        QDirIterator files(folder, {u"*.desktop"_s}, QDir::Files, QDirIterator::Subdirectories);
         while (files.hasNext()) {
             const QString path = files.next();
             File file;

@@ -1,5 +1,7 @@
 #include "FrontWindow.h"
 
+#include "platform/x11/QtConnection.h"
+
 #include <thread>
 
 #include <unistd.h>
@@ -22,6 +24,23 @@ bool belongs(const WindowIdentity& identity, qint32 pid) {
 }
 
 } // namespace
+
+FrontTitle frontTitle(const AppWindow& at) {
+    xcb_connection_t* const connection = qtConnection();
+    if (!connection)
+        return {};
+    static const WindowReader reader(connection);
+    const WindowReader::Root root = reader.root();
+    FrontTitle front;
+    const quint32 active = reader.windowManager(root.check) ? root.active : 0;
+    const WindowIdentity identity = active ? reader.identify({active}).front() : reader.clientAbove(root.focus);
+    if (identity.window != 0 && identity.pid == at.pid)
+        front.window = identity.window;
+    const quint32 named = front.window ? front.window : at.window;
+    if (named != 0)
+        front.title = reader.title(named);
+    return front;
+}
 
 WindowIdentity FrontWindow::identify(const AppWindow& target) const {
     WindowIdentity identity = reader.identify({target.window}).front();

@@ -7,6 +7,10 @@
 
 namespace ovalin {
 
+/// The window of the application that a user works in, and its title. Asks the X server, on Qt's connection. Worker
+/// threads; a few round trips.
+[[nodiscard]] FrontTitle frontTitle(const AppWindow& at);
+
 /// Who has the input focus, and how a window gets it. Worker threads; a few round trips a call, on Qt's connection.
 class FrontWindow {
 public:

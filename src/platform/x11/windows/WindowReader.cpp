@@ -1,6 +1,6 @@
 #include "WindowReader.h"
 
-#include "platform/x11/QtConnection.h"
+#include "platform/x11/RootWindow.h"
 #include "platform/x11/XProperty.h"
 #include "platform/x11/XReply.h"
 
@@ -24,16 +24,17 @@ WindowReader::WindowReader(xcb_connection_t* theConnection)
     , owners(theConnection)
     , rootWindowId(rootWindow(theConnection)) {
     constexpr const char* NAMES[] = {"_NET_SUPPORTING_WM_CHECK", "_NET_ACTIVE_WINDOW", "_NET_CLIENT_LIST_STACKING",
-                                     "_NET_CURRENT_DESKTOP", "_NET_WM_DESKTOP"};
+                                     "_NET_CURRENT_DESKTOP",     "_NET_WM_DESKTOP",    "_NET_WM_NAME"};
     const auto atoms = internAtoms(connection, NAMES);
     supportingWmCheck = atoms[0];
     activeWindow = atoms[1];
     clientList = atoms[2];
     currentDesktop = atoms[3];
     windowDesktop = atoms[4];
+    windowName = atoms[5];
 }
 
-std::vector<WindowIdentity> WindowReader::identify(std::initializer_list<quint32> windows) const {
+std::vector<WindowIdentity> WindowReader::identify(const std::vector<quint32>& windows) const {
     std::vector<IdentityCookies> cookies;
     for (const quint32 window : windows) {
         if (window > XCB_INPUT_FOCUS_POINTER_ROOT)
@@ -55,16 +56,22 @@ std::vector<WindowIdentity> WindowReader::identify(std::initializer_list<quint32
     return identities;
 }
 
-WindowIdentity WindowReader::clientAbove(quint32 window) const {
-    for (int level = 0; level < 32 && window > XCB_INPUT_FOCUS_POINTER_ROOT && window != rootWindowId; ++level) {
+std::vector<WindowIdentity> WindowReader::upwards(quint32 window, Until end) const {
+    std::vector<WindowIdentity> line;
+    while (line.size() < 32 && window > XCB_INPUT_FOCUS_POINTER_ROOT && window != rootWindowId) {
         const auto askTree = xcb_query_tree(connection, window);
-        WindowIdentity identity = identify({window}).front();
+        line.push_back(identify({window}).front());
         const XReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection, askTree, nullptr));
-        if (identity.named())
-            return identity;
+        if (end == Until::Named && line.back().named())
+            break;
         window = tree ? tree->parent : 0;
     }
-    return {};
+    return line;
+}
+
+WindowIdentity WindowReader::clientAbove(quint32 window) const {
+    const auto line = upwards(window, Until::Named);
+    return !line.empty() && line.back().named() ? line.back() : WindowIdentity{};
 }
 
 WindowIdentity WindowReader::clientBelow(quint32 frame, int depth) const {
@@ -119,9 +126,36 @@ quint32 WindowReader::windowManager() const {
     return windowManager(takeWord(connection, askProperty(connection, rootWindowId, supportingWmCheck)));
 }
 
+quint32 WindowReader::active() const {
+    return takeWord(connection, askProperty(connection, rootWindowId, activeWindow));
+}
+
+std::vector<quint32> WindowReader::listedWindows() const {
+    return takeWords(connection, askProperty(connection, rootWindowId, clientList));
+}
+
 std::vector<quint32> WindowReader::managedWindows() const {
-    return windowManager() ? takeWords(connection, askProperty(connection, rootWindowId, clientList))
-                           : std::vector<quint32>();
+    return windowManager() ? listedWindows() : std::vector<quint32>();
+}
+
+QStringList WindowReader::titles(const std::vector<quint32>& windows) const {
+    std::vector<std::pair<xcb_get_property_cookie_t, xcb_get_property_cookie_t>> asked;
+    for (const quint32 window : windows)
+        asked.emplace_back(askProperty(connection, window, windowName),
+                           askProperty(connection, window, XCB_ATOM_WM_NAME));
+    QStringList titles;
+    for (const auto& [named, old] : asked) {
+        const QByteArray name = takeBytes(connection, named), oldName = takeBytes(connection, old);
+        titles << (name.isEmpty() ? QString::fromLatin1(oldName) : QString::fromUtf8(name));
+    }
+    return titles;
+}
+
+QStringList WindowReader::titlesTopDown() const {
+    auto order = listedWindows();
+    if (const quint32 window = active())
+        order.push_back(window);
+    return titles({order.rbegin(), order.rend()});
 }
 
 } // namespace ovalin

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/x11/WindowOwners.h"
+#include "WindowOwners.h"
 
 #include <QString>
+#include <QStringList>
 
-#include <initializer_list>
 #include <optional>
 #include <vector>
 
@@ -20,14 +20,18 @@ struct WindowIdentity {
     [[nodiscard]] bool named() const { return !instance.isEmpty() || !wmClass.isEmpty(); }
 };
 
-/// What the workspace and the keyboard ask about windows. Any thread; every function is one round trip, or one a level
-/// of the window tree where it says so. Windows that vanish meanwhile are empty answers.
+/// The one reader of other programs' windows: who they are, whose, what they are called, how they lie, and what the
+/// window manager says of them. Any thread; every function is one round trip, or one a level of the window tree where
+/// it says so. Windows that vanish meanwhile are empty answers.
 class WindowReader {
 public:
     explicit WindowReader(xcb_connection_t* connection);
 
     /// All in one round trip.
-    [[nodiscard]] std::vector<WindowIdentity> identify(std::initializer_list<quint32> windows) const;
+    [[nodiscard]] std::vector<WindowIdentity> identify(const std::vector<quint32>& windows) const;
+
+    /// The window and those that it lies in, up to the child of the root; one round trip a level.
+    [[nodiscard]] std::vector<WindowIdentity> lineage(quint32 window) const { return upwards(window, Until::Root); }
 
     /// The first window with a WM_CLASS from `window` upwards; one round trip a level.
     [[nodiscard]] WindowIdentity clientAbove(quint32 window) const;
@@ -49,9 +53,20 @@ public:
     /// root() is only asked for the check window, and windowManager() of it; two round trips.
     [[nodiscard]] quint32 windowManager() const;
 
-    /// What a living window manager manages (EWMH _NET_CLIENT_LIST_STACKING), bottom to top; else nothing. Three round
-    /// trips.
+    /// The active window, 0 when the window manager names none.
+    [[nodiscard]] quint32 active() const;
+
+    /// What a window manager has listed (EWMH _NET_CLIENT_LIST_STACKING), living or not, bottom to top.
+    [[nodiscard]] std::vector<quint32> listedWindows() const;
+
+    /// What a living window manager manages, bottom to top; else nothing. Three round trips.
     [[nodiscard]] std::vector<quint32> managedWindows() const;
+
+    /// The title (EWMH _NET_WM_NAME, else WM_NAME); empty when there is none.
+    [[nodiscard]] QString title(quint32 window) const { return titles({window}).front(); }
+
+    /// The titles of the listed windows, the active one first, then from the top down. Three round trips.
+    [[nodiscard]] QStringList titlesTopDown() const;
 
     [[nodiscard]] const WindowOwners& windowOwners() const { return owners; }
 
@@ -65,6 +80,10 @@ public:
     [[nodiscard]] quint32 checkAtom() const { return supportingWmCheck; }
 
 private:
+    enum class Until { Named, Root };
+    [[nodiscard]] std::vector<WindowIdentity> upwards(quint32 window, Until end) const;
+    [[nodiscard]] QStringList titles(const std::vector<quint32>& windows) const;
+
     xcb_connection_t* const connection;
     const WindowOwners owners;
     const quint32 rootWindowId;
@@ -73,6 +92,7 @@ private:
     quint32 clientList = 0;
     quint32 currentDesktop = 0;
     quint32 windowDesktop = 0;
+    quint32 windowName = 0;
 };
 
 } // namespace ovalin

@@ -1,7 +1,7 @@
 #include "X11Windows.h"
 
 #include "WindowReader.h"
-#include "platform/x11/WindowsConnection.h"
+#include "platform/x11/ScreenConnection.h"
 #include "platform/x11/XProperty.h"
 
 #include <algorithm>
@@ -38,7 +38,7 @@ constexpr std::array<TypeLayer, 12> LAYERS{{
 }};
 
 /// Bottom to top.
-std::vector<quint32> stackedWindows(const WindowsConnection& x, const WindowReader& reader) {
+std::vector<quint32> stackedWindows(const ScreenConnection& x, const WindowReader& reader) {
     if (auto managed = reader.managedWindows(); !managed.empty())
         return managed;
     const XReply<xcb_query_tree_reply_t> tree(
@@ -61,7 +61,7 @@ struct Questions {
 /// Asks about every window before the first answer is taken.
 class WindowList {
 public:
-    explicit WindowList(const WindowsConnection& connection)
+    explicit WindowList(const ScreenConnection& connection)
         : x(connection)
         , reader(x.get()) {
         std::vector<const char*> names{"_NET_WM_WINDOW_TYPE"};
@@ -76,7 +76,7 @@ private:
     [[nodiscard]] std::optional<WindowInfo> answer(const Questions& q) const;
     [[nodiscard]] int layerOf(bool overrideRedirect, const std::vector<quint32>& types) const;
 
-    const WindowsConnection& x;
+    const ScreenConnection& x;
     const WindowReader reader;
     std::vector<xcb_atom_t> atoms; // that of the type property, then those of LAYERS
 };
@@ -134,7 +134,7 @@ std::vector<WindowInfo> WindowList::frontToBack() const {
 } // namespace
 
 std::vector<WindowInfo> X11Windows::onScreenWindows() {
-    const WindowsConnection x(displayName.isEmpty() ? nullptr : displayName.constData());
+    const ScreenConnection x(displayName.isEmpty() ? nullptr : displayName.constData());
     return x ? WindowList(x).frontToBack() : std::vector<WindowInfo>();
 }
 

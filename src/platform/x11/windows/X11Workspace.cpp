@@ -2,6 +2,7 @@
 
 #include "BundleIds.h"
 #include "platform/x11/QtConnection.h"
+#include "platform/x11/RootWindow.h"
 #include "platform/x11/XProperty.h"
 #include "platform/x11/XReply.h"
 
@@ -19,11 +20,11 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-QString executableOf(qint32 pid) {
-    return QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(pid))).fileName();
-}
+QString executableOf(qint32 pid) { return QFileInfo(QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid))).fileName(); }
 
 /// The strips of one window. Four numbers tell how deep they are at the left, right, upper and lower edge, eight more
 /// where each begins and ends along it.

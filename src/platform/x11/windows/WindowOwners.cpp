@@ -1,7 +1,7 @@
 #include "WindowOwners.h"
 
-#include "XProperty.h"
-#include "XReply.h"
+#include "platform/x11/XProperty.h"
+#include "platform/x11/XReply.h"
 
 #include <QString>
 #include <QSysInfo>

@@ -7,10 +7,10 @@
 namespace ovalin {
 
 /// A connection to the X server with the screen it is for, closed when it goes.
-class WindowsConnection {
+class ScreenConnection {
 public:
     /// `display` as in $DISPLAY; null: $DISPLAY itself.
-    explicit WindowsConnection(const char* display = nullptr) {
+    explicit ScreenConnection(const char* display = nullptr) {
         int number = 0;
         connection = xcb_connect(display, &number);
         if (xcb_connection_has_error(connection))
@@ -20,10 +20,11 @@ public:
             xcb_screen_next(&it);
         theScreen = it.data;
     }
-    ~WindowsConnection() { xcb_disconnect(connection); }
-    WindowsConnection(const WindowsConnection&) = delete;
-    WindowsConnection& operator=(const WindowsConnection&) = delete;
+    ~ScreenConnection() { xcb_disconnect(connection); }
+    ScreenConnection(const ScreenConnection&) = delete;
+    ScreenConnection& operator=(const ScreenConnection&) = delete;
 
+    /// False when there is no server, or no longer.
     [[nodiscard]] explicit operator bool() const { return theScreen && !xcb_connection_has_error(connection); }
     [[nodiscard]] xcb_connection_t* get() const { return connection; }
     [[nodiscard]] const xcb_screen_t& screen() const { return *theScreen; }

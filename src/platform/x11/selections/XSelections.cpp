@@ -1,0 +1,143 @@
+#include "XSelections.h"
+
+#include "SelectionRules.h"
+#include "platform/x11/targets/TargetRules.h"
+
+namespace ovalin {
+
+namespace {
+
+QByteArrayList atomNames(XConnection& server, const SelectionReading& targets) {
+    if (targets.format != 32)
+        return {};
+    const auto* first = reinterpret_cast<const xcb_atom_t*>(targets.bytes.constData());
+    const auto names = server.atomNames({first, first + targets.bytes.size() / 4});
+    return {names.begin(), names.end()};
+}
+
+} // namespace
+
+XSelections::XSelections(XThread& xThread, const ActivityClock& activity, std::atomic<quint64>& clipboardChanges)
+    : thread(xThread)
+    , clock(activity)
+    , windows(xThread.connection().get())
+    , clipboard(xThread.connection().atom("CLIPBOARD"))
+    , reader(xThread)
+    , server(xThread, clipboard)
+    , primaryServer(xThread, primary)
+    , changes(xThread, [this, &clipboardChanges](const SelectionChanges::Change& change) {
+        if (change.selection == clipboard) {
+            ++clipboardChanges;
+        } else {
+            ++primaryState.changes;
+            primaryState.owner = change.owner;
+            primaryState.since = change.time;
+        }
+        if (change.ownerDied)
+            reader.ownerGone(change.selection);
+    }) {}
+
+xcb_window_t XSelections::ownerOf(xcb_atom_t selection) {
+    xcb_connection_t* c = thread.connection().get();
+    const XReply<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, selection), nullptr));
+    return reply ? reply->owner : xcb_window_t{XCB_WINDOW_NONE};
+}
+
+xcb_window_t XSelections::primaryOwnerIn(qint32 pid) {
+    const xcb_window_t owner = ownerOf(primary);
+    return windows.windowOwners().ownerOf(owner) == pid ? owner : xcb_window_t{XCB_WINDOW_NONE};
+}
+
+void XSelections::readText(xcb_atom_t selection, Deadline deadline, qsizetype attempt, const TextDone& done) {
+    if (attempt == textTargets().size()) {
+        done({});
+        return;
+    }
+    const xcb_atom_t target = thread.connection().atom(textTargets()[attempt]);
+    reader.read({selection, target, deadline}, [this, selection, deadline, attempt, done](SelectionReading reading) {
+        if (reading.end == SelectionReading::End::Refused)
+            readText(selection, deadline, attempt + 1, done);
+        else if (reading.end == SelectionReading::End::Data)
+            done(selectionText(thread.connection().atomName(reading.type), reading.format, reading.bytes));
+        else
+            done({});
+    });
+}
+
+void XSelections::readPrimaryTime(Deadline deadline, std::function<void(std::optional<quint32>)> done) {
+    if (primaryState.since) {
+        done(primaryState.since);
+        return;
+    }
+    // Set before our start: only the owner knows.
+    const xcb_atom_t timestamp = thread.connection().atom("TIMESTAMP");
+    reader.read({primary, timestamp, deadline}, [done = std::move(done)](const SelectionReading& reading) {
+        std::optional<quint32> time;
+        if (reading.end == SelectionReading::End::Data && reading.format == 32 && reading.bytes.size() >= 4)
+            time = *reinterpret_cast<const quint32*>(reading.bytes.constData());
+        done(time);
+    });
+}
+
+/// The presses in the terminal window that the owner of PRIMARY lies in: only they take its highlight away, which
+/// neither scrolling nor work elsewhere does. Not watching where it lies in no such window.
+ActivityClock::Reading XSelections::inTerminal(xcb_window_t owner) {
+    std::vector<quint32> around;
+    bool terminal = false;
+    for (const WindowIdentity& at : windows.lineage(owner)) {
+        around.push_back(at.window);
+        terminal = terminal || isTerminal(at.instance) || isTerminal(at.wmClass);
+    }
+    return terminal ? clock.readIn(around) : ActivityClock::Reading{};
+}
+
+void XSelections::readPrimary(xcb_window_t owner, Freshness freshness, Deadline deadline, TextDone done) {
+    if (primaryState.since && primaryState.owner != owner) {
+        done({});
+        return;
+    }
+    auto readNow = [this, deadline, before = primaryState.changes, done] {
+        readText(primary, deadline, [this, before, done](std::optional<QString> text) {
+            // Another owner since we looked: the text may be that one's.
+            done(primaryState.changes == before ? std::move(text) : std::nullopt);
+        });
+    };
+    if (freshness == Freshness::Any) {
+        readNow();
+        return;
+    }
+    readPrimaryTime(deadline, [this, owner, readNow, done](std::optional<quint32> time) {
+        if (isPrimaryFresh(time, clock.read()) || isPrimaryFresh(time, inTerminal(owner)))
+            readNow();
+        else
+            done({});
+    });
+}
+
+void XSelections::readTargets(xcb_atom_t selection, Deadline deadline,
+                              std::function<void(std::optional<QByteArrayList>)> done) {
+    const xcb_atom_t targets = thread.connection().atom("TARGETS");
+    reader.read({selection, targets, deadline}, [this, done = std::move(done)](const SelectionReading& reading) {
+        if (reading.end == SelectionReading::End::Data)
+            done(atomNames(thread.connection(), reading));
+        else if (reading.end == SelectionReading::End::Refused)
+            done(textTargets()); // an owner too simple to list what it has
+        else
+            done({});
+    });
+}
+
+bool XSelections::borrow(Selection selection, const QString& text, qint32 wanted) {
+    auto& last = lastReadOf(selection);
+    last.reset();
+    return serverOf(selection).own(
+        textContent(text),
+        [&last](const SelectionServer::Request& request) {
+            if (request.served)
+                last = std::chrono::steady_clock::now();
+        },
+        wanted);
+}
+
+} // namespace ovalin
