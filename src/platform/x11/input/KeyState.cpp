@@ -2,15 +2,12 @@
 
 #include <algorithm>
 
+#include <X11/X.h>
 #include <X11/keysym.h>
 
 namespace ovalin {
 
 namespace {
-
-bool isWindowManagerModifier(quint32 symbol) {
-    return (symbol >= XK_Meta_L && symbol <= XK_Hyper_R); // Meta, Alt, Super, Hyper, left and right
-}
 
 bool scrolls(quint32 symbol) {
     return (symbol >= XK_Home && symbol <= XK_End) || (symbol >= XK_KP_Home && symbol <= XK_KP_End);
@@ -31,63 +28,50 @@ EventMonitors::Key keyFor(quint32 symbol) {
     }
 }
 
-KeyRoles::Modifier fixedRole(size_t row) {
-    if (row == 0)
-        return KeyRoles::Shift;
-    return row == 2 ? KeyRoles::Command : KeyRoles::OtherModifier;
+/// By any of its layouts: which one the application goes by is not known.
+EventMonitors::Key keyFor(const std::vector<quint32>& symbols) {
+    for (const quint32 symbol : symbols) {
+        if (keyFor(symbol) != EventMonitors::Key::Other)
+            return keyFor(symbol);
+    }
+    return EventMonitors::Key::Other;
+}
+
+/// Alt, Meta, Super and Hyper, whichever of the five the layout gives them. Chords with them belong to the window
+/// manager.
+quint8 windowManagerModifiers(const KeyMap& map) {
+    unsigned mask = 0;
+    for (quint32 symbol = XK_Meta_L; symbol <= XK_Hyper_R; ++symbol)
+        mask |= map.modifierMask(symbol);
+    return static_cast<quint8>(mask & ~unsigned{ShiftMask | LockMask | ControlMask});
 }
 
 } // namespace
 
-KeyRoles keyRoles(int firstCode, int symbolsPerCode, std::span<const quint32> symbols, int codesPerModifier,
-                  std::span<const quint8> modifierCodes) {
-    KeyRoles roles;
-    std::bitset<256> windowManager;
-    const auto columns = static_cast<size_t>(std::max(symbolsPerCode, 1));
-    for (size_t i = 0; i < symbols.size(); ++i) {
-        const size_t code = static_cast<size_t>(firstCode) + i / columns;
-        if (code >= roles.keys.size())
-            break;
-        if (isWindowManagerModifier(symbols[i]))
-            windowManager.set(code);
-        const size_t column = i % columns;
-        if (column == 0 && scrolls(symbols[i]))
-            roles.scrolling.set(code);
-        if ((column == 0 || column == 2) && keyFor(symbols[i]) != EventMonitors::Key::Other)
-            roles.keys[code] = keyFor(symbols[i]);
-    }
-    const auto perRow = static_cast<size_t>(std::max(codesPerModifier, 1));
-    for (size_t row = 0; row < 8 && (row + 1) * perRow <= modifierCodes.size(); ++row) {
-        const auto codes = modifierCodes.subspan(row * perRow, perRow);
-        // Which of Mod1 to Mod5 is Alt or Super is the layout's choice.
-        const bool ofWindowManager =
-            row >= 3 && std::ranges::any_of(codes, [&](quint8 code) { return code != 0 && windowManager.test(code); });
-        const quint8 role = ofWindowManager ? KeyRoles::WindowManager : fixedRole(row);
-        for (const quint8 code : codes) {
-            if (code != 0) // 0: an unused place of the row
-                roles.modifiers[code] = static_cast<quint8>(roles.modifiers[code] | role);
-        }
-    }
-    return roles;
+void KeyState::setMap(KeyMap newMap) {
+    map = std::move(newMap);
+    windowManagers = windowManagerModifiers(*map);
 }
 
 void KeyState::reset(const Codes& pressed) {
     down.reset();
     held.reset();
     for (size_t code = 0; code < pressed.size(); ++code)
-        held.set(code, pressed.test(code) && roles.modifiers[code] != 0);
+        held.set(code, pressed.test(code) && modifiersOf(static_cast<quint8>(code)) != 0);
 }
 
 KeyState::Press KeyState::press(quint8 code) {
-    if (roles.modifiers[code] != 0) {
+    if (modifiersOf(code) != 0) {
         held.set(code);
         return Press::Nothing;
     }
     down.set(code);
     modifiersAtPress[code] = heldModifiers();
-    if (modifiersAtPress[code] & KeyRoles::WindowManager)
+    if (modifiersAtPress[code] & windowManagers)
         return Press::Nothing;
-    return roles.scrolling.test(code) && modifiersAtPress[code] & KeyRoles::Shift ? Press::Scrolling : Press::Typing;
+    const auto symbols = map ? map->plainSymbols(code) : std::vector<quint32>();
+    const bool scrolling = !symbols.empty() && scrolls(symbols.front());
+    return scrolling && modifiersAtPress[code] & ShiftMask ? Press::Scrolling : Press::Typing;
 }
 
 std::optional<EventMonitors::KeyUp> KeyState::release(quint8 code) {
@@ -96,14 +80,14 @@ std::optional<EventMonitors::KeyUp> KeyState::release(quint8 code) {
         return {};
     down.reset(code);
     const quint8 modifiers = modifiersAtPress[code];
-    return EventMonitors::KeyUp{roles.keys[code], (modifiers & KeyRoles::Shift) != 0,
-                                (modifiers & KeyRoles::Command) != 0};
+    return EventMonitors::KeyUp{map ? keyFor(map->plainSymbols(code)) : EventMonitors::Key::Other,
+                                (modifiers & ShiftMask) != 0, (modifiers & ControlMask) != 0};
 }
 
 quint8 KeyState::heldModifiers() const {
     quint8 all = 0;
     for (size_t code = held._Find_first(); code < held.size(); code = held._Find_next(code))
-        all = static_cast<quint8>(all | roles.modifiers[code]);
+        all |= modifiersOf(static_cast<quint8>(code));
     return all;
 }
 

@@ -10,8 +10,10 @@
 namespace ovalin {
 
 class ActivityClock;
+class RawInput;
 class SyntheticKeys;
 class XThread;
+struct InputReceivers;
 
 /// EventMonitors by XInput2 raw events on the root window; feeds the activity clock. Where XInput 2.2 is missing it
 /// stays silent and the clock says that nobody watches. Main thread; the three it is made of outlive it.
@@ -40,10 +42,8 @@ public:
     void setKeyboardOurs(bool ours);
 
 private:
-    struct Shared;
-    class Watch;
-    std::unique_ptr<Shared> shared; // main thread's side
-    std::unique_ptr<Watch> watch;   // X thread's side
+    std::unique_ptr<InputReceivers> receivers; // main thread's side
+    std::unique_ptr<RawInput> raw;             // X thread's side
     XThread& thread;
 };
 

@@ -9,12 +9,10 @@
 
 #include <X11/keysym.h>
 #include <xcb/xcb.h>
-// The header has a field of that name.
-#define explicit explicit_
-#include <xcb/xkb.h>
-#undef explicit
 
 namespace ovalin {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -32,8 +30,7 @@ X11HotKeys::X11HotKeys(Dispatch& theDispatch)
     if (!connection)
         return;
     reader.emplace(connection);
-    const xcb_query_extension_reply_t* xkb = xcb_get_extension_data(connection, &xcb_xkb_id);
-    xkbEvent = xkb && xkb->present ? xkb->first_event : quint8{0};
+    xkbEvent = KeyMap::eventType(connection);
     addWindowEvents(connection, reader->rootId(), XCB_EVENT_MASK_PROPERTY_CHANGE);
     watchWindowManager();
     qApp->installNativeEventFilter(this);
@@ -116,7 +113,7 @@ std::function<void(quint8 key)> X11HotKeys::watchdog(XThread& thread) const {
         thread.at(deadlineIn(LONGEST_STOP), [watched, before = watched->handled.load()] {
             if (watched->handled != before)
                 return;
-            logLine(QStringLiteral("Ovalin: busy for a second after Alt+Space — the keyboard is let go"));
+            logLine(u"Ovalin: busy for a second after Alt+Space — the keyboard is let go"_s);
             watched->goOn();
         });
     };
@@ -143,9 +140,7 @@ bool X11HotKeys::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
             lookSoon();
         return false;
     default:
-        // pad0 is the xkbType: a client that uses XKB is not sent MappingNotify.
-        if (xkbEvent && event->response_type == xkbEvent &&
-            (event->pad0 == XCB_XKB_NEW_KEYBOARD_NOTIFY || event->pad0 == XCB_XKB_MAP_NOTIFY))
+        if (xkbEvent && event->response_type == xkbEvent && KeyMap::tellsOfChange(event->pad0))
             lookSoon();
         return false;
     }

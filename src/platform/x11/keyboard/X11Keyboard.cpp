@@ -20,6 +20,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Keymap = XReply<xcb_query_keymap_reply_t>;
@@ -49,13 +51,12 @@ constexpr size_t SHIFT = 0, CONTROL = 2; // modifiers of the X protocol
 
 /// What the rules go by: a terminal, for one, may have been given a WM_CLASS of the user's choice.
 TargetFacts factsOf(const WindowIdentity& client, FocusKind focus) {
-    const QString process = QStringLiteral("/proc/%1/").arg(client.pid);
-    QFile maps(process + QStringLiteral("maps"));
+    const QString process = u"/proc/%1/"_s.arg(client.pid);
+    QFile maps(process + u"maps"_s);
     const bool readable = client.pid > 0 && maps.open(QIODevice::ReadOnly);
-    return {
-        {client.wmClass, client.instance, QFileInfo(QFile::symLinkTarget(process + QStringLiteral("exe"))).fileName()},
-        readable ? librariesIn(maps.readAll()) : Libraries{},
-        focus};
+    return {{client.wmClass, client.instance, QFileInfo(QFile::symLinkTarget(process + u"exe"_s)).fileName()},
+            readable ? librariesIn(maps.readAll()) : Libraries{},
+            focus};
 }
 
 } // namespace
@@ -128,7 +129,7 @@ Keyboard::Sent X11Keyboard::sendCopy(qint32 pid, FocusKind focus) {
     const auto map = KeyMap::read(connection);
     const Chord chord = map ? copyChord(*map, how) : Chord{};
     if (!chord.key) {
-        logOnce(QStringLiteral("no-copy-key"), QStringLiteral("Ovalin: no key of this keyboard layout copies"));
+        logOnce(u"no-copy-key"_s, u"Ovalin: no key of this keyboard layout copies"_s);
         return Sent::NotTrusted;
     }
     sendChords(*map, {chord});
@@ -145,7 +146,7 @@ PasteWay X11Keyboard::pasteWay(const AppWindow& target, FocusKind focus, bool ov
         way.before = PasteWay::Before::Nothing;
     if (way.keys == PasteWay::Keys::VimServer && !VimServer::of(connection, client.window, client.pid)) {
         way.keys = PasteWay::Keys::None;
-        way.refusal = QStringLiteral("this vim has no command server: nothing can be put into it");
+        way.refusal = u"this vim has no command server: nothing can be put into it"_s;
     }
     return way;
 }
@@ -172,7 +173,7 @@ Keyboard::Sent X11Keyboard::sendPaste(const AppWindow& target, const PasteWay& w
     }
     const std::vector<Chord> chords = pasteChords(*map, way);
     if (chords.empty()) {
-        logOnce(QStringLiteral("no-paste-key"), QStringLiteral("Ovalin: no key of this keyboard layout pastes"));
+        logOnce(u"no-paste-key"_s, u"Ovalin: no key of this keyboard layout pastes"_s);
         return Sent::NotTrusted;
     }
     sendChords(*map, chords);

@@ -1,5 +1,16 @@
 #pragma once
 
+// The keyboard, how it hangs together:
+//
+//   X11HotKeys        Alt+Space: passive grabs, which stop the keyboard in the server until somebody takes it
+//   X11KeyboardHold   takes it for the panel, and gives it back to lockers, popups and after five minutes
+//   KeyboardGrab      the one active grab on Qt's connection; X11KeyboardHold owns it, X11Keyboard opens it
+//   X11Keyboard       sends chords (XTEST) through a gap in that grab; TargetRules says which are harmless
+//   KeyMap            which key gives what, and which are modifiers, by libxkbcommon; asked anew each time, since
+//                     layouts change
+//
+// Main thread, but X11Keyboard (a worker) and the watchdog of X11HotKeys (the X thread).
+
 #include "KeyMap.h"
 #include "X11KeyboardHold.h"
 #include "platform/Keyboard.h"

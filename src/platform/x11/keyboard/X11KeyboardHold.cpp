@@ -1,6 +1,8 @@
 #include "X11KeyboardHold.h"
 
+#include "KeyMap.h"
 #include "platform/x11/QtConnection.h"
+#include "platform/x11/RootWindow.h"
 #include "platform/x11/XReply.h"
 
 #include <QCoreApplication>
@@ -32,15 +34,6 @@ quint32 focusNow() {
 
 QRect frameOf(const xcb_get_geometry_reply_t& geometry) {
     return {geometry.x, geometry.y, geometry.width, geometry.height};
-}
-
-std::bitset<256> keysNow() {
-    const XReply<xcb_query_keymap_reply_t> reply(
-        xcb_query_keymap_reply(qtConnection(), xcb_query_keymap(qtConnection()), nullptr));
-    std::bitset<256> keys;
-    for (size_t key = 0; reply && key < keys.size(); ++key)
-        keys.set(key, (reply->keys[key / 8] >> (key % 8) & 1) != 0);
-    return keys;
 }
 
 } // namespace
@@ -138,7 +131,7 @@ void X11KeyboardHold::attempt(quint64 series, Refusal refusal) {
     if (!attempting)
         return;
     const double now = dispatch.now();
-    if (keysNow().any()) // it may be the key of a shortcut that a program waits for to go up
+    if (keysDown(qtConnection()).any()) // it may be the key of a shortcut that a program waits for to go up
         triedUntil = std::min(now + RETRY_FOR, triedSince + LONGEST_RETRY);
     if (now < triedUntil) {
         dispatch.after(RETRY_EVERY, &context, [this, series, refusal] { attempt(series, refusal); });
@@ -179,16 +172,13 @@ void X11KeyboardHold::endHeldKeys() {
     const auto* xtest = xcb_get_extension_data(connection, &xcb_test_id);
     if (!xtest || !xtest->present)
         return;
-    const auto askModifiers = xcb_get_modifier_mapping(connection);
-    auto keys = pressed & keysNow();
-    const XReply<xcb_get_modifier_mapping_reply_t> rows(
-        xcb_get_modifier_mapping_reply(connection, askModifiers, nullptr));
-    if (!rows)
-        return;
-    for (int i = 0; i < xcb_get_modifier_mapping_keycodes_length(rows.get()); ++i)
-        keys.reset(xcb_get_modifier_mapping_keycodes(rows.get())[i]);
-    for (size_t key = keys._Find_first(); key < keys.size(); key = keys._Find_next(key))
-        xcb_test_fake_input(connection, XCB_KEY_RELEASE, static_cast<quint8>(key), XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    const auto keys = pressed & keysDown(connection);
+    const auto map = keys.any() ? KeyMap::read(connection) : std::nullopt;
+    for (size_t code = keys._Find_first(); map && code < keys.size(); code = keys._Find_next(code)) {
+        const auto key = static_cast<KeyMap::Key>(code);
+        if (!map->modifiersOf(key))
+            xcb_test_fake_input(connection, XCB_KEY_RELEASE, key, XCB_CURRENT_TIME, XCB_NONE, 0, 0, 0);
+    }
     xcb_flush(connection);
 }
 
