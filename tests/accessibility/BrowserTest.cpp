@@ -4,6 +4,7 @@
 #include "base/Dispatch.h"
 #include "capture/BrowserPage.h"
 #include "platform/atspi/AtSpiAccessibility.h"
+#include "platform/x11/windows/FrontWindow.h"
 #include "platform/helpers/Tools.h"
 
 #include <QCoreApplication>
@@ -15,6 +16,7 @@
 #include <map>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -29,11 +31,10 @@ public:
                 QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { answer(socket); });
         });
     }
-    QString add(const QString& path, const QString& title, const QString& body = QStringLiteral("text")) {
-        bodies[path] = QStringLiteral("<!doctype html><meta charset=utf-8><title>%1</title><body>%2")
-                           .arg(title.toHtmlEscaped(), body)
-                           .toUtf8();
-        return QStringLiteral("http://127.0.0.1:%1%2").arg(server.serverPort()).arg(path);
+    QString add(const QString& path, const QString& title, const QString& body = u"text"_s) {
+        bodies[path] =
+            u"<!doctype html><meta charset=utf-8><title>%1</title><body>%2"_s.arg(title.toHtmlEscaped(), body).toUtf8();
+        return u"http://127.0.0.1:%1%2"_s.arg(server.serverPort()).arg(path);
     }
 
 private:
@@ -81,21 +82,21 @@ testing::AssertionResult shows(const QString& bundleId, const QString& url, cons
             },
             seconds))
         return testing::AssertionSuccess();
-    return testing::AssertionFailure()
-           << "shown: " << (tab ? tab->url + QLatin1Char('|') + tab->title.left(80) : QString()).toStdString()
-           << ", not " << url.toStdString();
+    return testing::AssertionFailure() << "shown: "
+                                       << (tab ? tab->url + u'|' + tab->title.left(80) : QString()).toStdString()
+                                       << ", not " << url.toStdString();
 }
 
-void press(const QString& key) { desk().xdotool({QStringLiteral("key"), key}); }
+void press(const QString& key) { desk().xdotool({u"key"_s, key}); }
 
 /// The installed one with an executable of another name.
 QString chromiumCalled(const QString& name) {
-    const QDir installed(QStringLiteral("/usr/lib/chromium"));
-    const QDir ours(desk().path(QStringLiteral("browser")));
+    const QDir installed(u"/usr/lib/chromium"_s);
+    const QDir ours(desk().path(u"browser"_s));
     QDir().mkpath(ours.path());
     for (const QString& file : installed.entryList(QDir::AllEntries | QDir::NoDotAndDotDot))
         QFile::link(installed.filePath(file), ours.filePath(file));
-    QFile::copy(installed.filePath(QStringLiteral("chromium")), ours.filePath(name));
+    QFile::copy(installed.filePath(u"chromium"_s), ours.filePath(name));
     return ours.filePath(name);
 }
 
@@ -105,11 +106,11 @@ struct OddTitle {
     QString shown;
 };
 std::vector<OddTitle> oddTitles() {
-    const QString longTitle(10'000, QLatin1Char('x'));
-    const QString quotes = QStringLiteral("\"q\" 'q' \\ & — 😀");
-    const QString rightToLeft = QStringLiteral("שלום עולם");
+    const QString longTitle(10'000, u'x');
+    const QString quotes = u"\"q\" 'q' \\ & — 😀"_s;
+    const QString rightToLeft = u"שלום עולם"_s;
     return {{"/quotes", quotes, quotes},
-            {"/lines", QStringLiteral("a\nb"), QStringLiteral("a b")},
+            {"/lines", u"a\nb"_s, u"a b"_s},
             {"/rtl", rightToLeft, rightToLeft},
             {"/long", longTitle, longTitle}};
 }
@@ -118,45 +119,38 @@ std::vector<OddTitle> oddTitles() {
 
 TEST(Browsers, ChromiumTellsItsFrontTab) {
     QtDispatch dispatch;
-    AtSpiAccessibility accessibility(dispatch, sessionBusAddress(), 3s);
+    AtSpiAccessibility accessibility(dispatch, frontTitle, sessionBusAddress(), 3s);
     turnAccessibilityOn(accessibility);
     Pages pages;
-    const QString chromium = QStringLiteral("org.chromium.Chromium");
+    const QString chromium = u"org.chromium.Chromium"_s;
     EXPECT_FALSE(frontTab(chromium)) << "it does not run yet";
-    const QString one =
-        pages.add(QStringLiteral("/one"), QStringLiteral("Page one"), QStringLiteral("<iframe src=/quotes></iframe>"));
-    const QString two = pages.add(QStringLiteral("/two?a=b"), QStringLiteral("Page two"));
-    const QStringList options{QStringLiteral("--no-sandbox"),
-                              QStringLiteral("--disable-gpu"),
-                              QStringLiteral("--no-first-run"),
-                              QStringLiteral("--disable-background-networking"),
-                              QStringLiteral("--disable-component-update"),
-                              QStringLiteral("--disable-sync"),
-                              QStringLiteral("--disable-quic"),
-                              QStringLiteral("--password-store=basic"),
-                              QStringLiteral("--user-data-dir=") + desk().path(QStringLiteral("chromium")),
-                              QStringLiteral("--force-renderer-accessibility")};
-    const QString program = chromiumCalled(QStringLiteral("chrome"));
+    const QString one = pages.add(u"/one"_s, u"Page one"_s, u"<iframe src=/quotes></iframe>"_s);
+    const QString two = pages.add(u"/two?a=b"_s, u"Page two"_s);
+    const QStringList options =
+        u"--no-sandbox --disable-gpu --no-first-run --disable-background-networking --disable-component-update "
+        "--disable-sync --disable-quic --password-store=basic --force-renderer-accessibility"_s.split(u' ') +
+        QStringList{u"--user-data-dir="_s + desk().path(u"chromium"_s)};
+    const QString program = chromiumCalled(u"chrome"_s);
     QProcess& browser = desk().start(program, options + QStringList{one, two});
-    ASSERT_TRUE(shows(chromium, one, QStringLiteral("Page one"))) << desk().log(QStringLiteral("chrome")).toStdString();
-    press(QStringLiteral("ctrl+Next"));
-    EXPECT_TRUE(shows(chromium, two, QStringLiteral("Page two")));
+    ASSERT_TRUE(shows(chromium, one, u"Page one"_s)) << desk().log(u"chrome"_s).toStdString();
+    press(u"ctrl+Next"_s);
+    EXPECT_TRUE(shows(chromium, two, u"Page two"_s));
     for (const OddTitle& odd : oddTitles()) {
         const QString url = pages.add(QString::fromLatin1(odd.path), odd.title);
         desk().start(program, options + QStringList{url});
         EXPECT_TRUE(shows(chromium, url, odd.shown)) << odd.path;
     }
-    const QString window = pages.add(QStringLiteral("/window"), QStringLiteral("Second window"));
-    desk().start(program, options + QStringList{QStringLiteral("--new-window"), window});
+    const QString window = pages.add(u"/window"_s, u"Second window"_s);
+    desk().start(program, options + QStringList{u"--new-window"_s, window});
     const auto toFront = [](const QString& title) {
-        desk().xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), desk().waitForWindow(title)});
+        desk().xdotool({u"windowactivate"_s, u"--sync"_s, desk().waitForWindow(title)});
     };
-    toFront(QStringLiteral("Second window"));
-    EXPECT_TRUE(shows(chromium, window, QStringLiteral("Second window")));
-    toFront(QStringLiteral("xxxxxx"));
-    EXPECT_TRUE(shows(chromium, pages.add(QStringLiteral("/long"), {}), QString(10'000, QLatin1Char('x'))));
+    toFront(u"Second window"_s);
+    EXPECT_TRUE(shows(chromium, window, u"Second window"_s));
+    toFront(u"xxxxxx"_s);
+    EXPECT_TRUE(shows(chromium, pages.add(u"/long"_s, {}), QString(10'000, u'x')));
 
-    EXPECT_FALSE(frontTab(QStringLiteral("com.google.Chrome"))) << "another browser";
+    EXPECT_FALSE(frontTab(u"com.google.Chrome"_s)) << "another browser";
     {
         const Stopped stop(browser);
         EXPECT_FALSE(frontTab(chromium));
@@ -167,35 +161,31 @@ TEST(Browsers, ChromiumTellsItsFrontTab) {
 
 TEST(Browsers, FirefoxTellsItsFrontTabAndItsSelections) {
     QtDispatch dispatch;
-    AtSpiAccessibility accessibility(dispatch, sessionBusAddress(), 3s);
+    AtSpiAccessibility accessibility(dispatch, frontTitle, sessionBusAddress(), 3s);
     turnAccessibilityOn(accessibility);
     Pages pages;
-    const QString firefox = QStringLiteral("org.mozilla.firefox");
-    const QString one = pages.add(QStringLiteral("/one"), QStringLiteral("Page \"one\" שלום"),
-                                  QStringLiteral("<p>First 😀 <a href=x>link</a> end<p>Second"));
-    const QString two = pages.add(QStringLiteral("/two"), QStringLiteral("Page two"));
-    const QString profile = desk().path(QStringLiteral("firefox"));
-    writeFile(profile + QStringLiteral("/user.js"), "user_pref('browser.aboutwelcome.enabled', false);\n"
-                                                    "user_pref('datareporting.policy.dataSubmissionEnabled', false);\n"
-                                                    "user_pref('browser.shell.checkDefaultBrowser', false);\n"
-                                                    "user_pref('termsofuse.bypassNotification', true);\n");
-    QProcess& browser = desk().start(QStringLiteral("firefox-esr"),
-                                     {QStringLiteral("--no-remote"), QStringLiteral("--profile"), profile, one, two});
-    ASSERT_TRUE(shows(firefox, one, QStringLiteral("Page \"one\" שלום")))
-        << desk().log(QStringLiteral("firefox-esr")).toStdString();
+    const QString firefox = u"org.mozilla.firefox"_s;
+    const QString one = pages.add(u"/one"_s, u"Page \"one\" שלום"_s, u"<p>First 😀 <a href=x>link</a> end<p>Second"_s);
+    const QString two = pages.add(u"/two"_s, u"Page two"_s);
+    const QString profile = desk().path(u"firefox"_s);
+    writeFile(profile + u"/user.js"_s, "user_pref('browser.aboutwelcome.enabled', false);\n"
+                                       "user_pref('datareporting.policy.dataSubmissionEnabled', false);\n"
+                                       "user_pref('browser.shell.checkDefaultBrowser', false);\n"
+                                       "user_pref('termsofuse.bypassNotification', true);\n");
+    QProcess& browser = desk().start(u"firefox-esr"_s, {u"--no-remote"_s, u"--profile"_s, profile, one, two});
+    ASSERT_TRUE(shows(firefox, one, u"Page \"one\" שלום"_s)) << desk().log(u"firefox-esr"_s).toStdString();
 
-    desk().xdotool({QStringLiteral("mousemove"), QStringLiteral("600"), QStringLiteral("500"), QStringLiteral("click"),
-                    QStringLiteral("1")});
+    desk().xdo(u"mousemove 600 500 click 1"_s);
     AccessibleSelection selection;
     EXPECT_TRUE(waitUntil([&] {
-        press(QStringLiteral("ctrl+a"));
+        press(u"ctrl+a"_s);
         selection = onWorker([&] { return accessibility.selection({static_cast<qint32>(browser.processId()), 0}); });
-        return selection.text.trimmed() == QStringLiteral("First 😀 link end\nSecond");
+        return selection.text.trimmed() == u"First 😀 link end\nSecond"_s;
     })) << selection.text.toStdString();
     EXPECT_TRUE(selection.page);
 
-    press(QStringLiteral("ctrl+Next"));
-    EXPECT_TRUE(shows(firefox, two, QStringLiteral("Page two")));
+    press(u"ctrl+Next"_s);
+    EXPECT_TRUE(shows(firefox, two, u"Page two"_s));
     {
         const Stopped stop(browser);
         EXPECT_FALSE(frontTab(firefox));

@@ -11,9 +11,11 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const QString NOTHING = QStringLiteral("/org/a11y/atspi/null");
+const QString NOTHING = u"/org/a11y/atspi/null"_s;
 
 /// GTK 4's form of a cache item.
 struct CacheItem {
@@ -24,7 +26,7 @@ struct CacheItem {
 };
 
 QDBusArgument& operator<<(QDBusArgument& out, const CacheItem& item) {
-    const AtSpiRef nowhere{item.object.service, QStringLiteral("/app")};
+    const AtSpiRef nowhere{item.object.service, u"/app"_s};
     out.beginStructure();
     out << item.object << nowhere << nowhere << 0 << 0 << item.interfaces << QString() << item.role << QString()
         << item.states;
@@ -41,9 +43,9 @@ QList<uint> words(const FakeObject& object) {
 }
 
 QStringList interfaces(const FakeObject& object) {
-    QStringList list{QStringLiteral("org.a11y.atspi.Accessible")};
+    QStringList list{u"org.a11y.atspi.Accessible"_s};
     if (object.text)
-        list << QStringLiteral("org.a11y.atspi.Text");
+        list << u"org.a11y.atspi.Text"_s;
     return list;
 }
 
@@ -62,20 +64,19 @@ FakeTree::FakeTree() {
     qDBusRegisterMetaType<CacheItem>();
     qDBusRegisterMetaType<QList<CacheItem>>();
     static int count = 0;
-    socket = desk().path(QStringLiteral("fake-bus-%1").arg(++count));
+    socket = desk().path(u"fake-bus-%1"_s.arg(++count));
     startBus();
 }
 
 void FakeTree::startBus() {
-    daemon = &desk().start(QStringLiteral("dbus-daemon"), {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                                                           QStringLiteral("--address=") + address()});
+    daemon = &desk().start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--address="_s + address()});
     if (!waitUntil([this] { return busAnswers(address(), QDeadlineTimer(1000)); }))
         throw std::runtime_error("the bus did not start");
     QDBusConnection connection = QDBusConnection::connectToBus(address(), socket);
     service = connection.baseService();
-    connection.registerVirtualObject(QStringLiteral("/"), this, QDBusConnection::SubPath);
-    connection.registerService(QStringLiteral("org.a11y.Bus"));
-    connection.registerService(QStringLiteral("org.a11y.atspi.Registry"));
+    connection.registerVirtualObject(u"/"_s, this, QDBusConnection::SubPath);
+    connection.registerService(u"org.a11y.Bus"_s);
+    connection.registerService(u"org.a11y.atspi.Registry"_s);
 }
 
 void FakeTree::restart() {
@@ -85,9 +86,8 @@ void FakeTree::restart() {
 }
 
 void FakeTree::tellFocus(const QString& path, bool gained) const {
-    QDBusMessage event =
-        QDBusMessage::createSignal(path, QStringLiteral("org.a11y.atspi.Event.Object"), QStringLiteral("StateChanged"));
-    event.setArguments({QStringLiteral("focused"), gained ? 1 : 0, 0, QVariant::fromValue(QDBusVariant(QString())),
+    QDBusMessage event = QDBusMessage::createSignal(path, u"org.a11y.atspi.Event.Object"_s, u"StateChanged"_s);
+    event.setArguments({u"focused"_s, gained ? 1 : 0, 0, QVariant::fromValue(QDBusVariant(QString())),
                         QVariant::fromValue(ref(path))});
     QDBusConnection(socket).send(event);
 }
@@ -97,7 +97,7 @@ FakeTree::~FakeTree() {
     desk().end(*daemon);
 }
 
-QString FakeTree::address() const { return QStringLiteral("unix:path=") + socket; }
+QString FakeTree::address() const { return u"unix:path="_s + socket; }
 AtSpiRef FakeTree::ref(const QString& path) const { return {service, path}; }
 
 QList<AtSpiRef> FakeTree::refs(const QStringList& paths) const {
@@ -149,35 +149,35 @@ QStringList FakeTree::matches(const QDBusMessage& message) const {
 
 std::optional<QVariantList> FakeTree::textReply(const FakeObject& object, const QDBusMessage& message) const {
     const QString method = message.member();
-    if (method == QLatin1String("GetNSelections"))
+    if (method == "GetNSelections"_L1)
         return QVariantList{object.selected ? 1 : 0};
-    if (method == QLatin1String("GetSelection")) {
+    if (method == "GetSelection"_L1) {
         const auto range = object.selected.value_or(std::pair(-1, -1));
         return QVariantList{range.first, range.second};
     }
-    if (method == QLatin1String("GetText")) {
+    if (method == "GetText"_L1) {
         const auto characters = object.text->toUcs4();
         const auto from = message.arguments().at(0).toInt();
         return QVariantList{QString::fromUcs4(reinterpret_cast<const char32_t*>(characters.constData()) + from,
                                               message.arguments().at(1).toInt() - from)};
     }
-    if (method == QLatin1String("GetLinkIndex")) {
+    if (method == "GetLinkIndex"_L1) {
         const auto characters = object.text->toUcs4();
         const auto at = message.arguments().at(0).toInt();
         return QVariantList{static_cast<int>(std::count(characters.begin(), characters.begin() + at, 0xFFFCU))};
     }
-    if (method == QLatin1String("GetLink"))
+    if (method == "GetLink"_L1)
         return QVariantList{QVariant::fromValue(ref(object.embedded.value(message.arguments().at(0).toInt())))};
     return std::nullopt;
 }
 
 std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
     const QString method = message.member();
-    if (method == QLatin1String("GetAddress"))
+    if (method == "GetAddress"_L1)
         return QVariantList{address()};
-    if (message.path() == QLatin1String("/org/a11y/atspi/accessible/root"))
-        return QVariantList{QVariant::fromValue(refs({QStringLiteral("/app")}))};
-    if (method == QLatin1String("GetItems") && finds == Finds::ByCache) {
+    if (message.path() == "/org/a11y/atspi/accessible/root"_L1)
+        return QVariantList{QVariant::fromValue(refs({u"/app"_s}))};
+    if (method == "GetItems"_L1 && finds == Finds::ByCache) {
         QList<CacheItem> items;
         for (const auto& [path, object] : objects)
             items << CacheItem{ref(path), interfaces(object), object.role, words(object)};
@@ -187,49 +187,48 @@ std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
     if (found == objects.end())
         return std::nullopt;
     const FakeObject& object = found->second;
-    if (method == QLatin1String("GetMatches") && finds == Finds::ByCollection)
+    if (method == "GetMatches"_L1 && finds == Finds::ByCollection)
         return QVariantList{QVariant::fromValue(refs(matches(message)))};
-    if (method == QLatin1String("GetChildAtIndex"))
+    if (method == "GetChildAtIndex"_L1)
         return QVariantList{
             QVariant::fromValue(ref(object.children.value(message.arguments().at(0).toInt(), NOTHING)))};
-    if (method == QLatin1String("GetIndexInParent")) {
+    if (method == "GetIndexInParent"_L1) {
         const auto parent = objects.find(parentOf(message.path()));
         return QVariantList{
             parent == objects.end() ? -1 : static_cast<int>(parent->second.children.indexOf(message.path()))};
     }
-    if (method == QLatin1String("Get") && message.arguments().value(1).toString() == QLatin1String("CharacterCount"))
+    if (method == "Get"_L1 && message.arguments().value(1).toString() == "CharacterCount"_L1)
         return QVariantList{
             QVariant::fromValue(QDBusVariant(static_cast<int>(object.text.value_or(QString()).toUcs4().size())))};
-    if (method == QLatin1String("GetChildren"))
+    if (method == "GetChildren"_L1)
         return QVariantList{QVariant::fromValue(refs(object.children))};
-    if (method == QLatin1String("GetState"))
+    if (method == "GetState"_L1)
         return QVariantList{QVariant::fromValue(words(object))};
-    if (method == QLatin1String("GetRole"))
+    if (method == "GetRole"_L1)
         return QVariantList{object.role};
-    if (method == QLatin1String("GetInterfaces"))
+    if (method == "GetInterfaces"_L1)
         return QVariantList{interfaces(object)};
-    if (method == QLatin1String("GetObject"))
+    if (method == "GetObject"_L1)
         return QVariantList{QVariant::fromValue(ref(message.path()))};
-    if (method == QLatin1String("GetAttributes"))
+    if (method == "GetAttributes"_L1)
         return QVariantList{QVariant::fromValue(object.document)};
-    if (method == QLatin1String("Get") && message.arguments().value(1).toString() == QLatin1String("Name"))
+    if (method == "Get"_L1 && message.arguments().value(1).toString() == "Name"_L1)
         return QVariantList{QVariant::fromValue(QDBusVariant(object.name))};
-    if (method == QLatin1String("Get") && message.arguments().value(1).toString() == QLatin1String("Parent"))
+    if (method == "Get"_L1 && message.arguments().value(1).toString() == "Parent"_L1)
         return QVariantList{QVariant::fromValue(QDBusVariant(QVariant::fromValue(ref(parentOf(message.path())))))};
     return object.text ? textReply(object, message) : std::nullopt;
 }
 
 bool FakeTree::handleMessage(const QDBusMessage& message, const QDBusConnection& connection) {
-    ++calls;
-    if (message.member() == QLatin1String("RegisterEvent") || message.member() == QLatin1String("DeregisterEvent")) {
-        listeners += message.member().startsWith(QLatin1Char('R')) ? 1 : -1;
+    if (message.member() == "RegisterEvent"_L1 || message.member() == "DeregisterEvent"_L1) {
+        listeners += message.member().startsWith(u'R') ? 1 : -1;
         connection.send(message.createReply());
         return true;
     }
     if (silent.contains(message.member()))
         return true;
     if (garbled.contains(message.member())) {
-        connection.send(message.createReply(QVariantList{QStringLiteral("?"), 1.5}));
+        connection.send(message.createReply(QVariantList{u"?"_s, 1.5}));
         return true;
     }
     const auto answer = reply(message);

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -14,7 +15,7 @@ namespace {
 using Kind = AccessibleSelection::Kind;
 using Records = AtSpiFocusRecords;
 
-const QString ONE = QStringLiteral("/one"), TWO = QStringLiteral("/two");
+const QString ONE = u"/one"_s, TWO = u"/two"_s;
 
 struct Event {
     const char* path;
@@ -27,16 +28,15 @@ struct Event {
 struct AtSpiFocus : testing::Test {
     FakeTree fake;
     FakeDispatch dispatch;
-    FrontTitle front{7, QStringLiteral("window of /one")};
-    AtSpiAccessibility accessibility{dispatch, fake.address(), 10s, [this](const AppWindow&) { return front; }};
+    FrontTitle front{7, u"window of /one"_s};
+    AtSpiAccessibility accessibility{dispatch, [this](const AppWindow&) { return front; }, fake.address(), 10s};
 
     AtSpiFocus() {
-        fake.objects[QStringLiteral("/app")] = {.role = AtSpiRole::Application};
+        fake.objects[u"/app"_s] = {.role = AtSpiRole::Application};
         for (const QString& text : {ONE, TWO}) {
-            const QString window = text + QStringLiteral("/window");
-            fake.objects[QStringLiteral("/app")].children << window;
-            fake.objects[window] = {
-                .role = AtSpiRole::Frame, .children = {text}, .name = QStringLiteral("window of ") + text};
+            const QString window = text + u"/window"_s;
+            fake.objects[u"/app"_s].children << window;
+            fake.objects[window] = {.role = AtSpiRole::Frame, .children = {text}, .name = u"window of "_s + text};
             fake.objects[text] = {.states = {AtSpiState::Editable}, .text = text, .selected = {{0, 4}}};
         }
         EXPECT_TRUE(waitUntil([this] { return fake.listeners == 1; }));
@@ -72,15 +72,15 @@ TEST(AtSpiFocusRecords, TellWhereTheFocusWasWhenTheKeyboardWasTaken) {
         Records records;
         const auto taken = std::chrono::steady_clock::now();
         for (const Event& event : row.events) {
-            const AtSpiRef object{QStringLiteral(":1.1"), QString::fromLatin1(event.path)};
+            const AtSpiRef object{u":1.1"_s, QString::fromLatin1(event.path)};
             if (event.gained)
                 records.gained(object, taken - event.beforeKeyboardWasTaken);
             else
                 records.lost(object, taken - event.beforeKeyboardWasTaken);
             records.identified(object, event.role, true);
         }
-        EXPECT_EQ(focusedOf(records.of(QStringLiteral(":1.1"), taken)).path, row.expected) << row.what;
-        EXPECT_TRUE(focusedOf(records.of(QStringLiteral(":1.2"), taken)).isNull()) << "another application";
+        EXPECT_EQ(focusedOf(records.of(u":1.1"_s, taken)).path, row.expected) << row.what;
+        EXPECT_TRUE(focusedOf(records.of(u":1.2"_s, taken)).isNull()) << "another application";
     }
 }
 
@@ -90,13 +90,13 @@ TEST_F(AtSpiFocus, IsBelievedOnlyInTheWindowThatIsInFront) {
     EXPECT_TRUE(reads(ONE));
     EXPECT_EQ(read().window, 7u);
 
-    front.title = QStringLiteral("window of /two");
+    front.title = u"window of /two"_s;
     EXPECT_EQ(read().kind, Kind::Unavailable) << "of another window of the same process";
     fake.tellFocus(TWO, true);
     EXPECT_TRUE(reads(TWO));
-    front.title = QStringLiteral("window of /two \u2014 Application");
+    front.title = u"window of /two \u2014 Application"_s;
     EXPECT_TRUE(reads(TWO));
-    front.title = QStringLiteral("a third window");
+    front.title = u"a third window"_s;
     EXPECT_EQ(read().kind, Kind::Unavailable);
 }
 

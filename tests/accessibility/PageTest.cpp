@@ -9,95 +9,86 @@
 #include <unistd.h>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
 
 using Attributes = QMap<QString, QString>;
 
-FakeObject window(const QString& name, bool active, const QStringList& documents) {
-    FakeObject object{.role = 23, .states = {AtSpiState::Showing}, .children = documents, .name = name};
+/// With the documents of these numbers.
+FakeObject window(const char* name, bool active, const std::vector<int>& documents) {
+    FakeObject object{.role = 23, .states = {AtSpiState::Showing}, .name = QString::fromUtf8(name)};
+    for (const int number : documents)
+        object.children << u"/document%1"_s.arg(number);
     if (active)
         object.states.push_back(AtSpiState::Active);
     return object;
 }
 
-FakeObject document(const Attributes& attributes, const QString& name = {}, bool showing = true) {
-    return {.role = AtSpiRole::DocumentWeb,
-            .states = showing ? std::vector<uint>{AtSpiState::Showing} : std::vector<uint>{},
-            .document = attributes,
-            .name = name};
+FakeObject document(const Attributes& attributes, const QString& name = {}) {
+    return {.role = AtSpiRole::DocumentWeb, .document = attributes, .name = name};
+}
+
+FakeObject hidden(FakeObject object) {
+    object.states.clear();
+    return object;
 }
 
 struct Row {
     const char* property;
-    std::map<QString, FakeObject> objects;
+    std::vector<FakeObject> windows;
+    std::vector<FakeObject> documents;
     QString url;
     QString title = {};
+
+    [[nodiscard]] std::map<QString, FakeObject> objects() const {
+        std::map<QString, FakeObject> all{{u"/app"_s, {}}};
+        for (size_t i = 0; i < windows.size(); ++i) {
+            all[u"/app"_s].children << u"/window%1"_s.arg(i);
+            all[u"/window%1"_s.arg(i)] = windows[i];
+        }
+        for (size_t i = 0; i < documents.size(); ++i)
+            all[u"/document%1"_s.arg(i)] = documents[i];
+        return all;
+    }
 };
 
 std::vector<Row> rows() {
-    const QString app = QStringLiteral("/app"), w1 = QStringLiteral("/w1"), w2 = QStringLiteral("/w2");
-    const QString d1 = QStringLiteral("/d1"), d2 = QStringLiteral("/d2"), d3 = QStringLiteral("/d3");
-    const QString uri = QStringLiteral("URI"), docUrl = QStringLiteral("DocURL"), title = QStringLiteral("Title");
-    const QString under = QStringLiteral("Under"), over = QStringLiteral("Over");
-    const QString a = QStringLiteral("http://a/"), b = QStringLiteral("http://b/");
-    const FakeObject oneWindow{.children = {w1}}, twoWindows{.children = {w1, w2}};
+    const QString uri = u"URI"_s, docUrl = u"DocURL"_s, title = u"Title"_s;
+    const QString a = u"http://a/"_s, b = u"http://b/"_s, over = u"Over"_s;
+    const FakeObject front = window("Over", true, {0});
     return {
-        {"attributes of Chromium",
-         {{app, oneWindow}, {w1, window(over, true, {d1})}, {d1, document({{uri, a}, {title, over}}, under)}},
-         a,
-         over},
-        {"attributes of Firefox",
-         {{app, oneWindow}, {w1, window(over, true, {d1})}, {d1, document({{docUrl, a}}, over)}},
-         a,
-         over},
+        {"attributes of Chromium", {front}, {document({{uri, a}, {title, over}}, u"Under"_s)}, a, over},
+        {"attributes of Firefox", {front}, {document({{docUrl, a}}, over)}, a, over},
         {"a page without a name yet",
-         {{app, oneWindow},
-          {w1, window(QStringLiteral("a - b — Mozilla Firefox"), true, {d1})},
-          {d1, document({{docUrl, a}})}},
+         {window("a - b — Mozilla Firefox", true, {0})},
+         {document({{docUrl, a}})},
          a,
-         QStringLiteral("a - b")},
-        {"a title of several lines",
-         {{app, oneWindow},
-          {w1, window(over, true, {d1})},
-          {d1, document({{uri, a}, {title, QStringLiteral("a\nb\tc")}})}},
-         a,
-         QStringLiteral("a b c")},
+         u"a - b"_s},
+        {"a title of several lines", {front}, {document({{uri, a}, {title, u"a\nb\tc"_s}})}, a, u"a b c"_s},
         {"a hidden frame before the page",
-         {{app, oneWindow},
-          {w1, window(over, true, {d1, d2})},
-          {d1, document({{uri, QString()}})},
-          {d2, document({{uri, a}})}},
+         {window("Over", true, {0, 1})},
+         {document({{uri, QString()}}), document({{uri, a}})},
          a},
         {"only the tab that shows",
-         {{app, oneWindow},
-          {w1, window(over, true, {d1, d2})},
-          {d1, document({{uri, a}}, {}, false)},
-          {d2, document({{uri, b}})}},
+         {window("Over", true, {0, 1})},
+         {hidden(document({{uri, a}})), document({{uri, b}})},
          b},
         {"the active window where titles do not tell",
-         {{app, twoWindows},
-          {w1, window(over, false, {d1})},
-          {w2, window(over, true, {d2})},
-          {d1, document({{uri, a}})},
-          {d2, document({{uri, b}})}},
+         {window("Over", false, {0}), window("Over", true, {1})},
+         {document({{uri, a}}), document({{uri, b}})},
          b},
         {"the upper window, whichever says that it is active",
-         {{app, twoWindows},
-          {w1, window(under, true, {d1})},
-          {w2, window(over, false, {d2})},
-          {d1, document({{uri, a}})},
-          {d2, document({{uri, b}})}},
+         {window("Under", true, {0}), window("Over", false, {1})},
+         {document({{uri, a}}), document({{uri, b}})},
          b},
         {"an active window without a page",
-         {{app, twoWindows},
-          {w1, window(over, true, {})},
-          {w2, window(under, false, {d3})},
-          {d3, document({{uri, a}})}},
+         {window("Over", true, {}), window("Under", false, {0})},
+         {document({{uri, a}})},
          a},
-        {"no window", {{app, {}}}, {}},
-        {"no page", {{app, oneWindow}, {w1, window(over, true, {})}}, {}},
+        {"no window", {}, {}, {}},
+        {"no page", {window("Over", true, {})}, {}, {}},
     };
 }
 
@@ -108,12 +99,12 @@ TEST(FrontPage, IsThatOfTheFrontWindow) {
     AtSpiBus bus(fake.address());
     for (const Row& row : rows()) {
         SCOPED_TRACE(row.property);
-        fake.objects = row.objects;
+        fake.objects = row.objects();
         const auto read = [&](bool isBrowser) {
             return onWorker([&] {
                 const auto query = bus.open(QDeadlineTimer(10s));
                 const auto wanted = [&](qint32 pid) { return isBrowser && pid == ::getpid(); };
-                const auto names = [] { return QStringList{QStringLiteral("Over"), QStringLiteral("Under")}; };
+                const auto names = [] { return QStringList{u"Over"_s, u"Under"_s}; };
                 return query ? frontPage(*query, wanted, names) : std::nullopt;
             });
         };
@@ -132,26 +123,24 @@ public:
     explicit FakeNotifications(const QDBusConnection& use)
         : session(use) {
         session.registerVirtualObject(PATH, this);
-        session.registerService(QStringLiteral("org.freedesktop.Notifications"));
+        session.registerService(u"org.freedesktop.Notifications"_s);
     }
     ~FakeNotifications() override {
-        session.unregisterService(QStringLiteral("org.freedesktop.Notifications"));
+        session.unregisterService(u"org.freedesktop.Notifications"_s);
         session.unregisterObject(PATH);
     }
     QString introspect(const QString&) const override { return {}; }
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
-        const bool shows = message.member() == QLatin1String("Notify");
+        const bool shows = message.member() == "Notify"_L1;
         if (shows)
-            shown << message.arguments().value(3).toString() + QLatin1Char('|') +
-                         message.arguments().value(4).toString();
-        connection.send(
-            message.createReply(shows ? QVariant(1U) : QVariant(QStringList{QStringLiteral("body-markup")})));
+            shown << message.arguments().value(3).toString() + u'|' + message.arguments().value(4).toString();
+        connection.send(message.createReply(shows ? QVariant(1U) : QVariant(QStringList{u"body-markup"_s})));
         return true;
     }
     QStringList shown;
 
 private:
-    const QString PATH = QStringLiteral("/org/freedesktop/Notifications");
+    const QString PATH = u"/org/freedesktop/Notifications"_s;
     QDBusConnection session;
 };
 
@@ -164,7 +153,7 @@ Ran osascript(const QStringList& arguments, const QString& busAddress) {
     return onWorker([&] {
         QProcess process;
         QProcessEnvironment environment = desk().environment;
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), busAddress);
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, busAddress);
         process.setProcessEnvironment(environment);
         process.start(Tools::under(Tools::folderBeside(QCoreApplication::applicationDirPath())).osascript, arguments);
         process.waitForFinished(10'000);
@@ -177,23 +166,21 @@ Ran osascript(const QStringList& arguments, const QString& busAddress) {
 
 TEST(Osascript, NotificationsAreShown) {
     FakeTree fake;
-    QDBusConnection connection = QDBusConnection::connectToBus(fake.address(), QStringLiteral("notifications"));
+    QDBusConnection connection = QDBusConnection::connectToBus(fake.address(), u"notifications"_s);
     FakeNotifications service(connection);
     const std::pair<QString, QString> rows[] = {
-        {QStringLiteral(R"(display notification "Done" with title "Ovalin — ready")"),
-         QStringLiteral("Ovalin — ready|Done")},
-        {QStringLiteral(R"(display notification "a \"b\" \\ c\nd")"), QStringLiteral("Ovalin|a &quot;b&quot; \\ c\nd")},
-        {QStringLiteral("display notification \"<i>") + QString(10'000, QLatin1Char('x')) +
-             QStringLiteral("\" with title \"\""),
-         QStringLiteral("Ovalin|&lt;i&gt;") + QString(10'000, QLatin1Char('x'))},
+        {QStringLiteral(R"(display notification "Done" with title "Ovalin — ready")"), u"Ovalin — ready|Done"_s},
+        {QStringLiteral(R"(display notification "a \"b\" \\ c\nd")"), u"Ovalin|a \"b\" \\ c\nd"_s},
+        {u"display notification \"<i>"_s + QString(10'000, u'x') + u"\" with title \"\""_s,
+         u"Ovalin|&lt;i&gt;"_s + QString(10'000, u'x')},
     };
     for (const auto& [script, shown] : rows) {
         service.shown.clear();
-        const Ran ran = osascript({QStringLiteral("-e"), script}, fake.address());
+        const Ran ran = osascript({u"-e"_s, script}, fake.address());
         EXPECT_EQ(ran.status, 0) << ran.errors.toStdString();
         EXPECT_EQ(service.shown, QStringList{shown});
     }
-    QDBusConnection::disconnectFromBus(QStringLiteral("notifications"));
+    QDBusConnection::disconnectFromBus(u"notifications"_s);
 }
 
 TEST(Osascript, WhatItCannotDoIsSaidWithStatusOne) {
@@ -204,18 +191,18 @@ TEST(Osascript, WhatItCannotDoIsSaidWithStatusOne) {
                        R"((title of active tab of front window))");
     const QStringList commands[] = {
         {},
-        {QStringLiteral("script.scpt")},
-        {QStringLiteral("-e"), QStringLiteral("display dialog \"x\"")},
-        {QStringLiteral("-e"), QStringLiteral("display notification \"open")},
-        {QStringLiteral("-e"), QStringLiteral("display notification \"a\" & \"b\"")},
-        {QStringLiteral("-e"), page.arg(QStringLiteral("Netscape"))},
-        {QStringLiteral("-e"), page.arg(QStringLiteral("Safari"))},
-        {QStringLiteral("-e"), QStringLiteral("display notification \"nobody shows it\"")},
+        {u"script.scpt"_s},
+        {u"-e"_s, u"display dialog \"x\""_s},
+        {u"-e"_s, u"display notification \"open"_s},
+        {u"-e"_s, u"display notification \"a\" & \"b\""_s},
+        {u"-e"_s, page.arg(u"Netscape"_s)},
+        {u"-e"_s, page.arg(u"Safari"_s)},
+        {u"-e"_s, u"display notification \"nobody shows it\""_s},
     };
     for (const QStringList& command : commands) {
-        SCOPED_TRACE(command.join(QLatin1Char(' ')).toStdString());
+        SCOPED_TRACE(command.join(u' ').toStdString());
         const Ran ran = osascript(command, fake.address());
         EXPECT_EQ(ran.status, 1);
-        EXPECT_TRUE(ran.errors.startsWith(QLatin1String("osascript: "))) << ran.errors.toStdString();
+        EXPECT_TRUE(ran.errors.startsWith("osascript: "_L1)) << ran.errors.toStdString();
     }
 }

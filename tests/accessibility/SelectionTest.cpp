@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -13,10 +14,10 @@ namespace {
 using Kind = AccessibleSelection::Kind;
 using Objects = std::map<QString, FakeObject>;
 
-const QString APP = QStringLiteral("/app");
-const QString WINDOW = QStringLiteral("/window");
-const QString FOCUS = QStringLiteral("/focus");
-const QString CARET = QStringLiteral("/caret");
+const QString APP = u"/app"_s;
+const QString WINDOW = u"/window"_s;
+const QString FOCUS = u"/focus"_s;
+const QString CARET = u"/caret"_s;
 const std::vector<uint> FOCUSED{AtSpiState::Showing, AtSpiState::Focused};
 const std::vector<uint> EDITED{AtSpiState::Showing, AtSpiState::Focused, AtSpiState::Editable};
 
@@ -35,7 +36,7 @@ Objects tree(const FakeObject& focus, const Objects& more = {}) {
 
 AccessibleSelection read(FakeTree& fake, std::chrono::milliseconds deadline = 10s) {
     FakeDispatch dispatch;
-    AtSpiAccessibility accessibility(dispatch, fake.address(), deadline);
+    AtSpiAccessibility accessibility(dispatch, nobody, fake.address(), deadline);
     return onWorker([&] { return accessibility.selection({::getpid(), 0}); });
 }
 
@@ -44,7 +45,7 @@ Objects document(const std::vector<std::pair<QString, std::optional<std::pair<in
     FakeObject text{.role = 94};
     Objects all;
     for (size_t i = 0; i < paragraphs.size(); ++i) {
-        const QString path = static_cast<int>(i) == focused ? CARET : QStringLiteral("/paragraph%1").arg(i);
+        const QString path = static_cast<int>(i) == focused ? CARET : u"/paragraph%1"_s.arg(i);
         text.children << path;
         all[path] = {.role = AtSpiRole::Paragraph, .text = paragraphs[i].first, .selected = paragraphs[i].second};
     }
@@ -74,57 +75,44 @@ std::vector<Row> rows() {
         return FakeObject{.role = 73, .text = text, .selected = selected, .children = embedded, .embedded = embedded};
     };
     const QString hole(QChar(0xFFFC));
-    const QString one = QStringLiteral("/one"), two = QStringLiteral("/two"), in = QStringLiteral("/in");
+    const QString one = u"/one"_s, two = u"/two"_s, in = u"/in"_s;
     return {
-        {"a selection in a field", tree(textField(QStringLiteral("one two"), {{4, 7}})), Kind::Text,
-         QStringLiteral("two")},
-        {"offsets count characters, not code units", tree(textField(QStringLiteral("😀😀é!"), {{1, 3}})), Kind::Text,
-         QStringLiteral("😀é")},
-        {"reversed offsets", tree(textField(QStringLiteral("one two"), {{3, 0}})), Kind::Text, QStringLiteral("one")},
-        {"negative offsets are nothing to go by", tree(textField(QStringLiteral("one"), {{-1, 2}})), Kind::Unavailable},
-        {"an empty range", tree(textField(QStringLiteral("one"), {{2, 2}})), Kind::None},
-        {"a field without a selection", tree(textField(QStringLiteral("one"), {})), Kind::None},
-        {"a password is never read", tree(textField(QStringLiteral("key"), {{0, 3}}, AtSpiRole::PasswordText)),
-         Kind::Secret},
+        {"a selection in a field", tree(textField(u"one two"_s, {{4, 7}})), Kind::Text, u"two"_s},
+        {"offsets count characters, not code units", tree(textField(u"😀😀é!"_s, {{1, 3}})), Kind::Text, u"😀é"_s},
+        {"reversed offsets", tree(textField(u"one two"_s, {{3, 0}})), Kind::Text, u"one"_s},
+        {"negative offsets are nothing to go by", tree(textField(u"one"_s, {{-1, 2}})), Kind::Unavailable},
+        {"an empty range", tree(textField(u"one"_s, {{2, 2}})), Kind::None},
+        {"a field without a selection", tree(textField(u"one"_s, {})), Kind::None},
+        {"a password is never read", tree(textField(u"key"_s, {{0, 3}}, AtSpiRole::PasswordText)), Kind::Secret},
         {"marks after astral characters are left out",
-         tree(textField(QString(QStringLiteral("😀")) + QChar(0xFEFF) + QStringLiteral("x"), {{0, 3}})), Kind::Text,
-         QStringLiteral("😀x")},
+         tree(textField(QString(u"😀"_s) + QChar(0xFEFF) + u"x"_s, {{0, 3}})), Kind::Text, u"😀x"_s},
         {"focus on something without text", tree({.role = 43, .states = FOCUSED}), Kind::Unavailable},
         {"nothing focused", tree({.role = 43}), Kind::Unavailable},
         {"paragraphs of a page stand on lines of their own",
-         tree(page(hole + hole, {0, 2}, {one, two}), {{one, paragraph(QStringLiteral("First one"), {6, 9})},
-                                                      {two, paragraph(QStringLiteral("second"), {0, 3})}}),
-         Kind::Text, QStringLiteral("one\nsec"), true},
+         tree(page(hole + hole, {0, 2}, {one, two}),
+              {{one, paragraph(u"First one"_s, {6, 9})}, {two, paragraph(u"second"_s, {0, 3})}}),
+         Kind::Text, u"one\nsec"_s, true},
         {"a link stays in its line",
-         tree(page(hole, {0, 1}, {one}),
-              {{one, paragraph(QStringLiteral("a 😀 ") + hole + QStringLiteral(" z"), {0, 7}, {in})},
-               {in, {.role = AtSpiRole::Link, .text = QStringLiteral("link"), .selected = {{0, 4}}}}}),
-         Kind::Text, QStringLiteral("a 😀 link z"), true},
+         tree(page(hole, {0, 1}, {one}), {{one, paragraph(u"a 😀 "_s + hole + u" z"_s, {0, 7}, {in})},
+                                          {in, {.role = AtSpiRole::Link, .text = u"link"_s, .selected = {{0, 4}}}}}),
+         Kind::Text, u"a 😀 link z"_s, true},
         {"a password in a selected page is left out",
-         tree(page(QStringLiteral("x") + hole, {0, 2}, {in}),
-              {{in, {.role = AtSpiRole::PasswordText, .text = QStringLiteral("key"), .selected = {{0, 3}}}}}),
-         Kind::Text, QStringLiteral("x"), true},
+         tree(page(u"x"_s + hole, {0, 2}, {in}),
+              {{in, {.role = AtSpiRole::PasswordText, .text = u"key"_s, .selected = {{0, 3}}}}}),
+         Kind::Text, u"x"_s, true},
         {"a page that contains itself ends", tree(page(hole, {0, 1}, {FOCUS})), Kind::Unavailable, {}, true},
         {"the selection of the page around a focused link",
-         tree({.role = AtSpiRole::DocumentWeb, .text = QStringLiteral("text"), .selected = {{0, 2}}, .children = {in}},
-              {{in, {.role = AtSpiRole::Link, .states = FOCUSED, .text = QStringLiteral("link")}}}),
-         Kind::Text, QStringLiteral("te"), true},
+         tree({.role = AtSpiRole::DocumentWeb, .text = u"text"_s, .selected = {{0, 2}}, .children = {in}},
+              {{in, {.role = AtSpiRole::Link, .states = FOCUSED, .text = u"link"_s}}}),
+         Kind::Text, u"te"_s, true},
         {"a selection over several paragraphs is read whole",
-         document({{QStringLiteral("above"), {}},
-                   {QStringLiteral("one"), {{1, 3}}},
-                   {QStringLiteral("two"), {{0, 3}}},
-                   {QStringLiteral("three"), {{0, 2}}}},
-                  2),
-         Kind::Text, QStringLiteral("ne\ntwo\nth")},
+         document({{u"above"_s, {}}, {u"one"_s, {{1, 3}}}, {u"two"_s, {{0, 3}}}, {u"three"_s, {{0, 2}}}}, 2),
+         Kind::Text, u"ne\ntwo\nth"_s},
         {"the caret stands below the paragraphs that are selected",
-         document({{QStringLiteral("above"), {}}, {QStringLiteral("one"), {{0, 3}}}, {QStringLiteral("two"), {}}}, 2),
-         Kind::Text, QStringLiteral("one"), false, true},
-        {"what may go on above the screen is not all",
-         document({{QStringLiteral("one"), {{0, 3}}}, {QStringLiteral("two"), {{0, 1}}}}, 1), Kind::Text,
-         QStringLiteral("one\nt"), false, true},
-        {"a part of a paragraph is all of it",
-         document({{QStringLiteral("one"), {}}, {QStringLiteral("two"), {{1, 2}}}}, 1), Kind::Text,
-         QStringLiteral("w")},
+         document({{u"above"_s, {}}, {u"one"_s, {{0, 3}}}, {u"two"_s, {}}}, 2), Kind::Text, u"one"_s, false, true},
+        {"what may go on above the screen is not all", document({{u"one"_s, {{0, 3}}}, {u"two"_s, {{0, 1}}}}, 1),
+         Kind::Text, u"one\nt"_s, false, true},
+        {"a part of a paragraph is all of it", document({{u"one"_s, {}}, {u"two"_s, {{1, 2}}}}, 1), Kind::Text, u"w"_s},
     };
 }
 
@@ -143,19 +131,9 @@ TEST(AtSpiSelection, IsReadAsItStandsInTheTree) {
     }
 }
 
-TEST(AtSpiSelection, IsFoundWhateverTheToolkitAnswers) {
-    FakeTree fake;
-    fake.objects = tree({.role = 20, .states = FOCUSED, .children = {QStringLiteral("/field")}},
-                        {{QStringLiteral("/field"), textField(QStringLiteral("deep"), {{0, 4}})}});
-    for (const auto finds : {FakeTree::Finds::ByCache, FakeTree::Finds::ByWalking}) {
-        fake.finds = finds;
-        EXPECT_EQ(read(fake).text, QStringLiteral("deep"));
-    }
-}
-
 TEST(AtSpiSelection, IsUnavailableWhenAnyAnswerIsMissingOrOfAnotherType) {
     FakeTree fake;
-    fake.objects = tree(textField(QStringLiteral("one"), {{0, 3}}));
+    fake.objects = tree(textField(u"one"_s, {{0, 3}}));
     for (const char* method : {"GetAddress", "GetChildren", "GetRole", "GetNSelections", "GetSelection", "GetText"}) {
         SCOPED_TRACE(method);
         fake.silent = {QString::fromLatin1(method)};
@@ -165,15 +143,18 @@ TEST(AtSpiSelection, IsUnavailableWhenAnyAnswerIsMissingOrOfAnotherType) {
         EXPECT_EQ(read(fake, 100ms).kind, Kind::Unavailable);
         fake.garbled.clear();
     }
-    EXPECT_EQ(read(fake).text, QStringLiteral("one"));
+    EXPECT_EQ(read(fake).text, u"one"_s);
 }
 
-TEST(AtSpiSelection, TheConnectionsAreKeptBetweenReadings) {
+TEST(AtSpiSelection, IsFoundWhateverTheToolkitAnswersOnAConnectionThatIsKept) {
     FakeTree fake;
     FakeDispatch dispatch;
-    AtSpiAccessibility accessibility(dispatch, fake.address(), 10s);
-    fake.objects = tree(textField(QStringLiteral("one"), {{0, 3}}));
-    EXPECT_EQ(onWorker([&] { return accessibility.selection({::getpid(), 0}); }).text, QStringLiteral("one"));
-    fake.silent = {QStringLiteral("GetAddress")};
-    EXPECT_EQ(onWorker([&] { return accessibility.selection({::getpid(), 0}); }).text, QStringLiteral("one"));
+    AtSpiAccessibility accessibility(dispatch, nobody, fake.address(), 10s);
+    fake.objects = tree({.role = 20, .states = FOCUSED, .children = {u"/field"_s}},
+                        {{u"/field"_s, textField(u"deep"_s, {{0, 4}})}});
+    for (const auto finds : {FakeTree::Finds::ByCollection, FakeTree::Finds::ByCache, FakeTree::Finds::ByWalking}) {
+        fake.finds = finds;
+        EXPECT_EQ(onWorker([&] { return accessibility.selection({::getpid(), 0}); }).text, u"deep"_s);
+        fake.silent = {u"GetAddress"_s};
+    }
 }

@@ -34,6 +34,9 @@ inline std::ostream& operator<<(std::ostream& out, AccessibleSelection::Kind kin
     return out << names[static_cast<int>(kind)];
 }
 
+/// Where no window tells anything.
+inline FrontTitle nobody(const AppWindow&) { return {}; }
+
 /// A process stopped, and continued when the test goes.
 class Stopped {
 public:

@@ -3,10 +3,12 @@
 
 #include "base/Dispatch.h"
 #include "platform/atspi/AtSpiAccessibility.h"
+#include "platform/x11/windows/FrontWindow.h"
 
 #include <cstdio>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -25,17 +27,17 @@ public:
 
     [[nodiscard]] qint32 pid() const { return static_cast<qint32>(process.processId()); }
     void press(const QString& key) const {
-        desk().xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
-        desk().xdotool({QStringLiteral("key"), key});
+        desk().xdotool({u"windowactivate"_s, u"--sync"_s, window});
+        desk().xdotool({u"key"_s, key});
     }
 
     QProcess& process;
 
 private:
     static QProcess& launch(const QString& program, const QStringList& options, const QByteArray& text) {
-        const QString file = desk().path(program + QStringLiteral(".txt"));
+        const QString file = desk().path(program + u".txt"_s);
         writeFile(file, text);
-        desk().environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
+        desk().environment.insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
         return desk().start(program, options + QStringList{file});
     }
     QString window;
@@ -49,7 +51,7 @@ AccessibleSelection read(AtSpiAccessibility& accessibility, const Editor& editor
 bool selectsAll(AtSpiAccessibility& accessibility, const Editor& editor, const QString& text) {
     return waitUntil(
         [&] {
-            editor.press(QStringLiteral("ctrl+a"));
+            editor.press(u"ctrl+a"_s);
             return read(accessibility, editor).text.trimmed() == text;
         },
         20);
@@ -59,20 +61,20 @@ bool selectsAll(AtSpiAccessibility& accessibility, const Editor& editor, const Q
 
 TEST(AtSpiTargets, SelectionsOfGtkAndQtAreReadWhileOthersHang) {
     QtDispatch dispatch;
-    AtSpiAccessibility accessibility(dispatch, sessionBusAddress(), 3s);
-    AtSpiAccessibility hurried(dispatch);
-    const Editor gtk(QStringLiteral("mousepad"), {QStringLiteral("--disable-server")}, "Grüße, 世界 😀\nsecond");
-    ASSERT_TRUE(selectsAll(accessibility, gtk, QStringLiteral("Grüße, 世界 😀\nsecond")));
+    AtSpiAccessibility accessibility(dispatch, frontTitle, sessionBusAddress(), 3s);
+    AtSpiAccessibility hurried(dispatch, frontTitle);
+    const Editor gtk(u"mousepad"_s, {u"--disable-server"_s}, "Grüße, 世界 😀\nsecond");
+    ASSERT_TRUE(selectsAll(accessibility, gtk, u"Grüße, 世界 😀\nsecond"_s));
     {
-        const Editor qt(QStringLiteral("featherpad"), {QStringLiteral("--standalone")}, "One 😀 line\nanother");
+        const Editor qt(u"featherpad"_s, {u"--standalone"_s}, "One 😀 line\nanother");
         const Stopped stop(gtk.process);
-        ASSERT_TRUE(selectsAll(accessibility, qt, QStringLiteral("One 😀 line\nanother")));
+        ASSERT_TRUE(selectsAll(accessibility, qt, u"One 😀 line\nanother"_s));
         EXPECT_EQ(read(hurried, gtk).kind, Kind::Unavailable) << "a stopped target";
 
-        qt.press(QStringLiteral("Right"));
+        qt.press(u"Right"_s);
         EXPECT_TRUE(waitUntil([&] { return read(accessibility, qt).kind == Kind::None; }));
     }
-    gtk.press(QStringLiteral("Home"));
+    gtk.press(u"Home"_s);
     EXPECT_TRUE(waitUntil([&] { return read(accessibility, gtk).kind == Kind::None; }));
     EXPECT_EQ(onWorker([&] { return accessibility.selection({}); }).kind, Kind::Unavailable);
 }

@@ -10,6 +10,7 @@
 #include <X11/keysym.h>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -26,7 +27,7 @@ struct Hold : testing::Test {
 };
 
 TEST_F(Hold, KeysComeToThePanelWhileFocusAndActiveWindowStay) {
-    const Editor editor = openEditor(QStringLiteral("text"));
+    const Editor editor = openEditor(u"text"_s);
     PanelWindow panel;
     hold.take(static_cast<quint32>(panel.winId()));
     EXPECT_TRUE(hold.held());
@@ -76,7 +77,7 @@ TEST_F(Hold, WaitsForAnotherClientsGrabToEndAndSaysSoWhenItDoesNot) {
 }
 
 TEST_F(Hold, TakesTheFocusWhereTheKeyboardCannotBeHadAndGivesItBack) {
-    const Editor editor = openEditor(QStringLiteral("text"));
+    const Editor editor = openEditor(u"text"_s);
     PanelWindow panel;
     const auto window = static_cast<quint32>(panel.winId());
     bool refused = false;
@@ -140,9 +141,7 @@ TEST_F(Hold, AKeyThatIsStillDownWhenItEndsIsNotRepeatedIntoTheApplication) {
 }
 
 TEST_F(Hold, GoesToALockerWithTheScreenSaverAndComesBackWithoutOne) {
-    const auto saver = [](const char* what) {
-        desk().output(QStringLiteral("xset"), {QStringLiteral("s"), QString::fromLatin1(what)});
-    };
+    const auto saver = [](const char* what) { desk().output(u"xset"_s, {u"s"_s, QString::fromLatin1(what)}); };
     PanelWindow panel;
     hold.take(static_cast<quint32>(panel.winId()));
     for (const bool locks : {false, true}) {
@@ -183,7 +182,7 @@ TEST_F(Hold, IsTakenAgainAfterAPopupClosed) {
     PanelWindow panel;
     hold.take(static_cast<quint32>(panel.winId()));
     QMenu menu;
-    menu.addAction(QStringLiteral("one"));
+    menu.addAction(u"one"_s);
     menu.popup(QPoint(100, 100));
     ASSERT_TRUE(waitUntil([&] { return menu.isVisible(); }));
     tap("Escape");

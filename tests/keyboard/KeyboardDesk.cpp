@@ -1,11 +1,10 @@
 #include "keyboard/KeyboardDesk.h"
 
-#include "platform/x11/QtConnection.h"
+#include "platform/x11/RootWindow.h"
 #include "platform/x11/XReply.h"
 
 #include <QFile>
 
-#include <csignal>
 #include <string_view>
 #include <unistd.h>
 
@@ -14,6 +13,8 @@
 #include <xcb/xtest.h>
 
 namespace ovalin {
+
+using namespace Qt::StringLiterals;
 
 OtherClient::OtherClient()
     : connection(xcb_connect(nullptr, nullptr)) {
@@ -85,25 +86,15 @@ void OtherClient::setSymbolsOf(quint8 key, quint32 symbol) {
     std::free(xcb_request_check(connection, xcb_change_keyboard_mapping_checked(connection, 1, key, 1, &symbol)));
 }
 
-namespace {
-QString xdotool(const char* what, const char* name) {
-    return desk().xdotool({QString::fromLatin1(what), QString::fromLatin1(name)});
-}
-} // namespace
-
-void keyDown(const char* name) { xdotool("keydown", name); }
-void keyUp(const char* name) { xdotool("keyup", name); }
-void tap(const char* name) { xdotool("key", name); }
-
-QString focusedWindow() { return desk().xdotool({QStringLiteral("getwindowfocus")}); }
-QString activeWindow() { return desk().xdotool({QStringLiteral("getactivewindow")}); }
+void tap(const char* name) { desk().xdo(u"key "_s + QString::fromLatin1(name)); }
+QString focusedWindow() { return desk().xdo(u"getwindowfocus"_s); }
+QString activeWindow() { return desk().xdo(u"getactivewindow"_s); }
 
 Editor openEditor(const QString& text, Focus awaited) {
     static int count = 0;
-    const QString file = QStringLiteral("text%1.txt").arg(++count);
+    const QString file = u"text%1.txt"_s.arg(++count);
     writeFile(desk().path(file), text.toUtf8());
-    Editor editor{desk().start(QStringLiteral("mousepad"), {QStringLiteral("--disable-server"), desk().path(file)}),
-                  QString()};
+    Editor editor{desk().start(u"mousepad"_s, {u"--disable-server"_s, desk().path(file)}), QString()};
     editor.window = desk().waitForWindow(file);
     if (awaited == Focus::Yes)
         waitUntil([&] { return !editor.window.isEmpty() && focusedWindow() == editor.window; });
@@ -111,42 +102,22 @@ Editor openEditor(const QString& text, Focus awaited) {
 }
 
 Editor openTerminal() {
-    Editor terminal{desk().start(QStringLiteral("xterm"), {QStringLiteral("-e"), QStringLiteral("cat")}), QString()};
-    terminal.window = desk().waitForWindow(QStringLiteral("XTerm"));
+    Editor terminal{desk().start(u"xterm"_s, {u"-e"_s, u"cat"_s}), QString()};
+    terminal.window = desk().waitForWindow(u"XTerm"_s);
     waitUntil([&] { return activeWindow() == terminal.window; });
     return terminal;
 }
 
 QString clipboard(const char* selection) {
-    return desk().output(QStringLiteral("xclip"),
-                         {QStringLiteral("-o"), QStringLiteral("-selection"), QString::fromLatin1(selection)});
+    return desk().output(u"xclip"_s, {u"-o"_s, u"-selection"_s, QString::fromLatin1(selection)});
 }
 
 void setSelection(const char* selection, const QString& text) {
-    writeFile(desk().path(QStringLiteral("selection")), text.toUtf8());
+    writeFile(desk().path(u"selection"_s), text.toUtf8());
     // -quiet keeps it in the foreground, so that it ends with the desk.
-    desk().start(QStringLiteral("xclip"), {QStringLiteral("-quiet"), QStringLiteral("-i"), QStringLiteral("-selection"),
-                                           QString::fromLatin1(selection), desk().path(QStringLiteral("selection"))});
+    desk().start(u"xclip"_s,
+                 {u"-quiet"_s, u"-i"_s, u"-selection"_s, QString::fromLatin1(selection), desk().path(u"selection"_s)});
     waitUntil([&] { return clipboard(selection) == text; });
-}
-
-void killWindowManager() {
-    const QString pid = desk()
-                            .output(QStringLiteral("xprop"), {QStringLiteral("-root"), QStringLiteral("_OPENBOX_PID")})
-                            .section(QStringLiteral("= "), 1);
-    ::kill(pid.toInt(), SIGKILL); // as in a crash: the root keeps its properties
-    waitUntil([&] {
-        return desk()
-            .output(QStringLiteral("xprop"),
-                    {QStringLiteral("-id"),
-                     desk().xdotool({QStringLiteral("search"), QStringLiteral("--name"), QStringLiteral("^Openbox$")})})
-            .isEmpty();
-    });
-}
-
-void startWindowManager() {
-    desk().start(QStringLiteral("openbox"),
-                 {QStringLiteral("--config-file"), desk().path(QStringLiteral("openbox.xml"))});
 }
 
 PanelWindow::PanelWindow()

@@ -46,9 +46,7 @@ private:
     quint8 keyboardDevice = 0;
 };
 
-/// A key by its name on the XTEST device: xdotool keydown/keyup/key.
-void keyDown(const char* name);
-void keyUp(const char* name);
+/// A key by its name on the XTEST device.
 void tap(const char* name);
 
 /// An application with text in it; opened, it has the focus.
@@ -64,9 +62,6 @@ QString focusedWindow();
 QString activeWindow();
 QString clipboard(const char* selection = "clipboard");
 void setSelection(const char* selection, const QString& text);
-
-void killWindowManager();
-void startWindowManager();
 
 /// The panel's shape: unmanaged, unfocused, with a line to type into.
 class PanelWindow : public QWidget {

@@ -6,6 +6,7 @@
 #include <thread>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using Sent = Keyboard::Sent;
 
 namespace {
@@ -26,14 +27,14 @@ struct PasteKey : testing::Test {
 } // namespace
 
 TEST_F(PasteKey, EveryLayoutHasOne) {
-    const Editor editor = openEditor(QStringLiteral("old"));
+    const Editor editor = openEditor(u"old"_s);
     for (const char* layout : {"us", "de", "ru"}) {
-        const QString text = QStringLiteral("text for ") + QString::fromLatin1(layout);
+        const QString text = u"text for "_s + QString::fromLatin1(layout);
         setSelection("clipboard", text);
         tap("ctrl+a");
-        desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("-layout"), QString::fromLatin1(layout)});
+        desk().output(u"setxkbmap"_s, {u"-layout"_s, QString::fromLatin1(layout)});
         EXPECT_EQ(send(place(editor)), Sent::Yes) << layout;
-        desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
+        desk().output(u"setxkbmap"_s, {u"us"_s});
         EXPECT_TRUE(waitUntil([&] {
             tap("ctrl+a");
             return clipboard("primary") == text;
@@ -44,7 +45,7 @@ TEST_F(PasteKey, EveryLayoutHasOne) {
 }
 
 TEST_F(PasteKey, OnlyTheWindowThatWasMeantComesToTheFront) {
-    const Editor wanted = openEditor(QStringLiteral("wanted")), other = openEditor(QStringLiteral("other"));
+    const Editor wanted = openEditor(u"wanted"_s), other = openEditor(u"other"_s);
     EXPECT_EQ(send(place(wanted)), Sent::NoTarget) << "behind the other";
     EXPECT_FALSE(keyboard.bringToFront({other.pid(), place(wanted).window})) << "the number of another's";
     EXPECT_EQ(focusedWindow(), other.window);
@@ -52,10 +53,10 @@ TEST_F(PasteKey, OnlyTheWindowThatWasMeantComesToTheFront) {
     EXPECT_EQ(focusedWindow(), wanted.window);
     EXPECT_EQ(send({0, 0}), Sent::NoTarget) << "nobody in particular";
 
-    killWindowManager();
+    desk().killWindowManager();
     EXPECT_TRUE(keyboard.bringToFront(place(other)));
     EXPECT_EQ(focusedWindow(), other.window);
-    startWindowManager();
+    desk().startWindowManager();
     desk().end(other.process);
     EXPECT_FALSE(keyboard.bringToFront(place(other)));
     desk().end(wanted.process);

@@ -8,6 +8,7 @@
 #include <xcb/xcb.h>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -19,10 +20,10 @@ quint32 primaryOwner(const OtherClient& client) {
 
 TEST(PrimaryGuard, SelectingInOurOwnFieldLeavesPrimaryToTheOtherApplicationWhileActive) {
     const OtherClient other;
-    setSelection("primary", QStringLiteral("theirs"));
+    setSelection("primary", u"theirs"_s);
     const quint32 theirs = primaryOwner(other);
     PanelWindow panel;
-    panel.line.setText(QStringLiteral("ours"));
+    panel.line.setText(u"ours"_s);
     QtDispatch dispatch;
     X11KeyboardHold hold(dispatch);
     hold.take(static_cast<quint32>(panel.winId()));
@@ -30,13 +31,13 @@ TEST(PrimaryGuard, SelectingInOurOwnFieldLeavesPrimaryToTheOtherApplicationWhile
         tap("End");
         ASSERT_TRUE(waitUntil([&] { return panel.line.selectedText().isEmpty(); }));
         tap("shift+Home");
-        ASSERT_TRUE(waitUntil([&] { return panel.line.selectedText() == QStringLiteral("ours"); }));
+        ASSERT_TRUE(waitUntil([&] { return panel.line.selectedText() == u"ours"_s; }));
     };
     X11PrimaryGuard guard;
     guard.setActive(true);
     select();
     EXPECT_EQ(primaryOwner(other), theirs);
-    EXPECT_EQ(clipboard("primary"), QStringLiteral("theirs"));
+    EXPECT_EQ(clipboard("primary"), u"theirs"_s);
     guard.setActive(false);
     select();
     const quint32 ours = primaryOwner(other);

@@ -9,6 +9,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 const char* const PAGE = R"(<!doctype html><meta charset=utf-8><title>loading</title>
@@ -19,7 +21,7 @@ t.value = TEXT; t.oninput = show; t.focus(); show();
 
 QString nextName() {
     static int count = 0;
-    return QStringLiteral("text%1").arg(++count);
+    return u"text%1"_s.arg(++count);
 }
 
 } // namespace
@@ -27,38 +29,34 @@ QString nextName() {
 Target::Target(Kind what, const QString& text)
     : kind(what)
     , initial(text)
-    , file(desk().path(nextName() + QStringLiteral(".txt"))) {
+    , file(desk().path(nextName() + u".txt"_s)) {
     writeFile(file, text.toUtf8());
     QString title = file.section(u'/', -1);
     switch (kind) {
     case Kind::Gtk:
-        process = &desk().start(QStringLiteral("mousepad"), {QStringLiteral("--disable-server"), file});
+        process = &desk().start(u"mousepad"_s, {u"--disable-server"_s, file});
         break;
     case Kind::Qt:
-        process = &desk().start(QStringLiteral("featherpad"), {QStringLiteral("--standalone"), file});
+        process = &desk().start(u"featherpad"_s, {u"--standalone"_s, file});
         break;
     case Kind::Chromium: {
-        const QString page = desk().path(nextName() + QStringLiteral(".html"));
+        const QString page = desk().path(nextName() + u".html"_s);
         writeFile(page, QByteArray(PAGE).replace("TEXT", "\"" + text.toUtf8() + "\""));
-        process =
-            &desk().start(QStringLiteral("chromium"),
-                          QStringLiteral("--no-sandbox --disable-gpu --no-first-run --disable-background-networking "
-                                         "--disable-component-update --disable-sync --password-store=basic")
-                                  .split(u' ') +
-                              QStringList{QStringLiteral("--user-data-dir=") + desk().path(nextName()),
-                                          QStringLiteral("file://") + page});
-        title = QStringLiteral("page:");
+        process = &desk().start(u"chromium"_s,
+                                u"--no-sandbox --disable-gpu --no-first-run --disable-background-networking "
+                                "--disable-component-update --disable-sync --password-store=basic"_s.split(u' ') +
+                                    QStringList{u"--user-data-dir="_s + desk().path(nextName()), u"file://"_s + page});
+        title = u"page:"_s;
         break;
     }
     case Kind::Terminal:
-        process = &desk().start(QStringLiteral("xterm"), {QStringLiteral("-T"), title, QStringLiteral("-e"),
-                                                          QStringLiteral("cat > '%1'").arg(file)});
+        process = &desk().start(u"xterm"_s, {u"-T"_s, title, u"-e"_s, u"cat > '%1'"_s.arg(file)});
         break;
     }
     window = desk().waitForWindow(title, 40);
     if (window.isEmpty())
         throw std::runtime_error("no window of " + process->program().toStdString());
-    desk().xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), window});
+    desk().xdotool({u"windowactivate"_s, u"--sync"_s, window});
     if (kind != Kind::Terminal)
         selectAll();
 }
@@ -68,16 +66,16 @@ Target::~Target() {
     desk().end(*process);
 }
 
-void Target::press(const QString& key) const { desk().xdotool({QStringLiteral("key"), key}); }
+void Target::press(const QString& key) const { desk().xdotool({u"key"_s, key}); }
 
 void Target::selectAll() const {
     // Copied, the text shows that the application listens: not all set PRIMARY.
-    const QStringList read{QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("clipboard")};
+    const QStringList read{u"-o"_s, u"-selection"_s, u"clipboard"_s};
     const bool selected = waitUntil(
         [&] {
-            press(QStringLiteral("ctrl+a"));
-            press(QStringLiteral("ctrl+c"));
-            return desk().output(QStringLiteral("xclip"), read) == initial;
+            press(u"ctrl+a"_s);
+            press(u"ctrl+c"_s);
+            return desk().output(u"xclip"_s, read) == initial;
         },
         40);
     if (!selected)
@@ -86,17 +84,17 @@ void Target::selectAll() const {
 
 QString Target::text() const {
     if (kind == Kind::Chromium) {
-        const QString title = desk().xdotool({QStringLiteral("getwindowname"), window});
-        return title.section(QStringLiteral("page:\""), 1).section(QStringLiteral("\" - "), 0, 0);
+        const QString title = desk().xdotool({u"getwindowname"_s, window});
+        return title.section(u"page:\""_s, 1).section(u"\" - "_s, 0, 0);
     }
-    press(kind == Kind::Terminal ? QStringLiteral("Return") : QStringLiteral("ctrl+s"));
+    press(kind == Kind::Terminal ? u"Return"_s : u"ctrl+s"_s);
     return QString::fromUtf8(readFile(file)).trimmed();
 }
 
 AppWindow Target::place() const {
     XConnection server;
     const auto number = static_cast<quint32>(window.toUInt());
-    return {server.clientPid(number), number};
+    return {WindowOwners(server.get()).ownerOf(number), number};
 }
 
 OtherProgram::OtherProgram() {
@@ -123,7 +121,7 @@ SelectionContent richContent() {
     quint32 state = 1;
     for (int i = 0; i < 300 * 200; ++i)
         image.setPixel(i % 300, i / 300, state = state * 1664525 + 1013904223);
-    SelectionContent content = textContent(QStringLiteral("Grüße 🙂"));
+    SelectionContent content = textContent(u"Grüße 🙂"_s);
     content.push_back({"text/html", "text/html", 8, "<b>Grüße</b>"});
     content.push_back({"application/x-thing", "application/x-thing", 8, QByteArray("a\0b", 3)});
     for (const char* format : {"PNG", "BMP"}) {

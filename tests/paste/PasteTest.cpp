@@ -9,6 +9,7 @@
 #include <thread>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using Kind = Target::Kind;
 
 namespace ovalin {
@@ -36,7 +37,7 @@ struct PasteTest : testing::Test {
 
     void paste(const QString& text, const AppWindow& place) {
         const PasteWay way = real.keyboard.pasteWay(place, FocusKind::Unknown, true);
-        pasteOver.pasteOverSelection({text, QStringLiteral("the editor"), place, way, {}});
+        pasteOver.pasteOverSelection({text, u"the editor"_s, place, way, {}});
     }
     /// Something is on the clipboard, and not for others.
     bool lent() {
@@ -79,142 +80,126 @@ TEST_F(PasteTest, ReplacesTheSelectionInEveryKindOfApplicationAndTheClipboardIsA
         Kind kind;
         const char* text;
         const char* name;
+        bool empty = false; // the clipboard before
     } rows[] = {{Kind::Gtk, "Grüße, 世界 🙂\nzwei Zeilen", "GTK"},
-                {Kind::Qt, "Grüße, 世界 🙂\nzwei Zeilen", "Qt"},
+                {Kind::Qt, "Grüße, 世界 🙂\nzwei Zeilen", "Qt", true},
                 {Kind::Chromium, "Grüße, 世界 🙂", "Chromium"},
                 {Kind::Terminal, "Gruss an alle", "terminal"}};
     const SelectionContent before = richContent();
     for (const auto& row : rows) {
-        const Target target(row.kind, QStringLiteral("old words"));
-        other.own(before);
+        const Target target(row.kind, u"old words"_s);
+        row.empty ? other.ownNothing() : other.own(before);
         paste(QString::fromUtf8(row.text), target.place());
         EXPECT_TRUE(textIs(target, QString::fromUtf8(row.text))) << row.name << ": " << target.text().toStdString();
-        EXPECT_TRUE(clipboardIs(before)) << row.name << ": " << testing::PrintToString(other.seen());
+        EXPECT_TRUE(row.empty ? waitUntil([&] { return !other.seen().owned; }) : clipboardIs(before))
+            << row.name << ": " << testing::PrintToString(other.seen());
         if (row.kind == Kind::Gtk) {
-            target.press(QStringLiteral("ctrl+z"));
-            EXPECT_TRUE(textIs(target, QStringLiteral("old words"))) << "one undo: " << target.text().toStdString();
+            target.press(u"ctrl+z"_s);
+            EXPECT_TRUE(textIs(target, u"old words"_s)) << "one undo: " << target.text().toStdString();
         }
     }
     EXPECT_TRUE(notifier.shown.empty()) << log.lines.join(u'\n').toStdString();
 }
 
-TEST_F(PasteTest, AClipboardThatWasEmptyIsEmptyAfterwards) {
-    const Target target(Kind::Gtk, QStringLiteral("old"));
-    other.ownNothing();
-    paste(QStringLiteral("new"), target.place());
-    EXPECT_TRUE(textIs(target, QStringLiteral("new")));
-    EXPECT_TRUE(waitUntil([&] { return !other.seen().owned; }));
-}
-
-TEST_F(PasteTest, WhatTheUserCopiesMeanwhileStays) {
-    const Target target(Kind::Gtk, QStringLiteral("old"));
-    other.own(textContent(QStringLiteral("before")));
-    paste(QStringLiteral("new"), target.place());
-    ASSERT_TRUE(waitUntil([&] { return lent(); }));
-    other.own(textContent(QStringLiteral("newer")));
-    finish();
-    EXPECT_EQ(other.seenText(), QStringLiteral("newer"));
-}
-
-TEST_F(PasteTest, AManagerThatTakesTheTextOverIsNoUser) {
-    const Target target(Kind::Gtk, QStringLiteral("old"));
-    other.own(textContent(QStringLiteral("before")));
-    paste(QStringLiteral("new"), target.place());
-    ASSERT_TRUE(waitUntil([&] { return lent(); }));
-    other.own(textContent(QStringLiteral("new")));
-    EXPECT_TRUE(textIs(target, QStringLiteral("new")));
-    EXPECT_TRUE(waitUntil([&] { return other.seenText() == QStringLiteral("before"); }));
+TEST_F(PasteTest, WhatTheUserCopiesMeanwhileStaysButAManagerThatTakesTheTextOverIsNoUser) {
+    const Target target(Kind::Gtk, u"old"_s);
+    for (const QString& copied : {u"newer"_s, u"new"_s}) {
+        other.own(textContent(u"before"_s));
+        paste(u"new"_s, target.place());
+        ASSERT_TRUE(waitUntil([&] { return lent(); }));
+        other.own(textContent(copied));
+        finish();
+        EXPECT_TRUE(waitUntil([&] { return other.seenText() == (copied == u"new"_s ? u"before"_s : copied); }));
+    }
 }
 
 TEST_F(PasteTest, AStalledTargetGetsTheTextAndAWatchersRequestIsNotIts) {
-    const Target target(Kind::Gtk, QStringLiteral("old"));
-    other.own(textContent(QStringLiteral("before")));
+    const Target target(Kind::Gtk, u"old"_s);
+    other.own(textContent(u"before"_s));
     target.signal(SIGSTOP);
-    paste(QStringLiteral("new"), target.place());
+    paste(u"new"_s, target.place());
     const double start = dispatch.now();
     while (dispatch.now() < start + 1.2) // well over what a quick target is given
-        EXPECT_NE(other.seenText(), QStringLiteral("new")) << "no clipboard history keeps it";
+        EXPECT_NE(other.seenText(), u"new"_s) << "no clipboard history keeps it";
     EXPECT_TRUE(lent()) << "still waited for";
     target.signal(SIGCONT);
-    EXPECT_TRUE(textIs(target, QStringLiteral("new"))) << target.text().toStdString();
-    EXPECT_TRUE(waitUntil([&] { return other.seenText() == QStringLiteral("before"); }));
+    EXPECT_TRUE(textIs(target, u"new"_s)) << target.text().toStdString();
+    EXPECT_TRUE(waitUntil([&] { return other.seenText() == u"before"_s; }));
     EXPECT_TRUE(notifier.shown.empty());
 }
 
 TEST_F(PasteTest, ATargetThatNeverAsksLeavesTheTextOnTheClipboardAndTheUserIsTold) {
-    const Target target(Kind::Gtk, QStringLiteral("old"));
-    other.own(textContent(QStringLiteral("before")));
+    const Target target(Kind::Gtk, u"old"_s);
+    other.own(textContent(u"before"_s));
     target.signal(SIGSTOP);
-    paste(QStringLiteral("new"), target.place());
+    paste(u"new"_s, target.place());
     EXPECT_TRUE(waitUntil([&] { return !notifier.shown.empty(); }));
-    EXPECT_EQ(other.seenText(), QStringLiteral("new"));
-    EXPECT_TRUE(notifier.shown.at(0).title.contains(QStringLiteral("on the clipboard")));
+    EXPECT_EQ(other.seenText(), u"new"_s);
+    EXPECT_TRUE(notifier.shown.at(0).title.contains(u"on the clipboard"_s));
     target.signal(SIGCONT);
-    EXPECT_TRUE(textIs(target, QStringLiteral("new"))) << "and has it when it asks after all";
+    EXPECT_TRUE(textIs(target, u"new"_s)) << "and has it when it asks after all";
     notifier.shown.at(0).onAction();
-    EXPECT_TRUE(waitUntil([&] { return other.seenText() == QStringLiteral("before"); }));
+    EXPECT_TRUE(waitUntil([&] { return other.seenText() == u"before"_s; }));
     notifier.shown.at(0).onSecond();
-    EXPECT_TRUE(waitUntil([&] { return other.seenText() == QStringLiteral("new"); }));
-    other.own(textContent(QStringLiteral("newer")));
+    EXPECT_TRUE(waitUntil([&] { return other.seenText() == u"new"_s; }));
+    other.own(textContent(u"newer"_s));
     notifier.shown.at(0).onAction();
     finish();
-    EXPECT_EQ(other.seenText(), QStringLiteral("newer")) << "what the user copied since";
+    EXPECT_EQ(other.seenText(), u"newer"_s) << "what the user copied since";
 }
 
 TEST_F(PasteTest, AWindowThatIsGoneGetsNothingAndNorDoesAnyOther) {
-    const Target neighbour(Kind::Gtk, QStringLiteral("the neighbour"));
+    const Target neighbour(Kind::Gtk, u"the neighbour"_s);
     AppWindow gone;
     {
-        const Target target(Kind::Gtk, QStringLiteral("old"));
+        const Target target(Kind::Gtk, u"old"_s);
         gone = target.place();
     }
-    other.own(textContent(QStringLiteral("before")));
-    paste(QStringLiteral("new"), gone);
+    other.own(textContent(u"before"_s));
+    paste(u"new"_s, gone);
     EXPECT_TRUE(waitUntil([&] { return !notifier.shown.empty(); }));
-    EXPECT_EQ(other.seenText(), QStringLiteral("new"));
-    EXPECT_EQ(neighbour.text(), QStringLiteral("the neighbour"));
+    EXPECT_EQ(other.seenText(), u"new"_s);
+    EXPECT_EQ(neighbour.text(), u"the neighbour"_s);
 }
 
 TEST_F(PasteTest, TheCapturedWindowComesToTheFrontFirst) {
-    const Target target(Kind::Gtk, QStringLiteral("old"));
+    const Target target(Kind::Gtk, u"old"_s);
     const AppWindow place = target.place();
-    const Target neighbour(Kind::Gtk, QStringLiteral("the neighbour"));
-    desk().xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), target.window});
+    const Target neighbour(Kind::Gtk, u"the neighbour"_s);
+    desk().xdotool({u"windowactivate"_s, u"--sync"_s, target.window});
     target.selectAll(); // it let go of its selection when the neighbour selected something
-    desk().xdotool({QStringLiteral("windowminimize"), QStringLiteral("--sync"), target.window});
-    desk().xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), neighbour.window});
-    other.own(textContent(QStringLiteral("before")));
-    desk().xdotool({QStringLiteral("keydown"), QStringLiteral("shift")}); // a finger that is still down
-    paste(QStringLiteral("new"), place);
+    desk().xdotool({u"windowminimize"_s, u"--sync"_s, target.window});
+    desk().xdotool({u"windowactivate"_s, u"--sync"_s, neighbour.window});
+    other.own(textContent(u"before"_s));
+    desk().xdo(u"keydown shift"_s); // a finger that is still down
+    paste(u"new"_s, place);
     EXPECT_TRUE(waitUntil([&] { return lent(); }));
     finish();
-    desk().xdotool({QStringLiteral("keyup"), QStringLiteral("shift")});
-    EXPECT_TRUE(textIs(target, QStringLiteral("new"))) << target.text().toStdString();
-    EXPECT_EQ(other.seenText(), QStringLiteral("before"));
+    desk().xdo(u"keyup shift"_s);
+    EXPECT_TRUE(textIs(target, u"new"_s)) << target.text().toStdString();
+    EXPECT_EQ(other.seenText(), u"before"_s);
 }
 
 TEST_F(PasteTest, AClipboardOwnerThatNeverAnswersDoesNotPreventThePaste) {
-    const Target target(Kind::Gtk, QStringLiteral("old"));
-    writeFile(desk().path(QStringLiteral("held")), "unreadable");
-    QProcess& hung =
-        desk().start(QStringLiteral("xclip"), {QStringLiteral("-quiet"), QStringLiteral("-selection"),
-                                               QStringLiteral("clipboard"), desk().path(QStringLiteral("held"))});
-    ASSERT_TRUE(waitUntil([&] { return other.seenText() == QStringLiteral("unreadable"); }));
+    const Target target(Kind::Gtk, u"old"_s);
+    writeFile(desk().path(u"held"_s), "unreadable");
+    QProcess& hung = desk().start(u"xclip"_s, {u"-quiet"_s, u"-selection"_s, u"clipboard"_s, desk().path(u"held"_s)});
+    ASSERT_TRUE(waitUntil([&] { return other.seenText() == u"unreadable"_s; }));
     ::kill(static_cast<pid_t>(hung.processId()), SIGSTOP);
-    paste(QStringLiteral("new"), target.place());
-    EXPECT_TRUE(textIs(target, QStringLiteral("new")));
+    paste(u"new"_s, target.place());
+    EXPECT_TRUE(textIs(target, u"new"_s));
     EXPECT_TRUE(waitUntil([&] { return !notifier.shown.empty(); })) << "the user is told what he lost";
     EXPECT_FALSE(other.seen().owned);
     desk().end(hung);
 }
 
 TEST_F(PasteTest, TenMegabytesArriveWholeAndTheClipboardDoesNotWaitForThem) {
-    const Target target(Kind::Gtk, QStringLiteral("old"));
-    other.own(textContent(QStringLiteral("before")));
+    const Target target(Kind::Gtk, u"old"_s);
+    other.own(textContent(u"before"_s));
     QString text;
     while (text.size() < 10'000'000)
-        text += QStringLiteral("A line of text that is neither short nor long. Grüße %1\n").arg(text.size());
+        text += u"A line of text that is neither short nor long. Grüße %1\n"_s.arg(text.size());
     paste(text, target.place());
-    EXPECT_TRUE(waitUntil([&] { return other.seenText() == QStringLiteral("before"); }, 60));
+    EXPECT_TRUE(waitUntil([&] { return other.seenText() == u"before"_s; }, 60));
     EXPECT_TRUE(waitUntil([&] { return target.text() == text.trimmed(); }, 60));
 }

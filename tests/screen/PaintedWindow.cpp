@@ -1,5 +1,6 @@
 #include "PaintedWindow.h"
 
+#include "platform/x11/XProperty.h"
 #include "platform/x11/XReply.h"
 
 #include <stdexcept>
@@ -58,8 +59,9 @@ PaintedWindow::PaintedWindow(const Options& options)
     xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         static_cast<uint32_t>(words.size()), words.constData());
     if (!options.type.isEmpty()) {
-        const xcb_atom_t type = atom(options.type);
-        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
+        const char* const names[] = {"_NET_WM_WINDOW_TYPE", options.type.constData()};
+        const auto atoms = internAtoms(c, names);
+        xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, atoms[0], XCB_ATOM_ATOM, 32, 1, &atoms[1]);
     }
     if (options.map)
         xcb_map_window(c, window);
@@ -67,12 +69,6 @@ PaintedWindow::PaintedWindow(const Options& options)
 }
 
 PaintedWindow::~PaintedWindow() { xcb_disconnect(c); }
-
-xcb_atom_t PaintedWindow::atom(const QByteArray& name) {
-    const XReply<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, static_cast<uint16_t>(name.size()), name.constData()), nullptr));
-    return reply ? reply->atom : xcb_atom_t{0};
-}
 
 xcb_pixmap_t PaintedWindow::paint(uint8_t depth, xcb_colormap_t colormap, const std::vector<QColor>& stripes) {
     const auto pixmap = xcb_generate_id(c);

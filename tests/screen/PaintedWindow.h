@@ -46,7 +46,6 @@ public:
     void sync();
 
 private:
-    xcb_atom_t atom(const QByteArray& name);
     xcb_pixmap_t paint(uint8_t depth, xcb_colormap_t colormap, const std::vector<QColor>& stripes);
 
     xcb_connection_t* c;

@@ -1,6 +1,9 @@
 #include "PaintedWindow.h"
 
+#include "capture/WindowShot.h"
+#include "platform/helpers/OcrProcess.h"
 #include "platform/helpers/Tools.h"
+#include "platform/x11/windows/X11Windows.h"
 #include "support/TestDesk.h"
 
 #include <QCoreApplication>
@@ -15,8 +18,11 @@
 
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace ovalin {
+
+using namespace Qt::StringLiterals;
 
 TestDesk& desk();
 
@@ -36,10 +42,10 @@ struct Shot {
 /// Runs the tool, serving our own windows meanwhile unless they are to hang.
 Shot shoot(const TestDesk& on, const QStringList& what, bool serveWindows = true) {
     QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("shot.png"));
+    const QString path = folder.filePath(u"shot.png"_s);
     QProcess process;
     process.setProcessEnvironment(on.environment);
-    process.start(tool(), QStringList{QStringLiteral("-x")} + what + QStringList{QStringLiteral("-tpng"), path});
+    process.start(tool(), QStringList{u"-x"_s} + what + QStringList{u"-tpng"_s, path});
     Shot shot;
     if (serveWindows)
         shot.ended = waitUntil([&] { return process.state() == QProcess::NotRunning; }, 20);
@@ -55,7 +61,7 @@ Shot shoot(const TestDesk& on, const QStringList& what, bool serveWindows = true
 }
 
 Shot shootWindow(const TestDesk& on, const QString& number, bool serveWindows = true) {
-    return shoot(on, {QStringLiteral("-l"), number}, serveWindows);
+    return shoot(on, {u"-l"_s, number}, serveWindows);
 }
 
 bool alike(const QColor& a, const QColor& b) {
@@ -118,13 +124,9 @@ protected:
         , bare({TestDesk::WindowManager::None, false, QString::fromLatin1(kind.screen), kind.serverArguments})
         , display(bare.display().toLatin1()) {
         if (kind.compositor) {
-            bare.start(QStringLiteral("picom"),
-                       {QStringLiteral("--backend"), QStringLiteral("xrender"), QStringLiteral("--config"),
-                        QStringLiteral("/dev/null"), QStringLiteral("--shadow")});
+            bare.start(u"picom"_s, {u"--backend"_s, u"xrender"_s, u"--config"_s, u"/dev/null"_s, u"--shadow"_s});
             EXPECT_TRUE(waitUntil([this] { // it names its window after it took the screen over
-                return !bare.output(QStringLiteral("xdotool"),
-                                    {QStringLiteral("search"), QStringLiteral("--class"), QStringLiteral("picom")})
-                            .isEmpty();
+                return !bare.output(u"xdotool"_s, {u"search"_s, u"--class"_s, u"picom"_s}).isEmpty();
             }));
         }
     }
@@ -142,10 +144,12 @@ protected:
     QByteArray display;
 };
 
-TEST_P(OnDesk, AWindowIsPicturedWithItsOwnPixelsAlsoWhereItIsCovered) {
+TEST_P(OnDesk, WindowAndMainDisplayArePicturedWithoutOurOwnWindows) {
     const PaintedWindow window(painted());
-    if (QRect(0, 0, 1280, 800).contains(kind.frame))
+    const bool whole = QRect(0, 0, 1280, 800).contains(kind.frame);
+    if (whole)
         expectStripes(window, shootWindow(bare, window.number()).image);
+    const Shot plain = shoot(bare, {u"-m"_s});
 
     const PaintedWindow panel(panelOver(display, {150, 60, 250, 200}));
     const Shot covered = shootWindow(bare, window.number());
@@ -153,16 +157,11 @@ TEST_P(OnDesk, AWindowIsPicturedWithItsOwnPixelsAlsoWhereItIsCovered) {
     EXPECT_EQ(pixelsOf(panel.shown(0), covered.image), 0);
     if (!kind.coveredIsBlack)
         expectStripes(window, covered.image);
-}
 
-TEST_P(OnDesk, TheMainDisplayIsPicturedWithoutOurOwnWindows) {
-    const PaintedWindow window(painted());
-    const Shot plain = shoot(bare, {QStringLiteral("-m")});
-    const PaintedWindow panel(panelOver(display, {150, 60, 250, 200}));
-    const Shot shot = shoot(bare, {QStringLiteral("-m")});
+    const Shot shot = shoot(bare, {u"-m"_s});
     EXPECT_EQ(shot.image.size(), QSize(1280, 800));
     EXPECT_EQ(pixelsOf(panel.shown(0), shot.image), 0);
-    if (!kind.coveredIsBlack && QRect(0, 0, 1280, 800).contains(kind.frame)) {
+    if (!kind.coveredIsBlack && whole) {
         const QPoint inside(kind.frame.topLeft() + QPoint(kind.border, kind.border));
         expectStripes(window, plain.image, inside);
         expectStripes(window, shot.image, inside);
@@ -176,8 +175,7 @@ INSTANTIATE_TEST_SUITE_P(
                     DeskKind{.screen = "1280x800x24", .frame = {-120, 80, 400, 300}}, DeskKind{"1280x800x16"},
                     DeskKind{"1280x800x16", true}, DeskKind{"1280x800x15"}, DeskKind{"1280x800x30"},
                     DeskKind{.screen = "1280x800x8", .coveredIsBlack = true},
-                    DeskKind{.screen = "1280x800x24",
-                             .serverArguments = {QStringLiteral("-extension"), QStringLiteral("MIT-SHM")}}));
+                    DeskKind{.screen = "1280x800x24", .serverArguments = {u"-extension"_s, u"MIT-SHM"_s}}));
 
 /// Paints its own content on request, as applications do.
 class Document final : public QWidget {
@@ -198,23 +196,16 @@ protected:
 
 QString numberOf(const QWidget& widget) { return QString::number(widget.winId()); }
 
-TEST(ScreenCapture, AnApplicationPaintsWhatWasCoveredForThePicture) {
+TEST(ScreenCapture, AnApplicationPaintsWhatWasCoveredOrLeavesAHoleAndNotThePanel) {
     const Document document;
     ASSERT_TRUE(
         waitUntil([&] { return pixelsOf(QColor(20, 120, 220), shootWindow(desk(), numberOf(document)).image) > 0; }));
     const PaintedWindow panel(panelOver(desk().display().toLatin1(), {250, 200, 300, 200}));
     const Shot shot = shootWindow(desk(), numberOf(document));
     EXPECT_EQ(pixelsOf(QColor(20, 120, 220), shot.image), 600 * 400);
-}
-
-TEST(ScreenCapture, AHangingApplicationLeavesAHoleAndNotThePanel) {
-    const Document document;
-    ASSERT_TRUE(
-        waitUntil([&] { return pixelsOf(QColor(20, 120, 220), shootWindow(desk(), numberOf(document)).image) > 0; }));
-    const PaintedWindow panel(panelOver(desk().display().toLatin1(), {250, 200, 300, 200}));
-    const Shot shot = shootWindow(desk(), numberOf(document), false);
-    EXPECT_EQ(pixelsOf(panel.shown(0), shot.image), 0);
-    EXPECT_GE(pixelsOf(QColor(20, 120, 220), shot.image), 600 * 400 - 300 * 200);
+    const Shot hanging = shootWindow(desk(), numberOf(document), false);
+    EXPECT_EQ(pixelsOf(panel.shown(0), hanging.image), 0);
+    EXPECT_GE(pixelsOf(QColor(20, 120, 220), hanging.image), 600 * 400 - 300 * 200);
 }
 
 TEST(ScreenCapture, WhatHasNoPictureEndsWithAMessageAndNoFile) {
@@ -230,17 +221,15 @@ TEST(ScreenCapture, WhatHasNoPictureEndsWithAMessageAndNoFile) {
     const PaintedWindow tiny(options);
     options.frame = {0, 0, 32000, 32000};
     const PaintedWindow huge(options);
-    const QString root =
-        QString::number(desk()
-                            .output(QStringLiteral("sh"),
-                                    {QStringLiteral("-c"),
-                                     QStringLiteral("xwininfo -root | sed -n 's/.*id: \\(0x[0-9a-f]*\\).*/\\1/p'")})
-                            .toUInt(nullptr, 0));
+    const QString root = QString::number(
+        desk()
+            .output(u"sh"_s, {u"-c"_s, u"xwininfo -root | sed -n 's/.*id: \\(0x[0-9a-f]*\\).*/\\1/p'"_s})
+            .toUInt(nullptr, 0));
 
     const std::vector<std::pair<QString, const char*>> rows{
-        {QStringLiteral("123456789"), "no such window"},
-        {QStringLiteral("0"), "no window"},
-        {QStringLiteral("xyz"), "no window"},
+        {u"123456789"_s, "no such window"},
+        {u"0"_s, "no window"},
+        {u"xyz"_s, "no window"},
         {root, "no such window"},
         {unmapped.number(), "not on the screen"},
         {inputOnly.number(), "InputOnly"},
@@ -254,11 +243,11 @@ TEST(ScreenCapture, WhatHasNoPictureEndsWithAMessageAndNoFile) {
         EXPECT_TRUE(shot.errors.contains(message)) << shot.errors.toStdString();
     }
     EXPECT_EQ(shoot(desk(), {}).status, 1);
-    EXPECT_EQ(shoot(desk(), {QStringLiteral("-m"), QStringLiteral("-l"), QStringLiteral("5")}).status, 1);
+    EXPECT_EQ(shoot(desk(), {u"-m"_s, u"-l"_s, u"5"_s}).status, 1);
 }
 
 TEST(ScreenCapture, AWindowLargerThanTheScreenIsPicturedWhole) {
-    const TestDesk bare({TestDesk::WindowManager::None, false, QStringLiteral("1280x800x24"), {}});
+    const TestDesk bare({TestDesk::WindowManager::None, false, u"1280x800x24"_s, {}});
     auto options = paintedOn(bare);
     options.frame = {0, 0, 3840, 2160};
     const PaintedWindow window(options);
@@ -273,17 +262,41 @@ TEST(ScreenCapture, AWindowThatClosesMeanwhileGivesAWholePictureOrNone) {
         auto window = std::make_unique<PaintedWindow>(paintedOn(desk()));
         panel->raise();
         QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("shot.png"));
+        const QString path = folder.filePath(u"shot.png"_s);
         QProcess process;
         process.setProcessEnvironment(desk().environment);
-        process.start(tool(),
-                      {QStringLiteral("-x"), QStringLiteral("-l"), window->number(), QStringLiteral("-tpng"), path});
+        process.start(tool(), {u"-x"_s, u"-l"_s, window->number(), u"-tpng"_s, path});
         process.waitForFinished(round * 8); // not a wait for something: the moment of the loss is what varies
         window.reset();
         ASSERT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }));
         EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
         EXPECT_EQ(QImage(path).isNull(), process.exitCode() != 0) << process.readAllStandardError().toStdString();
         EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files).size(), process.exitCode() == 0 ? 1 : 0);
+    }
+}
+
+TEST(ScreenCapture, TheCapturedWindowComesBackWithoutThePanelOverIt) {
+    PaintedWindow::Options options;
+    options.display = desk().display().toLatin1();
+    options.frame = {200, 150, 600, 400};
+    options.overrideRedirect = false;
+    const PaintedWindow window(options);
+    X11Windows real;
+    ASSERT_TRUE(waitUntil([&] { return ovalin::frontWindowID(real.onScreenWindows(), ::getpid()) == window.id(); }));
+    options.overrideRedirect = true;
+    options.stripes = {Qt::magenta};
+    options.windowClass = "ovalin";
+    options.frame = {0, 0, 700, 500};
+    const PaintedWindow panel(options);
+    OcrProcess unused({});
+    const WindowShots shots(real, unused, Tools::under(Tools::folderBeside(QCoreApplication::applicationDirPath())));
+    const auto png = shots.captureWindowPNG(::getpid());
+    ASSERT_TRUE(png);
+    const QImage image = QImage::fromData(*png);
+    ASSERT_EQ(image.size(), QSize(600, 400));
+    for (size_t stripe = 0; stripe < window.stripes(); ++stripe) {
+        for (int y = 0; y < 400; y += 9)
+            EXPECT_EQ(image.pixelColor(window.inStripe(stripe, y)), window.shown(stripe));
     }
 }
 
@@ -300,10 +313,9 @@ TEST(ScreenCapture, AnXServerThatNeverAnswersIsGivenUp) {
     ASSERT_EQ(::getsockname(listener, generic, &size), 0);
     QProcess process;
     auto environment = desk().environment;
-    environment.insert(QStringLiteral("DISPLAY"), QStringLiteral("127.0.0.1:%1").arg(ntohs(address.sin_port) - 6000));
+    environment.insert(u"DISPLAY"_s, u"127.0.0.1:%1"_s.arg(ntohs(address.sin_port) - 6000));
     process.setProcessEnvironment(environment);
-    process.start(tool(), {QStringLiteral("-x"), QStringLiteral("-m"), QStringLiteral("-tpng"),
-                           folder.filePath(QStringLiteral("shot.png"))});
+    process.start(tool(), {u"-x"_s, u"-m"_s, u"-tpng"_s, folder.filePath(u"shot.png"_s)});
     EXPECT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }, 30));
     EXPECT_EQ(process.exitCode(), 1);
     EXPECT_EQ(process.readAllStandardError(), "screencapture: the X server took too long\n");

@@ -15,6 +15,7 @@
 #include <xcb/xtest.h>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -32,7 +33,7 @@ struct MonitorsTest : testing::Test {
     }
 
     void xdo(const QString& arguments) {
-        desk().xdotool(arguments.split(QLatin1Char(' ')));
+        desk().xdotool(arguments.split(u' '));
         settle(thread);
     }
 
@@ -40,7 +41,7 @@ struct MonitorsTest : testing::Test {
     std::string until(const QString& arguments) {
         seen.clear();
         xdo(arguments);
-        xdo(QStringLiteral("key Left"));
+        xdo(u"key Left"_s);
         EXPECT_TRUE(waitUntil([this] { return seen.ends_with("r"); })) << seen;
         return seen;
     }
@@ -58,25 +59,20 @@ const QRect OURS(100, 100, 200, 200);
 } // namespace
 
 TEST_F(MonitorsTest, KeyUpsTellArrowsAndTheAKeyWithShiftAndCtrl) {
-    EXPECT_EQ(until(QStringLiteral("key shift+Right")), "r^r");
-    EXPECT_EQ(until(QStringLiteral("key Right")), "rr");
-    EXPECT_EQ(until(QStringLiteral("key ctrl+a")), "a#r");
-    EXPECT_EQ(until(QStringLiteral("key b")), "or");
-    EXPECT_EQ(until(QStringLiteral("key --delay 0 shift+Right shift+Right Right ctrl+a ctrl+shift+Down")),
-              "r^r^ra#r^#r");
+    EXPECT_EQ(until(u"key --delay 0 shift+Right shift+Right Right b ctrl+a ctrl+shift+Down"_s), "r^r^roa#r^#r");
 }
 
 TEST_F(MonitorsTest, WhatIsTypedWhileTheKeyboardIsOursIsNotSeen) {
     monitors.setKeyboardOurs(true);
-    xdo(QStringLiteral("type --delay 0 secret"));
-    xdo(QStringLiteral("keydown shift"));
+    xdo(u"type --delay 0 secret"_s);
+    xdo(u"keydown shift"_s);
     const auto press = clock.read().lastPress;
     EXPECT_EQ(press, std::nullopt);
     monitors.setKeyboardOurs(false);
     settle(thread);
     seen.clear();
-    xdo(QStringLiteral("key Right"));
-    xdo(QStringLiteral("keyup shift"));
+    xdo(u"key Right"_s);
+    xdo(u"keyup shift"_s);
     EXPECT_TRUE(waitUntil([this] { return !seen.empty(); }));
     EXPECT_EQ(seen, "r^") << "and a Shift held since then is known";
 }
@@ -86,7 +82,7 @@ TEST_F(MonitorsTest, RemovedMonitorsHearNothing) {
     int presses = 0;
     const auto handle = monitors.onPressOutside([&](QPoint) { ++presses; });
     seen.clear();
-    xdo(QStringLiteral("key shift+Right mousemove 600 400 click 1"));
+    xdo(u"key shift+Right mousemove 600 400 click 1"_s);
     EXPECT_TRUE(waitUntil([&] { return presses == 1; }));
     EXPECT_EQ(seen, "");
     monitors.removeMonitor(handle);
@@ -105,13 +101,13 @@ TEST_F(MonitorsTest, ButtonsCountOutsideOurWindowsByWhereTheyWentDown) {
         QString actions;
         std::string expected;
     } rows[] = {
-        {"inside", QStringLiteral("mousemove 150 150 click 1"), ""},
-        {"outside", QStringLiteral("mousemove 600 400 click 1"), "pu"},
-        {"another button", QStringLiteral("mousemove 600 400 click 3"), "p"},
-        {"the wheel", QStringLiteral("mousemove 600 400 click 4 click 5"), ""},
+        {"inside", u"mousemove 150 150 click 1"_s, ""},
+        {"outside", u"mousemove 600 400 click 1"_s, "pu"},
+        {"another button", u"mousemove 600 400 click 3"_s, "p"},
+        {"the wheel", u"mousemove 600 400 click 4 click 5"_s, ""},
         {"a drag from the other application into ours",
-         QStringLiteral("mousemove 600 400 mousedown 1 sleep 0.1 mousemove 150 150 mouseup 1"), "pu"},
-        {"a drag of ours", QStringLiteral("mousemove 150 150 mousedown 1 sleep 0.1 mousemove 600 400 mouseup 1"), ""},
+         u"mousemove 600 400 mousedown 1 sleep 0.1 mousemove 150 150 mouseup 1"_s, "pu"},
+        {"a drag of ours", u"mousemove 150 150 mousedown 1 sleep 0.1 mousemove 600 400 mouseup 1"_s, ""},
     };
     for (const auto& row : rows) {
         xdo(row.actions);
@@ -138,13 +134,12 @@ TEST_F(MonitorsTest, APressThatClosesOurWindowIsOursHoweverLateItIsLookedAt) {
     monitors.setOwnWindows([&](QPoint, quint32, quint32 time) { return *(ours = own.includes(time)); });
     std::promise<void> gone;
     thread.post([&] { gone.get_future().wait(); });
-    desk().xdotool({QStringLiteral("mousemove"), QStringLiteral("150"), QStringLiteral("150"), QStringLiteral("click"),
-                    QStringLiteral("1")});
+    desk().xdo(u"mousemove 150 150 click 1"_s);
     EXPECT_TRUE(waitUntil([&] { return !window.isVisible(); }));
     gone.set_value();
     EXPECT_TRUE(waitUntil([&] { return ours.has_value(); }));
     EXPECT_EQ(ours, true);
-    xdo(QStringLiteral("mousemove 600 400 click 1"));
+    xdo(u"mousemove 600 400 click 1"_s);
     EXPECT_TRUE(waitUntil([&] { return ours == false; }));
 }
 
@@ -153,15 +148,12 @@ TEST_F(MonitorsTest, TheClockCountsWhatCanChangeASelection) {
         QString actions;
         bool counts;
     } rows[] = {
-        {QStringLiteral("key x"), true},
-        {QStringLiteral("key ctrl+c"), true},
-        {QStringLiteral("key shift"), false},
-        {QStringLiteral("key alt+x"), false},
-        {QStringLiteral("key super"), false},
-        {QStringLiteral("key super+x"), false},
-        {QStringLiteral("click 4"), false},
-        {QStringLiteral("mousemove 600 400 click 1"), true},
-        {QStringLiteral("mousemove 10 10"), false},
+        {u"key x"_s, true},
+        {u"key alt+x"_s, false},
+        {u"key super+x"_s, false},
+        {u"click 4"_s, false},
+        {u"mousemove 600 400 click 1"_s, true},
+        {u"mousemove 10 10"_s, false},
     };
     for (const auto& row : rows) {
         const auto before = clock.read().lastPress;
@@ -171,10 +163,10 @@ TEST_F(MonitorsTest, TheClockCountsWhatCanChangeASelection) {
 }
 
 TEST_F(MonitorsTest, AClickIntoOurOwnWindowIsTakenBackFromTheClock) {
-    xdo(QStringLiteral("mousemove 600 400 click 1"));
+    xdo(u"mousemove 600 400 click 1"_s);
     const auto before = clock.read().lastPress;
     monitors.setOwnWindows([](QPoint at, quint32, quint32) { return OURS.contains(at); });
-    xdo(QStringLiteral("mousemove 150 150 click 1"));
+    xdo(u"mousemove 150 150 click 1"_s);
     EXPECT_TRUE(waitUntil([&] { return clock.read().lastPress == before; }));
 }
 
@@ -183,10 +175,10 @@ TEST_F(MonitorsTest, KeysWeSendOurselvesAreNotTheUsers) {
     const auto before = clock.read().lastPress;
     seen.clear();
     synthetic.begin();
-    xdo(QStringLiteral("key shift+Right"));
+    xdo(u"key shift+Right"_s);
     synthetic.end(sender.serverTime(deadlineIn(10s)).value_or(0));
     EXPECT_EQ(clock.read().lastPress, before);
-    EXPECT_EQ(until(QStringLiteral("key ctrl+a")), "a#r") << "only what came after";
+    EXPECT_EQ(until(u"key ctrl+a"_s), "a#r") << "only what came after";
     EXPECT_NE(clock.read().lastPress, before);
 }
 

@@ -7,6 +7,7 @@
 #include <mutex>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
@@ -15,7 +16,7 @@ struct SelectionServerTest : testing::Test {
     SelectionServerTest() {
         thread.runAndWait([this] {
             server = std::make_unique<SelectionServer>(thread, thread.connection().atom("CLIPBOARD"));
-            EXPECT_TRUE(server->own(textContent(QStringLiteral("Grüße")), [this](const auto& request) {
+            EXPECT_TRUE(server->own(textContent(u"Grüße"_s), [this](const auto& request) {
                 const std::lock_guard lock(mutex);
                 requests.push_back(request);
             }));
@@ -69,8 +70,7 @@ struct SelectionServerTest : testing::Test {
 TEST_F(SelectionServerTest, AnswersInTheAskedFormOrRefuses) {
     EXPECT_EQ(bytes(convert("UTF8_STRING")), "Grüße");
     EXPECT_EQ(bytes(convert("text/plain;charset=utf-8")), "Grüße");
-    EXPECT_EQ(bytes(convert("STRING")), "Gr\xfc\xdf"
-                                        "e");
+    EXPECT_EQ(bytes(convert("STRING")), "Gr\xfc\xdf\x65");
     EXPECT_EQ(bytes(convert("GTK_TEXT_BUFFER_CONTENTS")), "refused");
     const auto time = convert("TIMESTAMP");
     ASSERT_TRUE(time);
@@ -94,9 +94,7 @@ TEST_F(SelectionServerTest, MultipleServesEachPartAndMarksTheRefused) {
 }
 
 TEST_F(SelectionServerTest, TellsWhoAskedForWhat) {
-    const Program xclip(QStringLiteral("xclip"),
-                        {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("clipboard"),
-                         QStringLiteral("-t"), QStringLiteral("UTF8_STRING")});
+    const Program xclip(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"clipboard"_s, u"-t"_s, u"UTF8_STRING"_s});
     EXPECT_TRUE(waitUntil([this] {
         const std::lock_guard lock(mutex);
         return !requests.empty();

@@ -9,43 +9,38 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 SoundServer::SoundServer(Source source)
     : environment(QProcessEnvironment::systemEnvironment()) {
-    environment.insert(QStringLiteral("HOME"), folder.path());
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), folder.path());
-    environment.insert(QStringLiteral("PULSE_SERVER"), address());
+    environment.insert(u"HOME"_s, folder.path());
+    environment.insert(u"XDG_RUNTIME_DIR"_s, folder.path());
+    environment.insert(u"PULSE_SERVER"_s, address());
     for (const char* name : {"DISPLAY", "DBUS_SESSION_BUS_ADDRESS", "XDG_CONFIG_HOME", "PULSE_COOKIE"})
         environment.remove(QString::fromLatin1(name));
-    const QString script = folder.filePath(QStringLiteral("server.pa"));
-    writeFile(script,
-              "load-module module-native-protocol-unix socket=" + folder.filePath(QStringLiteral("s")).toUtf8() +
-                  "\nload-module module-null-sink sink_name=played\n" +
-                  (source == Source::Microphone
-                       ? "load-module module-remap-source master=played.monitor source_name=microphone\n"
-                         "set-default-source microphone\n"
-                       : ""));
+    const QString script = folder.filePath(u"server.pa"_s);
+    writeFile(script, "load-module module-native-protocol-unix socket=" + folder.filePath(u"s"_s).toUtf8() +
+                          "\nload-module module-null-sink sink_name=played\n" +
+                          (source == Source::Microphone
+                               ? "load-module module-remap-source master=played.monitor source_name=microphone\n"
+                                 "set-default-source microphone\n"
+                               : ""));
     server.setProcessEnvironment(environment);
     server.setProcessChannelMode(QProcess::MergedChannels);
     server.setStandardInputFile(QProcess::nullDevice());
-    server.start(QStringLiteral("pulseaudio"),
-                 {QStringLiteral("-n"), QStringLiteral("-F"), script, QStringLiteral("--daemonize=no"),
-                  QStringLiteral("--use-pid-file=no"), QStringLiteral("--exit-idle-time=-1"),
-                  QStringLiteral("--disable-shm=yes")});
-    if (!waitUntil([this] { return run(QStringLiteral("pactl"), {QStringLiteral("info")}); }))
+    server.start(u"pulseaudio"_s, {u"-n"_s, u"-F"_s, script, u"--daemonize=no"_s, u"--use-pid-file=no"_s,
+                                   u"--exit-idle-time=-1"_s, u"--disable-shm=yes"_s});
+    if (!waitUntil([this] { return run(u"pactl"_s, {u"info"_s}); }))
         throw std::runtime_error("no sound server: " + server.readAll().toStdString());
 }
 
 SoundServer::~SoundServer() { kill(); }
 
-QString SoundServer::address() const { return QStringLiteral("unix:") + folder.filePath(QStringLiteral("s")); }
+QString SoundServer::address() const { return u"unix:"_s + folder.filePath(u"s"_s); }
 
-bool SoundServer::play(const QString& file) {
-    return run(QStringLiteral("paplay"), {QStringLiteral("--device=played"), file});
-}
+bool SoundServer::play(const QString& file) { return run(u"paplay"_s, {u"--device=played"_s, file}); }
 
-void SoundServer::unplugMicrophone() {
-    run(QStringLiteral("pactl"), {QStringLiteral("unload-module"), QStringLiteral("module-remap-source")});
-}
+void SoundServer::unplugMicrophone() { run(u"pactl"_s, {u"unload-module"_s, u"module-remap-source"_s}); }
 
 void SoundServer::kill() {
     server.kill();
@@ -54,8 +49,7 @@ void SoundServer::kill() {
 
 bool SoundServer::hasListener() {
     QByteArray listed;
-    run(QStringLiteral("pactl"), {QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("source-outputs")},
-        &listed);
+    run(u"pactl"_s, {u"list"_s, u"short"_s, u"source-outputs"_s}, &listed);
     return listed.contains("protocol-native");
 }
 
@@ -74,16 +68,14 @@ bool SoundServer::run(const QString& program, const QStringList& arguments, QByt
 }
 
 QString spoken(const QString& text, const QString& folder) {
-    const QString file = QDir(folder).filePath(QStringLiteral("%1.wav").arg(qHash(text)));
-    const int status =
-        QProcess::execute(QStringLiteral("flite"), {QStringLiteral("-voice"), QStringLiteral("rms"),
-                                                    QStringLiteral("-t"), text, QStringLiteral("-o"), file});
+    const QString file = QDir(folder).filePath(u"%1.wav"_s.arg(qHash(text)));
+    const int status = QProcess::execute(u"flite"_s, {u"-voice"_s, u"rms"_s, u"-t"_s, text, u"-o"_s, file});
     return status == 0 && QFileInfo(file).size() > 44 ? file : QString();
 }
 
 QString speechFolder() {
     const QString folder = QStringLiteral(OVALIN_SPEECH);
-    return QFileInfo::exists(folder + QStringLiteral("/installed")) ? folder : QString();
+    return QFileInfo::exists(folder + u"/installed"_s) ? folder : QString();
 }
 
 } // namespace ovalin

@@ -13,6 +13,8 @@
 
 namespace ovalin {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // Openbox holds Alt+Space by default, and ignores a relative rc path silently.
@@ -44,48 +46,50 @@ TestDesk::TestDesk(const Options& options)
         if (qEnvironmentVariableIsSet(name))
             environment.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
     }
-    environment.insert(QStringLiteral("HOME"), home());
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), path(QStringLiteral("run")));
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), path(QStringLiteral(".config")));
-    environment.insert(QStringLiteral("GSETTINGS_BACKEND"), QStringLiteral("memory"));
-    environment.insert(QStringLiteral("GDK_BACKEND"), QStringLiteral("x11"));
-    environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent/bus"));
+    environment.insert(u"HOME"_s, home());
+    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
+    environment.insert(u"XDG_RUNTIME_DIR"_s, path(u"run"_s));
+    environment.insert(u"XDG_CONFIG_HOME"_s, path(u".config"_s));
+    environment.insert(u"GSETTINGS_BACKEND"_s, u"memory"_s);
+    environment.insert(u"GDK_BACKEND"_s, u"x11"_s);
+    environment.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
 
     // Xvfb picks a free display by itself and says which.
-    QProcess& server = start(
-        QStringLiteral("/bin/sh"),
-        QStringList{QStringLiteral("-c"),
-                    QStringLiteral("exec Xvfb -displayfd 3 -screen 0 \"$0\" -nolisten tcp -noreset \"$@\" 3>display"),
-                    options.screen} +
-            options.serverArguments);
-    if (!waitUntil([this] { return readFile(path(QStringLiteral("display"))).endsWith('\n'); }, 15))
-        throw std::runtime_error("Xvfb did not start: " + log(QStringLiteral("sh")).toStdString());
-    displayName = QLatin1Char(':') + QString::fromUtf8(readFile(path(QStringLiteral("display"))).trimmed());
-    environment.insert(QStringLiteral("DISPLAY"), displayName);
-    Q_UNUSED(server);
+    start(u"/bin/sh"_s,
+          QStringList{u"-c"_s, u"exec Xvfb -displayfd 3 -screen 0 \"$0\" -nolisten tcp -noreset \"$@\" 3>display"_s,
+                      options.screen} +
+              options.serverArguments);
+    if (!waitUntil([this] { return readFile(path(u"display"_s)).endsWith('\n'); }, 15))
+        throw std::runtime_error("Xvfb did not start: " + log(u"sh"_s).toStdString());
+    displayName = u':' + QString::fromUtf8(readFile(path(u"display"_s)).trimmed());
+    environment.insert(u"DISPLAY"_s, displayName);
 
     if (options.sessionBus) {
         auto& bus = *programs.emplace_back(std::make_unique<QProcess>());
         bus.setProcessEnvironment(environment);
         bus.setWorkingDirectory(home());
         bus.setChildProcessModifier([] { ::setpgid(0, 0); });
-        bus.start(QStringLiteral("dbus-daemon"),
-                  {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address=1")});
+        bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
         const QByteArray address = firstLine(bus, 10);
         if (address.isEmpty())
             throw std::runtime_error("dbus-daemon did not start");
-        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QString::fromUtf8(address));
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromUtf8(address));
     }
     if (options.windowManager == WindowManager::Openbox) {
-        writeFile(path(QStringLiteral("openbox.xml")), OPENBOX_RC);
-        start(QStringLiteral("openbox"), {QStringLiteral("--config-file"), path(QStringLiteral("openbox.xml"))});
-        // It announces itself before it listens, and a window mapped in between is never managed: it has to obey first.
-        waitUntil([this] {
-            xdotool({QStringLiteral("set_num_desktops"), QStringLiteral("1")});
-            return xdotool({QStringLiteral("get_num_desktops")}) == QStringLiteral("1");
-        });
+        writeFile(path(u"openbox.xml"_s), OPENBOX_RC);
+        startWindowManager();
     }
+}
+
+void TestDesk::startWindowManager() {
+    // What an earlier one left behind is no answer.
+    output(u"xprop"_s, {u"-root"_s, u"-remove"_s, u"_NET_NUMBER_OF_DESKTOPS"_s});
+    windowManager = &start(u"openbox"_s, {u"--config-file"_s, path(u"openbox.xml"_s)});
+    // It announces itself before it listens, and a window mapped in between is never managed: it has to obey first.
+    waitUntil([this] {
+        xdo(u"set_num_desktops 1"_s);
+        return xdo(u"get_num_desktops"_s) == u"1"_s;
+    });
 }
 
 TestDesk::~TestDesk() {
@@ -106,11 +110,19 @@ QProcess& TestDesk::start(const QString& program, const QStringList& arguments) 
     process.setChildProcessModifier([] { ::setpgid(0, 0); });
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.setStandardInputFile(QProcess::nullDevice());
-    process.setStandardOutputFile(path(QFileInfo(program).fileName() + QStringLiteral(".log")), QIODevice::Append);
+    process.setStandardOutputFile(path(QFileInfo(program).fileName() + u".log"_s), QIODevice::Append);
     process.start(program, arguments);
     if (!process.waitForStarted(10000))
         throw std::runtime_error("cannot start " + program.toStdString());
     return process;
+}
+
+void TestDesk::killWindowManager() {
+    const QString check =
+        output(u"xprop"_s, {u"-root"_s, u"-notype"_s, u"_NET_SUPPORTING_WM_CHECK"_s}).section(u"# "_s, 1);
+    windowManager->kill();
+    windowManager->waitForFinished();
+    waitUntil([&] { return output(u"xprop"_s, {u"-id"_s, check}).isEmpty(); });
 }
 
 void TestDesk::killServer() {
@@ -148,9 +160,7 @@ QString TestDesk::waitForWindow(const QString& pattern, double seconds) const {
     waitUntil(
         [&] {
             for (const char* by : {"--class", "--name"}) {
-                id = xdotool(
-                         {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QString::fromLatin1(by), pattern})
-                         .section(QLatin1Char('\n'), 0, 0);
+                id = xdotool({u"search"_s, u"--onlyvisible"_s, QString::fromLatin1(by), pattern}).section(u'\n', 0, 0);
                 if (!id.isEmpty())
                     return true;
             }
@@ -160,13 +170,9 @@ QString TestDesk::waitForWindow(const QString& pattern, double seconds) const {
     return id;
 }
 
-void TestDesk::screenshot(const QString& file) const {
-    output(QStringLiteral("import"), {QStringLiteral("-window"), QStringLiteral("root"), file});
-}
+void TestDesk::screenshot(const QString& file) const { output(u"import"_s, {u"-window"_s, u"root"_s, file}); }
 
-QString TestDesk::log(const QString& program) const {
-    return QString::fromUtf8(readFile(path(program + QStringLiteral(".log"))));
-}
+QString TestDesk::log(const QString& program) const { return QString::fromUtf8(readFile(path(program + u".log"_s))); }
 
 bool waitUntil(const std::function<bool()>& condition, double seconds) {
     const QDeadlineTimer deadline(static_cast<qint64>(seconds * 1000));

@@ -47,6 +47,11 @@ public:
     QProcess& start(const QString& program, const QStringList& arguments = {});
     void end(QProcess& process);
 
+    /// One that obeys when this returns.
+    void startWindowManager();
+    /// As a crash would: the root keeps its properties.
+    void killWindowManager();
+
     /// Kills the X server, as a crash would.
     void killServer();
 
@@ -55,6 +60,8 @@ public:
 
     /// xdotool with these arguments.
     QString xdotool(const QStringList& arguments) const { return output(QStringLiteral("xdotool"), arguments); }
+    /// The same from a line of words.
+    QString xdo(const QString& words) const { return xdotool(words.split(QLatin1Char(' '))); }
 
     /// The id of the first visible window whose WM_CLASS or title matches, within `seconds`; empty when none came.
     QString waitForWindow(const QString& pattern, double seconds = 15) const;
@@ -68,6 +75,7 @@ private:
     QTemporaryDir folder;
     QString displayName;
     std::vector<std::unique_ptr<QProcess>> programs;
+    QProcess* windowManager = nullptr;
 };
 
 /// Polls until `condition` holds, serving the event loop meanwhile; false when `seconds` passed first.

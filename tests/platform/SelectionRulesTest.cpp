@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 using namespace ovalin;
+using namespace Qt::StringLiterals;
 
 TEST(SelectionRules, SnapshotTakesTheUsefulTargetsInOrder) {
     const struct {
@@ -33,19 +34,10 @@ TEST(SelectionRules, TextIsDecodedByItsType) {
         QByteArray bytes;
         QString text; // null: none
     } rows[] = {
-        {"UTF-8", "UTF8_STRING", 8,
-         "Gr\xc3\xbc\xc3\x9f"
-         "e",
-         QStringLiteral("Grüße")},
-        {"STRING is Latin-1", "STRING", 8,
-         "Gr\xfc\xdf"
-         "e",
-         QStringLiteral("Grüße")},
-        {"object replacements go", "UTF8_STRING", 8,
-         "a\xef\xbf\xbc"
-         "b",
-         QStringLiteral("ab")},
-        {"counted C string end", "UTF8_STRING", 8, QByteArray("a\0", 2), QStringLiteral("a")},
+        {"UTF-8", "UTF8_STRING", 8, "Grüße", u"Grüße"_s},
+        {"STRING is Latin-1", "STRING", 8, "Gr\xfc\xdf\x65", u"Grüße"_s},
+        {"object replacements go", "UTF8_STRING", 8, "a\xef\xbf\xbc\x62", u"ab"_s},
+        {"counted C string end", "UTF8_STRING", 8, QByteArray("a\0", 2), u"a"_s},
         {"nothing left is no text", "UTF8_STRING", 8, "\xef\xbf\xbc", QString()},
         {"empty", "UTF8_STRING", 8, "", QString()},
         {"a picture under a text target", "image/png", 8, "\x89PNG", QString()},

@@ -1,8 +1,5 @@
-#include "PaintedWindow.h"
-
 #include "capture/WindowShot.h"
 #include "platform/helpers/OcrProcess.h"
-#include "platform/x11/windows/X11Windows.h"
 #include "support/TestDesk.h"
 
 #include "base/Log.h"
@@ -26,7 +23,7 @@
 
 namespace ovalin {
 
-TestDesk& desk();
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -93,14 +90,14 @@ protected:
     }
 
     QString write(const QByteArray& bytes) const {
-        const QString path = other.filePath(QStringLiteral("picture.png"));
+        const QString path = other.filePath(u"picture.png"_s);
         writeFile(path, bytes);
         return path;
     }
 
     /// A shell script in the place of a helper program.
     QString script(const QByteArray& lines) const {
-        const QString path = other.filePath(QStringLiteral("script"));
+        const QString path = other.filePath(u"script"_s);
         writeFile(path, "#!/bin/sh\n" + lines + "\n");
         QFile::setPermissions(path, QFile::ReadOwner | QFile::ExeOwner);
         return path;
@@ -168,24 +165,22 @@ TEST_F(Shots, WhatIsNoWholePictureGivesNone) {
     for (const auto& [name, bytes] : rows)
         EXPECT_FALSE(downscalePNG(write(bytes), SHOT_MAX_WIDTH)) << name;
 
-    const QString link = other.filePath(QStringLiteral("link.png"));
+    const QString link = other.filePath(u"link.png"_s);
     ASSERT_TRUE(QFile::link(write(whole), link));
     EXPECT_FALSE(downscalePNG(link, SHOT_MAX_WIDTH));
     EXPECT_FALSE(downscalePNG(other.path(), SHOT_MAX_WIDTH));
-    EXPECT_FALSE(downscalePNG(other.filePath(QStringLiteral("missing.png")), SHOT_MAX_WIDTH));
+    EXPECT_FALSE(downscalePNG(other.filePath(u"missing.png"_s), SHOT_MAX_WIDTH));
 }
 
 TEST_F(Shots, TheToolIsAskedForTheWindowOrElseForTheMainDisplay) {
     const QString picture = write(pngOf(plain(300, 200)));
-    const QString seen = other.filePath(QStringLiteral("seen"));
+    const QString seen = other.filePath(u"seen"_s);
     const QString program = script("echo \"$@\" > '" + seen.toUtf8() + "'\nfor path; do :; done\ncp '" +
                                    picture.toUtf8() + "' \"$path\"; exit 3");
     windows.list = {{41943043, 7, 0, QRect(0, 0, 800, 600)}};
-    const QString file = temporary.path() + QStringLiteral("/ovalin-shot-[0-9]{13}\\.png\n");
-    for (const auto& [pid, start] :
-         std::vector<std::pair<qint32, QString>>{{7, QStringLiteral("-x -l 41943043 -tpng ")},
-                                                 {8, QStringLiteral("-x -m -tpng ")},
-                                                 {0, QStringLiteral("-x -m -tpng ")}}) {
+    const QString file = temporary.path() + u"/ovalin-shot-[0-9]{13}\\.png\n"_s;
+    for (const auto& [pid, start] : std::vector<std::pair<qint32, QString>>{
+             {7, u"-x -l 41943043 -tpng "_s}, {8, u"-x -m -tpng "_s}, {0, u"-x -m -tpng "_s}}) {
         EXPECT_TRUE(captureWith(program, pid)); // the exit status says nothing
         const QString arguments = QString::fromUtf8(readFile(seen));
         EXPECT_TRUE(QRegularExpression(QRegularExpression::anchoredPattern(QRegularExpression::escape(start) + file))
@@ -201,8 +196,8 @@ TEST_F(Shots, AToolThatFailsGivesNoPictureAndLeavesNothing) {
     const QByteArray toPath = "for path; do :; done\n";
     const QByteArray halfFile = write(half).toUtf8();
     const std::vector<std::pair<const char*, QString>> rows{
-        {"missing", other.filePath(QStringLiteral("none"))},
-        {"writes nothing", QStringLiteral("/bin/false")},
+        {"missing", other.filePath(u"none"_s)},
+        {"writes nothing", u"/bin/false"_s},
         {"not executable", QString::fromUtf8(halfFile)},
     };
     for (const auto& [name, program] : rows)
@@ -212,12 +207,12 @@ TEST_F(Shots, AToolThatFailsGivesNoPictureAndLeavesNothing) {
     EXPECT_FALSE(captureWith(script("trap '' TERM; sleep 600"))) << "hangs";
     EXPECT_FALSE(captureWith(script(toPath + "rm \"$path\"; ln -s /etc/passwd \"$path\""))) << "a link";
     EXPECT_EQ(leftBehind(), QStringList());
-    qputenv("TMPDIR", other.filePath(QStringLiteral("gone")).toUtf8());
-    EXPECT_FALSE(captureWith(QStringLiteral("/bin/true"))) << "no temporary folder";
+    qputenv("TMPDIR", other.filePath(u"gone"_s).toUtf8());
+    EXPECT_FALSE(captureWith(u"/bin/true"_s)) << "no temporary folder";
 }
 
 TEST_F(Shots, LinksPlantedInTheTemporaryFolderAreNotFollowed) {
-    const QString victim = other.filePath(QStringLiteral("victim"));
+    const QString victim = other.filePath(u"victim"_s);
     writeFile(victim, "precious");
     const QByteArray target = victim.toLocal8Bit();
     const QByteArray folder = temporary.path().toLocal8Bit() + "/ovalin-shot-";
@@ -228,37 +223,12 @@ TEST_F(Shots, LinksPlantedInTheTemporaryFolderAreNotFollowed) {
     EXPECT_EQ(readFile(victim), "precious");
 }
 
-TEST_F(Shots, TheWindowOnTheScreenComesBackWithoutThePanelOverIt) {
-    PaintedWindow::Options options;
-    options.display = desk().display().toLatin1();
-    options.frame = {200, 150, 600, 400};
-    options.overrideRedirect = false;
-    const PaintedWindow window(options);
-    X11Windows real;
-    ASSERT_TRUE(waitUntil([&] { return ovalin::frontWindowID(real.onScreenWindows(), ::getpid()) == window.id(); }));
-    options.overrideRedirect = true;
-    options.stripes = {Qt::magenta};
-    options.windowClass = "ovalin";
-    options.frame = {0, 0, 700, 500};
-    const PaintedWindow panel(options);
-    const WindowShots shots(real, recognizer, builtTools());
-    const auto png = shots.captureWindowPNG(::getpid());
-    ASSERT_TRUE(png);
-    const QImage image = QImage::fromData(*png);
-    ASSERT_EQ(image.size(), QSize(600, 400));
-    for (size_t stripe = 0; stripe < window.stripes(); ++stripe) {
-        for (int y = 0; y < 400; y += 9)
-            EXPECT_EQ(image.pixelColor(window.inStripe(stripe, y)), window.shown(stripe));
-    }
-    EXPECT_EQ(leftBehind(), QStringList());
-}
-
 TEST_F(Shots, RecognisedTextIsTrimmedAndAbsentWhenThereIsNone) {
     const std::vector<std::pair<std::optional<QString>, std::optional<QString>>> rows{
         {std::nullopt, std::nullopt},
         {QString(), std::nullopt},
-        {QStringLiteral(" \n\t\n"), std::nullopt},
-        {QStringLiteral("\n one\ntwo \n\n"), QStringLiteral("one\ntwo")},
+        {u" \n\t\n"_s, std::nullopt},
+        {u"\n one\ntwo \n\n"_s, u"one\ntwo"_s},
     };
     for (const auto& [recognised, text] : rows) {
         recognizer.answer = recognised;
@@ -281,7 +251,7 @@ QImage textPage(const QColor& ink, const QColor& paper, int points) {
     page.fill(paper);
     QPainter painter(&page);
     painter.setPen(ink);
-    QFont font(QStringLiteral("DejaVu Sans"));
+    QFont font(u"DejaVu Sans"_s);
     font.setPixelSize(points * 96 / 72);
     painter.setFont(font);
     int y = 50;
@@ -312,7 +282,7 @@ TEST_F(Shots, TextOnTheScreenIsReadLineByLine) {
     QStringList lines;
     for (const char* line : PROSE)
         lines << QString::fromUtf8(line);
-    const QString truth = lines.join(QLatin1Char('\n'));
+    const QString truth = lines.join(u'\n');
     OcrProcess ocr(builtTools().ocr);
     const WindowShots shots(windows, ocr, builtTools());
     for (const auto& page :
@@ -338,13 +308,17 @@ TEST_F(Shots, APictureWithoutTextHasNone) {
     for (const QImage& image :
          {plain(800, 600, Qt::white), plain(800, 600, Qt::black), gradient, transparent, plain(1, 1), plain(3, 700)})
         EXPECT_FALSE(shots.ocrText(pngOf(image)));
+    QByteArray absurd = pngOf(plain(300, 200));
+    absurd.replace(16, 8, QByteArray::fromHex("0000ea600000ea60"));
+    for (const QByteArray& bytes : {QByteArray(), "no picture"_ba, pngOf(plain(300, 200)).left(70), absurd})
+        EXPECT_FALSE(shots.ocrText(bytes)) << "no picture at all";
 }
 
 TEST_F(Shots, ARecogniserThatFailsCostsOnlyTheTextAndSaysWhyOnce) {
     QStringList log;
     setLogSink([&log](const QString& line) { log << line; });
     const QByteArray png = pngOf(plain(300, 200));
-    const QString pidFile = other.filePath(QStringLiteral("pid"));
+    const QString pidFile = other.filePath(u"pid"_s);
     struct Row {
         QString program;
         QString why;
@@ -357,27 +331,16 @@ TEST_F(Shots, ARecogniserThatFailsCostsOnlyTheTextAndSaysWhyOnce) {
         ASSERT_EQ(log.size(), 1) << why.toStdString();
         EXPECT_TRUE(log[0].contains(why)) << log[0].toStdString();
     };
-    fails(other.filePath(QStringLiteral("none")), QStringLiteral("none"));
-    fails(script("cat > /dev/null; echo half a; kill -ABRT $$"), QStringLiteral("signal 6"));
-    fails(script("exit 1"), QStringLiteral("exit status 1")); // before it read the picture
-    fails(script("yes"), QStringLiteral("too much"));
+    fails(other.filePath(u"none"_s), u"none"_s);
+    fails(script("cat > /dev/null; echo half a; kill -ABRT $$"), u"signal 6"_s);
+    fails(script("exit 1"), u"exit status 1"_s); // before it read the picture
+    fails(script("yes"), u"too much"_s);
     // Its children go with it, and not even SIGTERM has to be heeded.
-    fails(script("trap '' TERM; sleep 600 & echo $! > '" + pidFile.toUtf8() + "'; wait; sleep 600"),
-          QStringLiteral("too long"));
+    fails(script("trap '' TERM; sleep 600 & echo $! > '" + pidFile.toUtf8() + "'; wait; sleep 600"), u"too long"_s);
     const auto child = static_cast<pid_t>(readFile(pidFile).trimmed().toInt());
     ASSERT_GT(child, 1);
-    EXPECT_TRUE(waitUntil([&] {
-        return ::kill(child, 0) != 0 || readFile(QStringLiteral("/proc/%1/stat").arg(child)).contains(") Z ");
-    }));
-}
-
-TEST_F(Shots, TheRecogniserRefusesWhatIsNoPicture) {
-    setLogSink([](const QString&) {});
-    OcrProcess ocr(builtTools().ocr);
-    QByteArray absurd = pngOf(plain(300, 200));
-    absurd.replace(16, 8, QByteArray::fromHex("0000ea600000ea60"));
-    for (const QByteArray& bytes : {QByteArray(), QByteArray("no picture"), pngOf(plain(300, 200)).left(70), absurd})
-        EXPECT_FALSE(ocr.recognize(bytes));
+    EXPECT_TRUE(
+        waitUntil([&] { return ::kill(child, 0) != 0 || readFile(u"/proc/%1/stat"_s.arg(child)).contains(") Z "); }));
 }
 
 } // namespace
