@@ -28,17 +28,14 @@ protected:
         events.willLock = [this] { ++locked; };
     }
     /// Until it is heard: nothing tells when the subscriptions are in place.
+    static bool isHeard(const int& heard, const std::function<void()>& send) {
+        return waitUntil([&, before = heard] { return send(), heard > before; });
+    }
     bool wakeIsHeard(LoginManager& manager) {
-        return waitUntil([this, &manager, before = woke] {
-            manager.sleep(false);
-            return woke > before;
-        });
+        return isHeard(woke, [&] { manager.sleep(false); });
     }
     bool lockIsHeard(LoginManager& manager) {
-        return waitUntil([this, &manager, before = locked] {
-            manager.lock();
-            return locked > before;
-        });
+        return isHeard(locked, [&] { manager.lock(); });
     }
 
     TestBus bus;

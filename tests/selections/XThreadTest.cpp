@@ -1,7 +1,5 @@
 #include "XSide.h"
 
-#include "platform/x11/windows/WindowOwners.h"
-
 #include <QApplication>
 
 #include <gtest/gtest.h>
@@ -11,17 +9,6 @@
 using namespace ovalin;
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-
-TEST(XConnection, KnowsTheProcessOfAWindowButNoneOfNoWindow) {
-    XConnection server;
-    const WindowOwners owners(server.get());
-    EXPECT_EQ(owners.ownerOf(server.makeHiddenWindow(0)), static_cast<qint32>(::getpid()));
-    EXPECT_EQ(owners.ownerOf(XCB_WINDOW_NONE), 0);
-    const auto earlier = server.serverTime(deadlineIn(10s));
-    const auto later = server.serverTime(deadlineIn(10s));
-    ASSERT_TRUE(earlier && later);
-    EXPECT_GE(static_cast<qint32>(*later - *earlier), 0);
-}
 
 TEST(XThread, WithoutADisplayEveryQuestionIsAnsweredWithNothing) {
     XConnection nowhere(":4711");
