@@ -283,7 +283,7 @@ TEST_F(Shots, TextOnTheScreenIsReadLineByLine) {
     for (const char* line : PROSE)
         lines << QString::fromUtf8(line);
     const QString truth = lines.join(u'\n');
-    OcrProcess ocr(builtTools().ocr);
+    OcrProcess ocr(builtTools().ocr, 1min);
     const WindowShots shots(windows, ocr, builtTools());
     for (const auto& page :
          {textPage(Qt::black, Qt::white, 12), textPage(QColor(210, 210, 210), QColor(30, 30, 40), 10)}) {
