@@ -152,7 +152,7 @@ TEST(AtSpiSelection, IsFoundWhateverTheToolkitAnswersOnAConnectionThatIsKept) {
     AtSpiAccessibility accessibility(dispatch, nobody, fake.address(), 10s);
     fake.objects = tree({.role = 20, .states = FOCUSED, .children = {u"/field"_s}},
                         {{u"/field"_s, textField(u"deep"_s, {{0, 4}})}});
-    for (const auto finds : {FakeTree::Finds::ByCollection, FakeTree::Finds::ByCache, FakeTree::Finds::ByWalking}) {
+    for (const auto finds : {FakeTree::Finds::ByCache, FakeTree::Finds::ByWalking}) {
         fake.finds = finds;
         EXPECT_EQ(onWorker([&] { return accessibility.selection({::getpid(), 0}); }).text, u"deep"_s);
         fake.silent = {u"GetAddress"_s};

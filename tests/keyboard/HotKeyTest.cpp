@@ -41,6 +41,9 @@ struct HotKey : testing::Test {
         map = KeyMap::read(other.connection);
         space = map->plainKey(XK_space);
     }
+    ~HotKey() override {
+        QCoreApplication::processEvents();
+    } // a press that is still on its way is none of the next case's
 
     QtDispatch dispatch;
     OtherClient other;
@@ -159,7 +162,6 @@ TEST_F(HotKey, OnlyAMapThatMovesTheKeyAsksForANewRegistrationAndOnlyOnce) {
     desk().output(u"setxkbmap"_s, {u"de"_s});
     for (int i = 0; i < 200; ++i)
         other.setSymbolsOf(200, static_cast<quint32>(XK_F1 + i % 2));
-    tap("shift"); // the server drops the first chord of another keyboard than the one that typed last
     tap("alt+space");
     EXPECT_TRUE(waitUntil([&] { return fired == 1; }));
 
