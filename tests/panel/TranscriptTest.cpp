@@ -98,14 +98,18 @@ TEST_F(TranscriptTest, LinksReplaceTheirSourceAcrossCuts) {
 }
 
 TEST_F(TranscriptTest, VoidTextIsTakenBackWhetherItShowsOrNot) {
-    view.beginAnswer();
-    view.appendAnswer(QStringLiteral("kept ") + words(500));
-    view.flush();
-    view.appendAnswer(QStringLiteral("not shown yet"));
-    view.truncateAnswer(5);
-    view.appendAnswer(QStringLiteral("and more"));
-    view.flush();
-    EXPECT_EQ(copied(), QStringLiteral("TORVI\nkept and more"));
+    const QString shown = QStringLiteral("kept ") + words(500), waiting = QStringLiteral("not shown yet");
+    for (const qsizetype length : {qsizetype{5}, shown.size(), shown.size() + 3}) {
+        view.clearConversation();
+        view.beginAnswer();
+        view.appendAnswer(shown);
+        view.flush();
+        view.appendAnswer(waiting);
+        view.truncateAnswer(length);
+        view.appendAnswer(QStringLiteral("and more"));
+        view.flush();
+        EXPECT_EQ(copied(), QStringLiteral("TORVI\n") + (shown + waiting).left(length) + QStringLiteral("and more"));
+    }
 }
 
 TEST_F(TranscriptTest, FollowsTheTextOnlyWhileTheUserIsAtItsEnd) {
