@@ -38,7 +38,7 @@ public:
     std::map<QString, FakeObject> objects; ///< by path; "/app" is the root
     std::set<QString> silent;              ///< methods that get no answer
     std::set<QString> garbled;             ///< methods that answer with data of another type
-    int listeners = 0; ///< registrations for focus events, less those taken back
+    int listeners = 0;                     ///< registrations for focus events, less those taken back
 
     [[nodiscard]] QString address() const;
     [[nodiscard]] QProcess& busDaemon() const { return *daemon; }
