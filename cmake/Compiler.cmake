@@ -12,6 +12,9 @@ add_compile_definitions(QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_FOREACH 
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
+# Link-time optimisation generates its code by the linker's flags: -fPIE would copy Qt's meta objects into the program,
+# which Qt does not allow, and the program would die at its start.
+set(CMAKE_CXX_LINK_OPTIONS_PIE -fPIC -pie)
 
 if(OVALIN_SANITIZE)
   add_compile_options(-fsanitize=${OVALIN_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
