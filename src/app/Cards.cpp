@@ -34,6 +34,7 @@ void Cards::showHowto() {
     closeHistoryPanel();
     howtoPanel.reset(new HowtoPanel(AGENT_INSTALL_PAGE, program.desktop.workspace.compositorRuns()));
     connect(howtoPanel.get(), &HowtoPanel::dismissed, this, [this] { howtoPanel.reset(); });
+    howtoPanel->keepWithin(mostHeightBeside(panel.geometry(), panel.screens()));
     const QPoint corner = openBeside(*howtoPanel);
     logLine(QStringLiteral("Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5")
                 .arg(corner.x())

@@ -2,8 +2,10 @@
 
 #include "Brand.h"
 #include "Palette.h"
+#include "SlimScrollBar.h"
 
 #include <QPainter>
+#include <QScrollArea>
 #include <QTextLayout>
 
 #include <cmath>
@@ -84,22 +86,36 @@ private:
 
 HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
     : Card(QStringLiteral("How Ovalin works"), isComposited)
+    , lines(new QScrollArea(this))
     , gotIt(new PillButton(QStringLiteral("Got it"), PillButton::Look::Filled, this)) {
     connect(gotIt, &PillButton::clicked, this, &HowtoPanel::dismissed);
     auto* title = new Label(QStringLiteral("How Ovalin works"), 14, Palette::ink(), this);
     title->setFont(Brand::signature(14));
     title->setGeometry(LEFT, TOP, TEXT_WIDTH, QFontMetrics(title->font()).height());
-    int bottom = TOP + title->height();
+    const int top = TOP + title->height() + SPACING;
+    auto* page = new QWidget;
+    int bottom = -SPACING;
     for (const Line& line : LINES) {
         QString text = QString::fromUtf8(line.text);
         text.replace(QStringLiteral("%1"), installPage);
-        auto* label = new LeadLine(line.lead ? QString::fromUtf8(line.lead) : QString(), text, this);
-        label->move(LEFT, bottom + SPACING);
+        auto* label = new LeadLine(line.lead ? QString::fromUtf8(line.lead) : QString(), text, page);
+        label->move(0, bottom + SPACING);
         bottom += SPACING + label->height();
     }
-    gotIt->setGeometry(QRect(QPoint(LEFT, bottom + SPACING), gotIt->sizeHint()));
-    fitting = bottom + SPACING + gotIt->height() + TOP;
-    setFixedSize(WIDTH, std::max(fitting, LEAST_HEIGHT));
+    page->setFixedSize(TEXT_WIDTH, bottom);
+    dressTextView(*lines);
+    lines->setWidget(page);
+    page->setAutoFillBackground(false);
+    lines->move(LEFT, top);
+    gotIt->resize(gotIt->sizeHint());
+    fitting = top + bottom + SPACING + gotIt->height() + TOP;
+    keepWithin(fitting);
+}
+
+void HowtoPanel::keepWithin(int most) {
+    setFixedSize(WIDTH, std::max(std::min(fitting, most), LEAST_HEIGHT));
+    gotIt->move(LEFT, height() - TOP - gotIt->height());
+    lines->resize(TEXT_WIDTH + SlimScrollBar::WIDTH, gotIt->y() - SPACING - lines->y());
 }
 
 void HowtoPanel::paintEvent(QPaintEvent* event) {

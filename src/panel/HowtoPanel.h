@@ -3,6 +3,8 @@
 #include "Card.h"
 #include "Widgets.h"
 
+class QScrollArea;
+
 namespace ovalin {
 
 /// The small card that explains in nine lines what the program does. Made anew each time.
@@ -15,6 +17,9 @@ public:
     /// Height of the stacked content with its insets, before the least height of a card.
     [[nodiscard]] int contentHeight() const { return fitting; }
 
+    /// At most that high; what does not fit then is scrolled.
+    void keepWithin(int most);
+
 Q_SIGNALS:
     void dismissed();
 
@@ -22,6 +27,7 @@ protected:
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    QScrollArea* const lines;
     PillButton* const gotIt;
     int fitting = 0;
 };

@@ -5,6 +5,7 @@
 #include <QtMath>
 
 #include <algorithm>
+#include <limits>
 
 namespace ovalin {
 
@@ -48,6 +49,11 @@ QPoint placeBeside(QRect panel, QSize card, const std::vector<ScreenArea>& scree
     if (corner.x() < visible.x() + SCREEN_MARGIN)
         corner = QPoint(panel.x(), panel.y() + panel.height() + GAP);
     return clampedInside(corner, card, visible);
+}
+
+int mostHeightBeside(QRect panel, const std::vector<ScreenArea>& screens) {
+    const ScreenArea* screen = screenAt(panel.center(), screens);
+    return screen ? screen->visible.height() - 2 * SCREEN_MARGIN : std::numeric_limits<int>::max();
 }
 
 QPoint placeResized(QRect panel, int newHeight, const std::vector<ScreenArea>& screens) {

@@ -27,6 +27,9 @@ inline constexpr int SCREEN_MARGIN = 12;
 /// the panel's centre. Pure.
 [[nodiscard]] QPoint placeBeside(QRect panel, QSize card, const std::vector<ScreenArea>& screens);
 
+/// How high a card beside the panel may be. Pure.
+[[nodiscard]] int mostHeightBeside(QRect panel, const std::vector<ScreenArea>& screens);
+
 /// Where a panel that changes its height goes: its top edge stays, unless its lower edge would leave the visible frame;
 /// then it moves up by what is missing, so that the prompt is never out of reach. Pure.
 [[nodiscard]] QPoint placeResized(QRect panel, int newHeight, const std::vector<ScreenArea>& screens);

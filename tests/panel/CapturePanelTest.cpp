@@ -10,6 +10,7 @@
 #include <QApplication>
 #include <QInputMethodEvent>
 #include <QRandomGenerator>
+#include <QScrollArea>
 #include <QScrollBar>
 #include <QSignalSpy>
 #include <QTest>
@@ -372,7 +373,7 @@ TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
 }
 
 TEST(HowtoPanelTest, FitsItsText) {
-    const HowtoPanel card(QStringLiteral("https://example.org/install"), false);
+    HowtoPanel card(QStringLiteral("https://example.org/install"), false);
     EXPECT_EQ(card.width(), 340);
     EXPECT_EQ(card.height(), std::max(card.contentHeight(), 120));
     QString all;
@@ -384,4 +385,12 @@ TEST(HowtoPanelTest, FitsItsText) {
     EXPECT_TRUE(all.contains(QStringLiteral("install Claude Code (https://example.org/install) and sign in once")));
     EXPECT_TRUE(all.contains(QStringLiteral("⌥Space  opens Ovalin")));
     EXPECT_EQ(card.findChildren<QLabel*>().size(), 10);
+    const auto* bar = card.findChild<QScrollArea*>()->verticalScrollBar();
+    (void)card.grab(); // lays it out
+    EXPECT_EQ(bar->maximum(), 0);
+    card.keepWithin(300);
+    (void)card.grab();
+    EXPECT_EQ(card.height(), 300);
+    EXPECT_GT(bar->maximum(), 0);
+    EXPECT_TRUE(card.rect().contains(card.findChild<PillButton*>()->geometry())) << "in reach on a small screen";
 }
