@@ -3,6 +3,7 @@
 #include "AccessibilityOffer.h"
 #include "RuntimeScripts.h"
 
+#include "base/Descriptor.h"
 #include "base/Log.h"
 #include "panel/Brand.h"
 
@@ -106,6 +107,11 @@ void AppDelegate::toggle() {
 void AppDelegate::hotkeyFired() {
     if (opening) {
         closePanel();
+        return;
+    }
+    if (!descriptorsAreFree()) { // Qt would wait for ever for the one that its picture needs, and the keyboard with it
+        logLine(QStringLiteral("Ovalin: too many open files — no panel"));
+        told({QStringLiteral("Ovalin"), QStringLiteral("Too many files are open for the panel to be shown."), {}});
         return;
     }
     program.desktop.accessibility.keyboardIsTaken();

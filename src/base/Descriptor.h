@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 namespace ovalin {
@@ -31,5 +33,14 @@ public:
 private:
     int fd = -1;
 };
+
+/// Whether this process can open four more files. Any thread.
+[[nodiscard]] inline bool descriptorsAreFree() {
+    std::array<Descriptor, 4> tried;
+    return std::all_of(tried.begin(), tried.end(), [](Descriptor& next) {
+        next = Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+        return static_cast<bool>(next);
+    });
+}
 
 } // namespace ovalin

@@ -4,6 +4,7 @@
 #include "fakes/FakeDispatch.h"
 #include "fakes/FakeSpeech.h"
 #include "support/PanelParts.h"
+#include "support/Limits.h"
 #include "support/TestDesk.h"
 
 #include <QDir>
@@ -442,6 +443,12 @@ TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
     const int before = fake.hotKeys.registrations;
     fake.sessionEvents.didWake();
     EXPECT_EQ(fake.hotKeys.registrations, before + 1) << "a wake registers it anew";
+    {
+        const DescriptorLimit few(3);
+        delegate->toggle();
+    }
+    EXPECT_FALSE(isOpen()) << "it would hang in Qt, with the keyboard held";
+    EXPECT_TRUE(fake.notifier.shown.back().body.startsWith(QStringLiteral("Too many files")));
 }
 
 TEST_F(AppDelegateTest, NoAgentIsSaidByNotificationAndOnTheNextOpening) {
