@@ -14,6 +14,7 @@ namespace ovalin {
 /// A desktop with the stand-in agent and a search script, an editor whose text is highlighted, and the panel over it.
 struct AskDesk : OvalinDesk {
     QString panel;
+    QTemporaryDir plainFolder; // xdg-open takes no command with a quote in it
 
     explicit AskDesk(const QByteArray& scenario) {
         environment.insert(QStringLiteral("FAKE_CLAUDE_DIR"), path(QStringLiteral("agent")));
@@ -23,9 +24,11 @@ struct AskDesk : OvalinDesk {
                       "echo '[{\"title\":\"T\",\"url\":\"https://t.example\",\"snippet\":\"S\"}]'\n");
         writeFile(path(QStringLiteral("agent/scenario.json")), scenario);
         // The desktop's opener hands links to this one.
-        installScript(QStringLiteral("browser"), "#!/bin/sh\necho \"$1\" > \"$HOME/opened\"\n");
+        const QString browser = plainFolder.filePath(QStringLiteral("browser"));
+        writeFile(browser, "#!/bin/sh\necho \"$1\" > \"$HOME/opened\"\n");
+        QFile::setPermissions(browser, QFile::ReadOwner | QFile::ExeOwner);
         writeFile(path(QStringLiteral(".local/share/applications/browser.desktop")),
-                  "[Desktop Entry]\nType=Application\nName=Browser\nExec=" + path(QStringLiteral("browser")).toUtf8() +
+                  "[Desktop Entry]\nType=Application\nName=Browser\nExec=" + browser.toUtf8() +
                       " %u\nMimeType=x-scheme-handler/http;\n");
         writeFile(path(QStringLiteral(".config/mimeapps.list")),
                   "[Default Applications]\nx-scheme-handler/http=browser.desktop\n");
