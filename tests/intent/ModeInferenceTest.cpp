@@ -62,16 +62,6 @@ TEST(ModeInference, RunsAtTheEndOfAWordAndChangesTheModeOnlyWhenItIsTheOther) {
         EXPECT_EQ(inferMode(row.prompt, row.force, row.state, {}), row.expected) << row.prompt.toStdString();
 }
 
-TEST(ModeInference, TypingLetterByLetterRunsOnlyAfterEachWord) {
-    const QString typed = u"what is this"_s;
-    QList<qsizetype> runs;
-    for (qsizetype length = 1; length <= typed.size(); ++length) {
-        if (inferMode(QStringView(typed).first(length), false, {}, {}))
-            runs.append(length);
-    }
-    EXPECT_EQ(runs, (QList<qsizetype>{5, 8}));
-}
-
 TEST(CommitLog, OnlyAChoiceByHandAgainstADefinitePredictionOverrides) {
     struct Row {
         OvalinIntent predicted;
