@@ -31,9 +31,6 @@ public:
     ~Cards() override;
 
     void showHowto();
-    /// The button hides what it has shown, or what is still being read.
-    void helpTapped();
-    void historyTapped();
     void closeHistoryPanel();
 
 Q_SIGNALS:
@@ -41,6 +38,9 @@ Q_SIGNALS:
     void chosen(const QString& id, bool byReturn);
 
 private:
+    // A button hides what it has shown, or what is still being read.
+    void helpTapped();
+    void historyTapped();
     void showHistoryPanel();
     void openHistoryPanel(const AskHistoryEntries& entries);
     QPoint openBeside(Card& card);
