@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <ctime>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -31,9 +32,7 @@ double wallMilliseconds() {
     return static_cast<double>(now.tv_sec) * 1e3 + static_cast<double>(now.tv_nsec) / 1e6;
 }
 
-QString answerIn(const Transcript* transcript) {
-    return transcript->toPlainText().section(QStringLiteral("TORVI\n"), 1);
-}
+QString answerIn(const Transcript* transcript) { return transcript->toPlainText().section(u"TORVI\n"_s, 1); }
 
 /// When the transcript was last painted with text of the answer in it.
 class Paints final : public QObject {
@@ -70,7 +69,7 @@ void print(const char* name, std::vector<double> milliseconds) {
 
 void rounds(const char* name, int count, qsizetype shot) {
     QTemporaryDir folder;
-    const QString agent = folder.filePath(QStringLiteral("agent")), search = folder.filePath(QStringLiteral("search"));
+    const QString agent = folder.filePath(u"agent"_s), search = folder.filePath(u"search"_s);
     script(search, "#!/bin/sh\necho '[]'\n");
     script(agent, "#!/usr/bin/python3\nimport json, sys, time\n"
                   "for line in sys.stdin.buffer:\n    now = '%.6f' % time.time()\n"
@@ -82,7 +81,7 @@ void rounds(const char* name, int count, qsizetype shot) {
     std::vector<double> written, painted;
     for (int round = 0; round < count; ++round) {
         CaptureContext context;
-        context.capApp = QStringLiteral("Editor");
+        context.capApp = u"Editor"_s;
         if (shot > 0)
             context.capShot = QByteArray(shot, 'A');
         CapturePanel panel(pasteboard, true);
@@ -92,14 +91,14 @@ void rounds(const char* name, int count, qsizetype shot) {
         AskChat chat(dispatch, verifier, *transcript, context,
                      {{agent, {}},
                       [&search](const QString& question) { return googleSearch(question, search); },
-                      [] { return [] { return QStringLiteral("selected"); }; }});
+                      [] { return [] { return u"selected"_s; }; }});
         chat.startWarmAsk();
         QEventLoop typing; // warm, as when the user has typed a question
         QTimer::singleShot(300, &typing, &QEventLoop::quit);
         typing.exec();
         Paints paints(transcript);
         const double start = wallMilliseconds();
-        chat.sendAskTurn(QStringLiteral("why?"));
+        chat.sendAskTurn(u"why?"_s);
         while (paints.at == 0)
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         const double read = answerIn(transcript).toDouble() * 1e3;

@@ -22,6 +22,7 @@
 
 #include <time.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -33,7 +34,7 @@ double seconds(clockid_t clock) {
 }
 
 double residentMegabytes() {
-    QFile status(QStringLiteral("/proc/self/statm"));
+    QFile status(u"/proc/self/statm"_s);
     return status.open(QIODevice::ReadOnly) ? status.readAll().split(' ').value(1).toDouble() * 4096 / 1e6 : 0;
 }
 
@@ -117,7 +118,7 @@ private:
 };
 
 QStringList wordsOf(const QString& text) {
-    static const QRegularExpression other(QStringLiteral("[^a-z']+"));
+    static const QRegularExpression other(u"[^a-z']+"_s);
     return text.toLower().split(other, Qt::SkipEmptyParts);
 }
 
@@ -246,7 +247,7 @@ int live(int duration, int typed, const SpeechFiles& files, int argc, char** arg
     VoskRecognizer recognizer(dispatch, [files] { return files; });
     CapturePanel panel(pasteboard, false);
     panel.openAt({100, 100});
-    panel.setPrompt(QString(QStringLiteral("dictated ")).repeated(typed / 9));
+    panel.setPrompt(QString(u"dictated "_s).repeated(typed / 9));
     int updates = 0;
     Dictation dictation(microphone, recognizer, dispatch, panel, [&](bool) { ++updates; });
 
@@ -284,9 +285,9 @@ int live(int duration, int typed, const SpeechFiles& files, int argc, char** arg
 int main(int argc, char** argv) {
     const QString mode = QString::fromLocal8Bit(argc > 3 ? argv[1] : "");
     const double before = residentMegabytes(), began = seconds(CLOCK_MONOTONIC);
-    if (mode == QStringLiteral("vosk") && argc > 3) {
+    if (mode == u"vosk"_s && argc > 3) {
         const QString speech = QString::fromLocal8Bit(argv[2]);
-        auto vosk = Vosk::load(speech + QStringLiteral("/lib/libvosk.so"), speech + QStringLiteral("/model"));
+        auto vosk = Vosk::load(speech + u"/lib/libvosk.so"_s, speech + u"/model"_s);
         if (!vosk) {
             std::fprintf(stderr, "%s\n", qPrintable(vosk.error()));
             return 1;
@@ -294,14 +295,14 @@ int main(int argc, char** argv) {
         VoskEngine engine(std::move(*vosk));
         return compare(engine, seconds(CLOCK_MONOTONIC) - began, before, QString::fromLocal8Bit(argv[3]));
     }
-    if (mode == QStringLiteral("pocketsphinx")) {
+    if (mode == u"pocketsphinx"_s) {
         PocketSphinxEngine engine;
         return compare(engine, seconds(CLOCK_MONOTONIC) - began, before, QString::fromLocal8Bit(argv[3]));
     }
-    if (mode == QStringLiteral("live") && argc > 4) {
+    if (mode == u"live"_s && argc > 4) {
         const QString speech = QString::fromLocal8Bit(argv[2]);
-        return live(std::atoi(argv[3]), std::atoi(argv[4]),
-                    {speech + QStringLiteral("/lib/libvosk.so"), {speech + QStringLiteral("/model")}}, argc, argv);
+        return live(std::atoi(argv[3]), std::atoi(argv[4]), {speech + u"/lib/libvosk.so"_s, {speech + u"/model"_s}},
+                    argc, argv);
     }
     std::fprintf(stderr, "bench_dictation vosk|pocketsphinx SPEECH-FOLDER LIST | live SPEECH-FOLDER SECONDS TYPED\n");
     return 2;

@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <vector>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -53,8 +54,8 @@ public:
 };
 
 AskTurn turn(int session) {
-    return {QStringLiteral("00000000-0000-4000-8000-%1").arg(session, 12, 10, QLatin1Char('0')),
-            QStringLiteral("Text Editor"),
+    return {u"00000000-0000-4000-8000-%1"_s.arg(session, 12, 10, QLatin1Char('0')),
+            u"Text Editor"_s,
             std::nullopt,
             QString(700, QLatin1Char('q')),
             QString(700, QLatin1Char('a')),
@@ -65,7 +66,7 @@ void fill(const QString& file) {
     AskHistoryEntries entries;
     for (int i = 0; i < 80; ++i) {
         storeTurn(entries, turn(i % 20), QDateTime::currentDateTimeUtc());
-        setTitle(entries, turn(i % 20).sessionId, QStringLiteral("A title of some words"));
+        setTitle(entries, turn(i % 20).sessionId, u"A title of some words"_s);
     }
     (void)ensureFolder(QFileInfo(file).path());
     (void)replaceFile(file, askHistoryBytes(entries));
@@ -85,9 +86,9 @@ void stores(const QString& file, int rounds) {
     AskHistory history(direct, file, {});
     Samples bare, replace, store;
     for (int i = 0; i < rounds; ++i) {
-        bare.time([&] { bareReadWriteSync(file, file + QStringLiteral(".bare")); });
+        bare.time([&] { bareReadWriteSync(file, file + u".bare"_s); });
         const auto contents = readWholeFile(file);
-        replace.time([&] { (void)replaceFile(file + QStringLiteral(".bare"), contents->bytes); });
+        replace.time([&] { (void)replaceFile(file + u".bare"_s, contents->bytes); });
         store.time([&] { history.persistAskTurn(turn(i % 20)); });
     }
     std::printf("a full history: %lld bytes\n", static_cast<long long>(QFileInfo(file).size()));
@@ -151,10 +152,9 @@ void openings(const QString& file, int rounds) {
 
 int main(int argc, char** argv) {
     const QApplication application(argc, argv);
-    Brand::registerFonts(QCoreApplication::applicationDirPath() + QStringLiteral("/resources"));
+    Brand::registerFonts(QCoreApplication::applicationDirPath() + u"/resources"_s);
     const int rounds = argc > 1 ? std::atoi(argv[1]) : 200;
-    const QTemporaryDir folder(argc > 2 ? QString::fromLocal8Bit(argv[2]) + QStringLiteral("/bench-XXXXXX")
-                                        : QString());
+    const QTemporaryDir folder(argc > 2 ? QString::fromLocal8Bit(argv[2]) + u"/bench-XXXXXX"_s : QString());
     const QString file = AskHistory::storePath(folder.path());
     fill(file);
     stores(file, rounds);

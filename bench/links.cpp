@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <vector>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -69,12 +70,12 @@ void checkRounds(int links, int delay, int rounds) {
     SlowServer server(delay);
     std::vector<LinkPair> pairs;
     for (int i = 0; i < links; ++i)
-        pairs.push_back({QStringLiteral("text"), QStringLiteral("http://127.0.0.1:%1/%2").arg(server.port).arg(i)});
+        pairs.push_back({u"text"_s, u"http://127.0.0.1:%1/%2"_s.arg(server.port).arg(i)});
     std::vector<double> times;
     const std::atomic<bool> stop = false;
     for (int round = 0; round < rounds; ++round) {
         qsizetype found = 0;
-        times.push_back(milliseconds([&] { found = checkLinks(pairs, QStringLiteral("127.0.0.1"), {}, stop).size(); }));
+        times.push_back(milliseconds([&] { found = checkLinks(pairs, u"127.0.0.1"_s, {}, stop).size(); }));
         if (found != links)
             std::printf("%lld of %d links found dead\n", static_cast<long long>(found), links);
     }

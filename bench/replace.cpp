@@ -23,6 +23,7 @@
 
 #include <xcb/xtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
@@ -44,7 +45,7 @@ double at(std::vector<double>& times, double part) {
 
 QString xdotool(const QStringList& arguments) {
     QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
+    process.start(u"xdotool"_s, arguments);
     process.waitForFinished();
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
@@ -59,7 +60,7 @@ bool until(const std::function<bool()>& condition, std::chrono::milliseconds pat
 
 /// A picture, text in several forms and a type of its own, different in each round.
 SelectionContent clipboardContent(int round) {
-    SelectionContent content = textContent(QStringLiteral("copied in round %1 🙂").arg(round));
+    SelectionContent content = textContent(u"copied in round %1 🙂"_s.arg(round));
     content.push_back({"text/html", "text/html", 8, "<b>round " + QByteArray::number(round) + "</b>"});
     QByteArray noise(round % 3 == 0 ? 400'000 : 9'000, Qt::Uninitialized);
     quint32 state = static_cast<quint32>(round) + 1;
@@ -87,17 +88,16 @@ public:
 
     void run(int number) {
         const SelectionContent content = clipboardContent(number);
-        const QString words = QStringLiteral("words of round %1").arg(number);
+        const QString words = u"words of round %1"_s.arg(number);
         thread.runAndWait([&] { owner->own(content); });
-        xdotool({QStringLiteral("windowactivate"), QString::number(window)});
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+a"), QStringLiteral("alt+space")});
+        xdotool({u"windowactivate"_s, QString::number(window)});
+        xdotool({u"key"_s, u"ctrl+a"_s, u"alt+space"_s});
         QString panel;
         until([&] {
-            panel = xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
-                             QStringLiteral("^Ovalin$")});
+            panel = xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Ovalin$"_s});
             return !panel.isEmpty();
         });
-        xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("4"), words});
+        xdotool({u"type"_s, u"--delay"_s, u"4"_s, words});
         pointAtButton(panel);
         while (server.waitForEvent(Clock::now())) { // titles of the round before
         }
@@ -129,14 +129,13 @@ private:
     void pointAtButton(const QString& panel) {
         QString last;
         for (int same = 0; same < 8; QThread::msleep(15)) {
-            const QString shell = xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), panel});
+            const QString shell = xdotool({u"getwindowgeometry"_s, u"--shell"_s, panel});
             same = shell == last ? same + 1 : 0;
             last = shell;
         }
         const auto value = [&](const QString& key) { return last.section(key + u'=', 1).section(u'\n', 0, 0).toInt(); };
-        xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), panel,
-                 QString::number(value(QStringLiteral("WIDTH")) - RIGHT_OF_BUTTON),
-                 QString::number(value(QStringLiteral("HEIGHT")) - BELOW_BUTTON)});
+        xdotool({u"mousemove"_s, u"--window"_s, panel, QString::number(value(u"WIDTH"_s) - RIGHT_OF_BUTTON),
+                 QString::number(value(u"HEIGHT"_s) - BELOW_BUTTON)});
     }
     bool titleChanges() {
         const xcb_atom_t name = server.atom("_NET_WM_NAME");
@@ -156,12 +155,12 @@ private:
                    });
                });
     }
-    [[nodiscard]] bool isPage() const { return file == QStringLiteral("-"); }
-    [[nodiscard]] QString title() const { return xdotool({QStringLiteral("getwindowname"), QString::number(window)}); }
+    [[nodiscard]] bool isPage() const { return file == u"-"_s; }
+    [[nodiscard]] QString title() const { return xdotool({u"getwindowname"_s, QString::number(window)}); }
     QString text() {
         if (isPage())
-            return title().section(QStringLiteral("page:"), 1).section(u'|', 0, 0);
-        xdotool({QStringLiteral("key"), QStringLiteral("ctrl+s")});
+            return title().section(u"page:"_s, 1).section(u'|', 0, 0);
+        xdotool({u"key"_s, u"ctrl+s"_s});
         QFile saved(file);
         return saved.open(QIODevice::ReadOnly) ? QString::fromUtf8(saved.readAll()).trimmed() : QString();
     }
@@ -195,22 +194,19 @@ int measureTransform() {
         return 1;
     file.close();
     file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-    const QString text = QStringLiteral("A line of a text of ten megabytes.\n").repeated(300'000);
+    const QString text = u"A line of a text of ten megabytes.\n"_s.repeated(300'000);
     QString result;
     const double job = medianOf([&] {
-        result = runTransform({ReplaceTarget::Plain, QStringLiteral("x"), text, QStringLiteral("bench"), {}},
-                              {folder.path(), {}, {}})
-                     .text;
+        result = runTransform({ReplaceTarget::Plain, u"x"_s, text, u"bench"_s, {}}, {folder.path(), {}, {}}).text;
     });
-    const QString input = folder.filePath(QStringLiteral("input"));
+    const QString input = folder.filePath(u"input"_s);
     QFile data(input);
     if (!data.open(QIODevice::WriteOnly) || data.write(text.toUtf8()) < 0)
         return 1;
     data.close();
     const double cat = medianOf([&] {
         QProcess process;
-        process.start(QStringLiteral("sh"),
-                      {QStringLiteral("-c"), QStringLiteral("cat '%1' | cat > /dev/null").arg(input)});
+        process.start(u"sh"_s, {u"-c"_s, u"cat '%1' | cat > /dev/null"_s.arg(input)});
         process.waitForFinished();
     });
     std::printf("%.0f\t%.0f\t%d\n", job, cat, result.size() == text.size() - 1);
@@ -222,7 +218,7 @@ int measureTransform() {
 int main(int argc, char** argv) {
     QCoreApplication application(argc, argv);
     const QStringList words = QCoreApplication::arguments();
-    if (words.value(1) == QStringLiteral("transform"))
+    if (words.value(1) == u"transform"_s)
         return measureTransform();
     if (words.size() < 4)
         return 2;

@@ -20,6 +20,7 @@
 #include <cstdio>
 #include <vector>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -48,21 +49,20 @@ private:
 };
 
 QueueItem request(int number) {
-    return makeQueueItem(QStringLiteral("reply to this mail, number %1").arg(number), QString(400, QLatin1Char('x')),
-                         {QStringLiteral("Text Editor"), QStringLiteral("org.x.editor"), 1, 2,
-                          QStringLiteral("https://example.org/page"), QStringLiteral("A page")},
-                         QStringLiteral("fetch"), QDateTime::currentDateTimeUtc());
+    return makeQueueItem(u"reply to this mail, number %1"_s.arg(number), QString(400, QLatin1Char('x')),
+                         {u"Text Editor"_s, u"org.x.editor"_s, 1, 2, u"https://example.org/page"_s, u"A page"_s},
+                         u"fetch"_s, QDateTime::currentDateTimeUtc());
 }
 
 void writeFullLedger(const QString& file) {
     QJsonArray items;
     for (int i = 0; i < 500; ++i) {
         QJsonObject entry = request(i).ledgerEntry();
-        entry[QStringLiteral("result")] = QJsonObject{{QStringLiteral("summary"), QString(120, QLatin1Char('s'))}};
+        entry[u"result"_s] = QJsonObject{{u"summary"_s, QString(120, QLatin1Char('s'))}};
         items.append(entry);
     }
     (void)ensureFolder(QFileInfo(file).path());
-    (void)replaceFile(file, prettyJson({{QStringLiteral("items"), items}}));
+    (void)replaceFile(file, prettyJson({{u"items"_s, items}}));
 }
 
 void bareReadWriteSync(const QString& from, const QString& to) {
@@ -84,8 +84,8 @@ void waitForFile(const QString& path) {
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    const int rounds = std::max(1, arguments.value(1, QStringLiteral("200")).toInt());
-    const QTemporaryDir folder(arguments.value(2, QDir::tempPath()) + QStringLiteral("/bench-submit-XXXXXX"));
+    const int rounds = std::max(1, arguments.value(1, u"200"_s).toInt());
+    const QTemporaryDir folder(arguments.value(2, QDir::tempPath()) + u"/bench-submit-XXXXXX"_s);
     const Paths paths = Paths::under(folder.path());
     writeFullLedger(paths.capturesFile);
     // A router that does nothing, so that none of the user's is started.
@@ -97,7 +97,7 @@ int main(int argc, char** argv) {
 
     Samples bare, append, mainThread, durable;
     for (int i = 0; i < rounds; ++i) { // in turn, so that a slow spell of the machine hits both
-        bare.time([&] { bareReadWriteSync(paths.capturesFile, folder.filePath(QStringLiteral("bare"))); });
+        bare.time([&] { bareReadWriteSync(paths.capturesFile, folder.filePath(u"bare"_s)); });
         append.time([&] { (void)appendToCaptures(paths.capturesFile, request(i)); });
     }
     {
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
             const QueueItem item = request(i);
             durable.time([&] {
                 mainThread.time([&] { requests.submit(item, QUuid()); });
-                waitForFile(QStringLiteral("%1/%2.json").arg(paths.queueDir, item.id));
+                waitForFile(u"%1/%2.json"_s.arg(paths.queueDir, item.id));
             });
         }
     }

@@ -12,6 +12,7 @@
 #include <ctime>
 #include <thread>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -52,7 +53,7 @@ void feed(const char* name, int paragraph, int group) {
     const double begin = cpuMilliseconds();
     double mark = begin;
     for (int i = 0; i < DELTAS; ++i) {
-        view.appendAnswer(i % paragraph == paragraph - 1 ? QStringLiteral("end.\n") : QStringLiteral("word "));
+        view.appendAnswer(i % paragraph == paragraph - 1 ? u"end.\n"_s : u"word "_s);
         if (i % group == group - 1)
             serve(std::chrono::milliseconds(1));
         if (i % 1000 == 999) {
@@ -74,11 +75,11 @@ void links(int count) {
     QString answer;
     std::vector<LinkSpan> spans;
     for (int i = 0; i < count; ++i) {
-        const QString target = QStringLiteral("https://example.com/%1").arg(i);
-        const QString source = QStringLiteral("[page %1](%2)").arg(i).arg(target);
-        answer += QStringLiteral("See ");
-        spans.push_back({answer.size(), source.size(), QStringLiteral("page %1").arg(i), target});
-        answer += source + (i % 5 == 4 ? QStringLiteral(".\n") : QStringLiteral(", "));
+        const QString target = u"https://example.com/%1"_s.arg(i);
+        const QString source = u"[page %1](%2)"_s.arg(i).arg(target);
+        answer += u"See "_s;
+        spans.push_back({answer.size(), source.size(), u"page %1"_s.arg(i), target});
+        answer += source + (i % 5 == 4 ? u".\n"_s : u", "_s);
     }
     view.appendAnswer(answer);
     view.flush();

@@ -86,11 +86,10 @@ int main(int argc, char** argv) {
     Desktop desktop = x11.desktop();
     desktop.microphone = &microphone;
     desktop.speechRecognizer = &speech;
-    AppDelegate delegate(desktop, dispatch,
-                         {paths, AgentSearch::under(paths.home), std::move(sources),
-                          [script = paths.binDir + QStringLiteral("/ovalin-replace-web.sh")](const QString& url) {
-                              return siteOwned(url, script);
-                          }});
+    AppDelegate delegate(
+        desktop, dispatch,
+        {paths, AgentSearch::under(paths.home), std::move(sources),
+         [script = paths.binDir + u"/ovalin-replace-web.sh"_s](const QString& url) { return siteOwned(url, script); }});
     instance.listen([&delegate] { delegate.toggle(); });
     const Termination termination;
     const auto end = [&](int status) {

@@ -11,13 +11,15 @@
 
 #include <chrono>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
 
 using namespace std::chrono_literals;
 
-const QString HOWTO_SEEN_KEY = QStringLiteral("ovalinHowtoSeen");
+const QString HOWTO_SEEN_KEY = u"ovalinHowtoSeen"_s;
 constexpr double SLOW_OPEN_MS = 400;
 
 double millisecondsSince(std::chrono::steady_clock::time_point start) {
@@ -56,7 +58,7 @@ void AppDelegate::watchDesktop() {
     };
     desktop.workspace.windowManagerDied = [] { forEachWindow([](GlassWindow& window) { window.raise(); }); };
     desktop.keyboardHold.refused = [] {
-        logLine(QStringLiteral("Ovalin: another program holds the keyboard — the panel took the input focus instead"));
+        logLine(u"Ovalin: another program holds the keyboard — the panel took the input focus instead"_s);
     };
 }
 
@@ -66,7 +68,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     program.intentLexicon = IntentLexicon::load(IntentLexicon::storePath(paths.systemDir));
     offerAccessibility(program.desktop.accessibility, program.desktop.notifier, defaults);
     hotKey.registerHotKey(0);
-    logLine(QStringLiteral("Ovalin ready — Opt+Space to capture"));
+    logLine(u"Ovalin ready — Opt+Space to capture"_s);
     heartbeat = std::make_unique<Heartbeat>(program.dispatch, paths.heartbeatFile);
     program.promptHistory.load();
     program.dispatch.inBackground(
@@ -91,8 +93,8 @@ void AppDelegate::warmUp() {
     // now.
     CapturePanel unseen(program.desktop.pasteboard, program.desktop.workspace.compositorRuns());
     unseen.showMode(false);
-    unseen.showExcerpt(QStringLiteral("warmup"), false);
-    unseen.setPlaceholder(QStringLiteral("What should Torvi do with this?"));
+    unseen.showExcerpt(u"warmup"_s, false);
+    unseen.setPlaceholder(u"What should Torvi do with this?"_s);
     unseen.grab();
     unseen.winId();
     [[maybe_unused]] const QFontMetrics signature(Brand::signature(13));
@@ -110,8 +112,8 @@ void AppDelegate::hotkeyFired() {
         return;
     }
     if (!descriptorsAreFree()) { // Qt would wait for ever for the one that its picture needs, and the keyboard with it
-        logLine(QStringLiteral("Ovalin: too many open files — no panel"));
-        told({QStringLiteral("Ovalin"), QStringLiteral("Too many files are open for the panel to be shown."), {}});
+        logLine(u"Ovalin: too many open files — no panel"_s);
+        told({u"Ovalin"_s, u"Too many files are open for the panel to be shown."_s, {}});
         return;
     }
     program.desktop.accessibility.keyboardIsTaken();
@@ -120,10 +122,9 @@ void AppDelegate::hotkeyFired() {
     const double workspaceMs = millisecondsSince(start);
     showPanel(front);
     const double totalMs = millisecondsSince(start);
-    logLine(QStringLiteral("Ovalin: panel up in %1 ms").arg(totalMs, 0, 'f', 0));
+    logLine(u"Ovalin: panel up in %1 ms"_s.arg(totalMs, 0, 'f', 0));
     if (totalMs > SLOW_OPEN_MS)
-        logLine(QStringLiteral("Ovalin: SLOW OPEN breakdown — workspace %1 ms, show %2 ms")
-                    .arg(workspaceMs, 0, 'f', 0)
+        logLine(u"Ovalin: SLOW OPEN breakdown — workspace %1 ms, show %2 ms"_s.arg(workspaceMs, 0, 'f', 0)
                     .arg(totalMs - workspaceMs, 0, 'f', 0));
     opening->startCapture();
 }
@@ -149,12 +150,12 @@ void AppDelegate::hotkeyTaken(int status) {
     if (hotkeyTakenSaid)
         return;
     hotkeyTakenSaid = true;
-    const QString why = status > 0 ? QStringLiteral("Another program holds Alt+Space.")
-                                   : QStringLiteral("Alt+Space cannot be registered on this display.");
+    const QString why =
+        status > 0 ? u"Another program holds Alt+Space."_s : u"Alt+Space cannot be registered on this display."_s;
     program.desktop.notifier.notify(
-        {QStringLiteral("Ovalin cannot use Alt+Space"),
-         why + QStringLiteral(" To open Ovalin without it, run `ovalin toggle`, or bind that command to another "
-                              "shortcut in your desktop's keyboard settings."),
+        {u"Ovalin cannot use Alt+Space"_s,
+         why + u" To open Ovalin without it, run `ovalin toggle`, or bind that command to another "
+               "shortcut in your desktop's keyboard settings."_s,
          {},
          {}});
 }

@@ -6,6 +6,8 @@
 
 #include <QWindow>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 Cards::Cards(Program& theProgram, CapturePanel& thePanel)
@@ -36,8 +38,7 @@ void Cards::showHowto() {
     connect(howtoPanel.get(), &HowtoPanel::dismissed, this, [this] { howtoPanel.reset(); });
     howtoPanel->keepWithin(mostHeightBeside(panel.geometry(), panel.screens()));
     const QPoint corner = openBeside(*howtoPanel);
-    logLine(QStringLiteral("Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5")
-                .arg(corner.x())
+    logLine(u"Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5"_s.arg(corner.x())
                 .arg(corner.y())
                 .arg(howtoPanel->width())
                 .arg(howtoPanel->height())

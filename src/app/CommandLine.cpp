@@ -16,6 +16,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -82,9 +84,9 @@ int runCommand(const CommandLine& command, int argc, char** argv) {
     }
     case CommandLine::Action::InstallSpeech: {
         const QCoreApplication application(argc, argv);
-        const QByteArray script = QFile::encodeName(Tools::folderBeside(QCoreApplication::applicationDirPath()) +
-                                                    QStringLiteral("/install-speech"));
-        const QByteArray folder = QFile::encodeName(QDir::homePath() + QStringLiteral("/.local/share/ovalin/speech"));
+        const QByteArray script =
+            QFile::encodeName(Tools::folderBeside(QCoreApplication::applicationDirPath()) + u"/install-speech"_s);
+        const QByteArray folder = QFile::encodeName(QDir::homePath() + u"/.local/share/ovalin/speech"_s);
         ::execl(script.constData(), script.constData(), folder.constData(), nullptr);
         std::fprintf(stderr, "ovalin: %s: %s\n", script.constData(), std::strerror(errno));
         return 1;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -37,10 +39,10 @@ void HotKey::registerHotKey(int attempt) {
     hotKeyRef = status == 0;
     if (hotKeyRef) {
         if (attempt > 0)
-            logLine(QStringLiteral("Ovalin: hotkey registered after %1 retries").arg(attempt));
+            logLine(u"Ovalin: hotkey registered after %1 retries"_s.arg(attempt));
         return;
     }
-    logLine(QStringLiteral("Ovalin: RegisterEventHotKey failed (%1), attempt %2").arg(status).arg(attempt));
+    logLine(u"Ovalin: RegisterEventHotKey failed (%1), attempt %2"_s.arg(status).arg(attempt));
     if (attempt > LAST_RETRY) {
         if (gaveUp)
             gaveUp(status);

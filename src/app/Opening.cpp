@@ -10,6 +10,8 @@
 
 #include <QCursor>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -45,7 +47,7 @@ Opening::Opening(Program& theProgram, const std::optional<FrontApplication>& fro
     , chat(program.dispatch, program.linkVerifier, panel->chatView(), context, chatSources(program, context)) {
     context.selectionViaClipboard = program.next.selectionViaClipboard;
     const FrontApplication application = front.value_or(FrontApplication());
-    context.capApp = application.name.isEmpty() ? QStringLiteral("Unknown") : application.name;
+    context.capApp = application.name.isEmpty() ? u"Unknown"_s : application.name;
     context.capBundle = application.bundleId;
     context.capPID = application.pid;
     context.capWindow = application.window;
@@ -111,7 +113,7 @@ void Opening::connectChat() {
     connect(&chat, &AskChat::turnStored, &program.askHistory, &AskHistory::persistAskTurn);
     connect(&chat, &AskChat::evicted, &program.askHistory, &AskHistory::evictAskHistory);
     connect(&chat, &AskChat::unanswered, this, [this](const QString& question) {
-        program.next.status = QStringLiteral("closed before it was answered — Return asks it again");
+        program.next.status = u"closed before it was answered — Return asks it again"_s;
         program.next.prompt = question;
         program.next.asks = true;
     });
@@ -132,7 +134,7 @@ void Opening::holdKeyboard() { program.desktop.keyboardHold.take(static_cast<qui
 void Opening::startCapture() {
     if (!seen) {
         // Without a window to ask, the whole display would be pictured, with what belongs to others.
-        panel->say(QStringLiteral("the window in front is not an X11 one — nothing of it is known"));
+        panel->say(u"the window in front is not an X11 one — nothing of it is known"_s);
         return;
     }
     captured->pipeline.startContextPipeline();
@@ -164,9 +166,9 @@ void Opening::showReplaceButton() {
 }
 
 void Opening::showPlaceholder() {
-    panel->setPlaceholder(mode.ask()                  ? QStringLiteral("Ask Torvi about this…")
-                          : context.capText.isEmpty() ? QStringLiteral("What should happen — or type text to insert")
-                                                      : QStringLiteral("What should Torvi do with this?"));
+    panel->setPlaceholder(mode.ask()                  ? u"Ask Torvi about this…"_s
+                          : context.capText.isEmpty() ? u"What should happen — or type text to insert"_s
+                                                      : u"What should Torvi do with this?"_s);
 }
 
 void Opening::modeSet(bool byUser) {
@@ -229,7 +231,7 @@ RoutedRequests::Recorded Opening::closeWhenKept() {
     panel->setBusy(CapturePanel::Busy::Replacing, true); // neither Return nor a button counts again
     panel->lockPrompt();
     program.dispatch.after(LONGEST_KEEPING, this, [this] {
-        logLine(QStringLiteral("Ovalin: the request is not on the disk after 100 ms — the panel closes before"));
+        logLine(u"Ovalin: the request is not on the disk after 100 ms — the panel closes before"_s);
         Q_EMIT closed();
     });
     return [guard = QPointer<Opening>(this)] {
@@ -261,7 +263,7 @@ void Opening::micTapped() {
     if (dictation)
         dictation->micTapped();
     else
-        panel->note(QStringLiteral("speech recognizer unavailable"));
+        panel->note(u"speech recognizer unavailable"_s);
 }
 
 void Opening::stopRecording() {

@@ -8,6 +8,8 @@
 #include <QFileInfo>
 #include <QJsonArray>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -17,9 +19,9 @@ using Entries = QList<PromptHistory::Entry>;
 constexpr qsizetype MOST_ENTRIES = 50;
 constexpr qint64 DAYS = 30;
 
-const QString PROMPTS = QStringLiteral("prompts");
-const QString TEXT = QStringLiteral("text");
-const QString TIME = QStringLiteral("ts");
+const QString PROMPTS = u"prompts"_s;
+const QString TEXT = u"text"_s;
+const QString TIME = u"ts"_s;
 
 FileResult<Entries> parse(const QByteArray& bytes) {
     if (bytes.trimmed().isEmpty())
@@ -68,7 +70,7 @@ void appendMissing(Entries& entries, const Entries& more) {
 
 /// Reads, changes and replaces the file.
 FileResult<Entries> update(const QString& path, const std::function<bool(Entries&)>& change) {
-    auto entries = readOrSetAside(path, QStringLiteral("past prompts"), parse);
+    auto entries = readOrSetAside(path, u"past prompts"_s, parse);
     if (entries && change(*entries)) {
         const auto replaced =
             ensureFolder(QFileInfo(path).path()).and_then([&] { return replaceFile(path, bytesOf(*entries)); });
@@ -76,7 +78,7 @@ FileResult<Entries> update(const QString& path, const std::function<bool(Entries
             entries = tl::unexpected(replaced.error());
     }
     if (!entries)
-        logLine(QStringLiteral("Ovalin: past prompts are left as they are — ") + entries.error());
+        logLine(u"Ovalin: past prompts are left as they are — "_s + entries.error());
     return entries;
 }
 
@@ -86,9 +88,7 @@ PromptHistory::PromptHistory(Dispatch& theDispatch, QString file)
     : dispatch(theDispatch)
     , path(std::move(file)) {}
 
-QString PromptHistory::storePath(const QString& systemDir) {
-    return systemDir + QStringLiteral("/ovalin-prompts.json");
-}
+QString PromptHistory::storePath(const QString& systemDir) { return systemDir + u"/ovalin-prompts.json"_s; }
 
 void PromptHistory::load() {
     dispatch.inBackground(

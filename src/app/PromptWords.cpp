@@ -5,6 +5,8 @@
 
 #include "panel/CapturePanel.h"
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 PromptWords::PromptWords(Program& theProgram, CapturePanel& thePanel, PromptMode& theMode)
@@ -54,18 +56,17 @@ void PromptWords::bringBackUndelivered() {
     broughtBack = oldest.item.id;
     // One without an instruction is sent as it is; what is typed in its place is meant for what the screen shows now.
     panel.setPrompt(oldest.item.prompt);
-    const QString which = waiting.size() > 1 ? QStringLiteral(" (1 of %1)").arg(waiting.size()) : QString();
-    panel.say(
-        QStringLiteral("%1 — not sent yet%2: Return sends it with what it was about, in %3; emptied, it is dropped")
-            .arg(oldest.reason, which, oldest.item.sourceApp));
+    const QString which = waiting.size() > 1 ? u" (1 of %1)"_s.arg(waiting.size()) : QString();
+    panel.say(u"%1 — not sent yet%2: Return sends it with what it was about, in %3; emptied, it is dropped"_s.arg(
+        oldest.reason, which, oldest.item.sourceApp));
 }
 
 void PromptWords::promptEdited(const QString& text, bool anew) {
     const bool emptied = text.trimmed().isEmpty();
     if (!broughtBack.isEmpty() && (emptied || anew)) {
         mode.setLocked(false);
-        panel.say(emptied ? QStringLiteral("dropped — Up brings the words back")
-                          : QStringLiteral("what was not sent comes back at the next opening"));
+        panel.say(emptied ? u"dropped — Up brings the words back"_s
+                          : u"what was not sent comes back at the next opening"_s);
         const QString id = std::exchange(broughtBack, {});
         if (const auto request = emptied ? program.routedRequests->takeUndelivered(id) : std::nullopt) {
             program.promptHistory.remember(request->item.prompt);

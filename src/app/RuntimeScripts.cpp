@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -19,7 +21,7 @@ bool taken(const QString& path) {
 FileResult<Replaced> copyScript(const QString& from, const QString& to) {
     return readWholeFile(from).and_then([&to](const FileContents& script) -> FileResult<Replaced> {
         if (!script.version.exists)
-            return tl::unexpected(QStringLiteral("gone"));
+            return tl::unexpected(u"gone"_s);
         ReplaceOptions options;
         options.newMode = 0755;
         options.followLinks = false;
@@ -32,7 +34,7 @@ FileResult<Replaced> copyScript(const QString& from, const QString& to) {
 void installBundledScripts(const QString& resourcesDir, const QString& binDir) {
     if (resourcesDir.isEmpty())
         return;
-    const QDir source(resourcesDir + QStringLiteral("/bin"));
+    const QDir source(resourcesDir + u"/bin"_s);
     const QDir destination(binDir);
     std::ignore = ensureFolder(binDir); // the copies say what is wrong with it
     int installed = 0;
@@ -42,12 +44,12 @@ void installBundledScripts(const QString& resourcesDir, const QString& binDir) {
             continue;
         const auto copied = copyScript(source.filePath(name), destination.filePath(name));
         if (!copied)
-            logLine(QStringLiteral("Ovalin: bundled script install failed for ") + name);
+            logLine(u"Ovalin: bundled script install failed for "_s + name);
         else if (*copied == Replaced::Done)
             ++installed;
     }
     if (installed > 0)
-        logLine(QStringLiteral("Ovalin: installed %1 bundled runtime scripts").arg(installed));
+        logLine(u"Ovalin: installed %1 bundled runtime scripts"_s.arg(installed));
 }
 
 } // namespace ovalin

@@ -14,6 +14,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -22,12 +24,12 @@ const QByteArray TOGGLE = QByteArrayLiteral("toggle\n");
 const QByteArray DONE = QByteArrayLiteral("ok\n");
 constexpr int WAIT_MS = 2000;
 
-QString socketPath(const QString& folder) { return folder + QStringLiteral("/ovalin.socket"); }
-QString lockPath(const QString& folder) { return folder + QStringLiteral("/ovalin.lock"); }
+QString socketPath(const QString& folder) { return folder + u"/ovalin.socket"_s; }
+QString lockPath(const QString& folder) { return folder + u"/ovalin.lock"_s; }
 
 // One home may serve several machines.
 QString homeLockPath(const QString& folder) {
-    return folder + QLatin1Char('/') + QSysInfo::machineHostName() + QStringLiteral(".lock");
+    return folder + QLatin1Char('/') + QSysInfo::machineHostName() + u".lock"_s;
 }
 
 // A folder in /tmp may have been put there by somebody else.
@@ -73,8 +75,8 @@ bool SingleInstance::acquire() {
         !takeLock(homeLockPath(folders.stateDir), homeLock))
         return false;
     if (!ownFolder(folders.runtimeDir)) {
-        logLine(QStringLiteral("Ovalin: %1 is not a folder of this user — running without the single-instance lock")
-                    .arg(folders.runtimeDir));
+        logLine(u"Ovalin: %1 is not a folder of this user — running without the single-instance lock"_s.arg(
+            folders.runtimeDir));
         return true;
     }
     return takeLock(lockPath(folders.runtimeDir), lock);
@@ -84,8 +86,7 @@ bool SingleInstance::acquire() {
 bool SingleInstance::takeLock(const QString& file, int& taken) {
     taken = ::open(QFile::encodeName(file).constData(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (taken < 0) {
-        logLine(
-            QStringLiteral("Ovalin: cannot open the lock %1 — %2").arg(file, QString::fromLocal8Bit(strerror(errno))));
+        logLine(u"Ovalin: cannot open the lock %1 — %2"_s.arg(file, QString::fromLocal8Bit(strerror(errno))));
         return true;
     }
     if (::flock(taken, LOCK_EX | LOCK_NB) != 0) {
@@ -110,7 +111,7 @@ void SingleInstance::listen(std::function<void()> toggled) {
     QLocalServer::removeServer(
         socketPath(folders.runtimeDir)); // left by a copy that was killed; the lock says that none runs
     if (!server.listen(socketPath(folders.runtimeDir)))
-        logLine(QStringLiteral("Ovalin: `ovalin toggle` will not work — %1").arg(server.errorString()));
+        logLine(u"Ovalin: `ovalin toggle` will not work — %1"_s.arg(server.errorString()));
 }
 
 std::optional<QString> SingleInstance::sendToggle(const Folders& folders) {
@@ -121,12 +122,12 @@ std::optional<QString> SingleInstance::sendToggle(const Folders& folders) {
         socket.connectToServer(socketPath(
             QFile::decodeName(elsewhere.read(4096).split('\n').value(1)))); // of a running copy or a dead one
     if (!socket.waitForConnected(WAIT_MS))
-        return QStringLiteral("Ovalin is not running — start it with `ovalin`");
+        return u"Ovalin is not running — start it with `ovalin`"_s;
     socket.write(TOGGLE);
     const QDeadlineTimer deadline(WAIT_MS);
     while (!socket.canReadLine() && socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
     }
-    return socket.readLine() == DONE ? std::nullopt : std::optional(QStringLiteral("Ovalin runs but does not answer"));
+    return socket.readLine() == DONE ? std::nullopt : std::optional(u"Ovalin runs but does not answer"_s);
 }
 
 } // namespace ovalin

@@ -2,10 +2,12 @@
 
 #include "base/Log.h"
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 UserDefaults::UserDefaults()
-    : settings(QStringLiteral("ovalin"), QStringLiteral("ovalin")) {}
+    : settings(u"ovalin"_s, u"ovalin"_s) {}
 
 bool UserDefaults::isSet(const QString& key) const { return settings.value(key, false).toBool(); }
 
@@ -13,7 +15,7 @@ void UserDefaults::set(const QString& key) {
     settings.setValue(key, true);
     settings.sync();
     if (settings.status() != QSettings::NoError)
-        logOnce(QStringLiteral("defaults"), QStringLiteral("Ovalin: cannot write %1").arg(settings.fileName()));
+        logOnce(u"defaults"_s, u"Ovalin: cannot write %1"_s.arg(settings.fileName()));
 }
 
 } // namespace ovalin

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -79,7 +81,7 @@ const QRegularExpression& bareAddress() {
                 QStringLiteral(R"(https?://(?:[\w.%+:~-]{1,64}@)?(?:\[[0-9a-f:.]{2,64}\]|)"
                                R"([\p{L}\p{N}](?:[\p{L}\p{M}\p{N}._-]{0,253}[\p{L}\p{M}\p{N}])?))") +
                 whole + port + path + QStringLiteral(R"(|(?<www>www\.)") + labels + whole + port + path +
-                QStringLiteral(R"()|(?<mail>(?<!_)[A-Z0-9._%+-]{1,64}@)") + labels + whole + QStringLiteral("))"),
+                QStringLiteral(R"()|(?<mail>(?<!_)[A-Z0-9._%+-]{1,64}@)") + labels + whole + u"))"_s,
             QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption);
     }();
     return expression;
@@ -116,8 +118,8 @@ void linkifyBareURLs(std::vector<LinkSpan>& spans, QStringView plain, qsizetype 
         const qsizetype start = match.capturedStart();
         const qsizetype length = trimmedLength(match.capturedView(), start > 0 ? text[start - 1] : QChar());
         const QString address = text.sliced(start, length);
-        const QString target = match.hasCaptured(u"www")    ? QStringLiteral("http://") + address
-                               : match.hasCaptured(u"mail") ? QStringLiteral("mailto:") + address
+        const QString target = match.hasCaptured(u"www")    ? u"http://"_s + address
+                               : match.hasCaptured(u"mail") ? u"mailto:"_s + address
                                                             : address;
         if (QUrl(target).isValid())
             spans.push_back({from + start, length, address, target});
@@ -126,7 +128,7 @@ void linkifyBareURLs(std::vector<LinkSpan>& spans, QStringView plain, qsizetype 
 
 // A line end in a head of the mail would begin another one.
 QString oneLine(const QString& encoded) {
-    static const QRegularExpression lineEnd(QStringLiteral("%0[aAdD]"));
+    static const QRegularExpression lineEnd(u"%0[aAdD]"_s);
     return QString(encoded).remove(lineEnd);
 }
 
@@ -137,7 +139,7 @@ QString mail(const QUrl& url) {
         if (name == QLatin1String("subject") || name == QLatin1String("body"))
             kept.append(name == QLatin1String("body") ? item : oneLine(item));
     }
-    const QString address = QStringLiteral("mailto:") + oneLine(url.path(QUrl::FullyEncoded));
+    const QString address = u"mailto:"_s + oneLine(url.path(QUrl::FullyEncoded));
     return kept.isEmpty() ? address : address + QLatin1Char('?') + kept.join(QLatin1Char('&'));
 }
 

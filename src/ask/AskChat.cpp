@@ -9,6 +9,8 @@
 
 #include <QPointer>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -20,7 +22,7 @@ using Outcome = StreamEvent::Outcome;
 constexpr qsizetype MOST_BACKLOG = qsizetype{1} << 16;
 constexpr qsizetype LONGEST_ANSWER = qsizetype{1} << 18; // UTF-16 units; a long one of the agent has half as many
 
-QString bracketed(const QString& text) { return QStringLiteral("\n[") + text + QLatin1Char(']'); }
+QString bracketed(const QString& text) { return u"\n["_s + text + QLatin1Char(']'); }
 
 } // namespace
 
@@ -93,7 +95,7 @@ bool AskChat::sendAskTurn(const QString& prompt) {
     view.appendTranscript(Speaker::You, question);
     startTorviTurn();
     askStreaming = true;
-    setAskStatus(QStringLiteral("searching…"));
+    setAskStatus(u"searching…"_s);
     askAbout(turn);
     return true;
 }
@@ -119,7 +121,7 @@ void AskChat::askAbout(const std::shared_ptr<Turn>& turn) {
 
 void AskChat::writeAskMessage(const std::shared_ptr<Turn>& turn) {
     if (!turn->askedAgain) // then it says so
-        setAskStatus(QStringLiteral("Torvi is thinking…"));
+        setAskStatus(u"Torvi is thinking…"_s);
     AskMessage message{askMessage(turn->preamble.parts, *turn->selection,
                                   groundingBlock(turn->question, *turn->searchResults), turn->question),
                        turn->preamble.attachShot ? context.capShot : std::nullopt, saidSoFar};
@@ -130,7 +132,7 @@ void AskChat::writeAskMessage(const std::shared_ptr<Turn>& turn) {
             if (!isCurrent(turn) || inSession != process.number())
                 return;
             if (!line) {
-                endTorviTurn(QStringLiteral("could not encode the question"));
+                endTorviTurn(u"could not encode the question"_s);
                 return;
             }
             saidSoFar.clear();
@@ -142,8 +144,8 @@ void AskChat::writeAskMessage(const std::shared_ptr<Turn>& turn) {
 void AskChat::undelivered(ChatProcess::Wrote why) {
     if (!askStreaming)
         return;
-    endTorviTurn(why == ChatProcess::Wrote::NoProcess ? QStringLiteral("Torvi's chat process isn't running")
-                                                      : QStringLiteral("could not reach Torvi's chat process"));
+    endTorviTurn(why == ChatProcess::Wrote::NoProcess ? u"Torvi's chat process isn't running"_s
+                                                      : u"could not reach Torvi's chat process"_s);
     if (agentIsMissing)
         setAskStatus(agentMissingChatMessage());
 }
@@ -155,7 +157,7 @@ void AskChat::startTorviTurn() {
     answerTooLong = false;
     askTurnPersisted = false;
     askTurnInterrupted = false;
-    setAskStatus(QStringLiteral("Torvi is thinking…"));
+    setAskStatus(u"Torvi is thinking…"_s);
     Q_EMIT answering(true);
 }
 
@@ -174,7 +176,7 @@ void AskChat::answerGoesOn(const QString& text) {
     if (!answerTooLong && text.size() <= room)
         appendTorviDelta(text);
     else if (!std::exchange(answerTooLong, true))
-        appendTorviDelta(text.left(room) + bracketed(QStringLiteral("the rest is too long to be shown")));
+        appendTorviDelta(text.left(room) + bracketed(u"the rest is too long to be shown"_s));
 }
 
 void AskChat::takeBack(qsizetype length) {
@@ -198,7 +200,7 @@ void AskChat::endTorviTurn(const QString& error) {
         setAskStatus({});
         return;
     }
-    setAskStatus(QStringLiteral("checking links…"));
+    setAskStatus(u"checking links…"_s);
     const QString pageHost = QUrl(context.capURL.value_or(QString())).host();
     verifier.verifyURLs(pairs, pageHost, [this, guard = QPointer<QObject>(this)](const ReplacementTable& table) {
         if (!guard)
@@ -215,13 +217,13 @@ void AskChat::stopAskTurn() {
     askTurnInterrupted = true;
     if (!torviTurnText.isEmpty())
         saidSoFar = torviTurnText;
-    appendTorviDelta(bracketed(QStringLiteral("stopped")));
+    appendTorviDelta(bracketed(u"stopped"_s));
     persistAskTurn();
     endTorviTurn({});
     stopWarmAsk();
     askResumeId = isSessionId(session) ? session : std::nullopt;
     startWarmAsk();
-    setAskStatus(QStringLiteral("stopped — ask again to pick up where it left off"));
+    setAskStatus(u"stopped — ask again to pick up where it left off"_s);
 }
 
 void AskChat::handleEvent(const StreamEvent& event) {
@@ -269,7 +271,7 @@ void AskChat::handleResult(const StreamEvent& event) {
         persistAskTurn();
         endTorviTurn({});
         if (empty)
-            setAskStatus(QStringLiteral("Torvi's answer is empty"));
+            setAskStatus(u"Torvi's answer is empty"_s);
         return;
     }
     // An agent that only could not answer this once still knows the conversation.
@@ -278,7 +280,7 @@ void AskChat::handleResult(const StreamEvent& event) {
         return;
     }
     if (askStreaming)
-        appendTorviDelta(bracketed(event.text.isEmpty() ? QStringLiteral("Torvi hit an error.") : event.text));
+        appendTorviDelta(bracketed(event.text.isEmpty() ? u"Torvi hit an error."_s : event.text));
     endTorviTurn({});
 }
 
@@ -304,14 +306,14 @@ void AskChat::startFresh() {
         if (askStreaming)
             endTorviTurn({});
     }
-    setAskStatus(QStringLiteral("couldn't resume that conversation — starting fresh"));
+    setAskStatus(u"couldn't resume that conversation — starting fresh"_s);
     if (askAgain && current->complete())
         writeAskMessage(current);
 }
 
 void AskChat::processEnded() {
     if (askStreaming)
-        endTorviTurn(QStringLiteral("Torvi's chat process ended"));
+        endTorviTurn(u"Torvi's chat process ended"_s);
 }
 
 void AskChat::resumeAskSession(const PastConversation& conversation, const std::function<void()>& switchToAsk) {
@@ -326,7 +328,7 @@ void AskChat::resumeAskSession(const PastConversation& conversation, const std::
     view.clearConversation();
     for (const PreviewLine& line : conversation.preview)
         view.appendTranscript(line.user ? Speaker::You : Speaker::Torvi, line.text);
-    setAskStatus(QStringLiteral("resumed — ") + conversation.age);
+    setAskStatus(u"resumed — "_s + conversation.age);
 }
 
 void AskChat::closing() {

@@ -12,6 +12,8 @@
 #include <deque>
 #include <mutex>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 using namespace std::chrono_literals;
@@ -26,14 +28,16 @@ constexpr auto LONGEST_TURN = 8ms;   // of the main thread
 } // namespace
 
 QString fallbackAskPersona() {
-    return QStringLiteral(
-        "You are the assistant behind Ovalin, answering about the page or screen the user is looking at. The first "
-        "message carries the context (a URL to fetch when needed, or a screenshot/OCR text). A highlighted excerpt is "
-        "the focus. Be maximally concise: answer directly, no preamble, no sign-off. You may run at most ONE WebSearch "
-        "when the question needs fresh facts. When the user asks you to DO something (run a command, edit a file, "
-        "create something), you have the tools and permission on their machine: say briefly what you are about to do, "
-        "do it, then report the concrete outcome; show real errors verbatim; never claim you lack access. For long "
-        "jobs, do the quick parts and say what remains.");
+    return u"You are the assistant behind Ovalin, answering about the page or screen the user is looking at. The first "
+           "message carries the context (a URL to fetch when needed, or a screenshot/OCR text). A highlighted excerpt "
+           "is "
+           "the focus. Be maximally concise: answer directly, no preamble, no sign-off. You may run at most ONE "
+           "WebSearch "
+           "when the question needs fresh facts. When the user asks you to DO something (run a command, edit a file, "
+           "create something), you have the tools and permission on their machine: say briefly what you are about to "
+           "do, "
+           "do it, then report the concrete outcome; show real errors verbatim; never claim you lack access. For long "
+           "jobs, do the quick parts and say what remains."_s;
 }
 
 // What the process has said and the main thread has not heard yet. The child's thread adds, the main thread takes.
@@ -135,8 +139,8 @@ bool ChatProcess::startWarmAsk(const std::optional<QString>& resumeId) {
             }
             ChildCommand shell = shellCommand(line);
             if (isSessionId(resumeId))
-                shell.variables.insert(QStringLiteral("OVALIN_ASK_RESUME"), *resumeId);
-            shell.workingDirectory = QStringLiteral("/");
+                shell.variables.insert(u"OVALIN_ASK_RESUME"_s, *resumeId);
+            shell.workingDirectory = u"/"_s;
             auto child = LiveChild::start(shell, handlers());
             if (child)
                 result.child = std::move(*child);
@@ -155,7 +159,7 @@ void ChatProcess::launched(Launched& result) {
     if (!result.agentFound)
         Q_EMIT agentMissing();
     else if (!result.child)
-        logLine(QStringLiteral("Ovalin: warm ask launch failed — ") + result.failure);
+        logLine(u"Ovalin: warm ask launch failed — "_s + result.failure);
     else
         askProc = std::move(result.child);
     for (const QByteArray& line : std::exchange(early, {})) {

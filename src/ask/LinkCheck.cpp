@@ -15,6 +15,8 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -184,12 +186,10 @@ bool collect(CURLM* multi, std::unordered_map<CURL*, std::unique_ptr<Transfer>>&
 
 bool isPublic(const QHostAddress& address) {
     using Subnet = std::pair<QHostAddress, int>;
-    static const std::array<Subnet, 6> PRIVATE{QHostAddress::parseSubnet(QStringLiteral("10.0.0.0/8")),
-                                               QHostAddress::parseSubnet(QStringLiteral("172.16.0.0/12")),
-                                               QHostAddress::parseSubnet(QStringLiteral("192.168.0.0/16")),
-                                               QHostAddress::parseSubnet(QStringLiteral("100.64.0.0/10")),
-                                               QHostAddress::parseSubnet(QStringLiteral("198.18.0.0/15")),
-                                               QHostAddress::parseSubnet(QStringLiteral("192.0.0.0/24"))};
+    static const std::array<Subnet, 6> PRIVATE{
+        QHostAddress::parseSubnet(u"10.0.0.0/8"_s),     QHostAddress::parseSubnet(u"172.16.0.0/12"_s),
+        QHostAddress::parseSubnet(u"192.168.0.0/16"_s), QHostAddress::parseSubnet(u"100.64.0.0/10"_s),
+        QHostAddress::parseSubnet(u"198.18.0.0/15"_s),  QHostAddress::parseSubnet(u"192.0.0.0/24"_s)};
     bool mapped = false;
     const QHostAddress four(address.toIPv4Address(&mapped));
     const QHostAddress& meant = mapped ? four : address; // an IPv4 address in IPv6 clothes
@@ -210,7 +210,7 @@ ReplacementTable checkLinks(const std::vector<LinkPair>& pairs, const QString& p
     const Multi multi(ready == CURLE_OK ? curl_multi_init() : nullptr);
     ReplacementTable table;
     if (!multi) {
-        logOnce(QStringLiteral("link checks"), QStringLiteral("Ovalin: links cannot be checked"));
+        logOnce(u"link checks"_s, u"Ovalin: links cannot be checked"_s);
         return table;
     }
 

@@ -5,24 +5,26 @@
 #include "base/children/ChildProcess.h"
 #include "base/Log.h"
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 void openLink(Dispatch& dispatch, QObject* context, const QString& target,
               std::function<void(const QString&)> problem) {
     const QString address = openable(target);
     if (address.isEmpty()) {
-        problem(QStringLiteral("only web and mail links are opened"));
+        problem(u"only web and mail links are opened"_s);
         return;
     }
     dispatch.inBackground(
         Queue::UserInitiated, context,
         [address] {
-            return launchDetached({QStringLiteral("/usr/bin/xdg-open"), {address}, {}, {}});
+            return launchDetached({u"/usr/bin/xdg-open"_s, {address}, {}, {}});
         },
         [problem = std::move(problem)](const tl::expected<void, QString>& opened) {
             if (!opened) {
-                logLine(QStringLiteral("Ovalin: a link was not opened — ") + opened.error());
-                problem(QStringLiteral("no program opens links here"));
+                logLine(u"Ovalin: a link was not opened — "_s + opened.error());
+                problem(u"no program opens links here"_s);
             }
         });
 }

@@ -6,6 +6,8 @@
 
 #include <simdjson.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -31,7 +33,7 @@ QString withoutHalves(const QString& json) {
         if (match.hasCaptured(1))
             continue; // a whole pair
         mended += QStringView(json).mid(taken, match.capturedStart() - taken);
-        mended += QStringLiteral("\\ufffd");
+        mended += u"\\ufffd"_s;
         taken = match.capturedEnd();
     }
     mended += QStringView(json).mid(taken);
@@ -102,7 +104,7 @@ void handleLine(const object& line, const StreamProtocol::Event& event) {
         if (trueIn(line, "isSynthetic"))
             event({Kind::Continued, {}, {}});
     } else if (type == "system" && stringIn(line, "subtype") == "api_retry") {
-        event({Kind::Status, QStringLiteral("the agent is waiting to retry…"), {}});
+        event({Kind::Status, u"the agent is waiting to retry…"_s, {}});
     }
 }
 
@@ -120,14 +122,14 @@ StreamProtocol::~StreamProtocol() = default;
 
 QString toolStatus(std::string_view tool) {
     if (tool == "Bash")
-        return QStringLiteral("running a command…");
+        return u"running a command…"_s;
     if (tool == "Edit" || tool == "Write")
-        return QStringLiteral("editing files…");
+        return u"editing files…"_s;
     if (tool == "Read" || tool == "Grep" || tool == "Glob")
-        return QStringLiteral("reading files…");
+        return u"reading files…"_s;
     if (tool == "WebFetch" || tool == "WebSearch")
-        return QStringLiteral("searching the web…");
-    return QStringLiteral("working…");
+        return u"searching the web…"_s;
+    return u"working…"_s;
 }
 
 void StreamProtocol::handleAskLine(std::string_view line, const Event& event) {

@@ -7,6 +7,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -19,7 +21,7 @@ constexpr std::chrono::milliseconds GRACE{500};
 } // namespace
 
 const QString& searchPageURL() {
-    static const QString url = QStringLiteral("https://www.google.com/search?q=");
+    static const QString url = u"https://www.google.com/search?q="_s;
     return url;
 }
 
@@ -44,7 +46,7 @@ QString googleSearch(const QString& question, const QString& searchScript, std::
     options.grace = std::min(GRACE, limit / 2);
     options.deadline = limit - options.grace;
     options.outputLimit = OUTPUT_LIMIT;
-    const QString line = shellQuoted(searchScript) + QLatin1Char(' ') + shellQuoted(argument) + QStringLiteral(" 5");
+    const QString line = shellQuoted(searchScript) + QLatin1Char(' ') + shellQuoted(argument) + u" 5"_s;
     // Neither the exit status nor being late matters: a whole array is a result, anything less is none.
     return searchResultText(runToEnd(shellCommand(line), options).output);
 }
@@ -55,12 +57,12 @@ QString searchResultText(const QByteArray& json) {
     for (const auto& value : document.array()) {
         if (!value.isObject())
             return {};
-        const QString url = value[QStringLiteral("url")].toString();
+        const QString url = value[u"url"_s].toString();
         if (url.isEmpty())
             continue;
-        QString line = QStringLiteral("- %1 \u2014 ").arg(value[QStringLiteral("title")].toString()) + url;
-        if (const QString snippet = value[QStringLiteral("snippet")].toString(); !snippet.isEmpty())
-            line += QStringLiteral("\n  ") + snippet;
+        QString line = u"- %1 \u2014 "_s.arg(value[u"title"_s].toString()) + url;
+        if (const QString snippet = value[u"snippet"_s].toString(); !snippet.isEmpty())
+            line += u"\n  "_s + snippet;
         lines.append(line);
     }
     return lines.join(QLatin1Char('\n'));
@@ -68,13 +70,12 @@ QString searchResultText(const QByteArray& json) {
 
 QString groundingBlock(const QString& question, const QString& results) {
     if (results.isEmpty())
-        return QStringLiteral("NO web search results are available for this turn. Do NOT provide, invent, guess, or "
-                              "recall any direct product/article URL \u2014 guessed URLs are often wrong. For every "
-                              "item you name, make its link a Google search: [Name](") +
-               searchPageURL() + QStringLiteral("URL_ENCODED_NAME). This is mandatory.");
-    return QStringLiteral("Web search results for \"") + question +
-           QStringLiteral("\" (use ONLY these real URLs for links \u2014 do not invent or recall any other URL):\n") +
-           results;
+        return u"NO web search results are available for this turn. Do NOT provide, invent, guess, or "
+               "recall any direct product/article URL \u2014 guessed URLs are often wrong. For every "
+               "item you name, make its link a Google search: [Name]("_s +
+               searchPageURL() + u"URL_ENCODED_NAME). This is mandatory."_s;
+    return u"Web search results for \""_s + question +
+           u"\" (use ONLY these real URLs for links \u2014 do not invent or recall any other URL):\n"_s + results;
 }
 
 } // namespace ovalin

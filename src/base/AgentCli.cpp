@@ -8,6 +8,8 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -17,8 +19,7 @@ std::optional<QString> askLoginShell(std::chrono::milliseconds deadline) {
     RunOptions options;
     options.deadline = deadline;
     options.outputLimit = 1 << 16;
-    const ChildRun run =
-        runToEnd({shellPath(), {QStringLiteral("-lc"), QStringLiteral("command -v claude")}, {}, {}}, options);
+    const ChildRun run = runToEnd({shellPath(), {u"-lc"_s, u"command -v claude"_s}, {}, {}}, options);
     if (run.end.kind == ChildEnd::Kind::FailedToStart || run.timedOut || run.truncated)
         return std::nullopt;
     QStringDecoder decoder(QStringDecoder::Utf8);
@@ -30,13 +31,9 @@ std::optional<QString> askLoginShell(std::chrono::milliseconds deadline) {
 
 } // namespace
 
-QString agentMissingMessage() {
-    return QStringLiteral("Claude Code not found — install it from ") + AGENT_INSTALL_PAGE;
-}
+QString agentMissingMessage() { return u"Claude Code not found — install it from "_s + AGENT_INSTALL_PAGE; }
 
-QString agentMissingChatMessage() {
-    return agentMissingMessage() + QStringLiteral(" and run `claude` once to sign in");
-}
+QString agentMissingChatMessage() { return agentMissingMessage() + u" and run `claude` once to sign in"_s; }
 
 bool scriptExists(const QString& path) {
     return QFileInfo(path).isFile() && ::access(QFile::encodeName(path).constData(), X_OK) == 0;
@@ -44,8 +41,8 @@ bool scriptExists(const QString& path) {
 
 AgentSearch AgentSearch::under(const QString& home) {
     AgentSearch search;
-    search.candidates = {home + QStringLiteral("/.local/bin/claude"), QStringLiteral("/opt/homebrew/bin/claude"),
-                         QStringLiteral("/usr/local/bin/claude"), QStringLiteral("/usr/bin/claude")};
+    search.candidates = {home + u"/.local/bin/claude"_s, u"/opt/homebrew/bin/claude"_s, u"/usr/local/bin/claude"_s,
+                         u"/usr/bin/claude"_s};
     search.loginShell = true;
     return search;
 }

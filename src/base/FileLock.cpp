@@ -6,10 +6,12 @@
 
 #include <sys/file.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 FileLock::FileLock(const QString& path, std::chrono::milliseconds patience)
-    : file(::open(QFile::encodeName(path + QStringLiteral(".lock")).constData(),
+    : file(::open(QFile::encodeName(path + u".lock"_s).constData(),
                   O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600)) {
     const QDeadlineTimer deadline(patience);
     while (file && !locked) {

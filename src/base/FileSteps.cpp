@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 FileVersion FileVersion::from(const struct stat& status) {
@@ -20,7 +22,7 @@ FileVersion FileVersion::from(const struct stat& status) {
 }
 
 tl::unexpected<QString> fileFailure(const char* step, const QString& path, int error) {
-    return tl::unexpected(QStringLiteral("%1 %2: %3").arg(QLatin1String(step), path, qt_error_string(error)));
+    return tl::unexpected(u"%1 %2: %3"_s.arg(QLatin1String(step), path, qt_error_string(error)));
 }
 
 FileResult<QString> endOfLinks(const QString& path) {

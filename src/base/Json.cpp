@@ -3,6 +3,8 @@
 #include <QJsonDocument>
 #include <QRandomGenerator>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -63,7 +65,7 @@ tl::expected<QJsonObject, QString> parseObject(const QByteArray& bytes) {
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (document.isObject())
         return document.object();
-    return tl::unexpected(document.isNull() ? error.errorString() : QStringLiteral("not a JSON object"));
+    return tl::unexpected(document.isNull() ? error.errorString() : u"not a JSON object"_s);
 }
 
 QByteArray prettyJson(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Indented); }

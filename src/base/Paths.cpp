@@ -6,6 +6,8 @@
 
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -23,9 +25,8 @@ QString findResources() {
 // `su` and `sudo -E` hand down the runtime folder of somebody else, and a folder in /tmp may have been put there.
 QString findRuntimeDir(const QString& stateDir) {
     const auto ours = [](const QFileInfo& folder) { return folder.isDir() && folder.ownerId() == ::getuid(); };
-    const QString inTmp = QStringLiteral("/tmp/ovalin-%1").arg(::getuid());
-    for (const QString& folder :
-         {qEnvironmentVariable("XDG_RUNTIME_DIR"), QStringLiteral("/run/user/%1").arg(::getuid())}) {
+    const QString inTmp = u"/tmp/ovalin-%1"_s.arg(::getuid());
+    for (const QString& folder : {qEnvironmentVariable("XDG_RUNTIME_DIR"), u"/run/user/%1"_s.arg(::getuid())}) {
         if (!folder.isEmpty() && ours(QFileInfo(folder)))
             return folder;
     }
@@ -40,16 +41,16 @@ Paths Paths::under(const QString& home) {
     const QDir root(home);
     Paths paths;
     paths.home = root.absolutePath();
-    paths.systemDir = root.absoluteFilePath(QStringLiteral("CLAUDE/system"));
-    paths.capturesFile = paths.systemDir + QStringLiteral("/captures.json");
-    paths.queueDir = paths.systemDir + QStringLiteral("/capture-queue");
-    paths.binDir = root.absoluteFilePath(QStringLiteral(".claude/bin"));
-    paths.routerScript = paths.binDir + QStringLiteral("/capture-router.sh");
-    paths.routerLog = root.absoluteFilePath(QStringLiteral(".claude/logs/capture-router.log"));
-    paths.askScript = paths.binDir + QStringLiteral("/ask-stream.sh");
-    paths.searchScript = paths.binDir + QStringLiteral("/websearch-google");
-    paths.heartbeatFile = QStringLiteral("/tmp/ovalin.heartbeat");
-    paths.stateDir = root.absoluteFilePath(QStringLiteral(".cache/ovalin"));
+    paths.systemDir = root.absoluteFilePath(u"CLAUDE/system"_s);
+    paths.capturesFile = paths.systemDir + u"/captures.json"_s;
+    paths.queueDir = paths.systemDir + u"/capture-queue"_s;
+    paths.binDir = root.absoluteFilePath(u".claude/bin"_s);
+    paths.routerScript = paths.binDir + u"/capture-router.sh"_s;
+    paths.routerLog = root.absoluteFilePath(u".claude/logs/capture-router.log"_s);
+    paths.askScript = paths.binDir + u"/ask-stream.sh"_s;
+    paths.searchScript = paths.binDir + u"/websearch-google"_s;
+    paths.heartbeatFile = u"/tmp/ovalin.heartbeat"_s;
+    paths.stateDir = root.absoluteFilePath(u".cache/ovalin"_s);
     paths.runtimeDir = findRuntimeDir(paths.stateDir);
     paths.resourcesDir = findResources();
     return paths;

@@ -2,6 +2,8 @@
 
 #include "Text.h"
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 FileResult<QString> setAside(const QString& path, const FileVersion& version) {
@@ -10,8 +12,8 @@ FileResult<QString> setAside(const QString& path, const FileVersion& version) {
         return tl::unexpected(target.error());
     const QString time = isoTimestamp(QDateTime::currentDateTimeUtc()).remove(QLatin1Char(':'));
     for (int number = 1; number < 1000; ++number) {
-        const QString again = number > 1 ? QStringLiteral("-%1").arg(number) : QString();
-        const QString aside = nameBeside(*target, QStringLiteral("unreadable-") + time + again);
+        const QString again = number > 1 ? u"-%1"_s.arg(number) : QString();
+        const QString aside = nameBeside(*target, u"unreadable-"_s + time + again);
         if (renameToFreeName(*target, aside) != 0) {
             if (errno == EEXIST)
                 continue;

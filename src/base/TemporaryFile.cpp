@@ -7,13 +7,15 @@
 
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 FileResult<TemporaryFile> TemporaryFile::beside(const QString& target) {
     TemporaryFile temporary;
     do {
         temporary.path = QFileInfo(target).dir().filePath(
-            QStringLiteral(".ovalin-%1.tmp").arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
+            u".ovalin-%1.tmp"_s.arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0')));
         temporary.file = Descriptor(::open(QFile::encodeName(temporary.path).constData(),
                                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     } while (!temporary.file && errno == EEXIST);
@@ -57,7 +59,7 @@ void sweepFiles(const QString& folder, const QString& pattern, const QDateTime& 
 }
 
 void sweepTemporaryFiles(const QString& folder, const QDateTime& before) {
-    sweepFiles(folder, QStringLiteral(".ovalin-*.tmp"), before);
+    sweepFiles(folder, u".ovalin-*.tmp"_s, before);
 }
 
 } // namespace ovalin

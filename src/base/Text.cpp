@@ -2,6 +2,8 @@
 
 #include <QTextBoundaryFinder>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -65,7 +67,7 @@ qsizetype characterCount(const QString& text) {
 }
 
 QString isoTimestamp(const QDateTime& time) {
-    return time.toUTC().toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss")) + QLatin1Char('Z');
+    return time.toUTC().toString(u"yyyy-MM-ddTHH:mm:ss"_s) + QLatin1Char('Z');
 }
 
 } // namespace ovalin

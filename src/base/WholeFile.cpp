@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -109,7 +111,7 @@ void putBack(Prepared& prepared, const QByteArray& ours) {
         return;
     renameFile(prepared.temporary.name(), prepared.target, RENAME_EXCHANGE);
     const quint64 number = QRandomGenerator::global()->generate64();
-    const QString kept = nameBeside(prepared.target, QStringLiteral("conflict-") + QString::number(number, 16));
+    const QString kept = nameBeside(prepared.target, u"conflict-"_s + QString::number(number, 16));
     if (renameToFreeName(prepared.temporary.name(), kept) == 0)
         prepared.temporary.release();
 }
@@ -189,7 +191,7 @@ FileResult<Replaced> replaceIfUnchanged(const QString& path, const FileContents&
 }
 
 QString shortReason(const QString& error) {
-    QString reason = error.section(QStringLiteral(": "), -1);
+    QString reason = error.section(u": "_s, -1);
     if (!reason.isEmpty())
         reason[0] = reason[0].toLower();
     return reason;

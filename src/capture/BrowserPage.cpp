@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -48,8 +50,8 @@ std::optional<BrowserTab> browserTabInfoViaOsascript(const QString& bundleId, co
     const auto script = browserScript(bundleId);
     if (!script)
         return std::nullopt;
-    const ChildRun run = runToEnd({osascript, {QStringLiteral("-e"), *script}, {}, {}},
-                                  {.input = {}, .deadline = TAB_LIMIT, .grace = TAB_GRACE});
+    const ChildRun run =
+        runToEnd({osascript, {u"-e"_s, *script}, {}, {}}, {.input = {}, .deadline = TAB_LIMIT, .grace = TAB_GRACE});
     if (run.end.kind != ChildEnd::Kind::Exited || run.timedOut || run.truncated)
         return std::nullopt;
     return parseBrowserTab(run.end.number, run.output);

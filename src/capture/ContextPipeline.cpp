@@ -4,6 +4,8 @@
 
 #include <mutex>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -52,7 +54,7 @@ void ContextPipeline::startPageTask() {
             checkSiteOwnership(tab->url);
         }
         if (remote)
-            context.capContextMode = QStringLiteral("fetch");
+            context.capContextMode = u"fetch"_s;
         else
             startShotTask();
     });

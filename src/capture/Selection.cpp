@@ -9,6 +9,8 @@
 #include <QRegularExpression>
 #include <QThread>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -23,7 +25,7 @@ std::optional<QString> trimmedOrAbsent(const QString& text) {
 
 /// Without what password fields show in place of each character: their length is a secret, too.
 QString withoutMasks(QString text) {
-    static const QRegularExpression masks(QStringLiteral("[\\x{2022}\\x{25CF}\\x{2B24}\\x{26AB}]{2,}"));
+    static const QRegularExpression masks(u"[\\x{2022}\\x{25CF}\\x{2B24}\\x{26AB}]{2,}"_s);
     text.remove(masks);
     return text.size() == 1 && masks.match(text + text).hasMatch() ? QString() : text;
 }
@@ -35,9 +37,8 @@ bool holdsWords(const QString& all, const QString& some) { return all.simplified
 bool isChromiumBased(const Subject& subject) {
     if (isChromiumFamily(subject.capBundle) || subject.capBundle == QLatin1String("org.chromium.Chromium"))
         return true;
-    const QString program = QFile::symLinkTarget(QStringLiteral("/proc/%1/exe").arg(subject.capPID));
-    return !program.isEmpty() &&
-           QFileInfo::exists(QFileInfo(program).absolutePath() + QStringLiteral("/chrome_100_percent.pak"));
+    const QString program = QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(subject.capPID));
+    return !program.isEmpty() && QFileInfo::exists(QFileInfo(program).absolutePath() + u"/chrome_100_percent.pak"_s);
 }
 
 } // namespace
@@ -103,13 +104,13 @@ SelectedText Selection::axSelectionOrGrab(const Subject& subject) {
 
 std::optional<QString> Selection::clipboardGrab(qint32 pid, FocusKind focus) {
     if (!keyboard.trusted()) {
-        logLine(QStringLiteral("Ovalin: Accessibility not granted — cannot grab selection"));
+        logLine(u"Ovalin: Accessibility not granted — cannot grab selection"_s);
         return std::nullopt;
     }
     const std::lock_guard lock(pasteboard.inUse);
     auto saved = pasteboard.snapshot();
     if (!saved) {
-        logLine(QStringLiteral("Ovalin: selection fallback skipped — the clipboard's owner does not answer"));
+        logLine(u"Ovalin: selection fallback skipped — the clipboard's owner does not answer"_s);
         return std::nullopt;
     }
     const quint64 before = saved->changeCount;
@@ -117,7 +118,7 @@ std::optional<QString> Selection::clipboardGrab(qint32 pid, FocusKind focus) {
     case Keyboard::Sent::Yes:
         break;
     case Keyboard::Sent::NotTrusted:
-        logLine(QStringLiteral("Ovalin: Accessibility not granted — cannot grab selection"));
+        logLine(u"Ovalin: Accessibility not granted — cannot grab selection"_s);
         return std::nullopt;
     default:
         return std::nullopt;
@@ -130,10 +131,10 @@ std::optional<QString> Selection::clipboardGrab(qint32 pid, FocusKind focus) {
         pasteboard.restore(std::move(*saved));
     }
     if (text && (text = trimmedOrAbsent(withoutMasks(text->trimmed())))) {
-        logLine(QStringLiteral("Ovalin: selection fallback grabbed %1 chars via Cmd+C").arg(characterCount(*text)));
+        logLine(u"Ovalin: selection fallback grabbed %1 chars via Cmd+C"_s.arg(characterCount(*text)));
         return text;
     }
-    logLine(QStringLiteral("Ovalin: selection fallback — clipboard unchanged after Cmd+C to pid %1").arg(pid));
+    logLine(u"Ovalin: selection fallback — clipboard unchanged after Cmd+C to pid %1"_s.arg(pid));
     return std::nullopt;
 }
 

@@ -9,13 +9,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 ShotFile::ShotFile() {
     // A name that is taken belongs to a capture of the same millisecond, or was put there for us to stumble over.
     qint64 time = QDateTime::currentMSecsSinceEpoch();
     for (int attempt = 0; attempt < 100; ++attempt, ++time) {
-        const QString path = QDir::tempPath() + QStringLiteral("/ovalin-shot-%1.png").arg(time);
+        const QString path = QDir::tempPath() + u"/ovalin-shot-%1.png"_s.arg(time);
         const int fd = ::open(QFile::encodeName(path).constData(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0600);
         if (fd >= 0) {
             ::close(fd);
@@ -33,7 +35,7 @@ ShotFile::~ShotFile() {
     QFile::remove(filePath);
     const QFileInfo info(filePath);
     QDir folder = info.dir();
-    for (const QString& left : folder.entryList({info.fileName() + QStringLiteral(".*")}, QDir::Files | QDir::System))
+    for (const QString& left : folder.entryList({info.fileName() + u".*"_s}, QDir::Files | QDir::System))
         folder.remove(left);
 }
 

@@ -5,6 +5,8 @@
 
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 using namespace std::chrono_literals;
@@ -15,7 +17,7 @@ bool siteOwned(const QString& url, const QString& scriptPath) {
         return false;
     QString address = url;
     address.remove(QLatin1Char('\''));
-    const QString line = shellQuoted(scriptPath) + QStringLiteral(" --check ") + shellQuoted(address);
+    const QString line = shellQuoted(scriptPath) + u" --check "_s + shellQuoted(address);
     const ChildRun run = runToEnd(shellCommand(line), {.input = {}, .deadline = 10s, .grace = 500ms});
     return !run.timedOut && run.end.succeeded();
 }

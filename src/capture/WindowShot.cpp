@@ -15,6 +15,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -111,16 +113,15 @@ std::optional<quint32> WindowShots::frontWindowID(qint32 pid) const {
 std::optional<QByteArray> WindowShots::captureWindowPNG(qint32 pid) const {
     const ShotFile file;
     if (file.path().isEmpty()) {
-        logOnce(QStringLiteral("shot file"),
-                QStringLiteral("Ovalin: no file for a screenshot in the temporary folder"));
+        logOnce(u"shot file"_s, u"Ovalin: no file for a screenshot in the temporary folder"_s);
         return std::nullopt;
     }
-    QStringList arguments{QStringLiteral("-x")};
+    QStringList arguments{u"-x"_s};
     if (const auto window = frontWindowID(pid))
-        arguments << QStringLiteral("-l") << QString::number(*window);
+        arguments << u"-l"_s << QString::number(*window);
     else
-        arguments << QStringLiteral("-m");
-    arguments << QStringLiteral("-tpng") << file.path();
+        arguments << u"-m"_s;
+    arguments << u"-tpng"_s << file.path();
 
     RunOptions options;
     options.deadline = patience;
@@ -129,8 +130,7 @@ std::optional<QByteArray> WindowShots::captureWindowPNG(qint32 pid) const {
     // Whether there is a picture says the file, not the program's status.
     auto png = downscalePNG(file.path(), SHOT_MAX_WIDTH);
     if (!png)
-        logLine(QStringLiteral("Ovalin: no screenshot: %1")
-                    .arg(run.timedOut ? QStringLiteral("it took too long") : run.end.describe()));
+        logLine(u"Ovalin: no screenshot: %1"_s.arg(run.timedOut ? u"it took too long"_s : run.end.describe()));
     return png;
 }
 

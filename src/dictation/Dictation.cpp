@@ -5,6 +5,8 @@
 #include "base/Log.h"
 #include "base/Text.h"
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 using namespace std::chrono_literals;
@@ -52,13 +54,13 @@ Dictation::Dictation(Microphone& microphone, SpeechRecognizer& theRecognizer, Di
     , applyIntentInference(std::move(inference))
     , feed(std::make_shared<Feed>()) {
     audioEngine.lost = [this](const QString& reason) {
-        logLine(QStringLiteral("Ovalin dictate: microphone lost — ") + reason);
+        logLine(u"Ovalin dictate: microphone lost — "_s + reason);
         if (recording) {
             stopRecording();
-            field.setMicState(false, QStringLiteral("microphone disconnected"));
+            field.setMicState(false, u"microphone disconnected"_s);
         } else if (attempt) {
             audioEngine.stop();
-            startFailed(QStringLiteral("microphone start failed"));
+            startFailed(u"microphone start failed"_s);
         }
     };
 }
@@ -85,12 +87,12 @@ void Dictation::startRecording() {
     attempt = std::make_unique<QObject>();
     speechRecognizer.requestAuthorization(attempt.get(), [this](bool authorized) {
         if (!authorized) {
-            startFailed(QStringLiteral("speech recognition permission needed (System Settings → Privacy)"));
+            startFailed(u"speech recognition permission needed (System Settings → Privacy)"_s);
             return;
         }
         audioEngine.requestAccess(attempt.get(), [this](bool granted) {
             if (!granted)
-                startFailed(QStringLiteral("microphone permission needed (System Settings → Privacy)"));
+                startFailed(u"microphone permission needed (System Settings → Privacy)"_s);
             else if (!field.isShown() || recording)
                 startFailed({});
             else
@@ -101,14 +103,14 @@ void Dictation::startRecording() {
 
 void Dictation::beginRecognition() {
     if (!speechRecognizer.isAvailable()) {
-        startFailed(QStringLiteral("speech recognizer unavailable"));
+        startFailed(u"speech recognizer unavailable"_s);
         return;
     }
     audioEngine.start([tap = feed](std::span<const qint16> block) { tap->append(block); }, attempt.get(),
                       [this](const QString& error) {
                           if (!error.isEmpty()) {
-                              logLine(QStringLiteral("Ovalin: audio engine start failed — ") + error);
-                              startFailed(QStringLiteral("microphone start failed"));
+                              logLine(u"Ovalin: audio engine start failed — "_s + error);
+                              startFailed(u"microphone start failed"_s);
                           } else if (!field.isShown()) {
                               audioEngine.stop(); // closed while the microphone was being opened
                               startFailed({});
@@ -156,7 +158,7 @@ void Dictation::recognised(const std::shared_ptr<RecognitionRequest>& request, c
         failures.clear();
     if (update.error) {
         failures.push_back(dispatch.now());
-        logLine(QStringLiteral("Ovalin dictate: recognition error — ") + *update.error);
+        logLine(u"Ovalin dictate: recognition error — "_s + *update.error);
     }
     if (update.error || (update.result && update.result->isFinal))
         endSegment();
@@ -165,16 +167,14 @@ void Dictation::recognised(const std::shared_ptr<RecognitionRequest>& request, c
 void Dictation::heard(const RecognitionResult& result) {
     const bool meta = result.hasMetadata;
     const qsizetype length = characterCount(result.text), last = characterCount(lastSegmentText);
-    logLine(QStringLiteral("Ovalin dictate: final=%1 meta=%2 len=%3 last=%4")
-                .arg(result.isFinal ? 1 : 0)
+    logLine(u"Ovalin dictate: final=%1 meta=%2 len=%3 last=%4"_s.arg(result.isFinal ? 1 : 0)
                 .arg(meta ? 1 : 0)
                 .arg(length)
                 .arg(last));
     if (!result.text.isEmpty()) {
         if (!meta && isSilentReset(lastSegmentText, result.text)) {
-            logLine(QStringLiteral("Ovalin dictate: silent reset detected (%1 -> %2), committing previous partial")
-                        .arg(last)
-                        .arg(length));
+            logLine(u"Ovalin dictate: silent reset detected (%1 -> %2), committing previous partial"_s.arg(last).arg(
+                length));
             commitDictation(lastSegmentText);
         }
         lastSegmentText = result.text;
@@ -194,7 +194,7 @@ void Dictation::endSegment() {
     // The engine could not be loaded, or does nothing but fail: no segment would do better.
     if (recording && (!speechRecognizer.isAvailable() || keepsFailing())) {
         stopRecording();
-        field.setMicState(false, QStringLiteral("speech recognizer unavailable"));
+        field.setMicState(false, u"speech recognizer unavailable"_s);
     } else if (recording) {
         startRecognitionSegment();
         return;

@@ -10,6 +10,8 @@
 
 #include <deque>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -18,7 +20,7 @@ constexpr qint64 LARGEST_FILE = qint64{32} << 20; // bytes; twenty entries of ou
 
 FileResult<AskHistoryEntries> parse(const QByteArray& bytes) {
     if (bytes.size() > LARGEST_FILE)
-        return tl::unexpected(QStringLiteral("it has %1 bytes").arg(bytes.size()));
+        return tl::unexpected(u"it has %1 bytes"_s.arg(bytes.size()));
     return parseAskHistory(bytes);
 }
 
@@ -41,12 +43,12 @@ struct AskHistory::Store {
         writeWaiting();
     }
     void writeWaiting() {
-        auto entries = readOrSetAside(path, QStringLiteral("past conversations"), parse);
+        auto entries = readOrSetAside(path, u"past conversations"_s, parse);
         const auto written = entries ? write(*entries) : tl::unexpected(entries.error());
         if (written)
             waiting.clear();
         else
-            logLine(QStringLiteral("Ovalin: past conversations are left as they are — ") + written.error());
+            logLine(u"Ovalin: past conversations are left as they are — "_s + written.error());
     }
     FileResult<void> write(AskHistoryEntries& entries) {
         if (!apply(entries))
@@ -69,9 +71,7 @@ AskHistory::AskHistory(Dispatch& theDispatch, QString path, AgentSearch agentSea
     , search(std::move(agentSearch))
     , programEnds(std::move(stop)) {}
 
-QString AskHistory::storePath(const QString& systemDir) {
-    return systemDir + QStringLiteral("/ovalin-ask-history.json");
-}
+QString AskHistory::storePath(const QString& systemDir) { return systemDir + u"/ovalin-ask-history.json"_s; }
 
 void AskHistory::persistAskTurn(const AskTurn& turn) {
     if (turn.sessionId.isEmpty() || turn.question.isEmpty())

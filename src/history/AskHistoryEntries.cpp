@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -21,21 +23,21 @@ constexpr qsizetype FIRST_LENGTH = 120;   // user-perceived characters
 constexpr qsizetype PREVIEW_LENGTH = 700; // the same
 constexpr qsizetype LONGEST_TITLE = 300;  // the same; more never fits a row
 
-const QString SESSIONS = QStringLiteral("sessions");
-const QString ID = QStringLiteral("id");
-const QString STARTED_AT = QStringLiteral("startedAt");
-const QString LAST_AT = QStringLiteral("lastAt");
-const QString APP = QStringLiteral("app");
-const QString FIRST = QStringLiteral("first");
-const QString TITLE = QStringLiteral("title");
-const QString TURNS = QStringLiteral("turns");
-const QString INTERRUPTED = QStringLiteral("interrupted");
-const QString UNFINISHED = QStringLiteral("unfinished");
-const QString PREVIEW = QStringLiteral("preview");
-const QString ROLE = QStringLiteral("r");
-const QString TEXT = QStringLiteral("t");
-const QString USER_ROLE = QStringLiteral("you");
-const QString AGENT_ROLE = QStringLiteral("torvi");
+const QString SESSIONS = u"sessions"_s;
+const QString ID = u"id"_s;
+const QString STARTED_AT = u"startedAt"_s;
+const QString LAST_AT = u"lastAt"_s;
+const QString APP = u"app"_s;
+const QString FIRST = u"first"_s;
+const QString TITLE = u"title"_s;
+const QString TURNS = u"turns"_s;
+const QString INTERRUPTED = u"interrupted"_s;
+const QString UNFINISHED = u"unfinished"_s;
+const QString PREVIEW = u"preview"_s;
+const QString ROLE = u"r"_s;
+const QString TEXT = u"t"_s;
+const QString USER_ROLE = u"you"_s;
+const QString AGENT_ROLE = u"torvi"_s;
 
 bool hasId(const QJsonObject& entry, const QString& id) {
     const QJsonValue value = entry.value(ID);
@@ -51,7 +53,7 @@ QString lastPart(const QString& said) {
     if (said.size() <= LONGEST_UNFINISHED)
         return said;
     const qsizetype half = said.at(said.size() - LONGEST_UNFINISHED).isLowSurrogate() ? 1 : 0;
-    return QStringLiteral("… ") + said.last(LONGEST_UNFINISHED - half);
+    return u"… "_s + said.last(LONGEST_UNFINISHED - half);
 }
 
 /// The preview as it is, or none when one of its items is anything but an object of strings.
@@ -109,11 +111,11 @@ tl::expected<AskHistoryEntries, QString> parseAskHistory(const QByteArray& bytes
     AskHistoryEntries entries;
     for (const auto& entry : sessions.toArray()) {
         if (!entry.isObject())
-            return tl::unexpected(QStringLiteral("\"sessions\" is not an array of objects"));
+            return tl::unexpected(u"\"sessions\" is not an array of objects"_s);
         entries.append(entry.toObject());
     }
     if (!sessions.isArray())
-        return tl::unexpected(QStringLiteral("\"sessions\" is missing or no array"));
+        return tl::unexpected(u"\"sessions\" is missing or no array"_s);
     return entries;
 }
 
@@ -170,7 +172,7 @@ QString entryTitle(const QJsonObject& entry) {
                 return line;
         }
     }
-    return QStringLiteral("(conversation)");
+    return u"(conversation)"_s;
 }
 
 QString unfinishedAnswer(const QJsonObject& entry) {

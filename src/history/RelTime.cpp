@@ -2,6 +2,8 @@
 
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 QString relTime(const QString& iso, const QDateTime& now) {
@@ -15,12 +17,12 @@ QString relTime(const QString& iso, const QDateTime& now) {
         return {};
     const qint64 minutes = time.secsTo(now) / 60;
     if (minutes < 2)
-        return QStringLiteral("just now");
+        return u"just now"_s;
     if (minutes < 60)
-        return QStringLiteral("%1m ago").arg(minutes);
+        return u"%1m ago"_s.arg(minutes);
     if (minutes >= 24 * 60)
-        return QStringLiteral("%1d ago").arg(minutes / (24 * 60));
-    return QStringLiteral("%1h ago").arg(minutes / 60);
+        return u"%1d ago"_s.arg(minutes / (24 * 60));
+    return u"%1h ago"_s.arg(minutes / 60);
 }
 
 } // namespace ovalin

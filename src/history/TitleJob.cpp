@@ -5,6 +5,8 @@
 
 #include <QStringDecoder>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -15,14 +17,14 @@ constexpr qsizetype LONGEST_QUESTION = 2000; // the same; a variable holds 128 K
 } // namespace
 
 ChildCommand titleCommand(const QString& agent, const QString& question) {
-    const AgentRequest request{QStringLiteral("OVALIN_TITLE_Q"), firstCharacters(question, LONGEST_QUESTION)};
-    ChildCommand command = shellCommand(
-        agentWritingLine(agent, AgentEffort::Low,
-                         QStringLiteral("Write a 3-6 word title for a conversation that starts with the given "
-                                        "question. Output ONLY the title - no quotes, no period."),
-                         request),
-        {{request.variable, request.words}});
-    command.workingDirectory = QStringLiteral("/");
+    const AgentRequest request{u"OVALIN_TITLE_Q"_s, firstCharacters(question, LONGEST_QUESTION)};
+    ChildCommand command =
+        shellCommand(agentWritingLine(agent, AgentEffort::Low,
+                                      u"Write a 3-6 word title for a conversation that starts with the given "
+                                      "question. Output ONLY the title - no quotes, no period."_s,
+                                      request),
+                     {{request.variable, request.words}});
+    command.workingDirectory = u"/"_s;
     return command;
 }
 

@@ -7,6 +7,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -14,13 +16,13 @@ namespace {
 QString wordFor(OvalinIntent intent) {
     switch (intent) {
     case OvalinIntent::ask:
-        return QStringLiteral("ask");
+        return u"ask"_s;
     case OvalinIntent::doIt:
-        return QStringLiteral("do");
+        return u"do"_s;
     case OvalinIntent::neutral:
         break;
     }
-    return QStringLiteral("neutral");
+    return u"neutral"_s;
 }
 
 bool endsInsideLine(QFile& file) {
@@ -40,18 +42,18 @@ std::optional<IntentCommit> intentCommit(QStringView prompt, bool committedAsk, 
     return IntentCommit{head, wordFor(lastPredicted), wordFor(committed), modeLockedByUser && against};
 }
 
-QString commitLogPath(const QString& systemDir) { return systemDir + QStringLiteral("/ovalin-intent-log.jsonl"); }
+QString commitLogPath(const QString& systemDir) { return systemDir + u"/ovalin-intent-log.jsonl"_s; }
 
 bool logCommit(const QString& path, const IntentCommit& commit, const QDateTime& time) {
     const QFileInfo place(path);
     // A pipe without a reader would keep us waiting for ever.
     if (place.exists() && !place.isFile())
         return false;
-    const QJsonObject line{{QStringLiteral("ts"), isoTimestamp(time)},
-                           {QStringLiteral("head"), commit.head},
-                           {QStringLiteral("predicted"), commit.predicted},
-                           {QStringLiteral("committed"), commit.committed},
-                           {QStringLiteral("overridden"), commit.overridden}};
+    const QJsonObject line{{u"ts"_s, isoTimestamp(time)},
+                           {u"head"_s, commit.head},
+                           {u"predicted"_s, commit.predicted},
+                           {u"committed"_s, commit.committed},
+                           {u"overridden"_s, commit.overridden}};
     QByteArray bytes = QJsonDocument(line).toJson(QJsonDocument::Compact) + '\n';
 
     QFile file(path);

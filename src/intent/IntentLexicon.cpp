@@ -11,13 +11,15 @@
 #include <cmath>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
 
-const auto HEADS = QStringLiteral("heads");
-const auto ASK = QStringLiteral("ask");
-const auto DO = QStringLiteral("do");
+const auto HEADS = u"heads"_s;
+const auto ASK = u"ask"_s;
+const auto DO = u"do"_s;
 
 // Beyond this a double cannot count in ones; a file with larger numbers is read as if it held this.
 constexpr qint64 MAX_COUNT = qint64(1) << 53;
@@ -58,17 +60,17 @@ FileResult<IntentLexicon> parse(const QByteArray& bytes) {
     for (auto member = words.begin(); member != words.end(); ++member) {
         const auto counters = countersFrom(member.value());
         if (!counters)
-            return tl::unexpected(QStringLiteral("\"%1\" has other than counters").arg(member.key()));
+            return tl::unexpected(u"\"%1\" has other than counters"_s.arg(member.key()));
         lexicon.heads.insert(lexicon.heads.cend(), member.key(), *counters);
     }
     if (!file->value(HEADS).isObject())
-        return tl::unexpected(QStringLiteral("\"heads\" is missing or no object"));
+        return tl::unexpected(u"\"heads\" is missing or no object"_s);
     return lexicon;
 }
 
 } // namespace
 
-QString IntentLexicon::storePath(const QString& systemDir) { return systemDir + QStringLiteral("/ovalin-intent.json"); }
+QString IntentLexicon::storePath(const QString& systemDir) { return systemDir + u"/ovalin-intent.json"_s; }
 
 IntentLexicon IntentLexicon::load(const QString& path) {
     const auto file = readWholeFile(path);
@@ -87,7 +89,7 @@ QByteArray IntentLexicon::serialised() const {
 }
 
 bool IntentLexicon::save(const QString& path) const {
-    return readOrSetAside(path, QStringLiteral("intent lexicon"), parse)
+    return readOrSetAside(path, u"intent lexicon"_s, parse)
         .and_then([&](const IntentLexicon&) { return replaceFile(path, serialised()); })
         .has_value();
 }

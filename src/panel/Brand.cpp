@@ -5,6 +5,8 @@
 
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -33,8 +35,8 @@ void Brand::registerFonts(const QString& resources) {
     if (resources.isEmpty())
         return;
     for (Face& face : faces) {
-        const int id = QFontDatabase::addApplicationFont(resources + QStringLiteral("/Fonts/") +
-                                                         QString::fromLatin1(face.file) + QStringLiteral(".ttf"));
+        const int id =
+            QFontDatabase::addApplicationFont(resources + u"/Fonts/"_s + QString::fromLatin1(face.file) + u".ttf"_s);
         face.family = id < 0 ? QString() : QFontDatabase::applicationFontFamilies(id).value(0);
     }
 }

@@ -12,6 +12,8 @@
 #include <QKeyEvent>
 #include <QPainter>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -33,24 +35,21 @@ void paintFill(QPainter& painter, QRectF area, const QColor& fill) {
 } // namespace
 
 CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
-    : GlassWindow(QStringLiteral("Ovalin"), isComposited)
+    : GlassWindow(u"Ovalin"_s, isComposited)
     , modeControl(new ModeControl(this))
     , previewView(new PreviewTextView(pasteboard, this))
-    , emptyNoteRef(
-          new Label(QStringLiteral("No selection captured. Your prompt still applies to what's shown on screen."), 11,
-                    Palette::ink(), this))
+    , emptyNoteRef(new Label(u"No selection captured. Your prompt still applies to what's shown on screen."_s, 11,
+                             Palette::ink(), this))
     , transcriptView(new Transcript(this))
     , promptField(new PromptField(pasteboard, this))
-    , micButton(
-          new GlyphButton(GlyphButton::Glyph::Mic, QStringLiteral("Dictate"), QStringLiteral("Click to dictate"), this))
+    , micButton(new GlyphButton(GlyphButton::Glyph::Mic, u"Dictate"_s, u"Click to dictate"_s, this))
     , hintField(new StatusLine(this))
-    , cancelBtn(new PillButton(QStringLiteral("Cancel"), PillButton::Look::Soft, this))
-    , replaceBtnRef(new PillButton(QStringLiteral("Insert"), PillButton::Look::Soft, this))
-    , sendBtnRef(new PillButton(QStringLiteral("Submit"), PillButton::Look::Filled, this))
-    , historyBtnRef(new GlyphButton(GlyphButton::Glyph::History, QStringLiteral("Past conversations"),
-                                    QStringLiteral("Past conversations"), this))
-    , helpBtn(new GlyphButton(GlyphButton::Glyph::Help, QStringLiteral("How Ovalin works"),
-                              QStringLiteral("How Ovalin works"), this)) {
+    , cancelBtn(new PillButton(u"Cancel"_s, PillButton::Look::Soft, this))
+    , replaceBtnRef(new PillButton(u"Insert"_s, PillButton::Look::Soft, this))
+    , sendBtnRef(new PillButton(u"Submit"_s, PillButton::Look::Filled, this))
+    , historyBtnRef(
+          new GlyphButton(GlyphButton::Glyph::History, u"Past conversations"_s, u"Past conversations"_s, this))
+    , helpBtn(new GlyphButton(GlyphButton::Glyph::Help, u"How Ovalin works"_s, u"How Ovalin works"_s, this)) {
     previewView->hide();
     emptyNoteRef->hide();
     transcriptView->hide();
@@ -64,9 +63,9 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     });
     connect(previewView->document(), &QTextDocument::modificationChanged, this, [this](bool edited) {
         if (previewView->cutShort())
-            hintField->setStatus(edited ? QStringLiteral("only the first %L1 characters of the excerpt, as edited")
-                                              .arg(PreviewTextView::SHOWN_LENGTH)
-                                        : QString());
+            hintField->setStatus(
+                edited ? u"only the first %L1 characters of the excerpt, as edited"_s.arg(PreviewTextView::SHOWN_LENGTH)
+                       : QString());
     });
     connect(transcriptView, &Transcript::typed, this, [this](QKeyEvent* key) {
         promptField->setFocus();
@@ -123,7 +122,7 @@ std::optional<QString> CapturePanel::excerpt() const {
 
 void CapturePanel::showMode(bool ask) {
     modeControl->showMode(ask);
-    sendBtnRef->setTitle(ask ? QStringLiteral("Send") : QStringLiteral("Submit"));
+    sendBtnRef->setTitle(ask ? u"Send"_s : u"Submit"_s);
     layOut();
 }
 
@@ -146,7 +145,7 @@ void CapturePanel::lockPrompt() { promptField->setReadOnly(true); }
 void CapturePanel::setMicState(bool active, const QString& why) {
     micButton->setListening(active);
     if (active)
-        say(QStringLiteral("listening — click the mic to stop"));
+        say(u"listening — click the mic to stop"_s);
     else
         note(why);
 }

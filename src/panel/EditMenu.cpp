@@ -2,6 +2,8 @@
 
 #include <QKeySequence>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 void showEditMenu(QWidget* field, QPoint globalPosition, const EditActions& actions) {
@@ -14,15 +16,15 @@ void showEditMenu(QWidget* field, QPoint globalPosition, const EditActions& acti
         action->setEnabled(enabled);
         QObject::connect(action, &QAction::triggered, menu, run);
     };
-    add(QStringLiteral("Undo"), QKeySequence::Undo, actions.canUndo, actions.undo);
-    add(QStringLiteral("Redo"), QKeySequence::Redo, actions.canRedo, actions.redo);
+    add(u"Undo"_s, QKeySequence::Undo, actions.canUndo, actions.undo);
+    add(u"Redo"_s, QKeySequence::Redo, actions.canRedo, actions.redo);
     menu->addSeparator();
-    add(QStringLiteral("Cut"), QKeySequence::Cut, actions.editable && actions.hasSelection, actions.cut);
-    add(QStringLiteral("Copy"), QKeySequence::Copy, actions.hasSelection, actions.copy);
-    add(QStringLiteral("Paste"), QKeySequence::Paste, actions.editable, actions.paste);
-    add(QStringLiteral("Delete"), QKeySequence::Delete, actions.editable && actions.hasSelection, actions.clear);
+    add(u"Cut"_s, QKeySequence::Cut, actions.editable && actions.hasSelection, actions.cut);
+    add(u"Copy"_s, QKeySequence::Copy, actions.hasSelection, actions.copy);
+    add(u"Paste"_s, QKeySequence::Paste, actions.editable, actions.paste);
+    add(u"Delete"_s, QKeySequence::Delete, actions.editable && actions.hasSelection, actions.clear);
     menu->addSeparator();
-    add(QStringLiteral("Select All"), QKeySequence::SelectAll, true, actions.selectAll);
+    add(u"Select All"_s, QKeySequence::SelectAll, true, actions.selectAll);
     menu->popup(globalPosition);
 }
 

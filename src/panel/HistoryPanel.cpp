@@ -10,6 +10,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -21,8 +23,8 @@ constexpr qsizetype MOST_ROWS = 8;
 } // namespace
 
 HistoryPanel::HistoryPanel(const QList<PastConversation>& conversations, bool isComposited)
-    : Card(QStringLiteral("Past conversations"), isComposited) {
-    auto* header = new Label(QStringLiteral("Past conversations"), 14, Palette::ink(), this);
+    : Card(u"Past conversations"_s, isComposited) {
+    auto* header = new Label(u"Past conversations"_s, 14, Palette::ink(), this);
     header->setFont(Brand::signature(14));
     header->setGeometry(INSET, INSET, CONTENT_WIDTH, QFontMetrics(header->font()).height());
     const int top = INSET + header->height() + HEADER_SPACING;
@@ -31,7 +33,7 @@ HistoryPanel::HistoryPanel(const QList<PastConversation>& conversations, bool is
         addRows(conversations, top);
         return;
     }
-    auto* note = new Label(QStringLiteral("No past conversations yet."), 12, Palette::muted().darker(125), this);
+    auto* note = new Label(u"No past conversations yet."_s, 12, Palette::muted().darker(125), this);
     note->setFont(Brand::font(12, QFont::Light));
     note->setGeometry(INSET, top, CONTENT_WIDTH, QFontMetrics(note->font()).height());
     setFixedHeight(std::max(LEAST_HEIGHT, top + note->height() + INSET));

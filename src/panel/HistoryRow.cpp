@@ -5,6 +5,8 @@
 
 #include <QPainter>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -17,12 +19,12 @@ QFont ageFont() { return Brand::font(10, QFont::Light); }
 HistoryRow::HistoryRow(const PastConversation& conversation, int width, QWidget* parent)
     : FlushButton(QString(), QString(), parent)
     , identifier(conversation.id)
-    , age(conversation.age + (conversation.interrupted ? QStringLiteral(" · unfinished") : QString())) {
+    , age(conversation.age + (conversation.interrupted ? u" · unfinished"_s : QString())) {
     const QString& title = conversation.title;
-    setAccessibleName(age.isEmpty() ? title : title + QStringLiteral(", ") + age);
+    setAccessibleName(age.isEmpty() ? title : title + u", "_s + age);
     setFixedSize(width, HEIGHT);
     const QFontMetrics titleMetrics(titleFont()), ageMetrics(ageFont());
-    const int gap = ageMetrics.horizontalAdvance(QStringLiteral("   "));
+    const int gap = ageMetrics.horizontalAdvance(u"   "_s);
     shownTitle = titleMetrics.elidedText(title, Qt::ElideRight, width - gap - ageMetrics.horizontalAdvance(age));
     ageAt = titleMetrics.horizontalAdvance(shownTitle) + gap;
     if (shownTitle != title)

@@ -10,6 +10,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -53,7 +55,7 @@ class LeadLine final : public QLabel {
 public:
     LeadLine(const QString& lead, const QString& text, QWidget* parent)
         : QLabel(parent) {
-        const QString start = lead.isEmpty() ? QString() : lead + QStringLiteral("  ");
+        const QString start = lead.isEmpty() ? QString() : lead + u"  "_s;
         setTextFormat(Qt::PlainText);
         setText(start + text);
         layout.setText(start + text);
@@ -85,11 +87,11 @@ private:
 } // namespace
 
 HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
-    : Card(QStringLiteral("How Ovalin works"), isComposited)
+    : Card(u"How Ovalin works"_s, isComposited)
     , lines(new QScrollArea(this))
-    , gotIt(new PillButton(QStringLiteral("Got it"), PillButton::Look::Filled, this)) {
+    , gotIt(new PillButton(u"Got it"_s, PillButton::Look::Filled, this)) {
     connect(gotIt, &PillButton::clicked, this, &HowtoPanel::dismissed);
-    auto* title = new Label(QStringLiteral("How Ovalin works"), 14, Palette::ink(), this);
+    auto* title = new Label(u"How Ovalin works"_s, 14, Palette::ink(), this);
     title->setFont(Brand::signature(14));
     title->setGeometry(LEFT, TOP, TEXT_WIDTH, QFontMetrics(title->font()).height());
     const int top = TOP + title->height() + SPACING;
@@ -97,7 +99,7 @@ HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
     int bottom = -SPACING;
     for (const Line& line : LINES) {
         QString text = QString::fromUtf8(line.text);
-        text.replace(QStringLiteral("%1"), installPage);
+        text.replace(u"%1"_s, installPage);
         auto* label = new LeadLine(line.lead ? QString::fromUtf8(line.lead) : QString(), text, page);
         label->move(0, bottom + SPACING);
         bottom += SPACING + label->height();

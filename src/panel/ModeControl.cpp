@@ -5,6 +5,8 @@
 
 #include <QPainter>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 ModeSegment::ModeSegment(const QString& title, const QString& toolTip, QWidget* parent)
@@ -35,14 +37,12 @@ void ModeSegment::paintFace(QPainter& painter, QRectF face) {
 
 ModeControl::ModeControl(QWidget* parent)
     : QWidget(parent)
-    , modeSegDo(new ModeSegment(QStringLiteral("Do"),
-                                QStringLiteral("Route it: Torvi does the task, result lands on the Tasks page"), this))
-    , modeSegAsk(
-          new ModeSegment(QStringLiteral("Ask"), QStringLiteral("Chat: a live answer about what's on screen"), this)) {
+    , modeSegDo(new ModeSegment(u"Do"_s, u"Route it: Torvi does the task, result lands on the Tasks page"_s, this))
+    , modeSegAsk(new ModeSegment(u"Ask"_s, u"Chat: a live answer about what's on screen"_s, this)) {
     modeSegDo->move(1, 1);
     modeSegAsk->move(1 + 56 + 2, 1);
     setFixedSize(1 + 56 + 2 + 56 + 1, 24);
-    setAccessibleName(QStringLiteral("Mode"));
+    setAccessibleName(u"Mode"_s);
 }
 
 void ModeControl::showMode(bool ask) {

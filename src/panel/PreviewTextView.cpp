@@ -10,6 +10,8 @@
 
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -56,7 +58,7 @@ int previewHeight(const QString& text) {
 
 PreviewTextView::PreviewTextView(Pasteboard& pasteboard, QWidget* parent)
     : PlainEdit(pasteboard, parent) {
-    setAccessibleName(QStringLiteral("Excerpt"));
+    setAccessibleName(u"Excerpt"_s);
     setFont(Brand::font(12.5, QFont::Light));
     document()->setDocumentMargin(0);
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the right inset: it shows only what can be scrolled

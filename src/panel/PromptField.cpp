@@ -16,6 +16,8 @@
 #include <cmath>
 #include <limits>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -31,7 +33,7 @@ bool matchesAny(const QKeyEvent& event, std::initializer_list<QKeySequence::Stan
 PromptField::PromptField(Pasteboard& pasteboard, QWidget* parent)
     : PlainEdit(pasteboard, parent)
     , needed(ONE_LINE) {
-    setAccessibleName(QStringLiteral("Prompt"));
+    setAccessibleName(u"Prompt"_s);
     setFont(Brand::font(13, QFont::Normal));
     setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the right inset: it shows only what can be scrolled
     QPalette colors = palette();

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cmath>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -19,7 +21,7 @@ constexpr double LEAST_HANDLE = 24, THICKNESS = 5;
 SlimScrollBar::SlimScrollBar(QWidget* parent)
     : QScrollBar(Qt::Vertical, parent) {
     setFixedWidth(WIDTH);
-    setAccessibleName(QStringLiteral("Scroll"));
+    setAccessibleName(u"Scroll"_s);
 }
 
 QSize SlimScrollBar::sizeHint() const { return {WIDTH, 0}; }

@@ -15,6 +15,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -95,7 +97,7 @@ QString presentable(QString text) {
 
 Transcript::Transcript(QWidget* parent)
     : QTextBrowser(parent) {
-    setAccessibleName(QStringLiteral("Transcript"));
+    setAccessibleName(u"Transcript"_s);
     setOpenLinks(false);
     setUndoRedoEnabled(false);
     setTabChangesFocus(false); // Tab walks over the links first
@@ -118,13 +120,12 @@ void Transcript::appendLabel(Speaker speaker) {
     QTextCursor end(document());
     end.movePosition(QTextCursor::End);
     if (!document()->isEmpty()) {
-        end.insertText(QStringLiteral("\n\n"), bodyFormat());
+        end.insertText(u"\n\n"_s, bodyFormat());
         end.movePosition(QTextCursor::End);
     }
     const bool you = speaker == Speaker::You;
-    end.insertText(you ? QStringLiteral("YOU") : QStringLiteral("TORVI"),
-                   labelFormat(you ? Palette::ink() : Palette::amethyst()));
-    end.insertText(QStringLiteral("\n"), bodyFormat());
+    end.insertText(you ? u"YOU"_s : u"TORVI"_s, labelFormat(you ? Palette::ink() : Palette::amethyst()));
+    end.insertText(u"\n"_s, bodyFormat());
     forgetAnswer();
     torviBodyStart = end.position();
 }

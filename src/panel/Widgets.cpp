@@ -10,6 +10,8 @@
 #include <QPixmapCache>
 #include <QTextLayout>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -18,7 +20,7 @@ constexpr int SHADOW_RADIUS = 7;
 constexpr qreal SHADOW_OFFSET = 2.5;
 constexpr qreal SHADOW_OPACITY = 0.28;
 constexpr qreal DISABLED_OPACITY = 0.45;
-const QString BULLET = QStringLiteral("● ");
+const QString BULLET = u"● "_s;
 constexpr int PULSE_MS = 700; // from full to half, and as long back
 
 void softenAlpha(QImage& image, int radius) {
@@ -89,12 +91,8 @@ void paintSoftLift(QPainter& painter, QRectF button, qreal radius, qreal strengt
     if (strength <= 0)
         return;
     const qreal ratio = painter.device()->devicePixelRatioF();
-    const QString key = QStringLiteral("lift-%1x%2-%3-%4-%5")
-                            .arg(button.width())
-                            .arg(button.height())
-                            .arg(radius)
-                            .arg(strength)
-                            .arg(ratio);
+    const QString key =
+        u"lift-%1x%2-%3-%4-%5"_s.arg(button.width()).arg(button.height()).arg(radius).arg(strength).arg(ratio);
     QPixmap shadow;
     if (!QPixmapCache::find(key, &shadow)) {
         shadow = makeShadow(button.size(), radius, strength, ratio);
@@ -121,12 +119,12 @@ void Label::paintEvent(QPaintEvent*) {
 }
 
 QString plainToolTip(const QString& text) {
-    return text.isEmpty() ? QString() : QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped());
+    return text.isEmpty() ? QString() : u"<qt>%1</qt>"_s.arg(text.toHtmlEscaped());
 }
 
 StatusLine::StatusLine(QWidget* parent)
     : Label(QString(), 10, Palette::ink(), parent) {
-    setAccessibleName(QStringLiteral("Status"));
+    setAccessibleName(u"Status"_s);
 }
 
 void StatusLine::setStatus(const QString& text) { show(text, true); }
@@ -303,7 +301,7 @@ void GlyphButton::paintFace(QPainter& painter, QRectF face) {
     case Glyph::Help:
         painter.setFont(Brand::font(11, QFont::Normal));
         painter.setPen(stroke);
-        painter.drawText(QRectF(-10, -10, 20, 20), Qt::AlignCenter, QStringLiteral("?"));
+        painter.drawText(QRectF(-10, -10, 20, 20), Qt::AlignCenter, u"?"_s);
         break;
     }
     painter.restore();

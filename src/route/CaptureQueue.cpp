@@ -6,6 +6,8 @@
 
 #include <QDir>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -15,7 +17,7 @@ constexpr qsizetype SCREEN_TEXT_LIMIT = 6000;
 std::optional<QString> writeShot(const QString& queueDir, const QString& id, const QByteArray& png) {
     if (png.isEmpty())
         return std::nullopt;
-    const QString path = QDir(queueDir).absoluteFilePath(id + QStringLiteral(".png"));
+    const QString path = QDir(queueDir).absoluteFilePath(id + u".png"_s);
     if (!ensureFolder(queueDir) || !replaceFile(path, png))
         return std::nullopt;
     return path;
@@ -24,7 +26,7 @@ std::optional<QString> writeShot(const QString& queueDir, const QString& id, con
 } // namespace
 
 QString queueFilePath(const QString& queueDir, const QString& id) {
-    return QDir(queueDir).absoluteFilePath(id + QStringLiteral(".json"));
+    return QDir(queueDir).absoluteFilePath(id + u".json"_s);
 }
 
 void storeScreenshot(const QString& queueDir, QueueItem& item, const RequestShot& shot) {

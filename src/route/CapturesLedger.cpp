@@ -15,6 +15,8 @@
 #include <functional>
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -22,12 +24,12 @@ namespace {
 constexpr qsizetype LEDGER_LIMIT = 500;
 constexpr int TRIES = 20;
 
-const QString ITEMS = QStringLiteral("items");
-const QString META = QStringLiteral("meta");
-const QString LAST_UPDATE = QStringLiteral("last_update");
-const QString ID = QStringLiteral("id");
-const QString STATUS = QStringLiteral("status");
-const QString RESULT = QStringLiteral("result");
+const QString ITEMS = u"items"_s;
+const QString META = u"meta"_s;
+const QString LAST_UPDATE = u"last_update"_s;
+const QString ID = u"id"_s;
+const QString STATUS = u"status"_s;
+const QString RESULT = u"result"_s;
 
 /// The ledger as it shall be; absent: as it is.
 using Change = std::function<std::optional<QJsonObject>(const QJsonObject& ledger)>;
@@ -50,7 +52,7 @@ FileResult<Replaced> tryChange(const QString& file, const Change& change, bool l
     const bool blank = read->bytes.trimmed().isEmpty();
     if ((!ledger || blank) && mayBeHalfWritten(file, read->version)) {
         if (lastTry)
-            return tl::unexpected(file + QStringLiteral(": another program is writing it"));
+            return tl::unexpected(file + u": another program is writing it"_s);
         QThread::msleep(50);
         return Replaced::Changed;
     }
@@ -60,7 +62,7 @@ FileResult<Replaced> tryChange(const QString& file, const Change& change, bool l
             return tl::unexpected(aside.error());
         if (aside->isEmpty())
             return Replaced::Changed;
-        logLine(QStringLiteral("Ovalin: captures ledger set aside as %1 — %2").arg(*aside, ledger.error()));
+        logLine(u"Ovalin: captures ledger set aside as %1 — %2"_s.arg(*aside, ledger.error()));
         read = FileContents{};
         ledger = parseLedger({});
     }
@@ -81,7 +83,7 @@ tl::expected<void, QString> changeLedger(const QString& file, const Change& chan
         // Two who retry in step would meet again and again.
         QThread::msleep(QRandomGenerator::global()->bounded(2U, 20U));
     }
-    return tl::unexpected(file + QStringLiteral(": another program changes it all the time"));
+    return tl::unexpected(file + u": another program changes it all the time"_s);
 }
 
 qsizetype indexOf(const QJsonArray& items, const QString& id) {
@@ -109,7 +111,7 @@ tl::expected<QJsonObject, QString> parseLedger(const QByteArray& bytes) {
     const QJsonValue items = ledger->value(ITEMS);
     const QJsonArray array = items.toArray();
     if (!items.isArray() || !std::all_of(array.begin(), array.end(), [](const auto& item) { return item.isObject(); }))
-        return tl::unexpected(QStringLiteral("\"items\" is not an array of objects"));
+        return tl::unexpected(u"\"items\" is not an array of objects"_s);
     return ledger;
 }
 
@@ -160,7 +162,7 @@ tl::expected<bool, QString> settleCapture(const QString& capturesFile, const QSt
                                 return std::nullopt;
                             QJsonObject entry = items.at(at).toObject();
                             QJsonObject result = entry.value(RESULT).toObject();
-                            result[QStringLiteral("summary")] = summary;
+                            result[u"summary"_s] = summary;
                             entry[STATUS] = status;
                             entry[RESULT] = result;
                             items.replace(at, entry);

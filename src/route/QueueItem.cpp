@@ -5,31 +5,33 @@
 #include <QRandomGenerator>
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 QJsonObject QueueItem::ledgerEntry() const {
-    QJsonObject entry{{QStringLiteral("id"), id},
-                      {QStringLiteral("ts"), ts},
-                      {QStringLiteral("text"), text},
-                      {QStringLiteral("source_app"), sourceApp},
-                      {QStringLiteral("source_bundle"), sourceBundle},
-                      {QStringLiteral("prompt"), prompt},
-                      {QStringLiteral("kind"), QStringLiteral("pending")},
-                      {QStringLiteral("status"), QStringLiteral("queued")},
-                      {QStringLiteral("context_mode"), contextMode}};
+    QJsonObject entry{{u"id"_s, id},
+                      {u"ts"_s, ts},
+                      {u"text"_s, text},
+                      {u"source_app"_s, sourceApp},
+                      {u"source_bundle"_s, sourceBundle},
+                      {u"prompt"_s, prompt},
+                      {u"kind"_s, u"pending"_s},
+                      {u"status"_s, u"queued"_s},
+                      {u"context_mode"_s, contextMode}};
     if (sourceUrl)
-        entry[QStringLiteral("source_url")] = *sourceUrl;
+        entry[u"source_url"_s] = *sourceUrl;
     if (sourceTitle && !sourceTitle->isEmpty())
-        entry[QStringLiteral("source_title")] = *sourceTitle;
+        entry[u"source_title"_s] = *sourceTitle;
     return entry;
 }
 
 QJsonObject QueueItem::queueEntry() const {
     QJsonObject entry = ledgerEntry();
     if (screenshot)
-        entry[QStringLiteral("screenshot")] = *screenshot;
+        entry[u"screenshot"_s] = *screenshot;
     if (screenText)
-        entry[QStringLiteral("screen_text")] = *screenText;
+        entry[u"screen_text"_s] = *screenText;
     return entry;
 }
 
@@ -49,13 +51,13 @@ std::optional<QueueItem> QueueItem::fromEntry(const QJsonObject& entry) {
 
 std::optional<qint64> timeOfId(const QString& id) {
     // An id becomes the name of files.
-    static const QRegularExpression pattern(QStringLiteral("\\Acap-([0-9]{1,16})-[0-9a-f]{4}\\z"));
+    static const QRegularExpression pattern(u"\\Acap-([0-9]{1,16})-[0-9a-f]{4}\\z"_s);
     const auto match = pattern.match(id);
     return match.hasMatch() ? std::optional(match.captured(1).toLongLong()) : std::nullopt;
 }
 
 QString requestId(const QDateTime& time, quint32 random) {
-    return QStringLiteral("cap-%1-%2").arg(time.toMSecsSinceEpoch()).arg(random, 4, 16, QLatin1Char('0'));
+    return u"cap-%1-%2"_s.arg(time.toMSecsSinceEpoch()).arg(random, 4, 16, QLatin1Char('0'));
 }
 
 QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const Subject& subject,

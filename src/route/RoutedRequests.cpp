@@ -10,6 +10,8 @@
 
 #include <atomic>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -19,13 +21,13 @@ constexpr std::chrono::milliseconds SCREENSHOT_WAIT(1200);
 // A login shell that hangs must not hold up the end of the program for long.
 constexpr std::chrono::milliseconds PROBE_AT_THE_END(2000);
 
-const QString ATTENTION = QStringLiteral("Ovalin — needs attention");
+const QString ATTENTION = u"Ovalin — needs attention"_s;
 
 /// The request as a notification names it.
 QString nameOf(const QueueItem& item) {
     const QString words = (item.prompt.isEmpty() ? item.text : item.prompt).simplified();
     const QString start = firstCharacters(words, 60);
-    return QStringLiteral("“%1”").arg(start == words ? words : start + QStringLiteral("…"));
+    return u"“%1”"_s.arg(start == words ? words : start + u"…"_s);
 }
 
 /// What was printed last behind the first `from` bytes of a log.
@@ -65,7 +67,7 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
 
     void record(const QueueItem& item) const {
         if (const auto appended = appendToCaptures(paths.capturesFile, item); !appended)
-            logLine(QStringLiteral("Ovalin: captures append failed — ") + appended.error());
+            logLine(u"Ovalin: captures append failed — "_s + appended.error());
     }
 
     void queue(QueueItem item, const RequestShot& shot) {
@@ -87,7 +89,7 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
 
     /// No router will see the request: the user gets it back.
     void giveBack(QueueItem item, const RequestShot& shot, const QString& error) const {
-        logLine(QStringLiteral("Ovalin: queue write failed — ") + error);
+        logLine(u"Ovalin: queue write failed — "_s + error);
         if (item.screenshot)
             QFile::remove(*std::exchange(item.screenshot, std::nullopt));
         const Undelivered request{item, shot, shortReason(error)};
@@ -109,7 +111,7 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
         }
         if (launch.start != RouterStart::MarkedBefore)
             report([item, launch](RoutedRequests& requests) { requests.launched(item, launch); });
-        logLine(QStringLiteral("Ovalin: sent ") + item.id);
+        logLine(u"Ovalin: sent "_s + item.id);
         return launch.start != RouterStart::AgentMissing;
     }
 
@@ -120,18 +122,18 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
                 return parseLedger(file.bytes);
             });
             const QJsonObject entry = ledger ? entryIn(*ledger, item.id) : QJsonObject();
-            const QString summary = entry[QStringLiteral("result")][QStringLiteral("summary")].toString();
-            const bool missing = entry[QStringLiteral("status")].toString() == NEEDS_ATTENTION &&
+            const QString summary = entry[u"result"_s][u"summary"_s].toString();
+            const bool missing = entry[u"status"_s].toString() == NEEDS_ATTENTION &&
                                  summary.startsWith(agentMissingMessage().section(QLatin1Char(' '), 0, 3));
             return missing ? std::optional(RequestNews{{}, {}, agentMissingMessage()}) : std::nullopt;
         }
         const QString printed = lastLine(paths.routerLog, launch.logBefore);
-        const QString summary = printed.isEmpty() ? QStringLiteral("the agent ended without saying what it did")
-                                                  : QStringLiteral("the agent ended: ") + printed;
+        const QString summary =
+            printed.isEmpty() ? u"the agent ended without saying what it did"_s : u"the agent ended: "_s + printed;
         const auto settled = settleCapture(paths.capturesFile, item.id, NEEDS_ATTENTION, summary);
         if (!settled.value_or(false))
             return std::nullopt;
-        return RequestNews{ATTENTION, nameOf(item) + QStringLiteral(": ") + summary, {}};
+        return RequestNews{ATTENTION, nameOf(item) + u": "_s + summary, {}};
     }
 };
 
@@ -170,9 +172,8 @@ void RoutedRequests::takeUp() {
                 names.append(nameOf(item));
             if (!names.isEmpty())
                 tell({ATTENTION,
-                      names.join(QStringLiteral(", ")) +
-                          QStringLiteral(": begun when Ovalin or the computer stopped, and nobody knows how far it "
-                                         "came. Send it again if it is still wanted."),
+                      names.join(u", "_s) + u": begun when Ovalin or the computer stopped, and nobody knows how far it "
+                                            "came. Send it again if it is still wanted."_s,
                       {}});
         });
 }
@@ -238,7 +239,7 @@ void RoutedRequests::drop(const Undelivered& request) {
     dispatch.run(Queue::Files, [delivery = delivery, id = request.item.id] {
         forgetUndelivered(delivery->keptFolders, id);
         if (const auto removed = removeCapture(delivery->paths.capturesFile, id); !removed)
-            logLine(QStringLiteral("Ovalin: captures change failed — ") + removed.error());
+            logLine(u"Ovalin: captures change failed — "_s + removed.error());
     });
 }
 
@@ -247,23 +248,21 @@ void RoutedRequests::takeBack(const Undelivered& request, bool kept) {
         return timeOfId(other.item.id) > timeOfId(request.item.id);
     });
     waitingForUser.insert(later, request);
-    const QString where = kept ? QStringLiteral(" is kept, and stands in the panel when you open it.")
-                               : QStringLiteral(" stands in the panel when you open it, but is lost when Ovalin ends "
-                                                "unless there is room for it by then.");
+    const QString where = kept ? u" is kept, and stands in the panel when you open it."_s
+                               : u" stands in the panel when you open it, but is lost when Ovalin ends "
+                                 "unless there is room for it by then."_s;
     QString reason = request.reason;
     reason[0] = reason[0].toUpper();
-    tell({QStringLiteral("Ovalin could not hand over your request"),
-          reason + QStringLiteral(": ") + nameOf(request.item) + where,
-          {}});
+    tell({u"Ovalin could not hand over your request"_s, reason + u": "_s + nameOf(request.item) + where, {}});
 }
 
 void RoutedRequests::launched(const QueueItem& item, const RouterLaunch& launch) {
     if (launch.start == RouterStart::AgentMissing) {
-        tell({QStringLiteral("Ovalin"), agentMissingMessage(), agentMissingMessage()});
+        tell({u"Ovalin"_s, agentMissingMessage(), agentMissingMessage()});
     } else if (launch.start == RouterStart::LaunchFailed) {
         tell({ATTENTION,
-              QStringLiteral("%1: %2. It waits in the queue until Ovalin starts again.")
-                  .arg(shortReason(launch.reason), nameOf(item)),
+              u"%1: %2. It waits in the queue until Ovalin starts again."_s.arg(shortReason(launch.reason),
+                                                                                nameOf(item)),
               shortReason(launch.reason)});
     } else {
         watch.follow(item.id, [this, item, launch] {

@@ -9,20 +9,21 @@
 #include <QDir>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
 
 QString backgroundLine(const QString& command, const QString& log) {
-    return QStringLiteral("mkdir -p \"$HOME/.claude/logs\"; nohup ") + command + QStringLiteral(" >> ") +
-           shellQuoted(log) + QStringLiteral(" 2>&1 &");
+    return u"mkdir -p \"$HOME/.claude/logs\"; nohup "_s + command + u" >> "_s + shellQuoted(log) + u" 2>&1 &"_s;
 }
 
 } // namespace
 
 const QString& fallbackRouterPrompt() {
-    static const QString prompt = QStringLiteral(
-        "Read the JSON file at the path given below. It is a captured request from Ovalin: fields include "
+    static const QString prompt =
+        u"Read the JSON file at the path given below. It is a captured request from Ovalin: fields include "
         "id, prompt (what the user wants), text (highlighted excerpt), source_app, source_url, "
         "context_mode, and possibly a screenshot path beside it. Do what the prompt asks, using the "
         "context. Then: (1) update ~/CLAUDE/system/captures.json — find .items[] entry with the same id "
@@ -36,7 +37,7 @@ const QString& fallbackRouterPrompt() {
         "it via `claude -p --permission-mode bypassPermissions`, appends a result row to captures.json, "
         "and posts a notification; create and bootstrap a launchd agent com.orlanvex.ovalin-job-<id> in "
         "~/Library/LaunchAgents with the matching StartCalendarInterval; set the originating capture's "
-        "status to ready with the schedule described in result.summary.");
+        "status to ready with the schedule described in result.summary."_s;
     return prompt;
 }
 
@@ -45,13 +46,13 @@ QString routerScriptLine(const QString& script, const QString& queueFile, const 
 }
 
 QString routerAgentLine(const QString& agent, const QString& queueFile, const QString& log) {
-    const QString prompt = fallbackRouterPrompt() + QStringLiteral("\n\nQueue file: ") + queueFile;
+    const QString prompt = fallbackRouterPrompt() + u"\n\nQueue file: "_s + queueFile;
     return backgroundLine(agentRouterLine(agent, prompt), log);
 }
 
 QString routerMark(const QString& queueFile) {
     const QFileInfo file(queueFile);
-    return file.dir().filePath(QStringLiteral("started/") + file.completeBaseName());
+    return file.dir().filePath(u"started/"_s + file.completeBaseName());
 }
 
 RouterLaunch spawnRouter(const QString& queueFile, const Paths& paths, const AgentSearch& search) {
@@ -74,7 +75,7 @@ RouterLaunch spawnRouter(const QString& queueFile, const Paths& paths, const Age
     const QString line = launch.script ? routerScriptLine(paths.routerScript, queueFile, paths.routerLog)
                                        : routerAgentLine(*agent, queueFile, paths.routerLog);
     if (const auto launched = launchDetached(shellCommand(line)); !launched) {
-        logLine(QStringLiteral("Ovalin: router spawn failed — ") + launched.error());
+        logLine(u"Ovalin: router spawn failed — "_s + launched.error());
         QFile::remove(mark);
         launch.reason = launched.error();
         return launch;

@@ -14,6 +14,8 @@
 
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -24,18 +26,18 @@ constexpr qint64 LONGEST_AGO = qint64{30} * 24 * 3600 * 1000;
 // Another copy is done with a temporary file by then.
 constexpr qint64 AT_WORK_MS = 60'000;
 
-const QString INTERRUPTED = QStringLiteral(
-    "It was begun when Ovalin or the computer stopped, and nobody knows how far it came — send it again if it is still "
-    "wanted");
+const QString INTERRUPTED = u"It was begun when Ovalin or the computer stopped, and nobody knows how far it came — "
+                            u"send it again if it is still "
+                            "wanted"_s;
 
 struct Places {
     const Paths& paths;
     [[nodiscard]] QString queueFile(const QString& id) const { return queueFilePath(paths.queueDir, id); }
     [[nodiscard]] QString picture(const QString& id) const {
-        return paths.queueDir + QLatin1Char('/') + id + QStringLiteral(".png");
+        return paths.queueDir + QLatin1Char('/') + id + u".png"_s;
     }
     [[nodiscard]] bool processed(const QString& id) const {
-        return QFile::exists(paths.queueDir + QStringLiteral("/processed/") + id + QStringLiteral(".json"));
+        return QFile::exists(paths.queueDir + u"/processed/"_s + id + u".json"_s);
     }
 };
 
@@ -43,7 +45,7 @@ struct Places {
 std::optional<QJsonObject> readLedger(const QString& file) {
     const auto read = readWholeFile(file);
     if (!read) {
-        logLine(QStringLiteral("Ovalin: unfinished requests are left — ") + read.error());
+        logLine(u"Ovalin: unfinished requests are left — "_s + read.error());
         return std::nullopt;
     }
     return parseLedger(read->bytes).value_or(QJsonObject());
@@ -57,18 +59,17 @@ Requests queuedRequests(const QJsonObject& ledger, const Paths& paths, qint64 st
     const auto add = [&](const QJsonObject& entry) {
         const auto item = QueueItem::fromEntry(entry);
         const qint64 time = item ? *timeOfId(item->id) : 0;
-        if (item && entry.value(QStringLiteral("status")).toString() == QUEUED && time < startedAt &&
-            time > startedAt - LONGEST_AGO)
+        if (item && entry.value(u"status"_s).toString() == QUEUED && time < startedAt && time > startedAt - LONGEST_AGO)
             found.emplace(std::pair(time, item->id), *item);
     };
-    for (const auto& entry : ledger.value(QStringLiteral("items")).toArray())
+    for (const auto& entry : ledger.value(u"items"_s).toArray())
         add(entry.toObject());
     const QDir queue(paths.queueDir);
-    for (const QString& name : queue.entryList({QStringLiteral("cap-*.json")}, QDir::Files)) {
+    for (const QString& name : queue.entryList({u"cap-*.json"_s}, QDir::Files)) {
         const auto file = readWholeFile(queue.filePath(name));
         const auto entry = file ? parseObject(file->bytes) : tl::unexpected(file.error());
-        if (entry && name == entry->value(QStringLiteral("id")).toString() + QStringLiteral(".json") &&
-            entryIn(ledger, entry->value(QStringLiteral("id")).toString()).isEmpty())
+        if (entry && name == entry->value(u"id"_s).toString() + u".json"_s &&
+            entryIn(ledger, entry->value(u"id"_s).toString()).isEmpty())
             add(*entry);
     }
     return found;
@@ -82,7 +83,7 @@ bool queueFileStands(QueueItem item, const Places& places) {
         item.screenshot = places.picture(item.id);
     const auto written = writeQueueFile(places.paths.queueDir, item);
     if (!written)
-        logLine(QStringLiteral("Ovalin: queue write failed — ") + written.error());
+        logLine(u"Ovalin: queue write failed — "_s + written.error());
     return written.has_value();
 }
 
@@ -136,24 +137,24 @@ TakenUp takeUpRequests(const Paths& paths, const QDateTime& startedAt) {
 
 void sweepLeftOvers(const Paths& paths, const QDateTime& startedAt, bool anotherCopyRuns) {
     const QDateTime before = anotherCopyRuns ? startedAt.addMSecs(-AT_WORK_MS) : startedAt;
-    const QString marks = QFileInfo(routerMark(paths.queueDir + QStringLiteral("/x"))).path();
+    const QString marks = QFileInfo(routerMark(paths.queueDir + u"/x"_s)).path();
     QStringList folders = undeliveredFolders(paths.systemDir, paths.runtimeDir);
     folders += {paths.systemDir, paths.queueDir, marks, paths.binDir, QFileInfo(paths.heartbeatFile).path()};
-    for (const QFileInfo& store : QDir(paths.systemDir).entryInfoList({QStringLiteral("*.json")}, QDir::Files)) {
+    for (const QFileInfo& store : QDir(paths.systemDir).entryInfoList({u"*.json"_s}, QDir::Files)) {
         if (store.isSymLink()) // what replaces it lies where the link leads
             folders.append(QFileInfo(store.canonicalFilePath()).path());
     }
     for (const QString& folder : std::as_const(folders))
         sweepTemporaryFiles(folder, before);
-    sweepFiles(QDir::tempPath(), QStringLiteral("ovalin-shot-*.png*"), before);
+    sweepFiles(QDir::tempPath(), u"ovalin-shot-*.png*"_s, before);
 
     const Places places{paths};
-    sweepFiles(paths.queueDir, QStringLiteral("cap-*.png"), before,
+    sweepFiles(paths.queueDir, u"cap-*.png"_s, before,
                [&](const QString& id) { return QFile::exists(places.queueFile(id)); });
     const auto ledger = readLedger(paths.capturesFile);
-    sweepFiles(marks, QStringLiteral("cap-*"), before, [&](const QString& id) {
+    sweepFiles(marks, u"cap-*"_s, before, [&](const QString& id) {
         return !ledger || QFile::exists(places.queueFile(id)) ||
-               entryIn(*ledger, id).value(QStringLiteral("status")).toString() == QUEUED;
+               entryIn(*ledger, id).value(u"status"_s).toString() == QUEUED;
     });
 }
 

@@ -7,18 +7,18 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
 
-const QString REQUEST = QStringLiteral("request");
-const QString SHOT = QStringLiteral("shot");
-const QString SHOT_TEXT = QStringLiteral("shot_text");
-const QString REASON = QStringLiteral("reason");
+const QString REQUEST = u"request"_s;
+const QString SHOT = u"shot"_s;
+const QString SHOT_TEXT = u"shot_text"_s;
+const QString REASON = u"reason"_s;
 
-QString fileFor(const QString& folder, const QString& id) {
-    return QDir(folder).absoluteFilePath(id + QStringLiteral(".json"));
-}
+QString fileFor(const QString& folder, const QString& id) { return QDir(folder).absoluteFilePath(id + u".json"_s); }
 
 QByteArray bytesOf(const Undelivered& request, bool withShot) {
     QJsonObject stored{{REQUEST, request.item.queueEntry()}, {REASON, request.reason}};
@@ -47,7 +47,7 @@ std::optional<Undelivered> read(const QString& file) {
 } // namespace
 
 QStringList undeliveredFolders(const QString& systemDir, const QString& runtimeDir) {
-    return {systemDir + QStringLiteral("/ovalin-undelivered"), runtimeDir + QStringLiteral("/ovalin-undelivered")};
+    return {systemDir + u"/ovalin-undelivered"_s, runtimeDir + u"/ovalin-undelivered"_s};
 }
 
 bool keepUndelivered(const QStringList& folders, const Undelivered& request) {
@@ -63,7 +63,7 @@ bool keepUndelivered(const QStringList& folders, const Undelivered& request) {
 QList<Undelivered> keptUndelivered(const QStringList& folders) {
     QList<Undelivered> kept;
     for (const QString& folder : folders) {
-        for (const QString& name : QDir(folder).entryList({QStringLiteral("cap-*.json")}, QDir::Files)) {
+        for (const QString& name : QDir(folder).entryList({u"cap-*.json"_s}, QDir::Files)) {
             const auto request = read(QDir(folder).filePath(name));
             const auto isSame = [&](const Undelivered& other) { return other.item.id == request->item.id; };
             if (request && std::none_of(kept.begin(), kept.end(), isSame))

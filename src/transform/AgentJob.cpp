@@ -4,6 +4,8 @@
 
 #include <QStringDecoder>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -28,7 +30,7 @@ ChildRun runJob(const AgentJob& job, const QString& line, const ChildVariables& 
 std::optional<JobEnd> tooLong(const QString& sentence, const QString& instruction) {
     if (instruction.toUtf8().size() <= LONGEST_INSTRUCTION)
         return std::nullopt;
-    return JobEnd{JobEnd::Kind::Failed, sentence + QStringLiteral(": the instruction is too long")};
+    return JobEnd{JobEnd::Kind::Failed, sentence + u": the instruction is too long"_s};
 }
 
 QString printedText(const ChildRun& run) {
@@ -41,15 +43,15 @@ QString printedText(const ChildRun& run) {
 QString oneLine(const QString& printed) {
     QString line = printed.trimmed().section(QLatin1Char('\n'), 0, 0);
     line.removeIf([](QChar letter) { return letter.category() == QChar::Other_Control; });
-    return characterCount(line) <= LONGEST_LINE ? line : firstCharacters(line, LONGEST_LINE) + QStringLiteral("…");
+    return characterCount(line) <= LONGEST_LINE ? line : firstCharacters(line, LONGEST_LINE) + u"…"_s;
 }
 
 QString withReason(const QString& sentence, const ChildRun& run) {
     if (run.end.kind != ChildEnd::Kind::Exited || run.end.number == 0 || run.timedOut)
         return sentence;
     // "Not logged in · Please run /login": the advice is for its own prompt.
-    const QString reason = oneLine(printedText(run)).section(QStringLiteral(" · "), 0, 0);
-    return reason.isEmpty() ? sentence : sentence + QStringLiteral(": ") + reason;
+    const QString reason = oneLine(printedText(run)).section(u" · "_s, 0, 0);
+    return reason.isEmpty() ? sentence : sentence + u": "_s + reason;
 }
 
 } // namespace ovalin

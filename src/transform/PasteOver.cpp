@@ -6,6 +6,8 @@
 #include <memory>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -130,33 +132,32 @@ private:
     }
 };
 
-const auto ON_CLIPBOARD = QStringLiteral("Your text is on the clipboard");
+const auto ON_CLIPBOARD = u"Your text is on the clipboard"_s;
 
 Notification about(PasteEnd end, const QString& app) {
     const auto left = [&](const QString& why) {
-        return Notification{ON_CLIPBOARD, why.arg(app) + QStringLiteral(" Paste it where you want it."), {}, {}};
+        return Notification{ON_CLIPBOARD, why.arg(app) + u" Paste it where you want it."_s, {}, {}};
     };
     switch (end) {
     case PasteEnd::Unreachable:
-        return left(QStringLiteral("The window of %1 that it was for is gone, does not come to the front or takes no "
-                                   "keys."));
+        return left(u"The window of %1 that it was for is gone, does not come to the front or takes no "
+                    "keys."_s);
     case PasteEnd::NotReady:
-        return left(QStringLiteral("%1 is not where it can put a text over the selection or at its cursor, so nothing "
-                                   "was changed there."));
+        return left(u"%1 is not where it can put a text over the selection or at its cursor, so nothing "
+                    "was changed there."_s);
     case PasteEnd::SeveralLines:
-        return left(QStringLiteral("%1 may be a terminal, which would run each line of it as a command."));
+        return left(u"%1 may be a terminal, which would run each line of it as a command."_s);
     case PasteEnd::Unconfirmed:
-        return left(QStringLiteral("%1 did not take it: it may be busy, or have nothing there to type into."));
+        return left(u"%1 did not take it: it may be busy, or have nothing there to type into."_s);
     case PasteEnd::ClipboardLost:
-        return {QStringLiteral("Ovalin could not keep your clipboard"),
-                QStringLiteral("The text is in %1, but the program that had filled the clipboard did not hand over all "
-                               "of it.")
-                    .arg(app),
+        return {u"Ovalin could not keep your clipboard"_s,
+                u"The text is in %1, but the program that had filled the clipboard did not hand over all "
+                "of it."_s.arg(app),
                 {},
                 {}};
     default:
-        return {QStringLiteral("Ovalin could not put the text in"),
-                QStringLiteral("Neither the window of %1 nor the clipboard can be had.").arg(app),
+        return {u"Ovalin could not put the text in"_s,
+                u"Neither the window of %1 nor the clipboard can be had."_s.arg(app),
                 {},
                 {}};
     }
@@ -165,14 +166,14 @@ Notification about(PasteEnd end, const QString& app) {
 QString reason(NotPasted why) {
     switch (why) {
     case NotPasted::Closed:
-        return QStringLiteral("You had closed Ovalin before it was done, so nothing was changed in %1.");
+        return u"You had closed Ovalin before it was done, so nothing was changed in %1."_s;
     case NotPasted::OpenedAgain:
-        return QStringLiteral("It was done while you had opened Ovalin again, so nothing was changed in %1.");
+        return u"It was done while you had opened Ovalin again, so nothing was changed in %1."_s;
     case NotPasted::Elsewhere:
-        return QStringLiteral("You had gone on to another place before it was done, so nothing was changed in %1.");
+        return u"You had gone on to another place before it was done, so nothing was changed in %1."_s;
     default:
-        return QStringLiteral("What is selected in %1 is not what it was made from any more, so nothing was changed "
-                              "there.");
+        return u"What is selected in %1 is not what it was made from any more, so nothing was changed "
+               "there."_s;
     }
 }
 
@@ -210,19 +211,19 @@ void PasteOver::leaveOnClipboard(const QString& text, const QString& app, NotPas
         [this, text, app, why](const Left& left) {
             Notification notification = about(left.end, app);
             if (left.end == PasteEnd::Unreachable)
-                notification.body = reason(why).arg(app) + QStringLiteral(" Paste it where you want it.");
+                notification.body = reason(why).arg(app) + u" Paste it where you want it."_s;
             tell(notification, text, left);
         });
 }
 
 void PasteOver::tell(Notification notification, const QString& text, const Left& left) {
-    logLine(QStringLiteral("Ovalin paste: %1 — %2").arg(notification.title, notification.body));
+    logLine(u"Ovalin paste: %1 — %2"_s.arg(notification.title, notification.body));
     if (left.before) {
-        notification.actionLabel = QStringLiteral("Copy again");
+        notification.actionLabel = u"Copy again"_s;
         notification.onAction = [this, text] { copyAgain(text); };
     }
     if (left.before && !left.before->items.empty()) {
-        notification.secondLabel = std::exchange(notification.actionLabel, QStringLiteral("Put back the clipboard"));
+        notification.secondLabel = std::exchange(notification.actionLabel, u"Put back the clipboard"_s);
         notification.onSecond = std::exchange(notification.onAction, [this, text, left] { putBack(text, left); });
     }
     desktop.notifier.notify(notification);

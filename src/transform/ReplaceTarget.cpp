@@ -2,6 +2,8 @@
 
 #include "capture/BrowserPage.h"
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 ReplaceTarget replaceTarget(const CaptureContext& context) {
@@ -19,17 +21,17 @@ ReplaceTarget replaceTarget(const CaptureContext& context) {
 QString replaceScript(ReplaceTarget target) {
     switch (target) {
     case ReplaceTarget::Torvi:
-        return QStringLiteral("ovalin-replace-torvi.sh");
+        return u"ovalin-replace-torvi.sh"_s;
     case ReplaceTarget::Quarn:
-        return QStringLiteral("ovalin-replace-quarn.sh");
+        return u"ovalin-replace-quarn.sh"_s;
     case ReplaceTarget::File:
-        return QStringLiteral("ovalin-replace-file.sh");
+        return u"ovalin-replace-file.sh"_s;
     case ReplaceTarget::Web:
-        return QStringLiteral("ovalin-replace-web.sh");
+        return u"ovalin-replace-web.sh"_s;
     case ReplaceTarget::Plain:
         break;
     }
-    return QStringLiteral("ovalin-transform.sh");
+    return u"ovalin-transform.sh"_s;
 }
 
 } // namespace ovalin

@@ -7,6 +7,8 @@
 #include "base/Log.h"
 #include "base/Text.h"
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -57,29 +59,28 @@ Replacement::Found Replacement::look(const Press& press, ReplaceTarget target, c
         found.way = tools.desktop.keyboard.pasteWay(found.window, found.selected.focus, !found.insert());
     found.readAt = tools.dispatch.now();
     const auto is = [&](ReplaceTarget each) { return target == each ? 1 : 0; };
-    logLine(QStringLiteral("Ovalin replace: bundle=%1 torvi=%2 quarn=%3 file=%4 web=%5 selLen=%6 instr=%7")
-                .arg(press.context.capBundle)
-                .arg(is(ReplaceTarget::Torvi))
-                .arg(is(ReplaceTarget::Quarn))
-                .arg(is(ReplaceTarget::File))
-                .arg(is(ReplaceTarget::Web))
-                .arg(characterCount(found.selected.text))
-                .arg(press.instruction));
+    logLine(
+        u"Ovalin replace: bundle=%1 torvi=%2 quarn=%3 file=%4 web=%5 selLen=%6 instr=%7"_s.arg(press.context.capBundle)
+            .arg(is(ReplaceTarget::Torvi))
+            .arg(is(ReplaceTarget::Quarn))
+            .arg(is(ReplaceTarget::File))
+            .arg(is(ReplaceTarget::Web))
+            .arg(characterCount(found.selected.text))
+            .arg(press.instruction));
     return found;
 }
 
 QString Replacement::whyNot() const {
     if (press.instruction.isEmpty())
-        return found->insert() ? QStringLiteral("type the text to insert first")
-                               : QStringLiteral("type how to transform it first");
+        return found->insert() ? u"type the text to insert first"_s : u"type how to transform it first"_s;
     if (editsSource(target))
-        return found->insert() ? QStringLiteral("select the text to replace first") : QString();
+        return found->insert() ? u"select the text to replace first"_s : QString();
     const PasteWay& way = found->way;
     if (!way.safe())
-        return way.refusal.isEmpty() ? QStringLiteral("no key is safe there: nothing was begun") : way.refusal;
+        return way.refusal.isEmpty() ? u"no key is safe there: nothing was begun"_s : way.refusal;
     // A key goes before the paste there, which without a selection would delete something else.
     if (way.before != PasteWay::Before::Nothing && found->selected.source != SelectedText::Source::Primary)
-        return QStringLiteral("select the text there again first");
+        return u"select the text there again first"_s;
     return {};
 }
 
@@ -93,7 +94,7 @@ void Replacement::begin() {
         deleteLater();
         return;
     }
-    Q_EMIT said(found->insert() ? QStringLiteral("inserting…") : QStringLiteral("replacing…"));
+    Q_EMIT said(found->insert() ? u"inserting…"_s : u"replacing…"_s);
     if (!editsSource(target)) {
         if (const auto text = literalReplacement(press.instruction)) {
             pasteOver(*text);

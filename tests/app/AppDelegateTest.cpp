@@ -16,6 +16,7 @@
 
 #include <gmock/gmock.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using Kind = AccessibleSelection::Kind;
 
@@ -35,12 +36,12 @@ struct AppDelegateTest : testing::Test {
     std::unique_ptr<AppDelegate> delegate;
 
     AppDelegateTest() {
-        paths.heartbeatFile = home.filePath(QStringLiteral("heartbeat"));
-        paths.runtimeDir = home.filePath(QStringLiteral("run"));
-        fake.accessibility.answer = {Kind::Text, QStringLiteral("the excerpt"), false};
+        paths.heartbeatFile = home.filePath(u"heartbeat"_s);
+        paths.runtimeDir = home.filePath(u"run"_s);
+        fake.accessibility.answer = {Kind::Text, u"the excerpt"_s, false};
         // The router is a script, so that no test looks for an agent on this machine.
         writeProgram(paths.routerScript, "#!/bin/sh\n");
-        UserDefaults().set(QStringLiteral("ovalinHowtoSeen"));
+        UserDefaults().set(u"ovalinHowtoSeen"_s);
         restart();
     }
     void restart() {
@@ -48,7 +49,7 @@ struct AppDelegateTest : testing::Test {
         delegate = std::make_unique<AppDelegate>(
             fake.desktop, dispatch,
             Surroundings{paths,
-                         AgentSearch{{home.filePath(QStringLiteral(".local/bin/claude"))}},
+                         AgentSearch{{home.filePath(u".local/bin/claude"_s)}},
                          {[this](const QString&) { return tab; }, [this](qint32) { return png; },
                           [this](const QByteArray&) { return textOfPicture(); }},
                          [this](const QString&) { return siteIsOwned; }});
@@ -100,15 +101,13 @@ struct AppDelegateTest : testing::Test {
         for (const QChar letter : text)
             QTest::sendKeyEvent(QTest::Click, panel().promptField, Qt::Key_unknown, QString(letter), Qt::NoModifier);
     }
-    [[nodiscard]] QStringList queueFiles() const {
-        return QDir(paths.queueDir).entryList({QStringLiteral("*.json")}, QDir::Files);
-    }
+    [[nodiscard]] QStringList queueFiles() const { return QDir(paths.queueDir).entryList({u"*.json"_s}, QDir::Files); }
     [[nodiscard]] QJsonObject queued(int index = 0) const {
         return QJsonDocument::fromJson(readFile(paths.queueDir + QLatin1Char('/') + queueFiles().value(index)))
             .object();
     }
     [[nodiscard]] QJsonArray ledger() const {
-        return QJsonDocument::fromJson(readFile(paths.capturesFile)).object().value(QStringLiteral("items")).toArray();
+        return QJsonDocument::fromJson(readFile(paths.capturesFile)).object().value(u"items"_s).toArray();
     }
 };
 
@@ -119,10 +118,10 @@ TEST_F(AppDelegateTest, ARequestTravelsFromTheHotkeyToTheQueue) {
     EXPECT_TRUE(fake.keyboardHold.held());
     EXPECT_TRUE(fake.primaryGuard.active);
     settle();
-    EXPECT_EQ(panel().previewView->excerpt(), QStringLiteral("the excerpt"));
-    EXPECT_EQ(panel().replaceBtnRef->text(), QStringLiteral("Replace"));
-    EXPECT_EQ(panel().promptField->placeholderText(), QStringLiteral("What should Torvi do with this?"));
-    submit(QStringLiteral("  send this to Ann  "));
+    EXPECT_EQ(panel().previewView->excerpt(), u"the excerpt"_s);
+    EXPECT_EQ(panel().replaceBtnRef->text(), u"Replace"_s);
+    EXPECT_EQ(panel().promptField->placeholderText(), u"What should Torvi do with this?"_s);
+    submit(u"  send this to Ann  "_s);
     QTest::keyClick(panel().promptField, Qt::Key_Return); // while the disk works
     EXPECT_EQ(ledger().size(), 1) << "on the disk before the panel goes";
     dispatch.runMain();
@@ -132,13 +131,13 @@ TEST_F(AppDelegateTest, ARequestTravelsFromTheHotkeyToTheQueue) {
     settle();
     ASSERT_EQ(queueFiles().size(), 1);
     const QJsonObject item = queued();
-    EXPECT_EQ(item.value(QStringLiteral("prompt")), QStringLiteral("send this to Ann"));
-    EXPECT_EQ(item.value(QStringLiteral("text")), QStringLiteral("the excerpt"));
-    EXPECT_EQ(item.value(QStringLiteral("source_bundle")), QStringLiteral("Mousepad"));
-    EXPECT_EQ(item.value(QStringLiteral("context_mode")), QStringLiteral("screenshot"));
-    EXPECT_TRUE(item.contains(QStringLiteral("screenshot")));
+    EXPECT_EQ(item.value(u"prompt"_s), u"send this to Ann"_s);
+    EXPECT_EQ(item.value(u"text"_s), u"the excerpt"_s);
+    EXPECT_EQ(item.value(u"source_bundle"_s), u"Mousepad"_s);
+    EXPECT_EQ(item.value(u"context_mode"_s), u"screenshot"_s);
+    EXPECT_TRUE(item.contains(u"screenshot"_s));
     ASSERT_EQ(ledger().size(), 1);
-    EXPECT_EQ(ledger().first().toObject().value(QStringLiteral("id")), item.value(QStringLiteral("id")));
+    EXPECT_EQ(ledger().first().toObject().value(u"id"_s), item.value(u"id"_s));
 }
 
 TEST_F(AppDelegateTest, TheHotkeyTogglesAndAnUnknownFrontIsNoObstacle) {
@@ -151,24 +150,24 @@ TEST_F(AppDelegateTest, TheHotkeyTogglesAndAnUnknownFrontIsNoObstacle) {
     EXPECT_FALSE(isOpen());
     fake.workspace.front.reset();
     open();
-    submit(QStringLiteral("note this"));
+    submit(u"note this"_s);
     settle();
-    EXPECT_EQ(queued().value(QStringLiteral("source_app")), QStringLiteral("Unknown"));
+    EXPECT_EQ(queued().value(u"source_app"_s), u"Unknown"_s);
 }
 
 TEST_F(AppDelegateTest, OverAWindowThatCannotBeSeenNothingOfOthersIsTaken) {
     fake.workspace.front.reset();
     fake.workspace.seesAll = false;
     openSettled();
-    EXPECT_TRUE(panel().hintField->status().contains(QStringLiteral("not an X11 one")));
+    EXPECT_TRUE(panel().hintField->status().contains(u"not an X11 one"_s));
     EXPECT_EQ(fake.accessibility.asked, 0);
-    submit(QStringLiteral("note this"));
+    submit(u"note this"_s);
     settle();
     dispatch.advance(2);
     settle();
     ASSERT_EQ(queueFiles().size(), 1);
-    EXPECT_FALSE(queued().contains(QStringLiteral("screenshot"))) << "not the whole display either";
-    EXPECT_EQ(queued().value(QStringLiteral("text")).toString(), QString());
+    EXPECT_FALSE(queued().contains(u"screenshot"_s)) << "not the whole display either";
+    EXPECT_EQ(queued().value(u"text"_s).toString(), QString());
 }
 
 TEST_F(AppDelegateTest, WhatIsSentIsTheExcerptAsTheUserLeftItAndAnEmptyInstructionWillDo) {
@@ -192,8 +191,8 @@ TEST_F(AppDelegateTest, WhatIsSentIsTheExcerptAsTheUserLeftItAndAnEmptyInstructi
         ASSERT_EQ(ledger().size(), row.requests);
         if (row.requests > 0) {
             const QJsonObject last = ledger().first().toObject();
-            EXPECT_EQ(last.value(QStringLiteral("text")).toString(), QLatin1String(row.emptied ? "" : row.selected));
-            EXPECT_EQ(last.value(QStringLiteral("prompt")).toString(), QLatin1String(row.instruction));
+            EXPECT_EQ(last.value(u"text"_s).toString(), QLatin1String(row.emptied ? "" : row.selected));
+            EXPECT_EQ(last.value(u"prompt"_s).toString(), QLatin1String(row.instruction));
         }
     }
 }
@@ -201,77 +200,74 @@ TEST_F(AppDelegateTest, WhatIsSentIsTheExcerptAsTheUserLeftItAndAnEmptyInstructi
 TEST_F(AppDelegateTest, AnExcerptThatIsReadAfterSubmitFindsItsRequestAndItsScreenshot) {
     dispatch.runAtOnce = false;
     open();
-    submit(QStringLiteral("note this"));
+    submit(u"note this"_s);
     dispatch.advance(0.099);
     EXPECT_TRUE(isOpen());
     dispatch.advance(0.002);
     EXPECT_FALSE(isOpen()) << "neither the application nor the disk is waited for any longer";
-    EXPECT_EQ(log.count(QStringLiteral("Ovalin: the request is not on the disk after 100 ms")), 1);
+    EXPECT_EQ(log.count(u"Ovalin: the request is not on the disk after 100 ms"_s), 1);
     // The next opening takes over the record before anything of the first has come back.
     openSettled();
     close();
     settle();
     ASSERT_EQ(queueFiles().size(), 1);
-    EXPECT_EQ(queued().value(QStringLiteral("text")), QStringLiteral("the excerpt"));
-    EXPECT_TRUE(queued().contains(QStringLiteral("screenshot")));
+    EXPECT_EQ(queued().value(u"text"_s), u"the excerpt"_s);
+    EXPECT_TRUE(queued().contains(u"screenshot"_s));
 }
 
 TEST_F(AppDelegateTest, EveryRequestIsFinalisedExactlyOnceWithItsOwnScreenshotOrNone) {
     png.reset();
     openSettled();
-    submit(QStringLiteral("first"));
+    submit(u"first"_s);
     settle();
     EXPECT_TRUE(queueFiles().isEmpty()) << "waits for its screenshot";
     open();
     png = QByteArrayLiteral("of the second opening");
     settle();
-    submit(QStringLiteral("second"));
+    submit(u"second"_s);
     settle();
     dispatch.advance(5);
     settle();
     ASSERT_EQ(queueFiles().size(), 2);
     for (int i = 0; i < 2; ++i)
-        EXPECT_FALSE(queued(i).value(QStringLiteral("prompt")) == QStringLiteral("first") &&
-                     queued(i).contains(QStringLiteral("screenshot")));
+        EXPECT_FALSE(queued(i).value(u"prompt"_s) == u"first"_s && queued(i).contains(u"screenshot"_s));
 }
 
 TEST_F(AppDelegateTest, AnInstructionThatCannotBeWrittenComesBack) {
-    writeFile(home.filePath(QStringLiteral("CLAUDE")), "a file where the folder should be");
+    writeFile(home.filePath(u"CLAUDE"_s), "a file where the folder should be");
     openSettled();
-    submit(QStringLiteral("send this whatever happens"));
+    submit(u"send this whatever happens"_s);
     dispatch.advance(2);
     settle();
-    EXPECT_GE(log.count(QStringLiteral("Ovalin: queue write failed — ")), 1)
-        << log.lines.join(QLatin1Char('\n')).toStdString();
+    EXPECT_GE(log.count(u"Ovalin: queue write failed — "_s), 1) << log.lines.join(QLatin1Char('\n')).toStdString();
     ASSERT_EQ(fake.notifier.shown.size(), 1u);
-    EXPECT_TRUE(
-        fake.notifier.shown[0].body.startsWith(QStringLiteral("Not a directory: “send this whatever happens”")));
-    const QString app = std::exchange(fake.workspace.front->name, QStringLiteral("Another"));
+    EXPECT_TRUE(fake.notifier.shown[0].body.startsWith(u"Not a directory: “send this whatever happens”"_s));
+    const QString app = std::exchange(fake.workspace.front->name, u"Another"_s);
     for (int opening = 0; opening < 2; ++opening) {
         open();
-        EXPECT_EQ(panel().promptField->text(), QStringLiteral("send this whatever happens")) << "each time";
-        EXPECT_TRUE(panel().hintField->status().startsWith(QStringLiteral("not a directory — not sent yet")))
+        EXPECT_EQ(panel().promptField->text(), u"send this whatever happens"_s) << "each time";
+        EXPECT_TRUE(panel().hintField->status().startsWith(u"not a directory — not sent yet"_s))
             << panel().hintField->status().toStdString();
         if (opening == 0)
             close();
     }
-    typePrompt(QStringLiteral(" what? "));
-    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "it is a request, whatever its wording";
-    QFile::remove(home.filePath(QStringLiteral("CLAUDE")));
-    fake.accessibility.answer = {Kind::Text, QStringLiteral("of the later opening"), false};
+    typePrompt(u" what? "_s);
+    EXPECT_EQ(panel().sendBtnRef->text(), u"Submit"_s) << "it is a request, whatever its wording";
+    QFile::remove(home.filePath(u"CLAUDE"_s));
+    fake.accessibility.answer = {Kind::Text, u"of the later opening"_s, false};
     QTest::keyClick(panel().promptField, Qt::Key_Return);
     settle();
     ASSERT_EQ(queueFiles().size(), 1);
-    EXPECT_EQ(queued().value(QStringLiteral("prompt")), QStringLiteral("send this whatever happens what?"));
-    EXPECT_EQ(queued().value(QStringLiteral("text")), QStringLiteral("the excerpt"));
-    EXPECT_EQ(queued().value(QStringLiteral("source_app")), app);
-    EXPECT_TRUE(queued().contains(QStringLiteral("screenshot")));
+    EXPECT_EQ(queued().value(u"prompt"_s), u"send this whatever happens what?"_s);
+    EXPECT_EQ(queued().value(u"text"_s), u"the excerpt"_s);
+    EXPECT_EQ(queued().value(u"source_app"_s), app);
+    EXPECT_TRUE(queued().contains(u"screenshot"_s));
     open();
     EXPECT_EQ(panel().promptField->text(), QString()) << "until it is sent";
 }
 
 TEST_F(AppDelegateTest, WhatCouldNotBeSentIsDroppedOrPutOffByTheUserAlone) {
-    writeFile(home.filePath(QStringLiteral("CLAUDE")), "a file where the folder should be");
+    writeFile(home.filePath(u"CLAUDE"_s), "a file where the folder should be");
     const auto replaceAllBy = [this](const char* words) {
         panel().promptField->selectAll();
         typePrompt(QLatin1String(words));
@@ -283,30 +279,30 @@ TEST_F(AppDelegateTest, WhatCouldNotBeSentIsDroppedOrPutOffByTheUserAlone) {
         settle();
     }
     open();
-    EXPECT_EQ(panel().promptField->text(), QStringLiteral("first")) << "put off, and the oldest";
-    EXPECT_TRUE(panel().hintField->status().contains(QStringLiteral("(1 of 2)")));
+    EXPECT_EQ(panel().promptField->text(), u"first"_s) << "put off, and the oldest";
+    EXPECT_TRUE(panel().hintField->status().contains(u"(1 of 2)"_s));
     panel().promptField->selectAll();
     QTest::keyClick(panel().promptField, Qt::Key_Delete);
     QTest::keyClick(panel().promptField, Qt::Key_Up);
-    EXPECT_EQ(panel().promptField->text(), QStringLiteral("first")) << "as words for another request";
+    EXPECT_EQ(panel().promptField->text(), u"first"_s) << "as words for another request";
     close();
     restart();
     delegate->applicationDidFinishLaunching();
     settle();
     open();
-    EXPECT_EQ(panel().promptField->text(), QStringLiteral("second")) << "after a restart";
+    EXPECT_EQ(panel().promptField->text(), u"second"_s) << "after a restart";
 }
 
 TEST_F(AppDelegateTest, UpBringsBackWhatStoodInThePromptHoweverItWasClosed) {
     openSettled();
-    typePrompt(QStringLiteral("by escape"));
+    typePrompt(u"by escape"_s);
     QTest::keyClick(panel().promptField, Qt::Key_Escape);
     open();
-    typePrompt(QStringLiteral("by the hotkey"));
+    typePrompt(u"by the hotkey"_s);
     dispatch.advance(1);
     delegate->toggle();
     openSettled();
-    submit(QStringLiteral("sent"));
+    submit(u"sent"_s);
     settle();
     restart();
     delegate->applicationDidFinishLaunching();
@@ -318,10 +314,10 @@ TEST_F(AppDelegateTest, UpBringsBackWhatStoodInThePromptHoweverItWasClosed) {
         EXPECT_EQ(panel().promptField->text(), QLatin1String(words));
     }
     QTest::keyClick(panel().promptField, Qt::Key_Down);
-    EXPECT_EQ(panel().promptField->text(), QStringLiteral("by the hotkey"));
-    typePrompt(QStringLiteral("!"));
+    EXPECT_EQ(panel().promptField->text(), u"by the hotkey"_s);
+    typePrompt(u"!"_s);
     QTest::keyClick(panel().promptField, Qt::Key_Up);
-    EXPECT_EQ(panel().promptField->text(), QStringLiteral("by the hotkey!")) << "not over what is typed";
+    EXPECT_EQ(panel().promptField->text(), u"by the hotkey!"_s) << "not over what is typed";
     panel().promptField->clear();
     QTest::mouseClick(panel().historyBtnRef, Qt::LeftButton);
     settle();
@@ -332,35 +328,35 @@ TEST_F(AppDelegateTest, UpBringsBackWhatStoodInThePromptHoweverItWasClosed) {
 TEST_F(AppDelegateTest, TheModeFollowsTheWordingUntilTheUserChooses) {
     QDir().mkpath(paths.systemDir);
     openSettled();
-    typePrompt(QStringLiteral("what"));
-    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "not inside a word";
-    typePrompt(QStringLiteral(" "));
-    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Send"));
+    typePrompt(u"what"_s);
+    EXPECT_EQ(panel().sendBtnRef->text(), u"Submit"_s) << "not inside a word";
+    typePrompt(u" "_s);
+    EXPECT_EQ(panel().sendBtnRef->text(), u"Send"_s);
     EXPECT_TRUE(panel().replaceBtnRef->isHidden());
-    EXPECT_EQ(panel().promptField->placeholderText(), QStringLiteral("Ask Torvi about this…"));
+    EXPECT_EQ(panel().promptField->placeholderText(), u"Ask Torvi about this…"_s);
     QTest::mouseClick(panel().modeControl->modeSegDo, Qt::LeftButton);
-    typePrompt(QStringLiteral("the difference between these? "));
-    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit")) << "an explicit choice is never overruled";
+    typePrompt(u"the difference between these? "_s);
+    EXPECT_EQ(panel().sendBtnRef->text(), u"Submit"_s) << "an explicit choice is never overruled";
     QTest::keyClick(panel().promptField, Qt::Key_Return);
     settle();
-    const QByteArray commits = readFile(paths.systemDir + QStringLiteral("/ovalin-intent-log.jsonl"));
+    const QByteArray commits = readFile(paths.systemDir + u"/ovalin-intent-log.jsonl"_s);
     EXPECT_TRUE(commits.contains("\"overridden\":true")) << commits.toStdString();
     open();
-    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Submit"));
-    typePrompt(QStringLiteral("is it cheaper? "));
-    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Send")) << "a new opening is unlocked";
+    EXPECT_EQ(panel().sendBtnRef->text(), u"Submit"_s);
+    typePrompt(u"is it cheaper? "_s);
+    EXPECT_EQ(panel().sendBtnRef->text(), u"Send"_s) << "a new opening is unlocked";
 }
 
 TEST_F(AppDelegateTest, AskStartsTheAgentAtTheSwitchAndIsLearnedAndNeverQueued) {
     QDir().mkpath(paths.systemDir);
-    const QString agentRan = home.filePath(QStringLiteral("agent ran"));
+    const QString agentRan = home.filePath(u"agent ran"_s);
     writeProgram(paths.askScript,
                  "#!/bin/sh\ntouch '" + agentRan.toUtf8() +
                      "'\nwhile read -r line; do echo '{\"type\":\"result\",\"subtype\":\"success\"}'; done\n");
     for (int time = 0; time < 4; ++time) {
         openSettled();
         EXPECT_FALSE(QFile::exists(agentRan)) << "not while it is a request";
-        typePrompt(QStringLiteral("frobnicate "));
+        typePrompt(u"frobnicate "_s);
         QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
         settle();
         EXPECT_TRUE(waitUntil([&] { return QFile::exists(agentRan); })) << "before anything is asked";
@@ -370,19 +366,19 @@ TEST_F(AppDelegateTest, AskStartsTheAgentAtTheSwitchAndIsLearnedAndNeverQueued) 
             settle();
             return panel().sendBtnRef->isEnabled();
         })) << "answered";
-        EXPECT_TRUE(panel().transcriptView->toPlainText().contains(QStringLiteral("frobnicate")));
+        EXPECT_TRUE(panel().transcriptView->toPlainText().contains(u"frobnicate"_s));
         close();
         QFile::remove(agentRan);
     }
     EXPECT_TRUE(queueFiles().isEmpty() && ledger().isEmpty());
-    const QByteArray commits = readFile(paths.systemDir + QStringLiteral("/ovalin-intent-log.jsonl"));
+    const QByteArray commits = readFile(paths.systemDir + u"/ovalin-intent-log.jsonl"_s);
     EXPECT_EQ(commits.count("\"committed\":\"ask\""), 4) << commits.toStdString();
     restart();
     delegate->applicationDidFinishLaunching();
     settle();
     openSettled();
-    typePrompt(QStringLiteral("frobnicate "));
-    EXPECT_EQ(panel().sendBtnRef->text(), QStringLiteral("Send")) << "as it was meant before";
+    typePrompt(u"frobnicate "_s);
+    EXPECT_EQ(panel().sendBtnRef->text(), u"Send"_s) << "as it was meant before";
 }
 
 TEST_F(AppDelegateTest, TheReplaceButtonFollowsPageAndOwner) {
@@ -399,9 +395,9 @@ TEST_F(AppDelegateTest, TheReplaceButtonFollowsPageAndOwner) {
         fake.workspace.front->bundleId = QString::fromLatin1(row.bundle);
         siteIsOwned = row.owned;
         open();
-        EXPECT_EQ(panel().replaceBtnRef->text(), QStringLiteral("Insert"));
+        EXPECT_EQ(panel().replaceBtnRef->text(), u"Insert"_s);
         settle();
-        EXPECT_EQ(panel().replaceBtnRef->text(), QStringLiteral("Replace"));
+        EXPECT_EQ(panel().replaceBtnRef->text(), u"Replace"_s);
         EXPECT_NE(panel().replaceBtnRef->isHidden(), row.shown) << row.url << row.bundle;
         QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
         EXPECT_TRUE(panel().replaceBtnRef->isHidden());
@@ -410,20 +406,20 @@ TEST_F(AppDelegateTest, TheReplaceButtonFollowsPageAndOwner) {
 }
 
 TEST_F(AppDelegateTest, TheFirstOpeningEverExplainsItselfOnce) {
-    QFile::remove(QDir::homePath() + QStringLiteral("/.config/ovalin/ovalin.conf"));
+    QFile::remove(QDir::homePath() + u"/.config/ovalin/ovalin.conf"_s);
     restart();
     open();
     dispatch.advance(0.34);
-    EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 0);
+    EXPECT_EQ(log.count(u"Ovalin howto: shown"_s), 0);
     dispatch.advance(0.02);
-    EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 1);
+    EXPECT_EQ(log.count(u"Ovalin howto: shown"_s), 1);
     QTest::mouseClick(panel().helpBtn, Qt::LeftButton);
     QTest::mouseClick(panel().helpBtn, Qt::LeftButton);
-    EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 2) << "the button hides it, then shows it";
+    EXPECT_EQ(log.count(u"Ovalin howto: shown"_s), 2) << "the button hides it, then shows it";
     close();
     open();
     dispatch.advance(1);
-    EXPECT_EQ(log.count(QStringLiteral("Ovalin howto: shown")), 2);
+    EXPECT_EQ(log.count(u"Ovalin howto: shown"_s), 2);
 }
 
 TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
@@ -436,7 +432,7 @@ TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
     EXPECT_TRUE(fake.accessibility.turnedOn);
     dispatch.advance(100);
     ASSERT_EQ(fake.notifier.shown.size(), 2u);
-    EXPECT_TRUE(fake.notifier.shown[1].body.contains(QStringLiteral("ovalin toggle")));
+    EXPECT_TRUE(fake.notifier.shown[1].body.contains(u"ovalin toggle"_s));
     restart();
     delegate->applicationDidFinishLaunching();
     EXPECT_EQ(fake.notifier.shown.size(), 2u) << "the offer is made once";
@@ -448,16 +444,16 @@ TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
         delegate->toggle();
     }
     EXPECT_FALSE(isOpen()) << "it would hang in Qt, with the keyboard held";
-    EXPECT_TRUE(fake.notifier.shown.back().body.startsWith(QStringLiteral("Too many files")));
+    EXPECT_TRUE(fake.notifier.shown.back().body.startsWith(u"Too many files"_s));
 }
 
 TEST_F(AppDelegateTest, NoAgentIsSaidByNotificationAndOnTheNextOpening) {
     QFile::remove(paths.routerScript);
     openSettled();
-    submit(QStringLiteral("note this"));
+    submit(u"note this"_s);
     settle();
     ASSERT_EQ(fake.notifier.shown.size(), 1u);
-    EXPECT_TRUE(fake.notifier.shown[0].body.startsWith(QStringLiteral("Claude Code not found — install it from ")));
+    EXPECT_TRUE(fake.notifier.shown[0].body.startsWith(u"Claude Code not found — install it from "_s));
     open();
     EXPECT_EQ(panel().hintField->status(), fake.notifier.shown[0].body);
     EXPECT_EQ(queueFiles().size(), 1) << "the request waits in the queue";
@@ -466,7 +462,7 @@ TEST_F(AppDelegateTest, NoAgentIsSaidByNotificationAndOnTheNextOpening) {
 TEST_F(AppDelegateTest, ARequestUnderWayIsWrittenWhenTheProgramEnds) {
     png.reset();
     openSettled();
-    submit(QStringLiteral("last words"));
+    submit(u"last words"_s);
     settle();
     EXPECT_TRUE(queueFiles().isEmpty());
     delegate->applicationWillTerminate();
@@ -479,11 +475,11 @@ TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastesInto
     for (const quint32 window : {0u, 77u}) {
         fake.accessibility.answer.window = window;
         openSettled();
-        typePrompt(QStringLiteral(" replace with 'Acme Corp' "));
+        typePrompt(u" replace with 'Acme Corp' "_s);
         replace();
         settle();
         EXPECT_FALSE(isOpen());
-        EXPECT_EQ(fake.pasteboard.borrowed.last(), QStringLiteral("Acme Corp"));
+        EXPECT_EQ(fake.pasteboard.borrowed.last(), u"Acme Corp"_s);
         ASSERT_FALSE(fake.keyboard.pastes.empty());
         EXPECT_EQ(fake.keyboard.pastes.back(), (AppWindow{4711, window ? window : 1})) << "else of the opening";
     }
@@ -492,7 +488,7 @@ TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastesInto
 TEST_F(AppDelegateTest, ReplaceSaysWhatIsMissingAndBeginsNothing) {
     using Before = PasteWay::Before;
     const PasteWay safe = fake.keyboard.way;
-    const PasteWay none{PasteWay::Keys::None, Before::Nothing, false, false, false, QStringLiteral("it is read-only")};
+    const PasteWay none{PasteWay::Keys::None, Before::Nothing, false, false, false, u"it is read-only"_s};
     const PasteWay deletes{PasteWay::Keys::ShiftInsert, Before::Delete, false, false, false, {}}; // nobody knows what
     const struct {
         const char *bundle, *selection, *prompt, *status;
@@ -517,30 +513,29 @@ TEST_F(AppDelegateTest, ReplaceSaysWhatIsMissingAndBeginsNothing) {
         EXPECT_TRUE(panel().replaceBtnRef->isEnabled() && panel().sendBtnRef->isEnabled());
         close();
     }
-    EXPECT_EQ(log.count(QStringLiteral("Ovalin replace: script")), 1) << "which is not there";
+    EXPECT_EQ(log.count(u"Ovalin replace: script"_s), 1) << "which is not there";
     EXPECT_TRUE(fake.pasteboard.borrowed.empty());
 }
 
 TEST_F(AppDelegateTest, WhileATransformRunsTheButtonsWaitAndItsEndIsShown) {
-    const QString script = paths.binDir + QStringLiteral("/ovalin-replace-file.sh");
+    const QString script = paths.binDir + u"/ovalin-replace-file.sh"_s;
     for (const bool succeeds : {false, true}) {
         writeProgram(script,
                      succeeds ? "#!/bin/sh\necho edited a.html\n" : "#!/bin/sh\necho a.html is read-only; exit 1\n");
-        tab = BrowserTab{QStringLiteral("file:///a.html"), QString()};
+        tab = BrowserTab{u"file:///a.html"_s, QString()};
         openSettled();
-        typePrompt(QStringLiteral("new"));
+        typePrompt(u"new"_s);
         dispatch.runAtOnce = false;
         replace();
         dispatch.runBackground(); // the selection
         dispatch.runMain();
-        EXPECT_EQ(panel().hintField->status(), QStringLiteral("replacing…"));
+        EXPECT_EQ(panel().hintField->status(), u"replacing…"_s);
         replace();
         QTest::keyClick(panel().promptField, Qt::Key_Return);
         ASSERT_TRUE(isOpen()) << "one thing at a time";
         settle();
         dispatch.runAtOnce = true;
-        EXPECT_EQ(panel().hintField->status(),
-                  succeeds ? QStringLiteral("edited a.html") : QStringLiteral("a.html is read-only"));
+        EXPECT_EQ(panel().hintField->status(), succeeds ? u"edited a.html"_s : u"a.html is read-only"_s);
         EXPECT_EQ(panel().replaceBtnRef->isEnabled(), !succeeds);
         dispatch.advance(1.39);
         EXPECT_TRUE(isOpen());
@@ -565,14 +560,14 @@ TEST_F(AppDelegateTest, AJobThatOutlivesItsPanelDisturbsNoOther) {
             writeProgram(paths.binDir + QString::fromLatin1(row.script), row.text);
             tab = BrowserTab{QString::fromLatin1(row.url), QString()};
             openSettled();
-            typePrompt(QStringLiteral("make it short"));
+            typePrompt(u"make it short"_s);
             replace();
             dispatch.runAtOnce = false;
             dispatch.runMain(); // the selection has come, the job is begun
             close();
             if (openedAgain) {
                 open();
-                typePrompt(QStringLiteral("something else"));
+                typePrompt(u"something else"_s);
             }
             settle();
             dispatch.runAtOnce = true;
@@ -581,13 +576,13 @@ TEST_F(AppDelegateTest, AJobThatOutlivesItsPanelDisturbsNoOther) {
             const auto told = std::exchange(fake.notifier.shown, {});
             ASSERT_EQ(told.size(), row.leavesText ? 1u : 0u);
             if (row.leavesText) {
-                EXPECT_EQ(fake.pasteboard.borrowed.back(), QStringLiteral("done"));
-                EXPECT_TRUE(told[0].body.contains(QStringLiteral("Editor")));
+                EXPECT_EQ(fake.pasteboard.borrowed.back(), u"done"_s);
+                EXPECT_TRUE(told[0].body.contains(u"Editor"_s));
             }
             ASSERT_EQ(isOpen(), openedAgain);
             if (openedAgain) {
                 EXPECT_EQ(panel().hintField->status(), QString());
-                EXPECT_EQ(panel().promptField->text(), QStringLiteral("something else"));
+                EXPECT_EQ(panel().promptField->text(), u"something else"_s);
             }
             close();
         }
@@ -623,8 +618,8 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
         {"insert, other window", 1, nothing, nothing, 9, "make a haiku", elsewhere},
         {"insert, selected since", 1, nothing, selected, 1, "make a haiku", changed},
     };
-    writeProgram(paths.binDir + QStringLiteral("/ovalin-transform.sh"), "#!/bin/sh\necho done\n");
-    writeProgram(home.filePath(QStringLiteral(".local/bin/claude")), "#!/bin/sh\necho done\n");
+    writeProgram(paths.binDir + u"/ovalin-transform.sh"_s, "#!/bin/sh\necho done\n");
+    writeProgram(home.filePath(u".local/bin/claude"_s), "#!/bin/sh\necho done\n");
     fake.pasteboard.lent = {true, std::chrono::milliseconds(200)};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -654,50 +649,49 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
 }
 
 TEST_F(AppDelegateTest, WithoutASelectionTheAgentWritesWhatIsInserted) {
-    writeProgram(home.filePath(QStringLiteral(".local/bin/claude")),
-                 "#!/bin/sh\necho \"  \\\"$OVALIN_INSERT_INSTRUCTION\\\"  \"\n");
+    writeProgram(home.filePath(u".local/bin/claude"_s), "#!/bin/sh\necho \"  \\\"$OVALIN_INSERT_INSTRUCTION\\\"  \"\n");
     fake.accessibility.answer = {Kind::None, {}, false, false, FocusKind::Editable, 1};
     fake.pasteboard.lent = {true, std::chrono::milliseconds(200)};
     openSettled();
-    typePrompt(QStringLiteral("make a haiku"));
+    typePrompt(u"make a haiku"_s);
     replace();
     settle();
     EXPECT_EQ(fake.keyboard.pastes.size(), 1u);
-    EXPECT_EQ(fake.pasteboard.borrowed, QStringList(QStringLiteral("\"make a haiku\"")));
+    EXPECT_EQ(fake.pasteboard.borrowed, QStringList(u"\"make a haiku\""_s));
 }
 
 TEST_F(AppDelegateTest, WhatWasFoundOutForAnotherOpeningIsDropped) {
     dispatch.runAtOnce = false;
     for (int stage = 1; stage <= 3; ++stage) { // excerpt and page; owner and picture; its text
         SCOPED_TRACE(stage);
-        tab = BrowserTab{QStringLiteral("http://localhost/"), QString()};
+        tab = BrowserTab{u"http://localhost/"_s, QString()};
         siteIsOwned = true;
         png = QByteArrayLiteral("first");
-        textOfPicture = [] { return QStringLiteral("text of the first"); };
-        fake.accessibility.answer.text = QStringLiteral("of the first");
+        textOfPicture = [] { return u"text of the first"_s; };
+        fake.accessibility.answer.text = u"of the first"_s;
         open();
         for (int i = 0; i < stage; ++i) {
             dispatch.runMain();
             dispatch.runBackground();
         }
         close(); // and the last results are on their way
-        tab->url = QStringLiteral("http://127.0.0.1/");
+        tab->url = u"http://127.0.0.1/"_s;
         siteIsOwned = false;
         png = QByteArrayLiteral("second");
         textOfPicture = [] { return std::nullopt; };
-        fake.accessibility.answer.text = QStringLiteral("of the second");
+        fake.accessibility.answer.text = u"of the second"_s;
         dispatch.seconds += 1;
         delegate->toggle(); // open() would deliver them before
         dispatch.runMain();
         EXPECT_EQ(panel().previewView->excerpt(), QString());
         settle();
-        EXPECT_EQ(panel().previewView->excerpt(), QStringLiteral("of the second"));
+        EXPECT_EQ(panel().previewView->excerpt(), u"of the second"_s);
         EXPECT_TRUE(panel().replaceBtnRef->isHidden());
-        submit(QStringLiteral("note this"));
+        submit(u"note this"_s);
         settle();
         ASSERT_EQ(queueFiles().size(), 1);
-        EXPECT_FALSE(queued().contains(QStringLiteral("screen_text")));
-        EXPECT_EQ(readFile(queued().value(QStringLiteral("screenshot")).toString()), "second");
+        EXPECT_FALSE(queued().contains(u"screen_text"_s));
+        EXPECT_EQ(readFile(queued().value(u"screenshot"_s).toString()), "second");
         QFile::remove(paths.queueDir + QLatin1Char('/') + queueFiles().first());
     }
 }
@@ -736,7 +730,7 @@ TEST_F(AppDelegateTest, TheFocusIsInThePromptAfterReplaceAndOnlyOneOwnerLetsItBe
     shown<CapturePanel>()->setBusy(Busy::Replacing, true);
     shown<CapturePanel>()->setBusy(Busy::Answering, false);
     EXPECT_FALSE(panel().sendBtnRef->isEnabled()) << "an answer that ends while a text is being replaced";
-    submit(QStringLiteral("note this"));
+    submit(u"note this"_s);
     EXPECT_TRUE(isOpen());
     shown<CapturePanel>()->setBusy(Busy::Replacing, false);
     EXPECT_TRUE(panel().sendBtnRef->isEnabled());

@@ -9,13 +9,14 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 TEST(Heartbeat, HoldsTheSecondsAloneEachMinuteAndFollowsNoPlantedLink) {
     QTemporaryDir folder;
     FakeDispatch dispatch;
-    const QString file = folder.filePath(QStringLiteral("beat"));
-    const QString victim = folder.filePath(QStringLiteral("victim"));
+    const QString file = folder.filePath(u"beat"_s);
+    const QString victim = folder.filePath(u"victim"_s);
     writeFile(victim, "mine");
     QFile::link(victim, file);
     dispatch.wall = dispatch.wall.addMSecs(999);
@@ -29,6 +30,6 @@ TEST(Heartbeat, HoldsTheSecondsAloneEachMinuteAndFollowsNoPlantedLink) {
     EXPECT_FALSE(QFileInfo(file).isSymLink());
     // Others may watch it; and where it cannot be written nothing happens.
     EXPECT_TRUE(QFileInfo(file).permission(QFile::ReadOther));
-    writeHeartbeat(folder.filePath(QStringLiteral("missing/beat")), dispatch.wall);
+    writeHeartbeat(folder.filePath(u"missing/beat"_s), dispatch.wall);
     writeHeartbeat(folder.path(), dispatch.wall);
 }

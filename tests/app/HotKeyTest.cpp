@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using testing::ElementsAre;
 
@@ -36,10 +37,10 @@ TEST_F(HotKeyTest, RetriesBackOffAndSayWhenTheySucceed) {
         EXPECT_EQ(keys.registrations, before + 1);
     }
     EXPECT_TRUE(hotKey.registered());
-    EXPECT_THAT(log.lines, ElementsAre(QStringLiteral("Ovalin: RegisterEventHotKey failed (10), attempt 0"),
-                                       QStringLiteral("Ovalin: RegisterEventHotKey failed (10), attempt 1"),
-                                       QStringLiteral("Ovalin: RegisterEventHotKey failed (10), attempt 2"),
-                                       QStringLiteral("Ovalin: hotkey registered after 3 retries")));
+    EXPECT_THAT(log.lines, ElementsAre(u"Ovalin: RegisterEventHotKey failed (10), attempt 0"_s,
+                                       u"Ovalin: RegisterEventHotKey failed (10), attempt 1"_s,
+                                       u"Ovalin: RegisterEventHotKey failed (10), attempt 2"_s,
+                                       u"Ovalin: hotkey registered after 3 retries"_s));
 }
 
 TEST_F(HotKeyTest, ASeriesEndsAfterSevenTriesAndWakeStartsAnother) {

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -15,18 +16,14 @@ namespace {
 struct RuntimeScripts : testing::Test {
     QTemporaryDir folder;
     QStringList log;
-    QString bundled(const char* name) const {
-        return folder.filePath(QStringLiteral("res/bin/") + QLatin1String(name));
-    }
-    QString installed(const char* name) const { return folder.filePath(QStringLiteral("a/b/") + QLatin1String(name)); }
+    QString bundled(const char* name) const { return folder.filePath(u"res/bin/"_s + QLatin1String(name)); }
+    QString installed(const char* name) const { return folder.filePath(u"a/b/"_s + QLatin1String(name)); }
 
     RuntimeScripts() {
         setLogSink([this](const QString& line) { log.append(line); });
     }
     ~RuntimeScripts() override { setLogSink({}); }
-    void install() const {
-        installBundledScripts(folder.filePath(QStringLiteral("res")), folder.filePath(QStringLiteral("a/b")));
-    }
+    void install() const { installBundledScripts(folder.filePath(u"res"_s), folder.filePath(u"a/b"_s)); }
 };
 
 } // namespace
@@ -35,13 +32,13 @@ TEST_F(RuntimeScripts, OnlyMissingScriptsAreCopiedAndMadeExecutable) {
     for (const char* name : {"new.sh", "edited.sh", "linked.sh", ".hidden"})
         writeFile(bundled(name), "bundled");
     writeFile(installed("edited.sh"), "the user's");
-    QFile::link(QStringLiteral("nowhere"), installed("linked.sh"));
+    QFile::link(u"nowhere"_s, installed("linked.sh"));
     install();
     EXPECT_EQ(readFile(installed("new.sh")), "bundled");
     EXPECT_TRUE(QFileInfo(installed("new.sh")).isExecutable());
     EXPECT_EQ(readFile(installed("edited.sh")), "the user's");
     EXPECT_FALSE(QFileInfo::exists(installed("nowhere")) || QFileInfo::exists(installed(".hidden")));
-    EXPECT_EQ(log, QStringList{QStringLiteral("Ovalin: installed 1 bundled runtime scripts")});
+    EXPECT_EQ(log, QStringList{u"Ovalin: installed 1 bundled runtime scripts"_s});
     install();
     EXPECT_EQ(log.size(), 1) << "nothing copied, nothing said";
 }
@@ -50,11 +47,11 @@ TEST_F(RuntimeScripts, AFailedCopyIsLoggedAndTheOthersGoOn) {
     writeFile(bundled("good.sh"), "x");
     QDir().mkpath(bundled("folder"));
     install();
-    EXPECT_EQ(log, (QStringList{QStringLiteral("Ovalin: bundled script install failed for folder"),
-                                QStringLiteral("Ovalin: installed 1 bundled runtime scripts")}));
+    EXPECT_EQ(log, (QStringList{u"Ovalin: bundled script install failed for folder"_s,
+                                u"Ovalin: installed 1 bundled runtime scripts"_s}));
     log.clear();
-    installBundledScripts({}, folder.filePath(QStringLiteral("c")));
-    writeFile(folder.filePath(QStringLiteral("c")), "a file");
-    installBundledScripts(folder.filePath(QStringLiteral("res")), folder.filePath(QStringLiteral("c")));
+    installBundledScripts({}, folder.filePath(u"c"_s));
+    writeFile(folder.filePath(u"c"_s), "a file");
+    installBundledScripts(folder.filePath(u"res"_s), folder.filePath(u"c"_s));
     EXPECT_EQ(log.size(), 2);
 }

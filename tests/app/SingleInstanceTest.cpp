@@ -12,6 +12,7 @@
 #include <thread>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -44,7 +45,7 @@ TEST(SingleInstance, OnlyOneHoldsTheLockAndItsPidIsKnown) {
 
 TEST(SingleInstance, ToggleReachesTheRunningCopyOrSaysThatThereIsNone) {
     const QTemporaryDir folder;
-    EXPECT_TRUE(toggleFromOutside(folder.path()).value().contains(QStringLiteral("not running")));
+    EXPECT_TRUE(toggleFromOutside(folder.path()).value().contains(u"not running"_s));
     int toggled = 0;
     {
         SingleInstance instance({folder.path(), {}});
@@ -55,7 +56,7 @@ TEST(SingleInstance, ToggleReachesTheRunningCopyOrSaysThatThereIsNone) {
         for (const QByteArray& nonsense :
              {QByteArray("toggle"), QByteArray("quit\n"), QByteArray(100'000, 'x'), QByteArray("\0\n", 2)}) {
             QLocalSocket socket;
-            socket.connectToServer(folder.filePath(QStringLiteral("ovalin.socket")));
+            socket.connectToServer(folder.filePath(u"ovalin.socket"_s));
             socket.write(nonsense);
             socket.flush();
             waitUntil([] { return false; }, 0.05);
@@ -68,7 +69,7 @@ TEST(SingleInstance, ToggleReachesTheRunningCopyOrSaysThatThereIsNone) {
 
 TEST(SingleInstance, CopiesWithDifferentRuntimeFoldersFindEachOther) {
     const QTemporaryDir given, other, home;
-    const QString state = home.filePath(QStringLiteral(".cache/ovalin"));
+    const QString state = home.filePath(u".cache/ovalin"_s);
     SingleInstance first({given.path(), state});
     ASSERT_TRUE(first.acquire());
     int toggled = 0;
@@ -82,7 +83,7 @@ TEST(SingleInstance, CopiesWithDifferentRuntimeFoldersFindEachOther) {
 
 TEST(SingleInstance, ASocketLeftByAKilledCopyIsInNobodysWay) {
     const QTemporaryDir folder;
-    writeFile(folder.filePath(QStringLiteral("ovalin.socket")), "");
+    writeFile(folder.filePath(u"ovalin.socket"_s), "");
     SingleInstance instance({folder.path(), {}});
     ASSERT_TRUE(instance.acquire());
     int toggled = 0;
@@ -94,9 +95,9 @@ TEST(SingleInstance, ASocketLeftByAKilledCopyIsInNobodysWay) {
 TEST(SingleInstance, AForeignFolderIsNotTrusted) {
     const LogRecorder log;
     const QTemporaryDir folder;
-    const QString link = folder.filePath(QStringLiteral("link"));
+    const QString link = folder.filePath(u"link"_s);
     ASSERT_EQ(::symlink("/tmp", link.toUtf8().constData()), 0);
     SingleInstance instance({link, {}});
     EXPECT_TRUE(instance.acquire()) << "runs all the same";
-    EXPECT_EQ(log.count(QStringLiteral("is not a folder of this user")), 1);
+    EXPECT_EQ(log.count(u"is not a folder of this user"_s), 1);
 }

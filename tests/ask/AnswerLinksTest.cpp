@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -63,7 +64,7 @@ TEST(AnswerLinks, MarkdownLinksShowTheirTextAlone) {
 
 TEST(AnswerLinks, ThePairsAreThoseOfTheExpression) {
     QRandomGenerator random(7);
-    const QString letters = QStringLiteral("[[]]](((())a \n");
+    const QString letters = u"[[]]](((())a \n"_s;
     size_t found = 0;
     for (int round = 0; round < 20000; ++round) {
         QString text;
@@ -88,8 +89,8 @@ TEST(AnswerLinks, BareAddressesEndWhereAReaderWouldEndThem) {
 }
 
 TEST(AnswerLinks, HalfACharacterHidesNoLink) {
-    const QString answer = QString(QChar(0xD83D)) + QStringLiteral(" https://x.example ") + QChar(0xDC00);
-    EXPECT_EQ(targetsOf(answer), QStringList{QStringLiteral("https://x.example")});
+    const QString answer = QString(QChar(0xD83D)) + u" https://x.example "_s + QChar(0xDC00);
+    EXPECT_EQ(targetsOf(answer), QStringList{u"https://x.example"_s});
     EXPECT_EQ(shown(answer).remove(QLatin1Char('{')).remove(QLatin1Char('}')), answer);
 }
 
@@ -124,7 +125,7 @@ TEST(AnswerLinks, OnlyWebAndMailAddressesOpen) {
     };
     for (const auto& row : rows)
         EXPECT_EQ(openable(QString::fromUtf8(row.target)) == QString::fromUtf8(row.target), row.opens) << row.target;
-    EXPECT_EQ(openable(QStringLiteral("mailto:a@b.example%0Abcc:x?cc=c@d.example&Subject=Hi%20you%0D%0ABcc:x&attach="
-                                      "/etc/passwd&body=One%0ATwo&attachment=x")),
-              QStringLiteral("mailto:a@b.examplebcc:x?Subject=Hi%20youBcc:x&body=One%0ATwo"));
+    EXPECT_EQ(openable(u"mailto:a@b.example%0Abcc:x?cc=c@d.example&Subject=Hi%20you%0D%0ABcc:x&attach="
+                       "/etc/passwd&body=One%0ATwo&attachment=x"_s),
+              u"mailto:a@b.examplebcc:x?Subject=Hi%20youBcc:x&body=One%0ATwo"_s);
 }

@@ -13,6 +13,7 @@
 
 #include <gmock/gmock.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using testing::HasSubstr;
 
@@ -30,10 +31,10 @@ struct AskChatTest : testing::Test {
     std::optional<AskChat> chat;
     std::vector<AskTurn> stored;
     QStringList evicted, unanswered;
-    QString selection = QStringLiteral("the excerpt");
+    QString selection = u"the excerpt"_s;
     std::function<QString()> search = [] { return QString(); };
 
-    AskChatTest() { context.capApp = QStringLiteral("Editor"); }
+    AskChatTest() { context.capApp = u"Editor"_s; }
     ~AskChatTest() override {
         chat.reset();
         dispatch.finish();
@@ -42,7 +43,7 @@ struct AskChatTest : testing::Test {
 
     /// `script`: run by zsh with the folder as $D; `next` prints the recorded stream $1 and `say` an answer.
     void start(const QByteArray& script) {
-        const QString path = folder.filePath(QStringLiteral("ask-stream.sh"));
+        const QString path = folder.filePath(u"ask-stream.sh"_s);
         writeFile(path, "#!/bin/zsh\nD='" + folder.path().toUtf8() + "'\nprint $$ $OVALIN_ASK_RESUME >> $D/starts\n" +
                             "recorded() { cat " OVALIN_TESTS_DIR "/ask/recorded/$1.jsonl }\n"
                             "delta() { print -r '{\"type\":\"stream_event\",\"session_id\":\"" +
@@ -108,7 +109,7 @@ TEST_F(AskChatTest, WhatTheRealAgentPrintsBecomesTheAnswer) {
 }
 
 TEST_F(AskChatTest, TheContextIsToldOnceAndTheHighlightEachTime) {
-    context.capContextMode = QStringLiteral("screenshot");
+    context.capContextMode = u"screenshot"_s;
     context.capShot = QByteArray(1 << 20, 'A');
     context.capShotText = QString(5000, QLatin1Char('t'));
     start("while read -r line; do print -r -- $line >> $D/asked; delta ok; result success; done\n");
@@ -133,8 +134,8 @@ TEST_F(AskChatTest, TheContextIsToldOnceAndTheHighlightEachTime) {
         EXPECT_TRUE(lines[i].contains(R"({"text":"Answer the question above.","type":"text"}],"role")")) << i;
     EXPECT_GT(lines[0].size(), 1 << 20);
     EXPECT_THAT(lines[1].left(200).toStdString(), HasSubstr("\"text\":\"NO web search results"));
-    EXPECT_EQ(conversation(), QStringLiteral("YOU\nfirst 'question'\n\nTORVI\nok\n\nYOU\nsecond\n\nTORVI\nok"));
-    EXPECT_EQ(stored.at(1).firstQuestion, QStringLiteral("first 'question'"));
+    EXPECT_EQ(conversation(), u"YOU\nfirst 'question'\n\nTORVI\nok\n\nYOU\nsecond\n\nTORVI\nok"_s);
+    EXPECT_EQ(stored.at(1).firstQuestion, u"first 'question'"_s);
 }
 
 TEST_F(AskChatTest, OnlyOneQuestionAtATimeAndNoBlankOne) {
@@ -144,7 +145,7 @@ TEST_F(AskChatTest, OnlyOneQuestionAtATimeAndNoBlankOne) {
     EXPECT_TRUE(ask("one"));
     EXPECT_FALSE(ask("two"));
     EXPECT_TRUE(streams);
-    ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Begin"); }));
+    ASSERT_TRUE(waitUntil([this] { return answer() == u"Begin"_s; }));
     EXPECT_TRUE(chat->streaming());
 }
 
@@ -156,10 +157,10 @@ TEST_F(AskChatTest, AStopWhileSearchingSendsNothing) {
     };
     start("while read -r line; do print -r -- $line >> $D/asked; delta ok; result success; done\n");
     ask("one");
-    EXPECT_EQ(status, QStringLiteral("searching…"));
+    EXPECT_EQ(status, u"searching…"_s);
     chat->stopAskTurn();
-    EXPECT_EQ(status, QStringLiteral("stopped — ask again to pick up where it left off"));
-    EXPECT_EQ(answer(), QStringLiteral("\n[stopped]"));
+    EXPECT_EQ(status, u"stopped — ask again to pick up where it left off"_s);
+    EXPECT_EQ(answer(), u"\n[stopped]"_s);
     found = true;
     ask("two");
     ASSERT_TRUE(waitForEnd());
@@ -170,11 +171,11 @@ TEST_F(AskChatTest, AStopWhileSearchingSendsNothing) {
 TEST_F(AskChatTest, AStoppedAnswerIsKeptAndItsConversationResumed) {
     start("read -r line; delta Half; sleep 60\n");
     ask("one");
-    ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Half"); }));
+    ASSERT_TRUE(waitUntil([this] { return answer() == u"Half"_s; }));
     chat->stopAskTurn();
     ASSERT_EQ(stored.size(), 1);
     EXPECT_TRUE(stored[0].interrupted);
-    EXPECT_EQ(stored[0].answer, QStringLiteral("Half\n[stopped]"));
+    EXPECT_EQ(stored[0].answer, u"Half\n[stopped]"_s);
     EXPECT_TRUE(waitUntil([this] { return file("starts").count('\n') == 2; }));
     EXPECT_TRUE(file("starts").endsWith(QByteArray(" ") + SESSION + "\n"));
     chat->closing();
@@ -185,7 +186,7 @@ TEST_F(AskChatTest, ADeadAgentEndsTheAnswerAndTheNextQuestionStartsAnother) {
     start("read -r line; delta Half; exit 1\n");
     ask("one");
     ASSERT_TRUE(waitForEnd());
-    EXPECT_EQ(answer(), QStringLiteral("Half\n[Torvi's chat process ended]"));
+    EXPECT_EQ(answer(), u"Half\n[Torvi's chat process ended]"_s);
     ask("two");
     ASSERT_TRUE(waitForEnd());
     EXPECT_EQ(file("starts").count('\n'), 2);
@@ -195,8 +196,8 @@ TEST_F(AskChatTest, ADeadAgentEndsTheAnswerAndTheNextQuestionStartsAnother) {
 }
 
 TEST_F(AskChatTest, ThePageIsToldWithItsTitleAndTheHintToFetchIt) {
-    context.capContextMode = QStringLiteral("fetch");
-    context.capURL = QStringLiteral("https://x.example/a");
+    context.capContextMode = u"fetch"_s;
+    context.capURL = u"https://x.example/a"_s;
     for (const auto& [title, shown] : {std::pair("Two words", "\\\"Two words\\\" — "), std::pair("", "")}) {
         context.capTitle = QString::fromUtf8(title);
         start("read -r line; print -r -- $line > $D/asked; delta ok; result success; sleep 60\n");
@@ -211,9 +212,9 @@ TEST_F(AskChatTest, ThePageIsToldWithItsTitleAndTheHintToFetchIt) {
 
 TEST_F(AskChatTest, ARefusedResumeCostsOneReturn) {
     PastConversation old = session(SESSION);
-    old.age = QStringLiteral("3h ago");
-    old.first = QStringLiteral("old?");
-    old.preview = {{true, QStringLiteral("old?")}, {false, QStringLiteral("yes")}};
+    old.age = u"3h ago"_s;
+    old.first = u"old?"_s;
+    old.preview = {{true, u"old?"_s}, {false, u"yes"_s}};
     const QByteArray fresh = "; fi; while read -r line; do print -r -- $line >> $D/asked; delta new; print -r "
                              "'{\"type\":\"result\",\"subtype\":\"success\",\"session_id\":\"another\"}'; done\n";
     enum { Idle, Searching, Written, Begun };
@@ -227,8 +228,8 @@ TEST_F(AskChatTest, ARefusedResumeCostsOneReturn) {
         const QByteArray& refusal = row.second;
         evicted.clear();
         stored.clear();
-        QFile::remove(folder.filePath(QStringLiteral("asked")));
-        QFile::remove(folder.filePath(QStringLiteral("go")));
+        QFile::remove(folder.filePath(u"asked"_s));
+        QFile::remove(folder.filePath(u"go"_s));
         std::atomic<bool> found = when != Searching;
         search = [&found] {
             waitUntil([&found] { return found.load(); });
@@ -238,30 +239,30 @@ TEST_F(AskChatTest, ARefusedResumeCostsOneReturn) {
         bool switched = false;
         chat->resumeAskSession(old, [&switched] { switched = true; });
         EXPECT_TRUE(switched);
-        EXPECT_EQ(status, QStringLiteral("resumed — 3h ago"));
-        EXPECT_EQ(conversation(), QStringLiteral("YOU\nold?\n\nTORVI\nyes"));
-        const QString told = QStringLiteral("couldn't resume that conversation — starting fresh");
+        EXPECT_EQ(status, u"resumed — 3h ago"_s);
+        EXPECT_EQ(conversation(), u"YOU\nold?\n\nTORVI\nyes"_s);
+        const QString told = u"couldn't resume that conversation — starting fresh"_s;
         if (when == Idle) {
             EXPECT_TRUE(waitUntil([&] { return status == told; })) << "it is told before anything is asked";
         }
         ask("and now?");
-        writeFile(folder.filePath(QStringLiteral("go")), "");
+        writeFile(folder.filePath(u"go"_s), "");
         EXPECT_TRUE(waitUntil([&, idle = when == Idle] { return idle || status == told; })) << when;
         found = true;
         ASSERT_TRUE(waitForEnd()) << when;
         EXPECT_EQ(evicted, QStringList{QString::fromLatin1(SESSION)}) << when;
         if (when == Begun) {
             EXPECT_TRUE(stored.empty()) << "what has been begun is not done twice";
-            EXPECT_EQ(answer(), QStringLiteral("Half"));
+            EXPECT_EQ(answer(), u"Half"_s);
             continue;
         }
-        EXPECT_EQ(answer(), QStringLiteral("new")) << when;
+        EXPECT_EQ(answer(), u"new"_s) << when;
         EXPECT_EQ(file("asked").count("Question: and now?"), 1) << when;
         EXPECT_THAT(file("asked").toStdString(), HasSubstr("Jorvan is looking at"));
         ASSERT_EQ(stored.size(), 1) << when;
-        EXPECT_EQ(stored[0].sessionId, QStringLiteral("another"));
-        EXPECT_EQ(stored[0].opening(), QStringLiteral("and now?"));
-        EXPECT_EQ(conversation().count(QStringLiteral("and now?")), 1);
+        EXPECT_EQ(stored[0].sessionId, u"another"_s);
+        EXPECT_EQ(stored[0].opening(), u"and now?"_s);
+        EXPECT_EQ(conversation().count(u"and now?"_s), 1);
     }
 }
 
@@ -272,7 +273,7 @@ TEST_F(AskChatTest, WhatWasSaidOfACutAnswerIsToldWithTheNextQuestion) {
     const QByteArray block = R"({"text":"Your last answer was cut short, and you may not remember it. You had said:\n)"
                              R"(\"\"\"\nHalf\n\"\"\"","type":"text"},{"text":"Answer the question)";
     ask("one");
-    ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Half"); }));
+    ASSERT_TRUE(waitUntil([this] { return answer() == u"Half"_s; }));
     chat->stopAskTurn();
     for (const char* question : {"two", "three"}) {
         ask(question);
@@ -294,16 +295,16 @@ TEST_F(AskChatTest, AQuestionThatNobodyHasBegunToAnswerIsGivenBack) {
     start("read -r line; delta ok; result success; touch $D/first; read -r line; sleep 60\n");
     ask("one");
     chat->closing();
-    EXPECT_EQ(unanswered, QStringList{QStringLiteral("one")}) << "while searching";
+    EXPECT_EQ(unanswered, QStringList{u"one"_s}) << "while searching";
     ASSERT_TRUE(waitForEnd());
     ask("two");
-    ASSERT_TRUE(waitUntil([this] { return status == QStringLiteral("Torvi is thinking…"); }));
+    ASSERT_TRUE(waitUntil([this] { return status == u"Torvi is thinking…"_s; }));
     chat->closing();
-    EXPECT_EQ(unanswered.last(), QStringLiteral("two"));
+    EXPECT_EQ(unanswered.last(), u"two"_s);
     start("read -r line; delta Begin; sleep 60\n");
     unanswered.clear();
     ask("three");
-    ASSERT_TRUE(waitUntil([this] { return answer() == QStringLiteral("Begin"); }));
+    ASSERT_TRUE(waitUntil([this] { return answer() == u"Begin"_s; }));
     chat->closing();
     EXPECT_TRUE(unanswered.isEmpty()) << "the agent was at it";
 }
@@ -311,17 +312,17 @@ TEST_F(AskChatTest, AQuestionThatNobodyHasBegunToAnswerIsGivenBack) {
 TEST_F(AskChatTest, TheLinksOfAnAnswerAreCheckedAndThoseThatAreGoneLeadToASearch) {
     HttpServer server;
     server.answers = {{"/ok", "200 OK"}, {"/gone", "404 Not Found"}};
-    context.capURL = server.url(QStringLiteral("/page")); // whose host may be asked
-    const QString gone = server.url(QStringLiteral("/gone")), fine = server.url(QStringLiteral("/ok"));
+    context.capURL = server.url(u"/page"_s); // whose host may be asked
+    const QString gone = server.url(u"/gone"_s), fine = server.url(u"/ok"_s);
     start("read -r line; delta '[Old page](" + gone.toUtf8() + ") or [it](" + fine.toUtf8() +
           ")'; result success; sleep 60\n");
     ask("where?");
-    ASSERT_TRUE(waitUntil([this] { return status == QStringLiteral("checking links…"); }));
+    ASSERT_TRUE(waitUntil([this] { return status == u"checking links…"_s; }));
     EXPECT_FALSE(streams) << "the next question need not wait";
     ASSERT_TRUE(waitUntil([this] { return status.isEmpty(); }));
     auto expected = attributedAnswer(answer());
     ASSERT_EQ(expected.size(), 2u);
-    expected[0].target = googleSearchURL(QStringLiteral("Old page"));
+    expected[0].target = googleSearchURL(u"Old page"_s);
     EXPECT_EQ(view.links, expected);
 }
 
@@ -339,27 +340,27 @@ TEST_F(AskChatTest, WhatTheAgentDoesShowsUntilItSpeaks) {
         writeFile(folder.filePath(QLatin1String(next)), "");
     }
     ASSERT_TRUE(waitForEnd());
-    ASSERT_TRUE(waitUntil([this] { return QFile::exists(folder.filePath(QStringLiteral("4"))); }));
+    ASSERT_TRUE(waitUntil([this] { return QFile::exists(folder.filePath(u"4"_s)); }));
     QCoreApplication::processEvents();
     EXPECT_EQ(status, QString()) << "nothing is being done for the user any more";
 }
 
 TEST_F(AskChatTest, EveryFailureSaysWhatItWas) {
-    const QString half = QStringLiteral("half ") + QChar(0xd83d);
-    const QString one = QStringLiteral("one");
+    const QString half = u"half "_s + QChar(0xd83d);
+    const QString one = u"one"_s;
     const std::tuple<QByteArray, QString, QString> rows[] = {
-        {"read -r line; exec <&-; sleep 0.2; exit 3\n", one, QStringLiteral("\n[Torvi's chat process ended]")},
-        {"exec <&-; touch $D/closed; sleep 60\n", one, QStringLiteral("\n[could not reach Torvi's chat process]")},
-        {"read -r line; result error_max_turns; sleep 60\n", one, QStringLiteral("\n[Torvi hit an error.]")},
+        {"read -r line; exec <&-; sleep 0.2; exit 3\n", one, u"\n[Torvi's chat process ended]"_s},
+        {"exec <&-; touch $D/closed; sleep 60\n", one, u"\n[could not reach Torvi's chat process]"_s},
+        {"read -r line; result error_max_turns; sleep 60\n", one, u"\n[Torvi hit an error.]"_s},
         {"read -r line; result error_max_turns 'Credit balance is too low'; sleep 60\n", one,
-         QStringLiteral("\n[Credit balance is too low]")},
-        {"read -r line; sleep 60\n", half, QStringLiteral("\n[could not encode the question]")},
+         u"\n[Credit balance is too low]"_s},
+        {"read -r line; sleep 60\n", half, u"\n[could not encode the question]"_s},
     };
     for (const auto& [script, question, expected] : rows) {
         start(script);
         if (script.contains("closed")) {
             chat->startWarmAsk();
-            ASSERT_TRUE(waitUntil([this] { return QFile::exists(folder.filePath(QStringLiteral("closed"))); }));
+            ASSERT_TRUE(waitUntil([this] { return QFile::exists(folder.filePath(u"closed"_s)); }));
         }
         chat->sendAskTurn(question);
         ASSERT_TRUE(waitForEnd()) << script.constData();
@@ -370,14 +371,14 @@ TEST_F(AskChatTest, EveryFailureSaysWhatItWas) {
 }
 
 TEST_F(AskChatTest, TheDirectCommandLineIsWhole) {
-    const QString agent = folder.filePath(QStringLiteral("it's -an agent/claude"));
-    const QByteArray log = folder.filePath(QStringLiteral("args")).toUtf8();
+    const QString agent = folder.filePath(u"it's -an agent/claude"_s);
+    const QByteArray log = folder.filePath(u"args"_s).toUtf8();
     writeFile(agent, "#!/bin/sh\n{ pwd; printf '%s\\n' \"${OVALIN_ASK_RESUME-none}\" \"$@\"; echo .; } >> '" + log +
                          "'\nread line\n");
     QFile::setPermissions(agent, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     start("");
     chat.emplace(dispatch, verifier, view, context,
-                 AskChat::Sources{{folder.filePath(QStringLiteral("none")), AgentSearch{{agent}}},
+                 AskChat::Sources{{folder.filePath(u"none"_s), AgentSearch{{agent}}},
                                   [](const QString&) { return QString(); },
                                   [] { return [] { return QString(); }; }});
     const QByteArray head =
@@ -408,7 +409,7 @@ TEST_F(AskChatTest, AnEmptyAnswerSaysSo) {
     start("read -r line; result success; sleep 60\n");
     ask("one");
     ASSERT_TRUE(waitForEnd());
-    EXPECT_EQ(status, QStringLiteral("Torvi's answer is empty"));
+    EXPECT_EQ(status, u"Torvi's answer is empty"_s);
 }
 
 TEST_F(AskChatTest, TextBehindTheResultDoesNotHoldUpTheNextQuestion) {
@@ -429,7 +430,7 @@ TEST_F(AskChatTest, AnAgentThatCannotAnswerOnceKeepsTheConversation) {
     chat->resumeAskSession(session(SESSION), [] {});
     ask("now?");
     ASSERT_TRUE(waitForEnd());
-    EXPECT_EQ(answer(), QStringLiteral("\n[Rate limit]"));
+    EXPECT_EQ(answer(), u"\n[Rate limit]"_s);
     EXPECT_TRUE(evicted.isEmpty());
 }
 
@@ -447,7 +448,7 @@ TEST_F(AskChatTest, AFloodEndsWithTheStop) {
     ASSERT_TRUE(waitUntil([&] { return answer().size() > held; }));
     chat->stopAskTurn();
     EXPECT_TRUE(waitForEnd());
-    EXPECT_TRUE(answer().endsWith(QStringLiteral("[stopped]")));
+    EXPECT_TRUE(answer().endsWith(u"[stopped]"_s));
 }
 
 TEST_F(AskChatTest, AGiantLineIsShownToABoundAndTheProgramGoesOn) {
@@ -457,7 +458,7 @@ TEST_F(AskChatTest, AGiantLineIsShownToABoundAndTheProgramGoesOn) {
           "line; delta fine; result success; sleep 60\n");
     ask("one");
     ASSERT_TRUE(waitUntil([this] { return !chat->streaming(); }, 40));
-    EXPECT_EQ(answer().right(35), QStringLiteral("\n[the rest is too long to be shown]"));
+    EXPECT_EQ(answer().right(35), u"\n[the rest is too long to be shown]"_s);
     EXPECT_LT(answer().size(), 300000);
     chat->stopWarmAsk();
 }
@@ -466,7 +467,7 @@ TEST_F(AskChatTest, AFloodWithoutTextLeavesTheUserTheProgram) {
     start("read -r line; delta fine; exec yes '{\"type\":\"result\",\"subtype\":\"success\"}'\n");
     ask("one");
     ASSERT_TRUE(waitForEnd());
-    EXPECT_EQ(answer(), QStringLiteral("fine"));
+    EXPECT_EQ(answer(), u"fine"_s);
     int turns = 0;
     EXPECT_TRUE(waitUntil([&turns] { return ++turns > 20; }));
 }
@@ -476,5 +477,5 @@ TEST_F(AskChatTest, ABrokenLineCostsOnlyItself) {
           "'\\0' x; print; delta 'half \\ude00\\ud83d \\ud83d\\ude00 '; delta fine; result success; sleep 60\n");
     ask("one");
     ASSERT_TRUE(waitForEnd());
-    EXPECT_EQ(answer(), QStringLiteral("half \uFFFD\uFFFD 😀 fine"));
+    EXPECT_EQ(answer(), u"half \uFFFD\uFFFD 😀 fine"_s);
 }

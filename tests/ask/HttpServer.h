@@ -5,6 +5,8 @@
 
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 /// An HTTP server on this machine that answers each path as the test says and remembers what it was asked. It lives in
@@ -27,10 +29,9 @@ public:
     bool listening = false;
 
     [[nodiscard]] QString url(const QString& path) const {
-        const QString host = server.serverAddress().protocol() == QAbstractSocket::IPv6Protocol
-                                 ? QStringLiteral("[::1]")
-                                 : QStringLiteral("127.0.0.1");
-        return QStringLiteral("http://%1:%2%3").arg(host).arg(server.serverPort()).arg(path);
+        const QString host =
+            server.serverAddress().protocol() == QAbstractSocket::IPv6Protocol ? u"[::1]"_s : u"127.0.0.1"_s;
+        return u"http://%1:%2%3"_s.arg(host).arg(server.serverPort()).arg(path);
     }
     [[nodiscard]] QList<QByteArray> paths() const {
         QList<QByteArray> all;

@@ -12,6 +12,7 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -31,7 +32,7 @@ struct Links : testing::Test {
     }
     [[nodiscard]] QByteArray port() const { return QByteArray::number(QUrl(server.url({})).port()); }
     [[nodiscard]] QString at(const char* host, const QString& path) const {
-        return QStringLiteral("http://%1:%2%3").arg(QLatin1String(host), QLatin1String(port()), path);
+        return u"http://%1:%2%3"_s.arg(QLatin1String(host), QLatin1String(port()), path);
     }
     [[nodiscard]] ReplacementTable check(const std::vector<LinkPair>& pairs, const QString& pageHost = {}) const {
         LinkVerifier verifier(limits);
@@ -82,16 +83,16 @@ TEST_F(Links, PagesThatAreGoneLeadToASearchAndAllOthersStay) {
                       {"/not-found", "200 OK"},
                       {"/NotFound.html", "200 OK"},
                       {"/close", "-"}};
-    redirect("/a", QStringLiteral("/b"));
-    redirect("/b", at("others.example", QStringLiteral("/ok")));
-    redirect("/soft", QStringLiteral("/not-found"));
-    redirect("/hard", QStringLiteral("/missing"));
-    redirect("/round", QStringLiteral("/round"));
-    redirect("/elsewhere", QStringLiteral("file:///etc/passwd"));
+    redirect("/a", u"/b"_s);
+    redirect("/b", at("others.example", u"/ok"_s));
+    redirect("/soft", u"/not-found"_s);
+    redirect("/hard", u"/missing"_s);
+    redirect("/round", u"/round"_s);
+    redirect("/elsewhere", u"file:///etc/passwd"_s);
     const auto all =
         pairs("/ok /gone /missing /busy /refused /login /get-only /odd /a /soft /hard /NotFound.html /round "
               "/elsewhere /close");
-    EXPECT_EQ(replaced(all, check(all)), QStringLiteral("/gone /missing /busy /soft /hard /NotFound.html"));
+    EXPECT_EQ(replaced(all, check(all)), u"/gone /missing /busy /soft /hard /NotFound.html"_s);
     for (const QByteArray& request : server.requests)
         EXPECT_TRUE(request.startsWith("HEAD ")) << request.constData();
 }
@@ -100,7 +101,7 @@ TEST_F(Links, AServerThatNeverAnswersKeepsItsLinkAndHoldsUpNoOther) {
     limits.perLink = std::chrono::milliseconds(300);
     server.answers = {{"/silent", ""}, {"/missing", "404 Not Found"}};
     const auto all = pairs("/silent /missing");
-    EXPECT_EQ(replaced(all, check(all)), QStringLiteral("/missing"));
+    EXPECT_EQ(replaced(all, check(all)), u"/missing"_s);
 }
 
 TEST_F(Links, TheWholeCheckHasAnEnd) {
@@ -117,21 +118,21 @@ TEST_F(Links, OverIPv6Too) {
     if (!six.listening)
         GTEST_SKIP() << "no IPv6 here";
     six.answers["/missing"] = "404 Not Found";
-    const std::vector<LinkPair> all{{QStringLiteral("a"), six.url(QStringLiteral("/missing"))}};
-    EXPECT_EQ(replaced(all, check(all, QStringLiteral("::1"))), QStringLiteral("a"));
+    const std::vector<LinkPair> all{{u"a"_s, six.url(u"/missing"_s)}};
+    EXPECT_EQ(replaced(all, check(all, u"::1"_s)), u"a"_s);
 }
 
 TEST_F(Links, NoCookiesAndNoCredentialsAreSent) {
     server.answers = {{"/login", "401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"x\"\r\nSet-Cookie: a=b"},
                       {"/missing", "404 Not Found"}};
-    redirect("/cookie", QStringLiteral("/login"));
+    redirect("/cookie", u"/login"_s);
     server.answers["/cookie"] += "\r\nSet-Cookie: c=d; Path=/";
-    QString withUser = at("pages.example", QStringLiteral("/missing"));
-    withUser.replace(QStringLiteral("http://"), QStringLiteral("http://me:secret@"));
+    QString withUser = at("pages.example", u"/missing"_s);
+    withUser.replace(u"http://"_s, u"http://me:secret@"_s);
     redirect("/leads-to-user", withUser);
     auto all = pairs("/login /cookie /leads-to-user");
-    all.push_back({QStringLiteral("user"), withUser});
-    EXPECT_EQ(replaced(all, check(all)), QStringLiteral("user"));
+    all.push_back({u"user"_s, withUser});
+    EXPECT_EQ(replaced(all, check(all)), u"user"_s);
     for (const QByteArray& request : server.requests) {
         for (const char* header : {"cookie:", "authorization:", "secret"})
             EXPECT_FALSE(request.toLower().contains(header)) << request.constData();
@@ -141,20 +142,20 @@ TEST_F(Links, NoCookiesAndNoCredentialsAreSent) {
 TEST_F(Links, EachAddressIsAskedForOnceAndOnlyIfItCanBe) {
     server.answers["/missing"] = "404 Not Found";
     auto all = pairs("/missing /missing");
-    all[1].anchor = QStringLiteral("another text");
+    all[1].anchor = u"another text"_s;
     for (const char* url : {"https://www.google.com/search?q=x", "mailto:a@b.example", "page.html", "http://[broken/",
                             "ftp://127.0.0.1/x", "javascript:alert(1)", "http:///x"})
-        all.push_back({QStringLiteral("x"), QString::fromUtf8(url)});
+        all.push_back({u"x"_s, QString::fromUtf8(url)});
     const ReplacementTable table = check(all);
     EXPECT_EQ(table.size(), 1);
-    EXPECT_EQ(table[all[0].url], googleSearchURL(QStringLiteral("/missing")));
+    EXPECT_EQ(table[all[0].url], googleSearchURL(u"/missing"_s));
     EXPECT_EQ(server.requests.size(), 1);
 }
 
 TEST_F(Links, TenThousandLinksAreCheckedToTheLast) {
     std::vector<LinkPair> all;
     for (int i = 0; i < 10000; ++i) {
-        const QString path = QStringLiteral("/p%1").arg(i);
+        const QString path = u"/p%1"_s.arg(i);
         server.answers[path.toUtf8()] = i % 100 == 99 ? "404 Not Found" : "200 OK";
         all.push_back({path, at("pages.example", path)});
     }
@@ -175,15 +176,15 @@ TEST_F(Links, AVerifierThatGoesTakesItsChecksWithIt) {
 
 TEST_F(Links, MachinesWithoutAPublicAddressAreLeftAlone) {
     server.answers = {{"/missing", "404 Not Found"}};
-    redirect("/in", server.url(QStringLiteral("/missing")));
-    redirect("/by-name", at("inside.example", QStringLiteral("/missing")));
+    redirect("/in", server.url(u"/missing"_s));
+    redirect("/by-name", at("inside.example", u"/missing"_s));
     std::vector<LinkPair> all = pairs("/in /by-name");
     for (const char* host : {"127.0.0.1", "localhost", "inside.example", "0.0.0.0", "2130706433", "[::ffff:127.0.0.1]"})
-        all.push_back({QLatin1String(host), at(host, QStringLiteral("/missing"))});
+        all.push_back({QLatin1String(host), at(host, u"/missing"_s)});
     EXPECT_EQ(replaced(all, check(all)), QString());
     EXPECT_FALSE(server.paths().contains("/missing"));
     // But the page in view may be anywhere, and so may what it links to on its own host.
-    EXPECT_EQ(replaced(all, check(all, QStringLiteral("Inside.example"))), QStringLiteral("/by-name inside.example"));
+    EXPECT_EQ(replaced(all, check(all, u"Inside.example"_s)), u"/by-name inside.example"_s);
 }
 
 TEST_F(Links, PublicAddressesAreThoseOfTheInternet) {

@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using testing::ElementsAre;
 using Kind = StreamEvent::Kind;
@@ -39,8 +40,7 @@ StreamEvent event(Kind kind, const char* text = "", Outcome outcome = Outcome::S
 }
 
 QByteArray recorded(const char* name) {
-    return readFile(QStringLiteral(OVALIN_TESTS_DIR "/ask/recorded/") + QString::fromUtf8(name) +
-                    QStringLiteral(".jsonl"));
+    return readFile(QStringLiteral(OVALIN_TESTS_DIR "/ask/recorded/") + QString::fromUtf8(name) + u".jsonl"_s);
 }
 
 } // namespace

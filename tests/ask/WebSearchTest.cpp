@@ -9,19 +9,20 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
 
 struct WebSearch : testing::Test {
     QTemporaryDir folder;
-    const QString script = folder.filePath(QStringLiteral("it's a search"));
+    const QString script = folder.filePath(u"it's a search"_s);
 
     void scriptDoes(const QByteArray& lines) const {
         writeFile(script, "#!/bin/sh\ncd '" + folder.path().toUtf8() + "'\n" + lines);
         QFile::setPermissions(script, QFile::Permissions(0x7755));
     }
-    [[nodiscard]] QString search(const QString& question = QStringLiteral("x"), int limit = 8000) const {
+    [[nodiscard]] QString search(const QString& question = u"x"_s, int limit = 8000) const {
         return googleSearch(question, script, std::chrono::milliseconds(limit));
     }
     [[nodiscard]] QByteArray written(const char* name) const { return readFile(folder.filePath(QLatin1String(name))); }
@@ -33,7 +34,7 @@ TEST_F(WebSearch, TheScriptGetsTheQuestionAsOneArgument) {
     scriptDoes("printf '%s' \"$1\" >question; echo \"$# $2\" >rest; echo noise >&2\n"
                "echo '[{\"title\":\"T\",\"url\":\"https://u.example\"}]'; exit 3\n");
     for (const char* question : {"it's \"$(touch x)\" `id` \\ ?", "--help", "两\nlines", "''"}) {
-        EXPECT_EQ(search(QString::fromUtf8(question)), QStringLiteral("- T — https://u.example"));
+        EXPECT_EQ(search(QString::fromUtf8(question)), u"- T — https://u.example"_s);
         EXPECT_EQ(written("question"), question);
         EXPECT_EQ(written("rest"), "2 5\n");
     }
@@ -52,7 +53,7 @@ TEST_F(WebSearch, WhateverFailsIsNoResult) {
 
 TEST_F(WebSearch, ASearchThatHangsIsEndedWithItsChildren) {
     scriptDoes("trap '' TERM\nsleep 600 &\necho $! >child\necho $$ >self\nwait\n");
-    EXPECT_EQ(search(QStringLiteral("x"), 400), QString());
+    EXPECT_EQ(search(u"x"_s, 400), QString());
     for (const char* name : {"child", "self"}) {
         const pid_t pid = written(name).trimmed().toInt();
         ASSERT_GT(pid, 0);
@@ -62,7 +63,7 @@ TEST_F(WebSearch, ASearchThatHangsIsEndedWithItsChildren) {
 
 TEST_F(WebSearch, ResultsOfAScriptThatDoesNotEndCount) {
     scriptDoes("echo '[{\"url\":\"https://u.example\"}]'\nsleep 600\n");
-    EXPECT_EQ(search(QStringLiteral("x"), 400), QStringLiteral("-  — https://u.example"));
+    EXPECT_EQ(search(u"x"_s, 400), u"-  — https://u.example"_s);
 }
 
 TEST(SearchResults, OneLineAnItemInOrder) {
@@ -83,12 +84,12 @@ TEST(SearchResults, OneLineAnItemInOrder) {
 }
 
 TEST(SearchResults, TheBlockQuotesTheQuestionOrForbidsDirectLinks) {
-    EXPECT_EQ(groundingBlock(QStringLiteral("x %1"), QStringLiteral("- A — u")),
-              QStringLiteral("Web search results for \"x %1\" (use ONLY these real URLs for links — do not invent or "
-                             "recall any other URL):\n- A — u"));
-    EXPECT_TRUE(groundingBlock(QStringLiteral("x"), {})
-                    .endsWith(QStringLiteral("Google search: [Name](https://www.google.com/search?q=URL_ENCODED_NAME). "
-                                             "This is mandatory.")));
+    EXPECT_EQ(groundingBlock(u"x %1"_s, u"- A — u"_s),
+              u"Web search results for \"x %1\" (use ONLY these real URLs for links — do not invent or "
+              "recall any other URL):\n- A — u"_s);
+    EXPECT_TRUE(groundingBlock(u"x"_s, {})
+                    .endsWith(u"Google search: [Name](https://www.google.com/search?q=URL_ENCODED_NAME). "
+                              "This is mandatory."_s));
 }
 
 TEST(SearchResults, OnlyLettersMarksAndDigitsStayInASearchAddress) {
@@ -100,5 +101,5 @@ TEST(SearchResults, OnlyLettersMarksAndDigitsStayInASearchAddress) {
     };
     for (const auto& row : rows)
         EXPECT_EQ(googleSearchURL(QString::fromUtf8(row.query)),
-                  QStringLiteral("https://www.google.com/search?q=") + QString::fromUtf8(row.encoded));
+                  u"https://www.google.com/search?q="_s + QString::fromUtf8(row.encoded));
 }

@@ -23,7 +23,7 @@ struct AgentCli : testing::Test {
         rememberEnvironment();
     }
     ~AgentCli() override {
-        setShellPath(QStringLiteral("/bin/zsh"));
+        setShellPath(u"/bin/zsh"_s);
         qputenv("HOME", homeBefore);
         rememberEnvironment();
     }
@@ -34,7 +34,7 @@ struct AgentCli : testing::Test {
         QFile::setPermissions(path(name), executable ? QFile::Permissions(0x7755) : QFile::Permissions(0x6644));
         return path(name);
     }
-    AgentSearch search(const QStringList& names = {QStringLiteral("1/claude"), QStringLiteral("2/claude")}) const {
+    AgentSearch search(const QStringList& names = {u"1/claude"_s, u"2/claude"_s}) const {
         AgentSearch found;
         found.loginShell = true;
         for (const QString& name : names)
@@ -46,23 +46,23 @@ struct AgentCli : testing::Test {
 } // namespace
 
 TEST_F(AgentCli, TheFirstExecutableCandidateWins) {
-    const QString second = program(QStringLiteral("2/claude"));
+    const QString second = program(u"2/claude"_s);
     EXPECT_EQ(findClaudeBinary(search()), second);
-    program(QStringLiteral("1/claude"), "text", false);
+    program(u"1/claude"_s, "text", false);
     EXPECT_EQ(findClaudeBinary(search()), second) << "one that is not executable is passed over";
-    QFile::remove(path(QStringLiteral("1/claude")));
-    QDir(folder.path()).mkpath(QStringLiteral("1/claude"));
+    QFile::remove(path(u"1/claude"_s));
+    QDir(folder.path()).mkpath(u"1/claude"_s);
     EXPECT_EQ(findClaudeBinary(search()), second) << "a folder is no program";
-    QDir(folder.path()).rmdir(QStringLiteral("1/claude"));
-    const QString first = program(QStringLiteral("1/claude"));
+    QDir(folder.path()).rmdir(u"1/claude"_s);
+    const QString first = program(u"1/claude"_s);
     // Also against a PATH that lists the other first.
-    program(QStringLiteral(".zprofile"), "path=($HOME/2 $path)\n", false);
+    program(u".zprofile"_s, "path=($HOME/2 $path)\n", false);
     EXPECT_EQ(findClaudeBinary(search()), first);
-    EXPECT_EQ(AgentSearch::under(folder.path()).candidates.first(), path(QStringLiteral(".local/bin/claude")));
+    EXPECT_EQ(AgentSearch::under(folder.path()).candidates.first(), path(u".local/bin/claude"_s));
 }
 
 TEST_F(AgentCli, TheLoginShellFindsWhatItsProfileReaches) {
-    const QString agent = program(QStringLiteral("version manager/claude"));
+    const QString agent = program(u"version manager/claude"_s);
     const struct {
         const char* profile;
         bool found;
@@ -75,15 +75,15 @@ TEST_F(AgentCli, TheLoginShellFindsWhatItsProfileReaches) {
         {"exit 0\n", false},
     };
     for (const auto& row : rows) {
-        program(QStringLiteral(".zprofile"), row.profile, false);
+        program(u".zprofile"_s, row.profile, false);
         EXPECT_EQ(findClaudeBinary(search()), row.found ? std::optional(agent) : std::nullopt) << row.profile;
     }
 }
 
 TEST_F(AgentCli, AShellThatIsMissingOrHangsFindsNothing) {
-    setShellPath(path(QStringLiteral("missing")));
+    setShellPath(path(u"missing"_s));
     EXPECT_EQ(findClaudeBinary(search()), std::nullopt);
-    setShellPath(program(QStringLiteral("hangs"), "#!/bin/sh\nsleep 1000 & echo /bin/true; wait\n"));
+    setShellPath(program(u"hangs"_s, "#!/bin/sh\nsleep 1000 & echo /bin/true; wait\n"));
     AgentSearch impatient = search();
     impatient.probeDeadline = 200ms;
     EXPECT_EQ(findClaudeBinary(impatient), std::nullopt);

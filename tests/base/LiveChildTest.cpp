@@ -13,6 +13,7 @@
 
 #include <sys/wait.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -63,8 +64,8 @@ struct LiveChildTest : testing::Test {
         LiveChild::awaitEnds(); // its thread looks at `heard`
     }
     void start(const char* line) {
-        auto started = LiveChild::start(
-            shellCommand(QStringLiteral("cd '%1'; %2").arg(folder.path(), QLatin1String(line))), heard.handlers());
+        auto started =
+            LiveChild::start(shellCommand(u"cd '%1'; %2"_s.arg(folder.path(), QLatin1String(line))), heard.handlers());
         ASSERT_TRUE(started);
         child = std::move(*started);
     }
@@ -85,8 +86,8 @@ bool isGone(pid_t pid) {
 // The first one here: the program that is forked needs a supervisor of its own.
 TEST_F(LiveChildTest, AProgramThatIsKilledTakesItsChildrenWithItButNoDetachedOne) {
     const auto waitingIn = [this](const char* file, const char* manners = "trap '' TERM") {
-        return shellCommand(QStringLiteral("cd '%1'; %2; echo $$ > %3; sleep 60; true")
-                                .arg(folder.path(), QLatin1String(manners), QLatin1String(file)));
+        return shellCommand(u"cd '%1'; %2; echo $$ > %3; sleep 60; true"_s.arg(folder.path(), QLatin1String(manners),
+                                                                               QLatin1String(file)));
     };
     const pid_t program = ::fork();
     if (program == 0) {
@@ -147,7 +148,7 @@ TEST_F(LiveChildTest, WaitsWithAFloodUntilThereIsRoom) {
 TEST_F(LiveChildTest, ReportsItsEndThoughAGrandchildHoldsItsOutput) {
     for (const QByteArray grandchild : {"sleep 60", "yes"}) {
         heard.end.reset();
-        QFile::remove(folder.filePath(QStringLiteral("pid")));
+        QFile::remove(folder.filePath(u"pid"_s));
         start("(trap '' TERM; exec " + grandchild + ") & echo $! > pid; kill -9 $$");
         ASSERT_TRUE(heard.wait([this] { return heard.end.has_value(); })) << grandchild.constData();
         EXPECT_EQ(heard.end->kind, ChildEnd::Kind::Killed);
@@ -177,8 +178,8 @@ TEST_F(LiveChildTest, WhatAChildHasStartedEndsWithItAlsoWhenItDiesByItself) {
         ASSERT_TRUE(heard.wait([this] { return heard.end.has_value(); }));
         EXPECT_TRUE(isGone(pidIn("tame"))) << end;
         EXPECT_TRUE(isGone(pidIn("wild"))) << end;
-        QFile::remove(folder.filePath(QStringLiteral("tame")));
-        QFile::remove(folder.filePath(QStringLiteral("wild")));
+        QFile::remove(folder.filePath(u"tame"_s));
+        QFile::remove(folder.filePath(u"wild"_s));
     }
 }
 

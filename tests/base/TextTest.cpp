@@ -2,16 +2,17 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 TEST(Text, ShellQuotingSurvivesEveryQuote) {
-    EXPECT_EQ(shellQuoted(QStringLiteral("a'b $(x) `y`")), QStringLiteral("'a'\\''b $(x) `y`'"));
-    EXPECT_EQ(shellQuoted(QString()), QStringLiteral("''"));
+    EXPECT_EQ(shellQuoted(u"a'b $(x) `y`"_s), u"'a'\\''b $(x) `y`'"_s);
+    EXPECT_EQ(shellQuoted(QString()), u"''"_s);
 }
 
 TEST(Text, CharactersAreWhatThePersonSees) {
-    const QString family = QStringLiteral("👩‍👩‍👧");
-    const QString text = family + QStringLiteral("é!");
+    const QString family = u"👩‍👩‍👧"_s;
+    const QString text = family + u"é!"_s;
     EXPECT_EQ(characterCount(text), 3);
     EXPECT_EQ(firstCharacters(text, 1), family);
     EXPECT_EQ(firstCharacters(text, 3), text);
@@ -20,7 +21,6 @@ TEST(Text, CharactersAreWhatThePersonSees) {
     const QString stacked = QLatin1Char('e') + QString(5000, QChar(0x301)); // one letter under five thousand accents
     EXPECT_EQ(firstCharacters(stacked + text, 1), stacked);
     EXPECT_EQ(firstCharacters(stacked.repeated(3), 3), stacked.repeated(3));
-    EXPECT_EQ(characterCount(QStringLiteral("a\r\nb\n") + family + family + QStringLiteral("c")), 7);
-    EXPECT_EQ(firstCharacters(QStringLiteral("x\r\n") + family + QStringLiteral("y"), 3),
-              QStringLiteral("x\r\n") + family);
+    EXPECT_EQ(characterCount(u"a\r\nb\n"_s + family + family + u"c"_s), 7);
+    EXPECT_EQ(firstCharacters(u"x\r\n"_s + family + u"y"_s, 3), u"x\r\n"_s + family);
 }

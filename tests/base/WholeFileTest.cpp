@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <thread>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using namespace std::chrono_literals;
 
@@ -40,7 +41,7 @@ private:
 struct WholeFile : testing::Test {
     QTemporaryDir folder;
     QString path(const QString& name) const { return folder.filePath(name); }
-    QString file = path(QStringLiteral("a.json"));
+    QString file = path(u"a.json"_s);
 
     QStringList names() const {
         return QDir(folder.path()).entryList(QDir::AllEntries | QDir::System | QDir::Hidden | QDir::NoDotAndDotDot);
@@ -61,29 +62,29 @@ TEST_F(WholeFile, ReplacingKeepsTheModeAndANewFileIsPrivate) {
     ASSERT_TRUE(replaceFile(file, "two"));
     EXPECT_EQ(modeOf(file), 0644U);
     EXPECT_EQ(readFile(file), "two");
-    EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")});
+    EXPECT_EQ(names(), QStringList{u"a.json"_s});
 }
 
 TEST_F(WholeFile, SymbolicLinksAreFollowedUnlessTold) {
-    QDir(folder.path()).mkpath(QStringLiteral("far"));
-    QFile::link(QStringLiteral("far/b.json"), file); // dangling, relative
-    QFile::link(file, path(QStringLiteral("c.json")));
-    ASSERT_TRUE(replaceFile(path(QStringLiteral("c.json")), "x"));
-    EXPECT_EQ(readFile(path(QStringLiteral("far/b.json"))), "x");
+    QDir(folder.path()).mkpath(u"far"_s);
+    QFile::link(u"far/b.json"_s, file); // dangling, relative
+    QFile::link(file, path(u"c.json"_s));
+    ASSERT_TRUE(replaceFile(path(u"c.json"_s), "x"));
+    EXPECT_EQ(readFile(path(u"far/b.json"_s)), "x");
     EXPECT_TRUE(QFileInfo(file).isSymLink());
 
     ReplaceOptions options;
     options.followLinks = false;
     ASSERT_TRUE(replaceFile(file, "y", options));
     EXPECT_FALSE(QFileInfo(file).isSymLink());
-    EXPECT_EQ(readFile(path(QStringLiteral("far/b.json"))), "x");
+    EXPECT_EQ(readFile(path(u"far/b.json"_s)), "x");
 }
 
 TEST_F(WholeFile, AFailureNamesItsStepAndLeavesWhatWasThere) {
-    writeFile(path(QStringLiteral("plain")), "text");
-    QFile::link(QStringLiteral("loop"), path(QStringLiteral("loop")));
-    QFile::link(QStringLiteral("/dev/full"), path(QStringLiteral("device")));
-    QDir(folder.path()).mkpath(QStringLiteral("folder"));
+    writeFile(path(u"plain"_s), "text");
+    QFile::link(u"loop"_s, path(u"loop"_s));
+    QFile::link(u"/dev/full"_s, path(u"device"_s));
+    QDir(folder.path()).mkpath(u"folder"_s);
     const QStringList before = names();
     const std::pair<const char*, const char*> rows[] = {{"plain/a.json", "Not a directory"},
                                                         {"missing/a.json", "No such file or directory"},
@@ -97,12 +98,10 @@ TEST_F(WholeFile, AFailureNamesItsStepAndLeavesWhatWasThere) {
     }
     {
         const FileSizeLimit full(1000);
-        EXPECT_TRUE(replaceFile(path(QStringLiteral("plain")), QByteArray(5000, 'x'))
-                        .error()
-                        .startsWith(QStringLiteral("write ")));
+        EXPECT_TRUE(replaceFile(path(u"plain"_s), QByteArray(5000, 'x')).error().startsWith(u"write "_s));
     }
-    EXPECT_EQ(readFile(path(QStringLiteral("plain"))), "text");
-    EXPECT_FALSE(ensureFolder(path(QStringLiteral("plain/below"))));
+    EXPECT_EQ(readFile(path(u"plain"_s)), "text");
+    EXPECT_FALSE(ensureFolder(path(u"plain/below"_s)));
     EXPECT_EQ(names(), before);
 }
 
@@ -110,7 +109,7 @@ TEST_F(WholeFile, ReadingPassesOverWhatIsNoFile) {
     ::mkfifo(QFile::encodeName(file).constData(), 0600);
     EXPECT_FALSE(readWholeFile(file)) << "and does not wait for a writer";
     EXPECT_FALSE(readWholeFile(folder.path()));
-    const auto missing = readWholeFile(path(QStringLiteral("missing")));
+    const auto missing = readWholeFile(path(u"missing"_s));
     ASSERT_TRUE(missing);
     EXPECT_FALSE(missing->version.exists);
 }
@@ -119,9 +118,8 @@ TEST_F(WholeFile, AnEditThatCameBetweenStands) {
     const std::pair<const char*, std::function<void()>> rows[] = {
         {"replaced",
          [this] {
-             writeFile(path(QStringLiteral("other")), "theirs");
-             ::rename(QFile::encodeName(path(QStringLiteral("other"))).constData(),
-                      QFile::encodeName(file).constData());
+             writeFile(path(u"other"_s), "theirs");
+             ::rename(QFile::encodeName(path(u"other"_s)).constData(), QFile::encodeName(file).constData());
          }},
         {"in place", [this] { writeFile(file, "theirs"); }},
         {"in place, same size and time",
@@ -143,7 +141,7 @@ TEST_F(WholeFile, AnEditThatCameBetweenStands) {
         edit();
         EXPECT_EQ(replaceIfUnchanged(file, *read, "ours"), Replaced::Changed) << name;
         EXPECT_EQ(readFile(file), "theirs") << name;
-        EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")}) << name;
+        EXPECT_EQ(names(), QStringList{u"a.json"_s}) << name;
     }
 
     const FileContents theirs = *readWholeFile(file);
@@ -157,7 +155,7 @@ TEST_F(WholeFile, AnEditThatCameBetweenStands) {
     QFile::remove(file);
     EXPECT_EQ(replaceIfUnchanged(file, theirs, "ours"), Replaced::Changed) << "it was removed";
     EXPECT_EQ(replaceIfUnchanged(file, {}, "new"), Replaced::Done);
-    EXPECT_EQ(names(), QStringList{QStringLiteral("a.json")});
+    EXPECT_EQ(names(), QStringList{u"a.json"_s});
 }
 
 TEST_F(WholeFile, SettingAsideTakesAFreeNameAndOnlyTheFileThatWasSeen) {
@@ -184,5 +182,5 @@ TEST_F(WholeFile, ALockThatIsHeldIsWaitedForButNotForEver) {
     std::thread later([&] { first.reset(); });
     EXPECT_TRUE(FileLock(file, 10s).held());
     later.join();
-    EXPECT_FALSE(FileLock(path(QStringLiteral("missing/a.json"))).held()) << "where no lock file can be made";
+    EXPECT_FALSE(FileLock(path(u"missing/a.json"_s)).held()) << "where no lock file can be made";
 }

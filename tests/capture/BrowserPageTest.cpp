@@ -10,13 +10,14 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
 
 /// A program of the test's own: a shell script.
 QString program(const QTemporaryDir& folder, const QByteArray& text) {
-    QString path = folder.filePath(QStringLiteral("a program"));
+    QString path = folder.filePath(u"a program"_s);
     QFile::remove(path);
     writeFile(path, "#!/bin/sh\n" + text);
     QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
@@ -48,7 +49,7 @@ TEST(BrowserPage, OutputIsReadAsAddressAndTitle) {
         {"no UTF-8", 0, "https://a.b/\n\xff\n", {}},
         {"half a character", 0, "https://a.b/\xc3", {}},
         {"right to left", 0, "u\nשלום \"x\" 'y'", tab("u", "שלום \"x\" 'y'")},
-        {"a long title", 0, "u\n" + longTitle, std::pair(QStringLiteral("u"), QString::fromUtf8(longTitle))},
+        {"a long title", 0, "u\n" + longTitle, std::pair(u"u"_s, QString::fromUtf8(longTitle))},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.property);
@@ -100,20 +101,20 @@ TEST(BrowserPage, TheToolIsAskedOnlyForBrowsersOfTheTable) {
                              R"(of front window) & "\n" & (title of active tab of front window))"));
     for (const char* known : {"com.google.Chrome", "org.chromium.Chromium", "com.microsoft.edgemac",
                               "com.vivaldi.Vivaldi", "com.operasoftware.Opera", "org.mozilla.firefox"})
-        EXPECT_TRUE(asked(known).contains(QStringLiteral("URL of active tab of front window"))) << known;
+        EXPECT_TRUE(asked(known).contains(u"URL of active tab of front window"_s)) << known;
     EXPECT_EQ(asked("com.apple.Safari"),
               QStringLiteral(
                   R"(tell application "Safari" to return (URL of front document) & "\n" & (name of front document))"));
     for (const char* other : {"", "com.google.chrome", "company.thebrowser.Browser", "org.gnome.TextEditor"})
         EXPECT_EQ(asked(other), QString());
-    EXPECT_FALSE(browserTabInfoViaOsascript(QStringLiteral("com.apple.Safari"), QStringLiteral("/nonexistent/tool")));
+    EXPECT_FALSE(browserTabInfoViaOsascript(u"com.apple.Safari"_s, u"/nonexistent/tool"_s));
 }
 
 TEST(BrowserPage, AToolThatHangsIsEndedWithItsChildren) {
     const QTemporaryDir folder;
-    const QString pids = folder.filePath(QStringLiteral("pids"));
+    const QString pids = folder.filePath(u"pids"_s);
     const QString tool = program(folder, "trap '' TERM; sleep 100 & echo $$ $! > '" + pids.toUtf8() + "'; wait; wait");
-    EXPECT_FALSE(browserTabInfoViaOsascript(QStringLiteral("com.apple.Safari"), tool));
+    EXPECT_FALSE(browserTabInfoViaOsascript(u"com.apple.Safari"_s, tool));
     const QByteArrayList started = readFile(pids).trimmed().split(' ');
     ASSERT_EQ(started.size(), 2);
     for (const QByteArray& pid : started)
@@ -123,16 +124,16 @@ TEST(BrowserPage, AToolThatHangsIsEndedWithItsChildren) {
 
 TEST(SiteOwnership, TheScriptDecidesAndGetsTheAddressWithoutQuotes) {
     const QTemporaryDir folder;
-    const QString seen = folder.filePath(QStringLiteral("seen"));
+    const QString seen = folder.filePath(u"seen"_s);
     const QString script =
         program(folder, "printf '%s|' \"$#\" \"$@\" > '" + seen.toUtf8() + "'; echo noise; exit $(($3 + 0))");
-    EXPECT_TRUE(siteOwned(QStringLiteral("https://a.b/it's?x=$(id)&y=`z`;"), script));
+    EXPECT_TRUE(siteOwned(u"https://a.b/it's?x=$(id)&y=`z`;"_s, script));
     EXPECT_EQ(readFile(seen), "2|--check|https://a.b/its?x=$(id)&y=`z`;|");
 
-    EXPECT_FALSE(siteOwned(QStringLiteral("https://a.b/"), program(folder, "exit 3")));
-    EXPECT_FALSE(siteOwned(QStringLiteral("https://a.b/"), program(folder, "kill -9 $$")));
+    EXPECT_FALSE(siteOwned(u"https://a.b/"_s, program(folder, "exit 3")));
+    EXPECT_FALSE(siteOwned(u"https://a.b/"_s, program(folder, "kill -9 $$")));
     QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner);
-    EXPECT_FALSE(siteOwned(QStringLiteral("https://a.b/"), script)) << "not executable";
-    EXPECT_FALSE(siteOwned(QStringLiteral("https://a.b/"), folder.path())) << "a folder";
-    EXPECT_FALSE(siteOwned(QStringLiteral("https://a.b/"), folder.filePath(QStringLiteral("none"))));
+    EXPECT_FALSE(siteOwned(u"https://a.b/"_s, script)) << "not executable";
+    EXPECT_FALSE(siteOwned(u"https://a.b/"_s, folder.path())) << "a folder";
+    EXPECT_FALSE(siteOwned(u"https://a.b/"_s, folder.filePath(u"none"_s)));
 }

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using Kind = AccessibleSelection::Kind;
 using testing::ElementsAre;
@@ -20,7 +21,7 @@ struct CaptureTest : testing::Test {
     LogRecorder log;
     std::optional<BrowserTab> tab;
     std::optional<QByteArray> png = PNG;
-    std::optional<QString> recognised = QStringLiteral("recognised");
+    std::optional<QString> recognised = u"recognised"_s;
     int shotsTaken = 0, picturesRead = 0;
     QStringList shown, owned;
     std::vector<std::pair<QUuid, QByteArray>> handedOver;
@@ -31,10 +32,10 @@ struct CaptureTest : testing::Test {
 
     CaptureTest() {
         open();
-        fake.accessibility.answer = {Kind::Text, QStringLiteral("selected"), false};
+        fake.accessibility.answer = {Kind::Text, u"selected"_s, false};
     }
     /// Another opening.
-    CaptureContext& open(const QString& bundle = QStringLiteral("Mousepad")) {
+    CaptureContext& open(const QString& bundle = u"Mousepad"_s) {
         watch.reset();
         captured = std::make_unique<Captured>(dispatch, selection,
                                               ContextSources{[this](const QString&) { return tab; },
@@ -77,11 +78,11 @@ TEST_F(CaptureTest, ANonBrowserGetsExcerptScreenshotAndItsText) {
     const CaptureContext& context = captured->context;
     captured->pipeline.startContextPipeline();
     runAll();
-    EXPECT_THAT(shown, ElementsAre(QStringLiteral("selected")));
+    EXPECT_THAT(shown, ElementsAre(u"selected"_s));
     EXPECT_EQ(context.capShot, PNG);
-    EXPECT_EQ(context.capShotText, QStringLiteral("recognised"));
+    EXPECT_EQ(context.capShotText, u"recognised"_s);
     EXPECT_EQ(context.capURL, std::nullopt);
-    EXPECT_EQ(context.capContextMode, QStringLiteral("screenshot"));
+    EXPECT_EQ(context.capContextMode, u"screenshot"_s);
     EXPECT_THAT(handedOver, ElementsAre(std::pair(context.captureToken, PNG)));
     EXPECT_FALSE(context.selectionViaClipboard);
 }
@@ -104,15 +105,14 @@ TEST_F(CaptureTest, OnlyARemotePageIsFetchedInsteadOfPictured) {
                            {"about:blank", false},
                            {"not a url", false},
                            {"https:///nohost", false}}) {
-        const CaptureContext& context = open(QStringLiteral("com.google.Chrome"));
+        const CaptureContext& context = open(u"com.google.Chrome"_s);
         shotsTaken = 0;
-        tab = BrowserTab{QString::fromLatin1(row.url), QStringLiteral("Title")};
+        tab = BrowserTab{QString::fromLatin1(row.url), u"Title"_s};
         captured->pipeline.startContextPipeline();
         runAll();
         EXPECT_EQ(context.capURL, QString::fromLatin1(row.url));
-        EXPECT_EQ(context.capTitle, QStringLiteral("Title"));
-        EXPECT_EQ(context.capContextMode, row.fetched ? QStringLiteral("fetch") : QStringLiteral("screenshot"))
-            << row.url;
+        EXPECT_EQ(context.capTitle, u"Title"_s);
+        EXPECT_EQ(context.capContextMode, row.fetched ? u"fetch"_s : u"screenshot"_s) << row.url;
         EXPECT_EQ(shotsTaken, row.fetched ? 0 : 1) << row.url;
         EXPECT_EQ(context.capShot.has_value(), !row.fetched) << row.url;
     }
@@ -165,13 +165,13 @@ TEST_F(CaptureTest, TheRecordKnowsWhetherTheClipboardWasUsed) {
     const CaptureContext& context = captured->context;
     fake.accessibility.answer = {};
     fake.keyboard.onCopy = [this] {
-        fake.pasteboard.clipboard = QStringLiteral("by copy");
+        fake.pasteboard.clipboard = u"by copy"_s;
         ++fake.pasteboard.changes;
     };
     captured->pipeline.startContextPipeline();
     runAll();
     EXPECT_TRUE(context.selectionViaClipboard);
-    EXPECT_EQ(context.capText, QStringLiteral("by copy"));
+    EXPECT_EQ(context.capText, u"by copy"_s);
     fake.keyboard.onCopy = {};
     captured->pipeline.startContextPipeline();
     runAll();
@@ -201,16 +201,16 @@ TEST_F(CaptureTest, ARefreshWaitsRunsOnceAndNeverClears) {
     runAll();
     dispatch.advance(1);
     EXPECT_EQ(dispatch.waiting(), 0u) << "a trigger during the read is dropped";
-    EXPECT_THAT(shown, ElementsAre(QStringLiteral("selected")));
+    EXPECT_THAT(shown, ElementsAre(u"selected"_s));
 
     fake.accessibility.answer = {};
     fake.eventMonitors.keyUp({EventMonitors::Key::A, false, true});
     dispatch.advance(0.2);
     runAll();
-    EXPECT_THAT(shown, ElementsAre(QStringLiteral("selected")));
+    EXPECT_THAT(shown, ElementsAre(u"selected"_s));
     EXPECT_EQ(fake.keyboard.copies, 0) << "no synthetic copy where the first capture needed none";
 
-    captured->context.capBundle = QStringLiteral("com.google.Chrome");
+    captured->context.capBundle = u"com.google.Chrome"_s;
     fake.eventMonitors.mouseUp();
     dispatch.advance(0.2);
     runAll();

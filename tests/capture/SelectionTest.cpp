@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using Kind = AccessibleSelection::Kind;
 
@@ -28,8 +29,8 @@ struct SelectionTest : testing::Test {
 } // namespace
 
 TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
-    const QString primary = QStringLiteral("from PRIMARY ");
-    const QString page = QStringLiteral("org.mozilla.firefox"), chromium = QStringLiteral("org.chromium.Chromium");
+    const QString primary = u"from PRIMARY "_s;
+    const QString page = u"org.mozilla.firefox"_s, chromium = u"org.chromium.Chromium"_s;
     using Source = SelectedText::Source;
     const auto tree = [](Kind kind, FocusKind focus, const char* text = "") {
         return AccessibleSelection{.kind = kind, .text = QString::fromUtf8(text), .focus = focus};
@@ -71,10 +72,10 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
         {"a terminal's highlight", tree(Kind::None, FocusKind::Terminal), primary, "from PRIMARY", Source::Primary},
         {"a terminal without one", tree(Kind::Unavailable, FocusKind::Terminal), {}, "", Source::Tree},
         {"a password field hides PRIMARY too", tree(Kind::Secret, FocusKind::Password), primary, "", Source::Tree},
-        {"the dots of a password field", {}, QStringLiteral("●●●"), "", Source::Nobody},
-        {"only blanks", {}, QStringLiteral(" \n"), "", Source::Nobody},
-        {"PRIMARY has all of what the tree has a part of", part("one\ntwo"), QStringLiteral("zero\none\n two"),
-         "zero\none\n two", Source::Primary},
+        {"the dots of a password field", {}, u"●●●"_s, "", Source::Nobody},
+        {"only blanks", {}, u" \n"_s, "", Source::Nobody},
+        {"PRIMARY has all of what the tree has a part of", part("one\ntwo"), u"zero\none\n two"_s, "zero\none\n two",
+         Source::Primary},
         {"another text in PRIMARY", part("one\ntwo"), primary, "", Source::Nobody},
     };
     for (const auto& row : rows) {
@@ -93,26 +94,25 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
 }
 
 TEST_F(SelectionTest, TheWindowIsTheOneThatTheUserWorksInNow) {
-    fake.accessibility.answer = {.kind = Kind::Text, .text = QStringLiteral("text"), .window = 8};
+    fake.accessibility.answer = {.kind = Kind::Text, .text = u"text"_s, .window = 8};
     EXPECT_EQ(selection.axSelection({{}, {}, 42, 7, {}, {}}).window, 8u);
     fake.accessibility.answer.window = 0;
     EXPECT_EQ(selection.axSelection({{}, {}, 42, 7, {}, {}}).window, 7u) << "the application is not in front any more";
 }
 
 TEST_F(SelectionTest, ACopyIsReadAndTheClipboardPutBack) {
-    copiesText(QStringLiteral("  copied •••••👩‍👩‍👧\n"));
-    EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), QStringLiteral("copied 👩‍👩‍👧"));
+    copiesText(u"  copied •••••👩‍👩‍👧\n"_s);
+    EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), u"copied 👩‍👩‍👧"_s);
     ASSERT_EQ(fake.pasteboard.restored.size(), 1u);
     EXPECT_EQ(slept, 0);
-    EXPECT_EQ(log.lines.value(0), QStringLiteral("Ovalin: selection fallback grabbed 8 chars via Cmd+C"));
+    EXPECT_EQ(log.lines.value(0), u"Ovalin: selection fallback grabbed 8 chars via Cmd+C"_s);
 }
 
 TEST_F(SelectionTest, AnUnchangedClipboardIsLeftAloneAfter300Ms) {
     EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);
     EXPECT_EQ(slept, 300);
     EXPECT_TRUE(fake.pasteboard.restored.empty());
-    EXPECT_EQ(log.lines.value(0),
-              QStringLiteral("Ovalin: selection fallback — clipboard unchanged after Cmd+C to pid 42"));
+    EXPECT_EQ(log.lines.value(0), u"Ovalin: selection fallback — clipboard unchanged after Cmd+C to pid 42"_s);
 }
 
 TEST_F(SelectionTest, ACopyWithoutTextStillPutsTheClipboardBack) {
@@ -129,7 +129,7 @@ TEST_F(SelectionTest, NoKeyIsSentThatCouldDoHarm) {
     fake.keyboard.mayType = false;
     EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);
     EXPECT_EQ(fake.keyboard.copies, 0);
-    EXPECT_EQ(log.count(QStringLiteral("Accessibility not granted — cannot grab selection")), 1);
+    EXPECT_EQ(log.count(u"Accessibility not granted — cannot grab selection"_s), 1);
     fake.keyboard.mayType = true;
     fake.keyboard.result = Keyboard::Sent::NotAllowed;
     EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);

@@ -8,11 +8,12 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
 
-const QString LISTENING = QStringLiteral("listening");
+const QString LISTENING = u"listening"_s;
 
 /// The room over a prompt, with a recogniser and a microphone that do as they are told.
 struct DictationTest : testing::Test {
@@ -36,7 +37,7 @@ struct DictationTest : testing::Test {
     void hear(const QString& text, bool meta = false, bool final = false) {
         update(recognizer.segments.back(), {RecognitionResult{text, final, meta}, std::nullopt});
     }
-    void fail() { update(recognizer.segments.back(), {std::nullopt, QStringLiteral("broken")}); }
+    void fail() { update(recognizer.segments.back(), {std::nullopt, u"broken"_s}); }
     void update(const std::shared_ptr<FakeRecognizer::Segment>& segment, const RecognitionUpdate& what) {
         segment->handler(what);
         dispatch.runMain();
@@ -71,7 +72,7 @@ TEST_F(DictationTest, EveryFailedStartSaysWhyAndTheNextOneWorks) {
         click();
         expectIdle(QString::fromUtf8(row.note));
     }
-    EXPECT_EQ(log.lines, QStringList(QStringLiteral("Ovalin: audio engine start failed — no microphone")));
+    EXPECT_EQ(log.lines, QStringList(u"Ovalin: audio engine start failed — no microphone"_s));
     microphone.error.clear();
     click();
     EXPECT_TRUE(dictation->isRecording());
@@ -88,8 +89,8 @@ TEST_F(DictationTest, WordsFollowWhatStandsInTheField) {
     for (const auto& row : rows) {
         view.text = QString::fromUtf8(row.typed);
         click();
-        hear(QStringLiteral("word"));
-        hear(QStringLiteral("world"));
+        hear(u"word"_s);
+        hear(u"world"_s);
         EXPECT_EQ(field(), QString::fromUtf8(row.shown));
         click();
         hear({}, true, true);
@@ -137,16 +138,16 @@ TEST_F(DictationTest, NoWordThatWasShownIsLostBetweenResults) {
         click();
         dispatch.advance(4);
     }
-    EXPECT_EQ(log.count(QStringLiteral("silent reset detected (25 -> 4)")), 1);
-    EXPECT_EQ(log.count(QStringLiteral("silent reset")), 1);
-    EXPECT_EQ(log.lines.first(), QStringLiteral("Ovalin dictate: final=0 meta=0 len=25 last=0"));
+    EXPECT_EQ(log.count(u"silent reset detected (25 -> 4)"_s), 1);
+    EXPECT_EQ(log.count(u"silent reset"_s), 1);
+    EXPECT_EQ(log.lines.first(), u"Ovalin dictate: final=0 meta=0 len=25 last=0"_s);
 }
 
 TEST_F(DictationTest, ThePredictionFollowsAndIsForcedWhereSpeechPauses) {
     click();
-    hear(QStringLiteral("what"));
-    hear(QStringLiteral("what is"), true);
-    hear(QStringLiteral("this"), false, true);
+    hear(u"what"_s);
+    hear(u"what is"_s, true);
+    hear(u"this"_s, false, true);
     hear({}, true);
     EXPECT_EQ(inferences, (std::vector<bool>{false, true, true}));
 }
@@ -170,29 +171,29 @@ TEST_F(DictationTest, TheLastWordsArriveAfterTheStopButNotThreeSecondsLater) {
         view.text.clear();
         click();
         const auto segment = recognizer.segments.back();
-        hear(QStringLiteral("one"));
+        hear(u"one"_s);
         click();
         expectIdle();
         dispatch.advance(late ? 3.1 : 2.9);
         EXPECT_EQ(segment->cancelled, late);
-        update(segment, {RecognitionResult{QStringLiteral("one two"), true, true}, std::nullopt});
-        EXPECT_EQ(field(), late ? QStringLiteral("one") : QStringLiteral("one two"));
+        update(segment, {RecognitionResult{u"one two"_s, true, true}, std::nullopt});
+        EXPECT_EQ(field(), late ? u"one"_s : u"one two"_s);
     }
 }
 
 TEST_F(DictationTest, LateWordsDoNotComeIntoAFieldThatIsNotTheirsAnyMore) {
     const std::pair<const char*, std::function<void()>> rows[] = {
         {"", [this] { view.text.clear(); }}, // sent
-        {"typed since", [this] { view.text = QStringLiteral("typed since"); }},
+        {"typed since", [this] { view.text = u"typed since"_s; }},
         {"", [this] { open(); }},
     };
     for (const auto& [expected, meanwhile] : rows) {
         click();
         const auto segment = recognizer.segments.back();
-        hear(QStringLiteral("one"));
+        hear(u"one"_s);
         click();
         meanwhile();
-        update(segment, {RecognitionResult{QStringLiteral("one two"), true, true}, std::nullopt});
+        update(segment, {RecognitionResult{u"one two"_s, true, true}, std::nullopt});
         EXPECT_EQ(field(), QString::fromUtf8(expected));
         view.text.clear();
     }
@@ -201,15 +202,15 @@ TEST_F(DictationTest, LateWordsDoNotComeIntoAFieldThatIsNotTheirsAnyMore) {
 TEST_F(DictationTest, ARecordingBegunWhileAnotherDrainsIsNotCancelledWithIt) {
     click();
     const auto first = recognizer.segments.back();
-    hear(QStringLiteral("one"));
+    hear(u"one"_s);
     click();
     dispatch.advance(1);
     click();
     dispatch.advance(10);
-    update(first, {RecognitionResult{QStringLiteral("late"), true, true}, std::nullopt});
+    update(first, {RecognitionResult{u"late"_s, true, true}, std::nullopt});
     EXPECT_FALSE(recognizer.segments.back()->cancelled);
-    hear(QStringLiteral("two"));
-    EXPECT_EQ(field(), QStringLiteral("one two"));
+    hear(u"two"_s);
+    EXPECT_EQ(field(), u"one two"_s);
 }
 
 TEST_F(DictationTest, ARecordingStopsByItselfAfterThirtyMinutesOfItsOwn) {
@@ -219,10 +220,10 @@ TEST_F(DictationTest, ARecordingStopsByItselfAfterThirtyMinutesOfItsOwn) {
     click();
     dispatch.advance(1799);
     EXPECT_TRUE(dictation->isRecording());
-    hear(QStringLiteral("still here"));
+    hear(u"still here"_s);
     dispatch.advance(1);
     expectIdle();
-    EXPECT_EQ(field(), QStringLiteral("still here"));
+    EXPECT_EQ(field(), u"still here"_s);
 }
 
 TEST_F(DictationTest, APanelClosedWhileTheAnswerIsOnItsWayStaysSilent) {
@@ -236,9 +237,9 @@ TEST_F(DictationTest, APanelClosedWhileTheAnswerIsOnItsWayStaysSilent) {
     view.shown = true;
     click();
     open();
-    view.status = QStringLiteral("its own");
+    view.status = u"its own"_s;
     microphone.answerAll();
-    expectIdle(QStringLiteral("its own"));
+    expectIdle(u"its own"_s);
     EXPECT_EQ(microphone.starts, 0);
     // And its own click counts, once, however often it is made.
     click();
@@ -252,21 +253,21 @@ TEST_F(DictationTest, APanelClosedWhileTheAnswerIsOnItsWayStaysSilent) {
 
 TEST_F(DictationTest, ALostMicrophoneEndsTheRecordingAndKeepsItsWords) {
     click();
-    hear(QStringLiteral("one"));
-    microphone.lost(QStringLiteral("unplugged"));
-    expectIdle(QStringLiteral("microphone disconnected"));
-    EXPECT_EQ(field(), QStringLiteral("one"));
-    microphone.error = QStringLiteral("no microphone");
+    hear(u"one"_s);
+    microphone.lost(u"unplugged"_s);
+    expectIdle(u"microphone disconnected"_s);
+    EXPECT_EQ(field(), u"one"_s);
+    microphone.error = u"no microphone"_s;
     click();
-    expectIdle(QStringLiteral("microphone start failed"));
-    EXPECT_EQ(field(), QStringLiteral("one"));
+    expectIdle(u"microphone start failed"_s);
+    EXPECT_EQ(field(), u"one"_s);
 }
 
 TEST_F(DictationTest, AnEngineThatCannotBeLoadedEndsTheRecordingRatherThanTryingForEver) {
     click();
     recognizer.available = false;
     fail();
-    expectIdle(QStringLiteral("speech recognizer unavailable"));
+    expectIdle(u"speech recognizer unavailable"_s);
     EXPECT_EQ(recognizer.segments.size(), 1U);
 }
 
@@ -277,15 +278,15 @@ TEST_F(DictationTest, ARecogniserThatOnlyFailsEndsTheRecordingWithANote) {
         dispatch.advance(pause);
     }
     for (int i = 0; i < 4; ++i) { // nor is a failure among words
-        hear(QStringLiteral("word"));
+        hear(u"word"_s);
         fail();
     }
     ASSERT_TRUE(dictation->isRecording());
     fail();
     fail();
-    expectIdle(QStringLiteral("speech recognizer unavailable"));
+    expectIdle(u"speech recognizer unavailable"_s);
     EXPECT_FALSE(microphone.running);
-    EXPECT_EQ(field(), QStringLiteral("word word word word"));
+    EXPECT_EQ(field(), u"word word word word"_s);
     click();
     EXPECT_TRUE(dictation->isRecording()) << "it may be tried again";
 }
@@ -293,11 +294,11 @@ TEST_F(DictationTest, ARecogniserThatOnlyFailsEndsTheRecordingWithANote) {
 TEST_F(DictationTest, StartAndStopInQuickSuccessionLeavesNothingRunning) {
     for (int i = 0; i < 20; ++i) {
         click();
-        hear(QStringLiteral("word%1").arg(i));
+        hear(u"word%1"_s.arg(i));
         dispatch.advance(0.2);
     }
     expectIdle();
-    EXPECT_EQ(field().count(QStringLiteral("word")), 10) << "those of the ten recordings";
+    EXPECT_EQ(field().count(u"word"_s), 10) << "those of the ten recordings";
     dispatch.advance(5);
     EXPECT_TRUE(std::ranges::all_of(recognizer.segments, [](const auto& segment) { return segment->cancelled; }));
 }

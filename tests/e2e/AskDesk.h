@@ -9,6 +9,8 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 /// A desktop with the stand-in agent and a search script, an editor whose text is highlighted, and the panel over it.
@@ -17,24 +19,23 @@ struct AskDesk : OvalinDesk {
     QTemporaryDir plainFolder; // xdg-open takes no command with a quote in it
 
     explicit AskDesk(const QByteArray& scenario) {
-        environment.insert(QStringLiteral("FAKE_CLAUDE_DIR"), path(QStringLiteral("agent")));
-        installScript(QStringLiteral(".local/bin/claude"), readFile(QStringLiteral(FAKE_CLAUDE)));
-        installScript(QStringLiteral(".claude/bin/websearch-google"),
+        environment.insert(u"FAKE_CLAUDE_DIR"_s, path(u"agent"_s));
+        installScript(u".local/bin/claude"_s, readFile(QStringLiteral(FAKE_CLAUDE)));
+        installScript(u".claude/bin/websearch-google"_s,
                       "#!/bin/sh\nprintf '%s\\n' \"$#\" \"$1\" \"$2\" > \"$HOME/searched\"\n"
                       "echo '[{\"title\":\"T\",\"url\":\"https://t.example\",\"snippet\":\"S\"}]'\n");
-        writeFile(path(QStringLiteral("agent/scenario.json")), scenario);
+        writeFile(path(u"agent/scenario.json"_s), scenario);
         // The desktop's opener hands links to this one.
-        const QString browser = plainFolder.filePath(QStringLiteral("browser"));
+        const QString browser = plainFolder.filePath(u"browser"_s);
         writeFile(browser, "#!/bin/sh\necho \"$1\" > \"$HOME/opened\"\n");
         QFile::setPermissions(browser, QFile::ReadOwner | QFile::ExeOwner);
-        writeFile(path(QStringLiteral(".local/share/applications/browser.desktop")),
+        writeFile(path(u".local/share/applications/browser.desktop"_s),
                   "[Desktop Entry]\nType=Application\nName=Browser\nExec=" + browser.toUtf8() +
                       " %u\nMimeType=x-scheme-handler/http;\n");
-        writeFile(path(QStringLiteral(".config/mimeapps.list")),
-                  "[Default Applications]\nx-scheme-handler/http=browser.desktop\n");
+        writeFile(path(u".config/mimeapps.list"_s), "[Default Applications]\nx-scheme-handler/http=browser.desktop\n");
         startOvalin();
         openEditor("The sky over the sea.\n");
-        pressKey(QStringLiteral("ctrl+a"));
+        pressKey(u"ctrl+a"_s);
         waitUntil([&] { return !primary().isEmpty(); });
         open();
     }
@@ -45,57 +46,54 @@ struct AskDesk : OvalinDesk {
     }
     void ask(const QString& question) {
         type(question);
-        pressKey(QStringLiteral("Return"));
+        pressKey(u"Return"_s);
     }
     [[nodiscard]] std::vector<QJsonObject> agentLog(const QString& event) const {
         std::vector<QJsonObject> found;
-        for (const QByteArray& line : readFile(path(QStringLiteral("agent/log.jsonl"))).split('\n')) {
+        for (const QByteArray& line : readFile(path(u"agent/log.jsonl"_s)).split('\n')) {
             const QJsonObject entry = QJsonDocument::fromJson(line).object();
-            if (entry.value(QStringLiteral("event")).toString() == event)
+            if (entry.value(u"event"_s).toString() == event)
                 found.push_back(entry);
         }
         return found;
     }
     /// The chat processes that were started, without the agent's other jobs.
     [[nodiscard]] std::vector<QJsonObject> chats() const {
-        auto starts = agentLog(QStringLiteral("start"));
+        auto starts = agentLog(u"start"_s);
         std::erase_if(starts, [](const QJsonObject& start) {
-            return start.value(QStringLiteral("role")).toString() != QLatin1String("chat");
+            return start.value(u"role"_s).toString() != QLatin1String("chat");
         });
         return starts;
     }
     /// The text of the n-th message that the agent was given.
     [[nodiscard]] QString message(size_t number) const {
-        auto lines = agentLog(QStringLiteral("stdin"));
-        std::erase_if(lines, [](const QJsonObject& entry) { return !entry.contains(QStringLiteral("line")); });
+        auto lines = agentLog(u"stdin"_s);
+        std::erase_if(lines, [](const QJsonObject& entry) { return !entry.contains(u"line"_s); });
         if (lines.size() <= number)
             return {};
-        const auto line =
-            QJsonDocument::fromJson(lines[number].value(QStringLiteral("line")).toString().toUtf8()).object();
-        return line[QStringLiteral("message")][QStringLiteral("content")][0][QStringLiteral("text")].toString();
+        const auto line = QJsonDocument::fromJson(lines[number].value(u"line"_s).toString().toUtf8()).object();
+        return line[u"message"_s][u"content"_s][0][u"text"_s].toString();
     }
     [[nodiscard]] QPoint inTranscript() const {
         const QRect frame = frameOf(panel);
         return {frame.x() + 60, frame.y() + frame.height() - 200};
     }
     void click(QPoint at) const {
-        xdotool({QStringLiteral("mousemove"), QString::number(at.x()), QString::number(at.y()), QStringLiteral("click"),
-                 QStringLiteral("1")});
+        xdotool({u"mousemove"_s, QString::number(at.x()), QString::number(at.y()), u"click"_s, u"1"_s});
     }
     /// What the conversation says, by copying it as a user would.
     [[nodiscard]] QString conversation() const {
         click(inTranscript());
-        pressKey(QStringLiteral("ctrl+a"));
-        pressKey(QStringLiteral("ctrl+c"));
-        return output(QStringLiteral("xclip"),
-                      {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-o")});
+        pressKey(u"ctrl+a"_s);
+        pressKey(u"ctrl+c"_s);
+        return output(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s});
     }
     bool waitForConversation(const QString& end) {
         return waitUntil([&] { return conversation().endsWith(end); });
     }
     [[nodiscard]] bool agentsAreGone() const {
-        for (const QJsonObject& start : agentLog(QStringLiteral("start"))) {
-            if (::kill(start.value(QStringLiteral("pid")).toInt(), 0) == 0)
+        for (const QJsonObject& start : agentLog(u"start"_s)) {
+            if (::kill(start.value(u"pid"_s).toInt(), 0) == 0)
                 return false;
         }
         return true;

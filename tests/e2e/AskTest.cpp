@@ -3,101 +3,101 @@
 
 #include <QRegularExpression>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 TEST(Ask, AQuestionIsAnsweredInThePanel) {
     AskDesk desk(R"({"chat": [{"steps": [{"thinking": ["hm"]}, {"text": ["It is ", "blue. See [the page]",
         "(http://127.0.0.1:1/sky) or ", "http://127.0.0.1:1/b.\n\n"]}, {"tool": "Bash", "input": {}, "result": "x"},
         {"text": "Done."}], "delay_ms": 30}, "echo"]})");
-    desk.ask(QStringLiteral("why is the sky blue? it's $HOME"));
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("Done."))) << desk.conversation().toStdString();
-    EXPECT_EQ(desk.conversation(), QStringLiteral("YOU\nwhy is the sky blue? it's $HOME\n\nTORVI\nIt is blue. See the "
-                                                  "page or http://127.0.0.1:1/b.\n\nDone."));
-    EXPECT_EQ(readFile(desk.path(QStringLiteral("searched"))), "2\nwhy is the sky blue? it's $HOME\n5\n");
+    desk.ask(u"why is the sky blue? it's $HOME"_s);
+    ASSERT_TRUE(desk.waitForConversation(u"Done."_s)) << desk.conversation().toStdString();
+    EXPECT_EQ(desk.conversation(), u"YOU\nwhy is the sky blue? it's $HOME\n\nTORVI\nIt is blue. See the "
+                                   "page or http://127.0.0.1:1/b.\n\nDone."_s);
+    EXPECT_EQ(readFile(desk.path(u"searched"_s)), "2\nwhy is the sky blue? it's $HOME\n5\n");
     const QString message = desk.message(0);
-    EXPECT_TRUE(message.startsWith(QStringLiteral("Jorvan is looking at Mousepad.\n\n"))) << message.toStdString();
-    EXPECT_TRUE(message.endsWith(QStringLiteral(
-        "\n\nHe has highlighted this specific part to focus on:\n\"\"\"\nThe sky over the sea.\n\"\"\"\n\nWeb search "
+    EXPECT_TRUE(message.startsWith(u"Jorvan is looking at Mousepad.\n\n"_s)) << message.toStdString();
+    EXPECT_TRUE(message.endsWith(
+        u"\n\nHe has highlighted this specific part to focus on:\n\"\"\"\nThe sky over the sea.\n\"\"\"\n\nWeb search "
         "results for \"why is the sky blue? it's $HOME\" (use ONLY these real URLs for links — do not invent or recall "
-        "any other URL):\n- T — https://t.example\n  S\n\nQuestion: why is the sky blue? it's $HOME")))
+        "any other URL):\n- T — https://t.example\n  S\n\nQuestion: why is the sky blue? it's $HOME"_s))
         << message.toStdString();
     desk.click(desk.inTranscript());
-    desk.keepPicture(QStringLiteral("ask-finished"));
+    desk.keepPicture(u"ask-finished"_s);
 
-    desk.pressKey(QStringLiteral("shift+Tab")); // from the end back to the last link
-    desk.pressKey(QStringLiteral("Return"));
-    EXPECT_TRUE(waitUntil([&] { return readFile(desk.path(QStringLiteral("opened"))) == "http://127.0.0.1:1/b\n"; }));
+    desk.pressKey(u"shift+Tab"_s); // from the end back to the last link
+    desk.pressKey(u"Return"_s);
+    EXPECT_TRUE(waitUntil([&] { return readFile(desk.path(u"opened"_s)) == "http://127.0.0.1:1/b\n"; }));
 
-    desk.ask(QStringLiteral("and why not green?")); // typed over the conversation, which had the focus
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("why not green?\nAnswer the question above.")));
-    EXPECT_FALSE(desk.message(1).contains(QStringLiteral("Jorvan"))) << "the agent knows where the user is by now";
+    desk.ask(u"and why not green?"_s); // typed over the conversation, which had the focus
+    ASSERT_TRUE(desk.waitForConversation(u"why not green?\nAnswer the question above."_s));
+    EXPECT_FALSE(desk.message(1).contains(u"Jorvan"_s)) << "the agent knows where the user is by now";
     EXPECT_EQ(desk.chats().size(), 1);
 
-    desk.pressKey(QStringLiteral("Escape"));
+    desk.pressKey(u"Escape"_s);
     ASSERT_TRUE(desk.waitForPanel(false));
     EXPECT_TRUE(waitUntil([&] { return desk.agentsAreGone(); }));
 }
 
 TEST(Ask, AStoppedAnswerIsPickedUpAgain) {
     AskDesk desk(R"({"chat": ["slow"]})");
-    desk.ask(QStringLiteral("what is the time?"));
-    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("tick1")); }));
+    desk.ask(u"what is the time?"_s);
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(u"tick1"_s); }));
     desk.click(desk.inTranscript());
-    desk.keepPicture(QStringLiteral("ask-streaming"));
-    desk.ask(QStringLiteral("stays in the field")); // two questions at a time are refused
-    desk.pressKey(QStringLiteral("ctrl+a"));
-    desk.ask(QStringLiteral(" /STOP "));
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("\n[stopped]"))) << desk.conversation().toStdString();
-    desk.keepPicture(QStringLiteral("ask-stopped"));
+    desk.keepPicture(u"ask-streaming"_s);
+    desk.ask(u"stays in the field"_s); // two questions at a time are refused
+    desk.pressKey(u"ctrl+a"_s);
+    desk.ask(u" /STOP "_s);
+    ASSERT_TRUE(desk.waitForConversation(u"\n[stopped]"_s)) << desk.conversation().toStdString();
+    desk.keepPicture(u"ask-stopped"_s);
     ASSERT_TRUE(waitUntil([&] { return desk.chats().size() == 2; }));
-    const QJsonArray arguments = desk.chats()[1].value(QStringLiteral("argv")).toArray();
-    EXPECT_TRUE(arguments.contains(QStringLiteral("--resume")));
+    const QJsonArray arguments = desk.chats()[1].value(u"argv"_s).toArray();
+    EXPECT_TRUE(arguments.contains(u"--resume"_s));
 
-    desk.ask(QStringLiteral("go on? [[mock:echo]]"));
+    desk.ask(u"go on? [[mock:echo]]"_s);
     ASSERT_TRUE(waitUntil([&] {
         return desk.conversation().contains(QRegularExpression(
-            QStringLiteral("go on\\? \\[\\[mock:echo\\]\\]\nYour last answer was cut short[^\n]*\n\"\"\"\ntick0 ")));
+            u"go on\\? \\[\\[mock:echo\\]\\]\nYour last answer was cut short[^\n]*\n\"\"\"\ntick0 "_s));
     })) << desk.conversation().toStdString();
-    EXPECT_TRUE(desk.message(1).startsWith(QStringLiteral("Jorvan is looking at"))) << "a new process knows nothing";
+    EXPECT_TRUE(desk.message(1).startsWith(u"Jorvan is looking at"_s)) << "a new process knows nothing";
 }
 
 TEST(Ask, ClosingInMidAnswerLeavesNoProcess) {
     AskDesk desk(R"({"chat": ["endless"], "ignore_sigterm": true})");
-    desk.ask(QStringLiteral("how long is a piece of string?"));
-    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("more more")); }));
-    desk.pressKey(QStringLiteral("Escape"));
+    desk.ask(u"how long is a piece of string?"_s);
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(u"more more"_s); }));
+    desk.pressKey(u"Escape"_s);
     ASSERT_TRUE(desk.waitForPanel(false));
     EXPECT_TRUE(waitUntil([&] { return desk.agentsAreGone(); }));
     // The next opening is a new conversation.
     desk.open();
-    desk.ask(QStringLiteral("why again?"));
-    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("more more")); }));
-    EXPECT_FALSE(desk.conversation().contains(QStringLiteral("string")));
+    desk.ask(u"why again?"_s);
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(u"more more"_s); }));
+    EXPECT_FALSE(desk.conversation().contains(u"string"_s));
 }
 
 TEST(Ask, AQuestionClosedBeforeItsAnswerComesBackAtTheNextOpening) {
     AskDesk desk(R"({"chat": [{"steps": [{"text": "late"}], "wait_ms": 20000}]})");
-    desk.installScript(QStringLiteral(".claude/bin/websearch-google"), "#!/bin/sh\nsleep 60\n");
-    desk.ask(QStringLiteral("why is the sky blue?"));
-    desk.pressKey(QStringLiteral("Escape"));
+    desk.installScript(u".claude/bin/websearch-google"_s, "#!/bin/sh\nsleep 60\n");
+    desk.ask(u"why is the sky blue?"_s);
+    desk.pressKey(u"Escape"_s);
     ASSERT_TRUE(desk.waitForPanel(false));
-    desk.installScript(QStringLiteral(".claude/bin/websearch-google"), "#!/bin/sh\necho '[]'\n");
-    writeFile(desk.path(QStringLiteral("agent/scenario.json")), R"({"chat": ["hello"]})");
+    desk.installScript(u".claude/bin/websearch-google"_s, "#!/bin/sh\necho '[]'\n");
+    writeFile(desk.path(u"agent/scenario.json"_s), R"({"chat": ["hello"]})");
     desk.open();
     waitUntil([] { return false; }, 0.3); // drawn, for the picture
-    desk.keepPicture(QStringLiteral("ask-given-back"));
-    desk.pressKey(QStringLiteral("Return"));
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("Hello there."))) << desk.conversation().toStdString();
-    EXPECT_TRUE(desk.message(0).endsWith(QStringLiteral("Question: why is the sky blue?")));
+    desk.keepPicture(u"ask-given-back"_s);
+    desk.pressKey(u"Return"_s);
+    ASSERT_TRUE(desk.waitForConversation(u"Hello there."_s)) << desk.conversation().toStdString();
+    EXPECT_TRUE(desk.message(0).endsWith(u"Question: why is the sky blue?"_s));
     EXPECT_EQ(desk.requests().size(), 0) << "it is a question, not a request";
 }
 
 TEST(Ask, WithoutAnAgentTheUserIsToldWhereToGetIt) {
     AskDesk desk("{}");
-    QFile::remove(desk.path(QStringLiteral(".local/bin/claude")));
-    desk.ask(QStringLiteral("is anybody there?"));
-    EXPECT_TRUE(desk.waitForConversation(QStringLiteral("and run `claude` once to sign in]")))
-        << desk.conversation().toStdString();
+    QFile::remove(desk.path(u".local/bin/claude"_s));
+    desk.ask(u"is anybody there?"_s);
+    EXPECT_TRUE(desk.waitForConversation(u"and run `claude` once to sign in]"_s)) << desk.conversation().toStdString();
     desk.click(desk.inTranscript());
-    desk.keepPicture(QStringLiteral("ask-no-agent"));
+    desk.keepPicture(u"ask-no-agent"_s);
 }

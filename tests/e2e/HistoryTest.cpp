@@ -3,6 +3,7 @@
 
 #include <QDir>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -11,14 +12,13 @@ struct HistoryDesk : AskDesk {
     using AskDesk::AskDesk;
 
     [[nodiscard]] QJsonArray stored() const {
-        return QJsonDocument::fromJson(readFile(systemDir() + QStringLiteral("/ovalin-ask-history.json")))
+        return QJsonDocument::fromJson(readFile(systemDir() + u"/ovalin-ask-history.json"_s))
             .object()
-            .value(QStringLiteral("sessions"))
+            .value(u"sessions"_s)
             .toArray();
     }
     [[nodiscard]] QString list() const {
-        return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
-                        QStringLiteral("^Past conversations$")})
+        return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Past conversations$"_s})
             .section(QLatin1Char('\n'), 0, 0);
     }
     bool openList() {
@@ -27,7 +27,7 @@ struct HistoryDesk : AskDesk {
         return waitUntil([this] { return !list().isEmpty(); });
     }
     void close() {
-        pressKey(QStringLiteral("Escape"));
+        pressKey(u"Escape"_s);
         ASSERT_TRUE(waitForPanel(false));
     }
 };
@@ -36,87 +36,81 @@ struct HistoryDesk : AskDesk {
 
 TEST(History, AConversationClosedInMidAnswerGoesOnLater) {
     HistoryDesk desk(R"({"chat": ["endless"], "title": [{"text": "Length of a string"}]})");
-    desk.ask(QStringLiteral("how long is a piece of string?"));
-    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("more more")); }));
+    desk.ask(u"how long is a piece of string?"_s);
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(u"more more"_s); }));
     desk.close();
-    ASSERT_TRUE(waitUntil([&] {
-        return desk.stored()[0][QStringLiteral("title")] == QStringLiteral("Length of a string");
-    })) << desk.log().toStdString();
+    ASSERT_TRUE(waitUntil([&] { return desk.stored()[0][u"title"_s] == u"Length of a string"_s; }))
+        << desk.log().toStdString();
     EXPECT_EQ(desk.stored().size(), 1);
-    EXPECT_EQ(desk.stored()[0][QStringLiteral("interrupted")], true);
-    EXPECT_EQ(desk.stored()[0][QStringLiteral("app")], QStringLiteral("Mousepad"));
-    const QString id = desk.stored()[0][QStringLiteral("id")].toString();
+    EXPECT_EQ(desk.stored()[0][u"interrupted"_s], true);
+    EXPECT_EQ(desk.stored()[0][u"app"_s], u"Mousepad"_s);
+    const QString id = desk.stored()[0][u"id"_s].toString();
 
-    writeFile(desk.path(QStringLiteral("agent/scenario.json")), R"({"chat": ["echo"]})");
+    writeFile(desk.path(u"agent/scenario.json"_s), R"({"chat": ["echo"]})");
     desk.open();
-    desk.type(QStringLiteral("half a th"));
+    desk.type(u"half a th"_s);
     ASSERT_TRUE(desk.openList()) << desk.log().toStdString();
-    desk.pressKey(QStringLiteral("Down"));
-    desk.type(QStringLiteral("ought")); // takes Return back from the row
-    desk.pressKey(QStringLiteral("Down"));
-    desk.keepPicture(QStringLiteral("history-one"));
-    desk.pressKey(QStringLiteral("Return"));
+    desk.pressKey(u"Down"_s);
+    desk.type(u"ought"_s); // takes Return back from the row
+    desk.pressKey(u"Down"_s);
+    desk.keepPicture(u"history-one"_s);
+    desk.pressKey(u"Return"_s);
     ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
-    ASSERT_TRUE(waitUntil([&] {
-        return desk.conversation().startsWith(QStringLiteral("YOU\nhow long is a piece of string?"));
-    })) << desk.conversation().toStdString();
-    desk.keepPicture(QStringLiteral("history-resumed"));
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().startsWith(u"YOU\nhow long is a piece of string?"_s); }))
+        << desk.conversation().toStdString();
+    desk.keepPicture(u"history-resumed"_s);
 
-    desk.ask(QStringLiteral(", then?")); // the prompt was never lost
-    ASSERT_TRUE(desk.waitForConversation(QStringLiteral("Answer the question above.")))
+    desk.ask(u", then?"_s); // the prompt was never lost
+    ASSERT_TRUE(desk.waitForConversation(u"Answer the question above."_s)) << desk.conversation().toStdString();
+    EXPECT_TRUE(desk.conversation().contains(u"Question: half a thought, then?\nYour last answer was cut "
+                                             "short"_s))
         << desk.conversation().toStdString();
-    EXPECT_TRUE(desk.conversation().contains(QStringLiteral("Question: half a thought, then?\nYour last answer was cut "
-                                                            "short")))
-        << desk.conversation().toStdString();
-    const QJsonArray arguments = desk.chats().back().value(QStringLiteral("argv")).toArray();
-    ASSERT_TRUE(arguments.contains(QStringLiteral("--resume")));
+    const QJsonArray arguments = desk.chats().back().value(u"argv"_s).toArray();
+    ASSERT_TRUE(arguments.contains(u"--resume"_s));
     EXPECT_TRUE(arguments.contains(id));
-    ASSERT_TRUE(waitUntil([&] { return desk.stored()[0][QStringLiteral("turns")] == 2; }));
+    ASSERT_TRUE(waitUntil([&] { return desk.stored()[0][u"turns"_s] == 2; }));
     EXPECT_EQ(desk.stored().size(), 1) << "the same conversation";
-    EXPECT_EQ(desk.stored()[0][QStringLiteral("interrupted")], false);
-    EXPECT_EQ(desk.stored()[0][QStringLiteral("first")], QStringLiteral("how long is a piece of string?"));
-    EXPECT_EQ(desk.stored()[0][QStringLiteral("title")], QStringLiteral("Length of a string"));
+    EXPECT_EQ(desk.stored()[0][u"interrupted"_s], false);
+    EXPECT_EQ(desk.stored()[0][u"first"_s], u"how long is a piece of string?"_s);
+    EXPECT_EQ(desk.stored()[0][u"title"_s], u"Length of a string"_s);
 }
 
 TEST(History, AConversationThatTheAgentHasForgottenMakesRoomForANewOne) {
     HistoryDesk desk(R"({"chat": ["echo"]})");
-    desk.ask(QStringLiteral("first?"));
+    desk.ask(u"first?"_s);
     ASSERT_TRUE(waitUntil([&] { return desk.stored().size() == 1; })) << desk.log().toStdString();
-    const QString id = desk.stored()[0][QStringLiteral("id")].toString();
+    const QString id = desk.stored()[0][u"id"_s].toString();
     desk.close();
-    QDir(desk.path(QStringLiteral("agent/sessions"))).removeRecursively();
+    QDir(desk.path(u"agent/sessions"_s)).removeRecursively();
 
     desk.open();
     ASSERT_TRUE(desk.openList());
     const QRect frame = desk.frameOf(desk.list());
     desk.click(frame.topLeft() + QPoint(100, 60));
     ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
-    desk.ask(QStringLiteral("second?")); // one Return, and it is asked in a conversation of its own
-    ASSERT_TRUE(waitUntil([&] {
-        return desk.stored().size() == 1 && desk.stored()[0][QStringLiteral("id")].toString() != id;
-    })) << desk.conversation().toStdString()
-        << readFile(desk.path(QStringLiteral("agent/log.jsonl"))).toStdString();
-    EXPECT_EQ(desk.stored()[0][QStringLiteral("first")], QStringLiteral("second?"));
-    EXPECT_TRUE(
-        waitUntil([&] { return desk.stored()[0][QStringLiteral("title")] == QStringLiteral("Echo: second?"); }));
+    desk.ask(u"second?"_s); // one Return, and it is asked in a conversation of its own
+    ASSERT_TRUE(waitUntil([&] { return desk.stored().size() == 1 && desk.stored()[0][u"id"_s].toString() != id; }))
+        << desk.conversation().toStdString() << readFile(desk.path(u"agent/log.jsonl"_s)).toStdString();
+    EXPECT_EQ(desk.stored()[0][u"first"_s], u"second?"_s);
+    EXPECT_TRUE(waitUntil([&] { return desk.stored()[0][u"title"_s] == u"Echo: second?"_s; }));
     desk.click(desk.inTranscript());
-    desk.keepPicture(QStringLiteral("history-forgotten"));
+    desk.keepPicture(u"history-forgotten"_s);
 }
 
 TEST(History, WhileAnAnswerStreamsNoRowOpensAndStopIsObeyed) {
     HistoryDesk desk(R"({"chat": ["slow"]})");
-    writeFile(desk.systemDir() + QStringLiteral("/ovalin-ask-history.json"),
+    writeFile(desk.systemDir() + u"/ovalin-ask-history.json"_s,
               R"({"sessions": [{"id": "5f0c2a9e-8d1b-4c57-9a3e-0b6d4e7f1a22", "first": "old?"}]})");
-    desk.ask(QStringLiteral("what is the time?"));
-    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("tick0")); }));
+    desk.ask(u"what is the time?"_s);
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(u"tick0"_s); }));
     ASSERT_TRUE(desk.openList());
     desk.click(desk.frameOf(desk.list()).topLeft() + QPoint(100, 60));
-    desk.type(QStringLiteral("/stop"));
-    desk.pressKey(QStringLiteral("Down")); // a row is chosen, and yet the prompt's word counts
+    desk.type(u"/stop"_s);
+    desk.pressKey(u"Down"_s); // a row is chosen, and yet the prompt's word counts
     EXPECT_FALSE(desk.list().isEmpty()) << "no row opens";
-    desk.keepPicture(QStringLiteral("history-streaming"));
-    desk.pressKey(QStringLiteral("Return"));
-    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(QStringLiteral("\n[stopped]")); }))
+    desk.keepPicture(u"history-streaming"_s);
+    desk.pressKey(u"Return"_s);
+    ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(u"\n[stopped]"_s); }))
         << desk.conversation().toStdString();
-    EXPECT_FALSE(desk.conversation().contains(QStringLiteral("old?")));
+    EXPECT_FALSE(desk.conversation().contains(u"old?"_s));
 }

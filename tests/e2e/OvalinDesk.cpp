@@ -9,6 +9,8 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -16,7 +18,7 @@ namespace {
 const QString BINARY = QStringLiteral(OVALIN_BINARY);
 
 TestDesk::Options withOddHome(TestDesk::Options options) {
-    options.folderName = QStringLiteral("-it's a \"home\" ");
+    options.folderName = u"-it's a \"home\" "_s;
     return options;
 }
 
@@ -25,10 +27,10 @@ TestDesk::Options withOddHome(TestDesk::Options options) {
 OvalinDesk::OvalinDesk(const Options& options)
     : TestDesk(withOddHome(options)) {
     // The first opening's help card is a test of its own.
-    writeFile(path(QStringLiteral(".config/ovalin/ovalin.conf")),
+    writeFile(path(u".config/ovalin/ovalin.conf"_s),
               "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true\n");
-    environment.insert(QStringLiteral("QT_LINUX_ACCESSIBILITY_ALWAYS_ON"), QStringLiteral("1"));
-    environment.insert(QStringLiteral("IS_SANDBOX"), QStringLiteral("1"));
+    environment.insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
+    environment.insert(u"IS_SANDBOX"_s, u"1"_s);
 }
 
 OvalinDesk::~OvalinDesk() {
@@ -36,25 +38,24 @@ OvalinDesk::~OvalinDesk() {
         return;
     end(*program);
     EXPECT_EQ(program->exitStatus(), QProcess::NormalExit) << log().toStdString();
-    EXPECT_FALSE(log().contains(QStringLiteral("Sanitizer")) || log().contains(QStringLiteral("runtime error:")))
-        << log().toStdString();
+    EXPECT_FALSE(log().contains(u"Sanitizer"_s) || log().contains(u"runtime error:"_s)) << log().toStdString();
 }
 
 void OvalinDesk::startOvalin(const QStringList& arguments) { startBinary(BINARY, arguments); }
 
 void OvalinDesk::startOvalinWith(const QString& tool, const QByteArray& script) {
     const QDir built = QFileInfo(BINARY).dir();
-    const QString place = path(QStringLiteral("copy"));
-    QDir().mkpath(place + QStringLiteral("/libexec"));
-    QFile::link(built.filePath(QStringLiteral("resources")), place + QStringLiteral("/resources"));
-    for (const QString& name : QDir(built.filePath(QStringLiteral("libexec"))).entryList(QDir::Files)) {
+    const QString place = path(u"copy"_s);
+    QDir().mkpath(place + u"/libexec"_s);
+    QFile::link(built.filePath(u"resources"_s), place + u"/resources"_s);
+    for (const QString& name : QDir(built.filePath(u"libexec"_s)).entryList(QDir::Files)) {
         if (name != tool)
-            QFile::link(built.filePath(QStringLiteral("libexec/") + name), place + QStringLiteral("/libexec/") + name);
+            QFile::link(built.filePath(u"libexec/"_s + name), place + u"/libexec/"_s + name);
     }
     if (!script.isEmpty())
-        installScript(QStringLiteral("copy/libexec/") + tool, script);
-    environment.insert(QStringLiteral("TOOLS"), built.filePath(QStringLiteral("libexec")));
-    const QString copy = place + QStringLiteral("/ovalin");
+        installScript(u"copy/libexec/"_s + tool, script);
+    environment.insert(u"TOOLS"_s, built.filePath(u"libexec"_s));
+    const QString copy = place + u"/ovalin"_s;
     // The program finds its helpers beside itself, and a symbolic link would lead back to the real ones.
     if (!QFile::copy(BINARY, copy))
         throw std::runtime_error("cannot copy the program");
@@ -62,7 +63,7 @@ void OvalinDesk::startOvalinWith(const QString& tool, const QByteArray& script) 
 }
 
 void OvalinDesk::startBinary(const QString& binary, const QStringList& arguments) {
-    const QString ready = QStringLiteral("Ovalin ready");
+    const QString ready = u"Ovalin ready"_s;
     const auto before = log().count(ready); // of an earlier start on this desk
     program = &start(binary, arguments);
     if (!waitUntil([&] { return log().count(ready) > before; }, 30))
@@ -85,28 +86,25 @@ bool OvalinDesk::waitForLog(const QString& text, double seconds) const {
 }
 
 QString OvalinDesk::openEditor(const QByteArray& text) {
-    const QString file = path(QStringLiteral("document.txt"));
+    const QString file = path(u"document.txt"_s);
     writeFile(file, text);
-    start(QStringLiteral("mousepad"), {QStringLiteral("--disable-server"), file});
-    const QString window = waitForWindow(QStringLiteral("mousepad"), 30);
+    start(u"mousepad"_s, {u"--disable-server"_s, file});
+    const QString window = waitForWindow(u"mousepad"_s, 30);
     if (window.isEmpty())
-        throw std::runtime_error("no editor: " + TestDesk::log(QStringLiteral("mousepad")).toStdString());
-    xdotool(
-        {QStringLiteral("windowsize"), QStringLiteral("--sync"), window, QStringLiteral("700"), QStringLiteral("500")});
-    xdotool({QStringLiteral("windowfocus"), QStringLiteral("--sync"), window});
+        throw std::runtime_error("no editor: " + TestDesk::log(u"mousepad"_s).toStdString());
+    xdotool({u"windowsize"_s, u"--sync"_s, window, u"700"_s, u"500"_s});
+    xdotool({u"windowfocus"_s, u"--sync"_s, window});
     return window;
 }
 
 QString OvalinDesk::panelWindow() const {
-    return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
-                    QStringLiteral("^Ovalin$")})
-        .section(QLatin1Char('\n'), 0, 0);
+    return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Ovalin$"_s}).section(QLatin1Char('\n'), 0, 0);
 }
 
 void OvalinDesk::pressHotkey() const {
     constexpr qint64 DEBOUNCE = 400; // ms; the program's own is 250
     waitUntil([this] { return !sinceHotkey.isValid() || sinceHotkey.hasExpired(DEBOUNCE); });
-    pressKey(QStringLiteral("alt+space"));
+    pressKey(u"alt+space"_s);
     sinceHotkey.start();
 }
 
@@ -114,14 +112,10 @@ bool OvalinDesk::waitForPanel(bool open, double seconds) const {
     return waitUntil([&] { return panelWindow().isEmpty() != open; }, seconds);
 }
 
-QString OvalinDesk::primary() const {
-    return output(QStringLiteral("xclip"),
-                  {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("primary")});
-}
+QString OvalinDesk::primary() const { return output(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"primary"_s}); }
 
 QRect OvalinDesk::frameOf(const QString& window) const {
-    const QString shell =
-        xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window}) + QLatin1Char('\n');
+    const QString shell = xdotool({u"getwindowgeometry"_s, u"--shell"_s, window}) + QLatin1Char('\n');
     const auto value = [&shell](const char* key) {
         return shell.section(QLatin1String(key) + QLatin1Char('='), 1).section(QLatin1Char('\n'), 0, 0).toInt();
     };
@@ -131,14 +125,14 @@ QRect OvalinDesk::frameOf(const QString& window) const {
 void OvalinDesk::keepPicture(const QString& name) const {
     const QString pictures = qEnvironmentVariable("OVALIN_TEST_PICTURES");
     if (!pictures.isEmpty())
-        screenshot(QDir(pictures).filePath(name + QStringLiteral(".png")));
+        screenshot(QDir(pictures).filePath(name + u".png"_s));
 }
 
 std::vector<QJsonObject> OvalinDesk::requests() const {
     std::vector<QJsonObject> found;
     for (const char* subfolder : {"/capture-queue", "/capture-queue/processed"}) {
         const QDir queue(systemDir() + QString::fromLatin1(subfolder));
-        for (const QString& file : queue.entryList({QStringLiteral("*.json")}, QDir::Files))
+        for (const QString& file : queue.entryList({u"*.json"_s}, QDir::Files))
             found.push_back(QJsonDocument::fromJson(readFile(queue.filePath(file))).object());
     }
     return found;
@@ -162,7 +156,7 @@ QJsonObject OvalinDesk::waitForRequestWith(const QString& prompt, double seconds
     waitUntil(
         [&] {
             for (const QJsonObject& each : requests()) {
-                if (each.value(QStringLiteral("prompt")) == prompt)
+                if (each.value(u"prompt"_s) == prompt)
                     request = each;
             }
             return !request.isEmpty();

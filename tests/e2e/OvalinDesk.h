@@ -6,6 +6,8 @@
 #include <QJsonObject>
 #include <QRect>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 /// A desktop on which the real program runs, driven from outside as a user would.
@@ -30,18 +32,16 @@ public:
     [[nodiscard]] Run runOvalin(const QStringList& arguments) const;
 
     /// What the program has logged so far.
-    [[nodiscard]] QString log() const { return TestDesk::log(QStringLiteral("ovalin")); }
+    [[nodiscard]] QString log() const { return TestDesk::log(u"ovalin"_s); }
     bool waitForLog(const QString& text, double seconds = 15) const;
 
     /// A text editor (GTK) with this text; returns its window.
     QString openEditor(const QByteArray& text);
 
-    void pressKey(const QString& key) const { xdotool({QStringLiteral("key"), key}); }
+    void pressKey(const QString& key) const { xdotool({u"key"_s, key}); }
     /// Alt+Space, once the last such press is long enough ago not to count as the same.
     void pressHotkey() const;
-    void type(const QString& text) const {
-        xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("8"), text});
-    }
+    void type(const QString& text) const { xdotool({u"type"_s, u"--delay"_s, u"8"_s, text}); }
     /// The panel's window while it shows, else empty.
     [[nodiscard]] QString panelWindow() const;
     bool waitForPanel(bool open, double seconds = 10) const;
@@ -51,7 +51,7 @@ public:
     /// Saves the screen as NAME.png where OVALIN_TEST_PICTURES says, for a look at it; nothing otherwise.
     void keepPicture(const QString& name) const;
 
-    [[nodiscard]] QString activeWindow() const { return xdotool({QStringLiteral("getactivewindow")}); }
+    [[nodiscard]] QString activeWindow() const { return xdotool({u"getactivewindow"_s}); }
     [[nodiscard]] QString primary() const;
 
     /// All queue files, with those the router is done with.
@@ -60,7 +60,7 @@ public:
     [[nodiscard]] QJsonObject waitForRequest(double seconds = 15) const;
     /// The queue file with this instruction, among others.
     [[nodiscard]] QJsonObject waitForRequestWith(const QString& prompt, double seconds = 15) const;
-    [[nodiscard]] QString systemDir() const { return path(QStringLiteral("CLAUDE/system")); }
+    [[nodiscard]] QString systemDir() const { return path(u"CLAUDE/system"_s); }
 
     /// Puts an executable file there.
     void installScript(const QString& relative, const QByteArray& text) const;

@@ -9,6 +9,7 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -27,42 +28,42 @@ TEST(Panel, WorksWithoutAWindowManagerAndWithNothingOpen) {
     TestDesk::Options options;
     options.windowManager = TestDesk::WindowManager::None;
     OvalinDesk desk(options);
-    desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), "#!/bin/sh\n");
+    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
     desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
-    desk.type(QStringLiteral("remember the milk"));
-    desk.pressKey(QStringLiteral("Return"));
+    desk.type(u"remember the milk"_s);
+    desk.pressKey(u"Return"_s);
     const QJsonObject request = desk.waitForRequest();
-    EXPECT_EQ(request.value(QStringLiteral("prompt")), QStringLiteral("remember the milk"));
-    EXPECT_EQ(request.value(QStringLiteral("source_app")), QStringLiteral("Unknown"));
+    EXPECT_EQ(request.value(u"prompt"_s), u"remember the milk"_s);
+    EXPECT_EQ(request.value(u"source_app"_s), u"Unknown"_s);
 }
 
 TEST(Panel, EscapeHotkeyAndToggleCloseWhatTheyOpened) {
     OvalinDesk desk;
-    EXPECT_NE(desk.runOvalin({QStringLiteral("toggle")}).status, 0);
-    EXPECT_TRUE(desk.runOvalin({QStringLiteral("toggle")}).output.contains(QStringLiteral("not running")));
-    EXPECT_TRUE(desk.runOvalin({QStringLiteral("--version")}).output.startsWith(QStringLiteral("ovalin ")));
-    EXPECT_TRUE(desk.runOvalin({QStringLiteral("--help")}).output.contains(QStringLiteral("toggle")));
-    EXPECT_EQ(desk.runOvalin({QStringLiteral("--nonsense")}).status, 2);
+    EXPECT_NE(desk.runOvalin({u"toggle"_s}).status, 0);
+    EXPECT_TRUE(desk.runOvalin({u"toggle"_s}).output.contains(u"not running"_s));
+    EXPECT_TRUE(desk.runOvalin({u"--version"_s}).output.startsWith(u"ovalin "_s));
+    EXPECT_TRUE(desk.runOvalin({u"--help"_s}).output.contains(u"toggle"_s));
+    EXPECT_EQ(desk.runOvalin({u"--nonsense"_s}).status, 2);
     desk.startOvalin();
     const auto second = desk.runOvalin({});
     EXPECT_EQ(second.status, 0);
     EXPECT_TRUE(second.output.contains(
-        QStringLiteral("Ovalin: another instance is running (pid %1) — exiting").arg(desk.ovalin().processId())))
+        u"Ovalin: another instance is running (pid %1) — exiting"_s.arg(desk.ovalin().processId())))
         << second.output.toStdString();
 
     for (const char* close : {"Escape", "alt+space", ""}) {
         if (*close)
             desk.pressHotkey();
         else
-            EXPECT_EQ(desk.runOvalin({QStringLiteral("toggle")}).status, 0);
+            EXPECT_EQ(desk.runOvalin({u"toggle"_s}).status, 0);
         ASSERT_TRUE(desk.waitForPanel(true)) << close;
         waitUntil([] { return false; }, 0.3); // presses within a quarter of a second count once
         if (*close)
             desk.pressKey(QString::fromLatin1(close));
         else
-            EXPECT_EQ(desk.runOvalin({QStringLiteral("toggle")}).status, 0);
+            EXPECT_EQ(desk.runOvalin({u"toggle"_s}).status, 0);
         ASSERT_TRUE(desk.waitForPanel(false)) << close;
         waitUntil([] { return false; }, 0.3);
     }
@@ -70,21 +71,19 @@ TEST(Panel, EscapeHotkeyAndToggleCloseWhatTheyOpened) {
 
 TEST(Panel, ATakenKeyIsSaidAndToggleStillWorks) {
     OvalinDesk desk;
-    writeFile(desk.path(QStringLiteral("holder.xml")),
+    writeFile(desk.path(u"holder.xml"_s),
               R"(<?xml version="1.0"?><openbox_config xmlns="http://openbox.org/3.4/rc">
       <keyboard><keybind key="A-space"><action name="ShowMenu"><menu>client-menu</menu></action></keybind></keyboard></openbox_config>)");
-    desk.start(QStringLiteral("openbox"),
-               {QStringLiteral("--replace"), QStringLiteral("--config-file"), desk.path(QStringLiteral("holder.xml"))});
+    desk.start(u"openbox"_s, {u"--replace"_s, u"--config-file"_s, desk.path(u"holder.xml"_s)});
     waitUntil([&] { return desk.log().isEmpty() && false; }, 1.0);
-    desk.start(QStringLiteral(FAKE_DESKTOP_SERVICES), {desk.path(QStringLiteral("notifications.jsonl"))});
+    desk.start(QStringLiteral(FAKE_DESKTOP_SERVICES), {desk.path(u"notifications.jsonl"_s)});
     desk.startOvalin();
-    EXPECT_TRUE(desk.waitForLog(QStringLiteral("Ovalin: RegisterEventHotKey failed (10), attempt 1")));
-    EXPECT_EQ(desk.runOvalin({QStringLiteral("toggle")}).status, 0);
+    EXPECT_TRUE(desk.waitForLog(u"Ovalin: RegisterEventHotKey failed (10), attempt 1"_s));
+    EXPECT_EQ(desk.runOvalin({u"toggle"_s}).status, 0);
     EXPECT_TRUE(desk.waitForPanel(true));
     // The key becomes free when a window manager without the binding takes over.
-    desk.start(QStringLiteral("openbox"), {QStringLiteral("--replace"), QStringLiteral("--config-file"),
-                                           desk.path(QStringLiteral("openbox.xml"))});
-    desk.pressKey(QStringLiteral("Escape"));
+    desk.start(u"openbox"_s, {u"--replace"_s, u"--config-file"_s, desk.path(u"openbox.xml"_s)});
+    desk.pressKey(u"Escape"_s);
     EXPECT_TRUE(waitUntil(
         [&] {
             desk.pressHotkey();
@@ -96,21 +95,17 @@ TEST(Panel, ATakenKeyIsSaidAndToggleStillWorks) {
 
 TEST(Panel, AStoppedClipboardOwnerHoldsUpNothing) {
     OvalinDesk desk;
-    QProcess& owner = desk.start(QStringLiteral("xclip"), {QStringLiteral("-selection"), QStringLiteral("clipboard"),
-                                                           QStringLiteral("-quiet"), QStringLiteral("/etc/hostname")});
+    QProcess& owner = desk.start(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-quiet"_s, u"/etc/hostname"_s});
     desk.startOvalin();
     desk.openEditor("text\n");
     ASSERT_TRUE(waitUntil([&] {
-        return !desk.output(QStringLiteral("xclip"),
-                            {QStringLiteral("-o"), QStringLiteral("-selection"), QStringLiteral("clipboard"),
-                             QStringLiteral("-t"), QStringLiteral("TARGETS")})
-                    .isEmpty();
+        return !desk.output(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"clipboard"_s, u"-t"_s, u"TARGETS"_s}).isEmpty();
     }));
     ::kill(static_cast<pid_t>(owner.processId()), SIGSTOP);
     desk.pressHotkey();
     EXPECT_TRUE(desk.waitForPanel(true, 2));
-    desk.pressKey(QStringLiteral("ctrl+v")); // must not freeze the panel
-    desk.pressKey(QStringLiteral("Escape"));
+    desk.pressKey(u"ctrl+v"_s); // must not freeze the panel
+    desk.pressKey(u"Escape"_s);
     EXPECT_TRUE(desk.waitForPanel(false, 2));
     ::kill(static_cast<pid_t>(owner.processId()), SIGCONT);
 }
@@ -119,25 +114,16 @@ TEST(Panel, NamesAreThereForScreenReadersAndScripts) {
     OvalinDesk desk;
     desk.startOvalin();
     desk.openEditor("text to see\n");
-    desk.pressKey(QStringLiteral("ctrl+a"));
+    desk.pressKey(u"ctrl+a"_s);
     desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
-    EXPECT_TRUE(
-        desk.output(QStringLiteral("xprop"), {QStringLiteral("-id"), desk.panelWindow(), QStringLiteral("WM_CLASS")})
-            .contains(QStringLiteral("ovalin")));
-    AtSpiBus bus(desk.environment.value(QStringLiteral("DBUS_SESSION_BUS_ADDRESS")));
+    EXPECT_TRUE(desk.output(u"xprop"_s, {u"-id"_s, desk.panelWindow(), u"WM_CLASS"_s}).contains(u"ovalin"_s));
+    AtSpiBus bus(desk.environment.value(u"DBUS_SESSION_BUS_ADDRESS"_s));
     QSet<QString> names;
-    const QSet<QString> expected = {QStringLiteral("Prompt"),
-                                    QStringLiteral("Excerpt"),
-                                    QStringLiteral("Status"),
-                                    QStringLiteral("Do"),
-                                    QStringLiteral("Ask"),
-                                    QStringLiteral("Cancel"),
-                                    QStringLiteral("Submit"),
-                                    QStringLiteral("Replace"),
-                                    QStringLiteral("Dictate"),
-                                    QStringLiteral("Past conversations"),
-                                    QStringLiteral("How Ovalin works")};
+    const QSet<QString> expected = {
+        u"Prompt"_s,          u"Excerpt"_s, u"Status"_s,  u"Do"_s,      u"Ask"_s,
+        u"Cancel"_s,          u"Submit"_s,  u"Replace"_s, u"Dictate"_s, u"Past conversations"_s,
+        u"How Ovalin works"_s};
     EXPECT_TRUE(waitUntil(
         [&] {
             names.clear();
@@ -148,71 +134,64 @@ TEST(Panel, NamesAreThereForScreenReadersAndScripts) {
             return names.contains(expected);
         },
         20))
-        << QStringList(names.values()).join(QStringLiteral(", ")).toStdString();
+        << QStringList(names.values()).join(u", "_s).toStdString();
 }
 
 TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
     OvalinDesk desk;
-    desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), "#!/bin/sh\n");
+    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
     const QString editor = desk.openEditor("firstword secondword\n");
-    desk.xdotool(
-        {QStringLiteral("windowmove"), QStringLiteral("--sync"), editor, QStringLiteral("20"), QStringLiteral("20")});
-    desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("1000"), QStringLiteral("500")});
+    desk.xdotool({u"windowmove"_s, u"--sync"_s, editor, u"20"_s, u"20"_s});
+    desk.xdotool({u"mousemove"_s, u"1000"_s, u"500"_s});
     desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
-    desk.type(QStringLiteral("in the panel "));
+    desk.type(u"in the panel "_s);
     // A double click on the first word selects it in the application below.
-    desk.xdotool(
-        {QStringLiteral("mousemove"), QStringLiteral("--window"), editor, QStringLiteral("30"), QStringLiteral("60")});
+    desk.xdotool({u"mousemove"_s, u"--window"_s, editor, u"30"_s, u"60"_s});
     ASSERT_TRUE(waitUntil([&] {
-        desk.xdotool({QStringLiteral("click"), QStringLiteral("--repeat"), QStringLiteral("2"),
-                      QStringLiteral("--delay"), QStringLiteral("60"), QStringLiteral("1")});
-        return desk.primary() == QStringLiteral("firstword");
+        desk.xdotool({u"click"_s, u"--repeat"_s, u"2"_s, u"--delay"_s, u"60"_s, u"1"_s});
+        return desk.primary() == u"firstword"_s;
     })) << desk.primary().toStdString();
-    desk.pressKey(QStringLiteral("shift+Right"));
+    desk.pressKey(u"shift+Right"_s);
     waitUntil([] { return false; }, 0.6); // the refresh comes 0.18 s after the key
     // Back into the panel by a click on the prompt, and submit.
     const QString panel = desk.panelWindow();
-    const QString height =
-        desk.output(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), panel})
-            .section(QStringLiteral("HEIGHT="), 1)
-            .section(QLatin1Char('\n'), 0, 0);
-    desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"), panel, QStringLiteral("300"),
-                  QString::number(height.toInt() - 68)});
-    desk.xdotool({QStringLiteral("click"), QStringLiteral("1")});
-    desk.type(QStringLiteral("and again"));
-    desk.pressKey(QStringLiteral("Return"));
+    const QString height = desk.output(u"xdotool"_s, {u"getwindowgeometry"_s, u"--shell"_s, panel})
+                               .section(u"HEIGHT="_s, 1)
+                               .section(QLatin1Char('\n'), 0, 0);
+    desk.xdotool({u"mousemove"_s, u"--window"_s, panel, u"300"_s, QString::number(height.toInt() - 68)});
+    desk.xdotool({u"click"_s, u"1"_s});
+    desk.type(u"and again"_s);
+    desk.pressKey(u"Return"_s);
     const QJsonObject request = desk.waitForRequest();
-    EXPECT_EQ(request.value(QStringLiteral("prompt")), QStringLiteral("in the panel and again"))
-        << desk.log().toStdString();
-    EXPECT_EQ(request.value(QStringLiteral("text")).toString(), desk.primary()) << "what Shift+Right left selected";
+    EXPECT_EQ(request.value(u"prompt"_s), u"in the panel and again"_s) << desk.log().toStdString();
+    EXPECT_EQ(request.value(u"text"_s).toString(), desk.primary()) << "what Shift+Right left selected";
 }
 
 TEST(Panel, ATargetThatDiesUnderThePanelIsNoObstacle) {
     OvalinDesk desk;
-    desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), "#!/bin/sh\n");
+    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
     desk.openEditor("soon gone\n");
     desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
-    desk.output(QStringLiteral("pkill"),
-                {QStringLiteral("-KILL"), QStringLiteral("-f"), desk.path(QStringLiteral("document.txt"))});
-    desk.type(QStringLiteral("still works"));
-    desk.pressKey(QStringLiteral("Return"));
-    EXPECT_EQ(desk.waitForRequest().value(QStringLiteral("prompt")), QStringLiteral("still works"));
+    desk.output(u"pkill"_s, {u"-KILL"_s, u"-f"_s, desk.path(u"document.txt"_s)});
+    desk.type(u"still works"_s);
+    desk.pressKey(u"Return"_s);
+    EXPECT_EQ(desk.waitForRequest().value(u"prompt"_s), u"still works"_s);
 }
 
 TEST(Panel, DeadKeysAndOtherLayoutsReachThePrompt) {
     OvalinDesk desk;
-    desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), "#!/bin/sh\n");
+    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
-    desk.output(QStringLiteral("setxkbmap"), {QStringLiteral("de")});
+    desk.output(u"setxkbmap"_s, {u"de"_s});
     desk.pressHotkey(); // its grab survives a new keyboard map
     ASSERT_TRUE(desk.waitForPanel(true));
-    desk.pressKey(QStringLiteral("dead_acute"));
-    desk.pressKey(QStringLiteral("e"));
-    desk.pressKey(QStringLiteral("udiaeresis"));
-    desk.pressKey(QStringLiteral("Return"));
-    EXPECT_EQ(desk.waitForRequest().value(QStringLiteral("prompt")).toString().toStdString(), "éü");
+    desk.pressKey(u"dead_acute"_s);
+    desk.pressKey(u"e"_s);
+    desk.pressKey(u"udiaeresis"_s);
+    desk.pressKey(u"Return"_s);
+    EXPECT_EQ(desk.waitForRequest().value(u"prompt"_s).toString().toStdString(), "éü");
 }

@@ -10,6 +10,7 @@
 
 #include <csignal>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -22,63 +23,53 @@ const QRgb PAGE_COLOUR = qRgb(32, 80, 192);
 class BrowserDesk {
 public:
     BrowserDesk() {
-        desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), COUNTING_ROUTER);
+        desk.installScript(u".claude/bin/capture-router.sh"_s, COUNTING_ROUTER);
         // Browsers look for this once, at their start.
-        desk.output(QStringLiteral("gdbus"),
-                    {QStringLiteral("call"), QStringLiteral("--session"), QStringLiteral("--dest"),
-                     QStringLiteral("org.a11y.Bus"), QStringLiteral("--object-path"), QStringLiteral("/org/a11y/bus"),
-                     QStringLiteral("--method"), QStringLiteral("org.freedesktop.DBus.Properties.Set"),
-                     QStringLiteral("org.a11y.Status"), QStringLiteral("IsEnabled"), QStringLiteral("<true>")});
-        QDir().mkpath(desk.path(QStringLiteral("www")));
-        desk.start(QStringLiteral("python3"),
-                   {QStringLiteral("-u"), QStringLiteral("-m"), QStringLiteral("http.server"), QStringLiteral("0"),
-                    QStringLiteral("--bind"), QStringLiteral("127.0.0.1"), QStringLiteral("--directory"),
-                    desk.path(QStringLiteral("www"))});
+        desk.output(u"gdbus"_s, {u"call"_s, u"--session"_s, u"--dest"_s, u"org.a11y.Bus"_s, u"--object-path"_s,
+                                 u"/org/a11y/bus"_s, u"--method"_s, u"org.freedesktop.DBus.Properties.Set"_s,
+                                 u"org.a11y.Status"_s, u"IsEnabled"_s, u"<true>"_s});
+        QDir().mkpath(desk.path(u"www"_s));
+        desk.start(u"python3"_s, {u"-u"_s, u"-m"_s, u"http.server"_s, u"0"_s, u"--bind"_s, u"127.0.0.1"_s,
+                                  u"--directory"_s, desk.path(u"www"_s)});
         const auto portSaid = [this] {
-            port =
-                desk.TestDesk::log(QStringLiteral("python3")).section(QStringLiteral(" port "), 1).section(u' ', 0, 0);
+            port = desk.TestDesk::log(u"python3"_s).section(u" port "_s, 1).section(u' ', 0, 0);
             return !port.isEmpty();
         };
-        EXPECT_TRUE(waitUntil(portSaid)) << desk.TestDesk::log(QStringLiteral("python3")).toStdString();
+        EXPECT_TRUE(waitUntil(portSaid)) << desk.TestDesk::log(u"python3"_s).toStdString();
     }
 
     /// Puts a page of one colour there; the path begins with a slash.
     void serve(const QString& path, const QString& title) const {
-        writeFile(
-            desk.path(QStringLiteral("www") + path),
-            QStringLiteral("<!doctype html><meta charset=utf-8><title>%1</title><body style='background:#2050c0'>")
-                .arg(title.toHtmlEscaped())
-                .toUtf8());
+        writeFile(desk.path(u"www"_s + path),
+                  u"<!doctype html><meta charset=utf-8><title>%1</title><body style='background:#2050c0'>"_s
+                      .arg(title.toHtmlEscaped())
+                      .toUtf8());
     }
     [[nodiscard]] QString url(const QString& host, const QString& path) const {
-        return QStringLiteral("http://%1:%2%3").arg(host, port, path);
+        return u"http://%1:%2%3"_s.arg(host, port, path);
     }
 
     QProcess& startChromium(const QString& address) {
-        return desk.start(QStringLiteral("chromium"),
-                          {QStringLiteral("--no-sandbox"), QStringLiteral("--disable-gpu"),
-                           QStringLiteral("--no-first-run"), QStringLiteral("--disable-background-networking"),
-                           QStringLiteral("--disable-component-update"), QStringLiteral("--disable-sync"),
-                           QStringLiteral("--disable-features=HttpsUpgrades"), QStringLiteral("--password-store=basic"),
-                           QStringLiteral("--host-resolver-rules=MAP example.test 127.0.0.1"),
-                           QStringLiteral("--user-data-dir=") + desk.path(QStringLiteral("chromium")),
-                           QStringLiteral("--force-renderer-accessibility"), address});
+        return desk.start(
+            u"chromium"_s,
+            {u"--no-sandbox"_s, u"--disable-gpu"_s, u"--no-first-run"_s, u"--disable-background-networking"_s,
+             u"--disable-component-update"_s, u"--disable-sync"_s, u"--disable-features=HttpsUpgrades"_s,
+             u"--password-store=basic"_s, u"--host-resolver-rules=MAP example.test 127.0.0.1"_s,
+             u"--user-data-dir="_s + desk.path(u"chromium"_s), u"--force-renderer-accessibility"_s, address});
     }
     QProcess& startFirefox(const QString& address) {
-        const QString profile = desk.path(QStringLiteral("firefox"));
-        writeFile(profile + QStringLiteral("/user.js"),
-                  "user_pref('browser.aboutwelcome.enabled', false);\n"
-                  "user_pref('datareporting.policy.dataSubmissionEnabled', false);\n"
-                  "user_pref('browser.shell.checkDefaultBrowser', false);\n"
-                  "user_pref('termsofuse.bypassNotification', true);\n");
-        return desk.start(QStringLiteral("firefox-esr"),
-                          {QStringLiteral("--no-remote"), QStringLiteral("--profile"), profile, address});
+        const QString profile = desk.path(u"firefox"_s);
+        writeFile(profile + u"/user.js"_s, "user_pref('browser.aboutwelcome.enabled', false);\n"
+                                           "user_pref('datareporting.policy.dataSubmissionEnabled', false);\n"
+                                           "user_pref('browser.shell.checkDefaultBrowser', false);\n"
+                                           "user_pref('termsofuse.bypassNotification', true);\n");
+        return desk.start(u"firefox-esr"_s, {u"--no-remote"_s, u"--profile"_s, profile, address});
     }
 
     /// Waits until the browser tells this page to whom it concerns: before that, no program could know it.
     [[nodiscard]] testing::AssertionResult shows(const QString& application, const QString& address,
                                                  const QString& title) const {
-        const QString tool = QFileInfo(QStringLiteral(OVALIN_BINARY)).path() + QStringLiteral("/libexec/osascript");
+        const QString tool = QFileInfo(QStringLiteral(OVALIN_BINARY)).path() + u"/libexec/osascript"_s;
         const QString script =
             QStringLiteral(R"(tell application "%1" to return (URL of active tab of front window) & "\n" & )"
                            R"((title of active tab of front window))")
@@ -86,7 +77,7 @@ public:
         QString said;
         if (waitUntil(
                 [&] {
-                    said = desk.output(tool, {QStringLiteral("-e"), script});
+                    said = desk.output(tool, {u"-e"_s, script});
                     return said == address + QLatin1Char('\n') + title;
                 },
                 40))
@@ -101,7 +92,7 @@ public:
         waitUntil([] { return false; }, 1.5);
         desk.keepPicture(prompt);
         desk.type(prompt);
-        desk.pressKey(QStringLiteral("Return"));
+        desk.pressKey(u"Return"_s);
         EXPECT_TRUE(desk.waitForPanel(false)) << desk.log().toStdString();
         return desk.waitForRequestWith(prompt);
     }
@@ -129,35 +120,33 @@ double shareOfPage(const QImage& image) {
 TEST(ScreenContext, AChromiumPageIsNamedAndALocalOnePictured) {
     BrowserDesk web;
     web.desk.startOvalin();
-    const QString local = QStringLiteral("127.0.0.1"), remote = QStringLiteral("example.test");
+    const QString local = u"127.0.0.1"_s, remote = u"example.test"_s;
     struct Row {
         QString host, path, title, shown;
     };
-    const QString quotes = QStringLiteral("\"q\" 'q' \\ & $(id) — 😀"), hebrew = QStringLiteral("שלום עולם");
+    const QString quotes = u"\"q\" 'q' \\ & $(id) — 😀"_s, hebrew = u"שלום עולם"_s;
     int number = 0;
     for (const Row& row :
-         {Row{local, QStringLiteral("/quotes.html"), quotes, quotes},
-          Row{local, QStringLiteral("/rtl.html"), hebrew, hebrew},
-          Row{local, QStringLiteral("/lines.html"), QStringLiteral("a\nb"), QStringLiteral("a b")},
-          Row{remote, QStringLiteral("/far.html?q=1"), QStringLiteral("Far"), QStringLiteral("Far")}}) {
+         {Row{local, u"/quotes.html"_s, quotes, quotes}, Row{local, u"/rtl.html"_s, hebrew, hebrew},
+          Row{local, u"/lines.html"_s, u"a\nb"_s, u"a b"_s}, Row{remote, u"/far.html?q=1"_s, u"Far"_s, u"Far"_s}}) {
         SCOPED_TRACE(row.path.toStdString());
         web.serve(row.path.section(QLatin1Char('?'), 0, 0), row.title);
         const QString address = web.url(row.host, row.path);
         web.startChromium(address);
-        ASSERT_TRUE(web.shows(QStringLiteral("Chromium"), address, row.shown))
-            << web.desk.TestDesk::log(QStringLiteral("chromium")).toStdString();
-        web.desk.xdotool({QStringLiteral("mousemove"), QStringLiteral("640"), QStringLiteral("400")});
+        ASSERT_TRUE(web.shows(u"Chromium"_s, address, row.shown))
+            << web.desk.TestDesk::log(u"chromium"_s).toStdString();
+        web.desk.xdotool({u"mousemove"_s, u"640"_s, u"400"_s});
 
-        const QJsonObject request = web.submit(QStringLiteral("page %1").arg(++number));
+        const QJsonObject request = web.submit(u"page %1"_s.arg(++number));
         EXPECT_EQ(text(request, "source_url"), address) << web.desk.log().toStdString();
         EXPECT_EQ(text(request, "source_title"), row.shown);
-        EXPECT_EQ(text(request, "source_bundle"), QStringLiteral("org.chromium.Chromium"));
+        EXPECT_EQ(text(request, "source_bundle"), u"org.chromium.Chromium"_s);
         if (row.host == remote) {
-            EXPECT_EQ(text(request, "context_mode"), QStringLiteral("fetch"));
-            EXPECT_FALSE(request.contains(QStringLiteral("screenshot")));
+            EXPECT_EQ(text(request, "context_mode"), u"fetch"_s);
+            EXPECT_FALSE(request.contains(u"screenshot"_s));
             continue;
         }
-        EXPECT_EQ(text(request, "context_mode"), QStringLiteral("screenshot"));
+        EXPECT_EQ(text(request, "context_mode"), u"screenshot"_s);
         const QImage picture(text(request, "screenshot"));
         EXPECT_GE(picture.width(), 300) << web.desk.log().toStdString();
         EXPECT_GT(shareOfPage(picture), 0.97) << "the page fills the picture, and no panel covers it";
@@ -168,47 +157,46 @@ TEST(ScreenContext, AChromiumPageIsNamedAndALocalOnePictured) {
 TEST(ScreenContext, AFirefoxPageIsNamed) {
     BrowserDesk web;
     web.desk.startOvalin();
-    const QString title = QStringLiteral("Page \"one\" שלום");
-    web.serve(QStringLiteral("/one.html"), title);
-    const QString address = web.url(QStringLiteral("127.0.0.1"), QStringLiteral("/one.html"));
+    const QString title = u"Page \"one\" שלום"_s;
+    web.serve(u"/one.html"_s, title);
+    const QString address = web.url(u"127.0.0.1"_s, u"/one.html"_s);
     web.startFirefox(address);
-    ASSERT_TRUE(web.shows(QStringLiteral("Firefox"), address, title))
-        << web.desk.TestDesk::log(QStringLiteral("firefox-esr")).toStdString();
-    const QJsonObject request = web.submit(QStringLiteral("fox"));
+    ASSERT_TRUE(web.shows(u"Firefox"_s, address, title)) << web.desk.TestDesk::log(u"firefox-esr"_s).toStdString();
+    const QJsonObject request = web.submit(u"fox"_s);
     EXPECT_EQ(text(request, "source_url"), address) << web.desk.log().toStdString();
     EXPECT_EQ(text(request, "source_title"), title);
-    EXPECT_EQ(text(request, "source_bundle"), QStringLiteral("org.mozilla.firefox"));
+    EXPECT_EQ(text(request, "source_bundle"), u"org.mozilla.firefox"_s);
     EXPECT_GE(QImage(text(request, "screenshot")).width(), 300);
 }
 
 TEST(ScreenContext, AStoppedBrowserHoldsUpNothing) {
     BrowserDesk web;
     web.desk.startOvalin();
-    web.serve(QStringLiteral("/one.html"), QStringLiteral("One"));
-    const QString address = web.url(QStringLiteral("127.0.0.1"), QStringLiteral("/one.html"));
+    web.serve(u"/one.html"_s, u"One"_s);
+    const QString address = web.url(u"127.0.0.1"_s, u"/one.html"_s);
     QProcess& browser = web.startChromium(address);
-    ASSERT_TRUE(web.shows(QStringLiteral("Chromium"), address, QStringLiteral("One")));
+    ASSERT_TRUE(web.shows(u"Chromium"_s, address, u"One"_s));
     const auto group = static_cast<pid_t>(browser.processId());
     ASSERT_EQ(::kill(-group, SIGSTOP), 0);
 
     web.desk.pressHotkey();
     EXPECT_TRUE(web.desk.waitForPanel(true, 2)) << web.desk.log().toStdString();
-    web.desk.type(QStringLiteral("stopped"));
-    web.desk.pressKey(QStringLiteral("Return"));
+    web.desk.type(u"stopped"_s);
+    web.desk.pressKey(u"Return"_s);
     EXPECT_TRUE(web.desk.waitForPanel(false, 2)) << web.desk.log().toStdString();
-    const QJsonObject request = web.desk.waitForRequestWith(QStringLiteral("stopped"), 6);
-    EXPECT_EQ(text(request, "prompt"), QStringLiteral("stopped")) << web.desk.log().toStdString();
-    EXPECT_FALSE(request.contains(QStringLiteral("source_url")));
-    EXPECT_FALSE(request.contains(QStringLiteral("source_title")));
+    const QJsonObject request = web.desk.waitForRequestWith(u"stopped"_s, 6);
+    EXPECT_EQ(text(request, "prompt"), u"stopped"_s) << web.desk.log().toStdString();
+    EXPECT_FALSE(request.contains(u"source_url"_s));
+    EXPECT_FALSE(request.contains(u"source_title"_s));
     // The panel still opens and closes while the first look is not over.
     web.desk.pressHotkey();
     EXPECT_TRUE(web.desk.waitForPanel(true, 2)) << web.desk.log().toStdString();
-    web.desk.pressKey(QStringLiteral("Escape"));
+    web.desk.pressKey(u"Escape"_s);
     EXPECT_TRUE(web.desk.waitForPanel(false, 2));
 
     ::kill(-group, SIGCONT);
-    ASSERT_TRUE(web.shows(QStringLiteral("Chromium"), address, QStringLiteral("One")));
-    EXPECT_EQ(text(web.submit(QStringLiteral("awake")), "source_url"), address) << web.desk.log().toStdString();
+    ASSERT_TRUE(web.shows(u"Chromium"_s, address, u"One"_s));
+    EXPECT_EQ(text(web.submit(u"awake"_s), "source_url"), address) << web.desk.log().toStdString();
 }
 
 TEST(ScreenContext, ARequestQuickerThanItsPictureGetsItOnceOrGoesWithoutIt) {
@@ -219,30 +207,29 @@ TEST(ScreenContext, ARequestQuickerThanItsPictureGetsItOnceOrGoesWithoutIt) {
     for (const Row& row : {Row{"0.4", true}, Row{"2.5", false}}) {
         SCOPED_TRACE(row.delay);
         OvalinDesk desk;
-        desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), COUNTING_ROUTER);
-        desk.startOvalinWith(QStringLiteral("screencapture"),
+        desk.installScript(u".claude/bin/capture-router.sh"_s, COUNTING_ROUTER);
+        desk.startOvalinWith(u"screencapture"_s,
                              QByteArray("#!/bin/sh\nsleep ") + row.delay +
                                  "\n\"$TOOLS/screencapture\" \"$@\" 2>> \"$HOME/shot.err\"\ntouch \"$HOME/shot\"\n");
         desk.openEditor("text on the screen\n");
         desk.pressHotkey();
         ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
-        desk.xdotool({QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("0"), QStringLiteral("n"),
-                      QStringLiteral("o"), QStringLiteral("w"), QStringLiteral("Return")});
+        desk.xdotool({u"key"_s, u"--delay"_s, u"0"_s, u"n"_s, u"o"_s, u"w"_s, u"Return"_s});
         ASSERT_TRUE(desk.waitForPanel(false)) << desk.log().toStdString();
         const QJsonObject request = desk.waitForRequest();
-        EXPECT_EQ(text(request, "prompt"), QStringLiteral("now")) << desk.log().toStdString();
-        EXPECT_EQ(text(request, "context_mode"), QStringLiteral("screenshot"));
+        EXPECT_EQ(text(request, "prompt"), u"now"_s) << desk.log().toStdString();
+        EXPECT_EQ(text(request, "context_mode"), u"screenshot"_s);
         const QString picture = text(request, "screenshot");
         EXPECT_EQ(!picture.isEmpty() && QImage(picture).width() >= 300, row.pictured)
-            << desk.log().toStdString() << readFile(desk.path(QStringLiteral("shot.err"))).toStdString();
-        EXPECT_EQ(request.contains(QStringLiteral("screenshot")), row.pictured);
+            << desk.log().toStdString() << readFile(desk.path(u"shot.err"_s)).toStdString();
+        EXPECT_EQ(request.contains(u"screenshot"_s), row.pictured);
         // Neither the deadline after the picture nor the picture after the deadline sends it a second time.
-        EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(desk.path(QStringLiteral("shot"))); }));
+        EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(desk.path(u"shot"_s)); }));
         waitUntil([] { return false; }, 1.0);
-        const QDir queue(desk.systemDir() + QStringLiteral("/capture-queue"));
-        EXPECT_EQ(queue.entryList({QStringLiteral("*.png")}, QDir::Files).size(), row.pictured ? 1 : 0);
+        const QDir queue(desk.systemDir() + u"/capture-queue"_s);
+        EXPECT_EQ(queue.entryList({u"*.png"_s}, QDir::Files).size(), row.pictured ? 1 : 0);
         EXPECT_EQ(desk.requests().size(), 1U);
-        EXPECT_EQ(readFile(desk.path(QStringLiteral("routed"))).count('\n'), 1) << "routed once";
+        EXPECT_EQ(readFile(desk.path(u"routed"_s)).count('\n'), 1) << "routed once";
     }
 }
 
@@ -250,25 +237,24 @@ TEST(ScreenContext, TheTextOnTheScreenIsReadAndIsNotNeeded) {
     for (const bool installed : {true, false}) {
         SCOPED_TRACE(installed ? "with the recogniser" : "without it");
         OvalinDesk desk;
-        desk.installScript(QStringLiteral(".claude/bin/capture-router.sh"), COUNTING_ROUTER);
-        desk.startOvalinWith(QStringLiteral("ocr"),
-                             installed ? QByteArray("#!/bin/sh\n\"$TOOLS/ocr\" \"$@\"; touch \"$HOME/read\"\n")
-                                       : QByteArray());
+        desk.installScript(u".claude/bin/capture-router.sh"_s, COUNTING_ROUTER);
+        desk.startOvalinWith(u"ocr"_s, installed
+                                           ? QByteArray("#!/bin/sh\n\"$TOOLS/ocr\" \"$@\"; touch \"$HOME/read\"\n")
+                                           : QByteArray());
         desk.openEditor(QByteArray("Sphinx of black quartz judge my vow\n").repeated(5));
         desk.pressHotkey();
         ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
         if (installed) // a request waits for the picture, but not for what it says
-            EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(desk.path(QStringLiteral("read"))); }, 30));
+            EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(desk.path(u"read"_s)); }, 30));
         else
-            EXPECT_TRUE(desk.waitForLog(QStringLiteral("Ovalin: no text from the screenshot")))
-                << desk.log().toStdString();
+            EXPECT_TRUE(desk.waitForLog(u"Ovalin: no text from the screenshot"_s)) << desk.log().toStdString();
         waitUntil([] { return false; }, 0.5);
-        desk.type(QStringLiteral("read"));
-        desk.pressKey(QStringLiteral("Return"));
+        desk.type(u"read"_s);
+        desk.pressKey(u"Return"_s);
         const QJsonObject request = desk.waitForRequest();
-        EXPECT_EQ(text(request, "screen_text").contains(QStringLiteral("black quartz")), installed)
+        EXPECT_EQ(text(request, "screen_text").contains(u"black quartz"_s), installed)
             << text(request, "screen_text").toStdString() << desk.log().toStdString();
-        EXPECT_EQ(request.contains(QStringLiteral("screen_text")), installed);
+        EXPECT_EQ(request.contains(u"screen_text"_s), installed);
         EXPECT_GE(QImage(text(request, "screenshot")).width(), 300);
     }
 }

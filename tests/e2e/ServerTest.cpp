@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 TEST(Server, WithoutOneTheProgramSaysSoInOneLine) {
@@ -14,24 +15,23 @@ TEST(Server, WithoutOneTheProgramSaysSoInOneLine) {
         {"", {}, "DISPLAY is not set"},
         {":987", {}, "none can be reached at DISPLAY \":987\""},
         {"nonsense", {}, "none can be reached at DISPLAY \"nonsense\""},
-        {"here", {QStringLiteral("-display"), QStringLiteral(":986")}, "none can be reached at DISPLAY \":986\""},
-        {"here", {QStringLiteral("-platform"), QStringLiteral("wayland")}, "-platform wayland asks for another"},
+        {"here", {u"-display"_s, u":986"_s}, "none can be reached at DISPLAY \":986\""},
+        {"here", {u"-platform"_s, u"wayland"_s}, "-platform wayland asks for another"},
     };
     OvalinDesk desk;
-    const QString here = desk.environment.value(QStringLiteral("DISPLAY"));
+    const QString here = desk.environment.value(u"DISPLAY"_s);
     for (const auto& row : rows) {
         const QString display = QString::fromLatin1(row.display);
-        desk.environment.insert(QStringLiteral("DISPLAY"), display == QLatin1String("here") ? here : display);
+        desk.environment.insert(u"DISPLAY"_s, display == QLatin1String("here") ? here : display);
         const OvalinDesk::Run run = desk.runOvalin(row.arguments);
         EXPECT_EQ(run.status, 1) << row.why;
-        EXPECT_EQ(run.output,
-                  QStringLiteral("Ovalin: needs an X server, but %1 — exiting\n").arg(QString::fromLatin1(row.why)));
+        EXPECT_EQ(run.output, u"Ovalin: needs an X server, but %1 — exiting\n"_s.arg(QString::fromLatin1(row.why)));
     }
 }
 
 TEST(Server, APlatformThatTheEnvironmentNamesForOtherProgramsIsNoObstacle) {
     OvalinDesk desk;
-    desk.environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("wayland"));
+    desk.environment.insert(u"QT_QPA_PLATFORM"_s, u"wayland"_s);
     desk.startOvalin();
     desk.pressHotkey();
     EXPECT_TRUE(desk.waitForPanel(true));
@@ -40,31 +40,31 @@ TEST(Server, APlatformThatTheEnvironmentNamesForOtherProgramsIsNoObstacle) {
 TEST(Server, WhatItLacksIsSaidAndThePanelOpensAllTheSame) {
     for (const char* name : {"X-Resource", "XTEST", "Composite"}) {
         TestDesk::Options options;
-        options.serverArguments = {QStringLiteral("-extension"), QString::fromLatin1(name)};
+        options.serverArguments = {u"-extension"_s, QString::fromLatin1(name)};
         OvalinDesk desk(options);
         desk.openEditor("text\n");
         desk.startOvalin();
-        EXPECT_EQ(desk.runOvalin({QStringLiteral("toggle")}).status, 0);
+        EXPECT_EQ(desk.runOvalin({u"toggle"_s}).status, 0);
         EXPECT_TRUE(desk.waitForPanel(true)) << name;
-        EXPECT_TRUE(desk.log().contains(QStringLiteral("the X server has no %1 — ").arg(QString::fromLatin1(name))));
+        EXPECT_TRUE(desk.log().contains(u"the X server has no %1 — "_s.arg(QString::fromLatin1(name))));
     }
 }
 
 TEST(Server, WhenItGoesAwayTheProgramEndsInOrderAndARequestOnItsWayIsKept) {
     OvalinDesk desk;
     desk.openEditor("text\n");
-    desk.startOvalinWith(QStringLiteral("screencapture"), "#!/bin/sh\nsleep 3\n");
+    desk.startOvalinWith(u"screencapture"_s, "#!/bin/sh\nsleep 3\n");
     desk.pressHotkey();
     ASSERT_TRUE(desk.waitForPanel(true));
-    desk.type(QStringLiteral("note this"));
-    desk.pressKey(QStringLiteral("Return"));
+    desk.type(u"note this"_s);
+    desk.pressKey(u"Return"_s);
     ASSERT_TRUE(desk.waitForPanel(false));
     ASSERT_TRUE(desk.requests().empty()) << "waits for its picture";
     desk.killServer();
     ASSERT_TRUE(waitUntil([&] { return desk.ovalin().state() == QProcess::NotRunning; }, 20));
     EXPECT_EQ(desk.ovalin().exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(desk.ovalin().exitCode(), 1);
-    EXPECT_EQ(desk.log().count(QStringLiteral("Ovalin: the X server is gone — exiting")), 1);
-    EXPECT_FALSE(desk.log().contains(QStringLiteral("X11 connection"))) << "one line is enough";
+    EXPECT_EQ(desk.log().count(u"Ovalin: the X server is gone — exiting"_s), 1);
+    EXPECT_FALSE(desk.log().contains(u"X11 connection"_s)) << "one line is enough";
     EXPECT_EQ(desk.requests().size(), 1U);
 }

@@ -7,6 +7,8 @@
 
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 struct FakeHotKeys final : HotKeys {
@@ -26,8 +28,7 @@ struct FakeHotKeys final : HotKeys {
 };
 
 struct FakeWorkspace final : Workspace {
-    std::optional<FrontApplication> front =
-        FrontApplication{QStringLiteral("Editor"), QStringLiteral("Mousepad"), 4711, 1};
+    std::optional<FrontApplication> front = FrontApplication{u"Editor"_s, u"Mousepad"_s, 4711, 1};
     std::optional<FrontApplication> frontmostApplication() override { return front; }
     std::vector<ReservedStrip> strips;
     bool composited = false, seesAll = true;

@@ -3,6 +3,8 @@
 #include "views/ChatView.h"
 #include "views/DictationField.h"
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 /// A prompt that keeps what dictation does to it.
@@ -15,7 +17,7 @@ struct FakeDictationField final : DictationField {
     bool isShown() const override { return shown; }
     void setMicState(bool active, const QString& note) override {
         listening = active;
-        status = active ? QStringLiteral("listening") : note;
+        status = active ? u"listening"_s : note;
     }
 };
 
@@ -52,8 +54,8 @@ struct FakeChatView final : ChatView {
 
 private:
     void label(Speaker speaker) {
-        conversation += conversation.isEmpty() ? QString() : QStringLiteral("\n\n");
-        conversation += speaker == Speaker::You ? QStringLiteral("YOU\n") : QStringLiteral("TORVI\n");
+        conversation += conversation.isEmpty() ? QString() : u"\n\n"_s;
+        conversation += speaker == Speaker::You ? u"YOU\n"_s : u"TORVI\n"_s;
     }
 };
 

@@ -12,6 +12,8 @@
 #include <csignal>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 TestDesk& desk();
@@ -24,17 +26,16 @@ public:
     TestBus(const TestBus&) = delete;
     TestBus& operator=(const TestBus&) = delete;
 
-    const QString socket = desk().path(QStringLiteral("test-bus"));
-    const QString address = QStringLiteral("unix:path=") + socket;
+    const QString socket = desk().path(u"test-bus"_s);
+    const QString address = u"unix:path="_s + socket;
 
     void start() {
         // Without the services of this machine, of which one may be started when it is asked for.
-        const QString config = desk().path(QStringLiteral("test-bus.conf"));
+        const QString config = desk().path(u"test-bus.conf"_s);
         writeFile(config, "<busconfig><type>session</type><listen>" + address.toUtf8() +
                               "</listen><policy context='default'><allow send_destination='*' eavesdrop='true'/>"
                               "<allow eavesdrop='true'/><allow own='*'/><allow user='*'/></policy></busconfig>");
-        daemon = &desk().start(QStringLiteral("dbus-daemon"),
-                               {QStringLiteral("--nofork"), QStringLiteral("--config-file=") + config});
+        daemon = &desk().start(u"dbus-daemon"_s, {u"--nofork"_s, u"--config-file="_s + config});
         waitUntil([this] { return busAnswers(address); }); // its socket is there a little earlier
     }
     void end() {
@@ -52,15 +53,14 @@ private:
 class FakeServices {
 public:
     FakeServices(const QString& address, const QString& owned, const QStringList& arguments)
-        : connectionName(QStringLiteral("test-") + QString::number(++count))
+        : connectionName(u"test-"_s + QString::number(++count))
         , bus(QDBusConnection::connectToBus(address, connectionName))
         , service(owned) {
-        desk().environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address);
-        desk().environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), address);
-        process =
-            &desk().start(QCoreApplication::applicationDirPath() + QStringLiteral("/fake_desktop_services"), arguments);
+        desk().environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, address);
+        desk().environment.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, address);
+        process = &desk().start(QCoreApplication::applicationDirPath() + u"/fake_desktop_services"_s, arguments);
         if (!waitUntil([this] { return bus.interface()->isServiceRegistered(service).value(); }))
-            throw std::runtime_error(desk().log(QStringLiteral("fake_desktop_services")).toStdString());
+            throw std::runtime_error(desk().log(u"fake_desktop_services"_s).toStdString());
     }
     ~FakeServices() {
         desk().end(*process);

@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -23,22 +24,21 @@ AskHistoryEntries entries(const char* array) {
     return parseAskHistory(QByteArray(R"({"sessions":)") + array + "}").value();
 }
 
-AskTurn turn(const QString& id, const QString& question = QStringLiteral("q"),
-             const QString& answer = QStringLiteral("a")) {
-    return {id, QStringLiteral("Editor"), std::nullopt, question, answer, false};
+AskTurn turn(const QString& id, const QString& question = u"q"_s, const QString& answer = u"a"_s) {
+    return {id, u"Editor"_s, std::nullopt, question, answer, false};
 }
 
 QStringList ids(const AskHistoryEntries& all) {
     QStringList list;
     for (const QJsonObject& entry : all)
-        list.append(entry[QStringLiteral("id")].toString(QStringLiteral("?")));
+        list.append(entry[u"id"_s].toString(u"?"_s));
     return list;
 }
 
 QString previewOf(const QJsonObject& entry) {
     QStringList lines;
     for (const PreviewLine& line : previewLines(entry))
-        lines.append((line.user ? QStringLiteral("You:") : QStringLiteral("Torvi:")) + line.text);
+        lines.append((line.user ? u"You:"_s : u"Torvi:"_s) + line.text);
     return lines.join(QLatin1Char(' '));
 }
 
@@ -46,11 +46,11 @@ QString previewOf(const QJsonObject& entry) {
 
 TEST(AskHistoryEntries, AFirstTurnMakesAnEntryAtTheFront) {
     AskHistoryEntries all = entries(R"([{"id":"old"}])");
-    AskTurn first = turn(QStringLiteral("new"), QStringLiteral("second?"), QStringLiteral("half [stopped]"));
-    first.firstQuestion = QStringLiteral("first?");
+    AskTurn first = turn(u"new"_s, u"second?"_s, u"half [stopped]"_s);
+    first.firstQuestion = u"first?"_s;
     first.interrupted = true;
     EXPECT_EQ(storeTurn(all, first, NOW), Stored::Created);
-    EXPECT_EQ(ids(all), (QStringList{QStringLiteral("new"), QStringLiteral("old")}));
+    EXPECT_EQ(ids(all), (QStringList{u"new"_s, u"old"_s}));
     EXPECT_EQ(all[0], object(R"({"id":"new","startedAt":"2026-11-16T19:30:05Z","lastAt":"2026-11-16T19:30:05Z",
         "app":"Editor","first":"first?","turns":1,"interrupted":true,
         "preview":[{"r":"you","t":"second?"},{"r":"torvi","t":"half [stopped]"}]})"));
@@ -60,17 +60,16 @@ TEST(AskHistoryEntries, LaterTurnsUpdateTheirEntryAndMoveItToTheFront) {
     AskHistoryEntries all = entries(
         R"([{"id":"other"},{"noId":1},{"id":"a","first":"f","title":"t","mine":{"x":[1]},"interrupted":true},{"id":"a","turns":9}])");
     for (int i = 1; i <= 4; ++i) {
-        const AskTurn next = turn(QStringLiteral("a"), QString::number(i), QString::number(-i));
+        const AskTurn next = turn(u"a"_s, QString::number(i), QString::number(-i));
         EXPECT_EQ(storeTurn(all, next, NOW.addDays(i)), Stored::Updated);
     }
-    EXPECT_EQ(ids(all),
-              (QStringList{QStringLiteral("a"), QStringLiteral("other"), QStringLiteral("?"), QStringLiteral("a")}));
-    EXPECT_EQ(previewOf(all[0]), QStringLiteral("You:2 Torvi:-2 You:3 Torvi:-3 You:4 Torvi:-4"));
+    EXPECT_EQ(ids(all), (QStringList{u"a"_s, u"other"_s, u"?"_s, u"a"_s}));
+    EXPECT_EQ(previewOf(all[0]), u"You:2 Torvi:-2 You:3 Torvi:-3 You:4 Torvi:-4"_s);
     QJsonObject rest = all[0];
-    rest.remove(QStringLiteral("preview"));
+    rest.remove(u"preview"_s);
     EXPECT_EQ(rest, object(R"({"id":"a","first":"f","title":"t","mine":{"x":[1]},"interrupted":false,"turns":4,
         "lastAt":"2026-11-20T19:30:05Z"})"));
-    EXPECT_EQ(all[3][QStringLiteral("turns")].toInt(), 9) << "only the first of two with one id";
+    EXPECT_EQ(all[3][u"turns"_s].toInt(), 9) << "only the first of two with one id";
 }
 
 TEST(AskHistoryEntries, ValuesOfOtherKindsCountAsMissing) {
@@ -89,36 +88,36 @@ TEST(AskHistoryEntries, ValuesOfOtherKindsCountAsMissing) {
     };
     for (const auto& row : rows) {
         QJsonObject entry = object(row.entry);
-        entry[QStringLiteral("id")] = QStringLiteral("a");
+        entry[u"id"_s] = u"a"_s;
         AskHistoryEntries all{entry};
-        storeTurn(all, turn(QStringLiteral("a")), NOW);
-        EXPECT_EQ(all[0][QStringLiteral("turns")].toInteger(), row.turns) << row.entry;
+        storeTurn(all, turn(u"a"_s), NOW);
+        EXPECT_EQ(all[0][u"turns"_s].toInteger(), row.turns) << row.entry;
         EXPECT_EQ(previewOf(all[0]), QString::fromUtf8(row.preview)) << row.entry;
     }
 }
 
 TEST(AskHistoryEntries, TextsAreCutBetweenCharactersAndTheOldestEntriesFallOff) {
-    const QString family = QStringLiteral("👩‍👩‍👧");
+    const QString family = u"👩‍👩‍👧"_s;
     AskHistoryEntries all;
     for (int i = 0; i < 25; ++i)
         storeTurn(all, turn(QString::number(i), family.repeated(701), family.repeated(700)), NOW);
     EXPECT_EQ(all.size(), 20);
-    EXPECT_EQ(ids(all).first() + QLatin1Char(' ') + ids(all).last(), QStringLiteral("24 5"));
-    EXPECT_EQ(all[0][QStringLiteral("first")].toString(), family.repeated(120));
+    EXPECT_EQ(ids(all).first() + QLatin1Char(' ') + ids(all).last(), u"24 5"_s);
+    EXPECT_EQ(all[0][u"first"_s].toString(), family.repeated(120));
     for (const PreviewLine& line : previewLines(all[0]))
         EXPECT_EQ(line.text, family.repeated(700));
 }
 
 TEST(AskHistoryEntries, TitlesAndEvictionGoById) {
     AskHistoryEntries all = entries(R"([{"id":7},{"id":"a"},{},{"id":"b"},{"id":"a"}])");
-    EXPECT_TRUE(setTitle(all, QStringLiteral("a"), QStringLiteral("T")));
-    EXPECT_EQ(entryWithId(all, QStringLiteral("a")), object(R"({"id":"a","title":"T"})"));
-    EXPECT_FALSE(all[4].contains(QStringLiteral("title")));
-    removeEntries(all, QStringLiteral("a"));
+    EXPECT_TRUE(setTitle(all, u"a"_s, u"T"_s));
+    EXPECT_EQ(entryWithId(all, u"a"_s), object(R"({"id":"a","title":"T"})"));
+    EXPECT_FALSE(all[4].contains(u"title"_s));
+    removeEntries(all, u"a"_s);
     removeEntries(all, QString());
-    EXPECT_EQ(ids(all), (QStringList{QStringLiteral("?"), QStringLiteral("?"), QStringLiteral("b")}));
-    EXPECT_FALSE(setTitle(all, QStringLiteral("a"), QStringLiteral("T")));
-    EXPECT_FALSE(entryWithId(all, QStringLiteral("7")));
+    EXPECT_EQ(ids(all), (QStringList{u"?"_s, u"?"_s, u"b"_s}));
+    EXPECT_FALSE(setTitle(all, u"a"_s, u"T"_s));
+    EXPECT_FALSE(entryWithId(all, u"7"_s));
 }
 
 TEST(AskHistoryEntries, OtherShapesAreNoHistory) {
@@ -145,7 +144,7 @@ TEST(AskHistoryEntries, TitlesFitOneLine) {
     };
     for (const auto& row : rows)
         EXPECT_EQ(entryTitle(object(row.entry)), QString::fromUtf8(row.title)) << row.entry;
-    EXPECT_LT(entryTitle({{QStringLiteral("title"), QString(50'000'000, QLatin1Char('m'))}}).size(), 1000);
+    EXPECT_LT(entryTitle({{u"title"_s, QString(50'000'000, QLatin1Char('m'))}}).size(), 1000);
 }
 
 TEST(RelTime, AgesInWordsAndWhatIsNoTimeInNone) {

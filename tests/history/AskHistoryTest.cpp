@@ -12,6 +12,7 @@
 
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -19,8 +20,8 @@ namespace {
 struct AskHistoryTest : testing::Test {
     QTemporaryDir folder;
     FakeDispatch dispatch;
-    const QString file = AskHistory::storePath(folder.filePath(QStringLiteral("CLAUDE/system")));
-    const QString agent = folder.filePath(QStringLiteral("it's an agent"));
+    const QString file = AskHistory::storePath(folder.filePath(u"CLAUDE/system"_s));
+    const QString agent = folder.filePath(u"it's an agent"_s);
     AskHistory history{dispatch, file, AgentSearch{{agent}}};
     QStringList log;
 
@@ -40,13 +41,12 @@ struct AskHistoryTest : testing::Test {
             dispatch.runMain();
         }
     }
-    void store(const QString& id, const QString& question = QStringLiteral("why?"), bool interrupted = false) {
-        history.persistAskTurn(
-            {id, QStringLiteral("Editor"), std::nullopt, question, QStringLiteral("because"), interrupted});
+    void store(const QString& id, const QString& question = u"why?"_s, bool interrupted = false) {
+        history.persistAskTurn({id, u"Editor"_s, std::nullopt, question, u"because"_s, interrupted});
     }
     [[nodiscard]] AskHistoryEntries stored() const { return parseAskHistory(readFile(file)).value(); }
     [[nodiscard]] QString titleOf(const QString& id) const {
-        return entryWithId(stored(), id).value_or(QJsonObject()).value(QStringLiteral("title")).toString();
+        return entryWithId(stored(), id).value_or(QJsonObject()).value(u"title"_s).toString();
     }
     [[nodiscard]] QStringList files() const {
         return QDir(QFileInfo(file).path()).entryList(QDir::Files | QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot);
@@ -58,21 +58,21 @@ struct AskHistoryTest : testing::Test {
 TEST_F(AskHistoryTest, TurnsAreStoredInTheOrderOfTheCallsAndReadAfterwards) {
     QStringList seen;
     history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { seen.append(QString::number(all.size())); });
-    store(QStringLiteral("a"));
-    store(QStringLiteral("b"));
-    store(QStringLiteral("a"), QStringLiteral("again"), true);
-    history.evictAskHistory(QStringLiteral("b"));
+    store(u"a"_s);
+    store(u"b"_s);
+    store(u"a"_s, u"again"_s, true);
+    history.evictAskHistory(u"b"_s);
     history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { seen.append(QString::number(all.size())); });
     {
         QObject gone;
-        history.loadAskHistory(&gone, [&](const AskHistoryEntries&) { seen.append(QStringLiteral("late")); });
+        history.loadAskHistory(&gone, [&](const AskHistoryEntries&) { seen.append(u"late"_s); });
     }
     EXPECT_FALSE(QFile::exists(file)) << "nothing happens on the main thread";
     settle();
-    EXPECT_EQ(seen, (QStringList{QStringLiteral("0"), QStringLiteral("1")}));
-    EXPECT_EQ(stored()[0][QStringLiteral("turns")].toInt(), 2);
-    EXPECT_TRUE(stored()[0][QStringLiteral("interrupted")].toBool());
-    EXPECT_EQ(files(), QStringList{QStringLiteral("ovalin-ask-history.json")});
+    EXPECT_EQ(seen, (QStringList{u"0"_s, u"1"_s}));
+    EXPECT_EQ(stored()[0][u"turns"_s].toInt(), 2);
+    EXPECT_TRUE(stored()[0][u"interrupted"_s].toBool());
+    EXPECT_EQ(files(), QStringList{u"ovalin-ask-history.json"_s});
     struct stat status {};
     ASSERT_EQ(::stat(QFile::encodeName(file).constData(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U) << "conversations are nobody else's business";
@@ -80,7 +80,7 @@ TEST_F(AskHistoryTest, TurnsAreStoredInTheOrderOfTheCallsAndReadAfterwards) {
 
 TEST_F(AskHistoryTest, ATurnWithoutSessionOrQuestionIsNotStored) {
     store({});
-    store(QStringLiteral("a"), {});
+    store(u"a"_s, {});
     settle();
     EXPECT_FALSE(QFile::exists(file));
 }
@@ -104,7 +104,7 @@ TEST_F(AskHistoryTest, AFileThatIsNoHistoryIsKeptBesideTheNewOne) {
         settle();
         EXPECT_EQ(loaded, 0);
         EXPECT_EQ(files().size(), kept + 1) << "reading moves nothing";
-        store(QStringLiteral("a"));
+        store(u"a"_s);
         settle();
         EXPECT_EQ(stored().size(), 1);
         EXPECT_EQ(files().size(), ++kept + 1) << qPrintable(files().join(QLatin1Char(' ')));
@@ -114,18 +114,18 @@ TEST_F(AskHistoryTest, AFileThatIsNoHistoryIsKeptBesideTheNewOne) {
 }
 
 TEST_F(AskHistoryTest, WhatCannotBeReadStaysWhereItIs) {
-    QDir().mkpath(file + QStringLiteral("/folder"));
-    store(QStringLiteral("a"));
+    QDir().mkpath(file + u"/folder"_s);
+    store(u"a"_s);
     settle();
-    EXPECT_TRUE(QDir(file).exists(QStringLiteral("folder")));
+    EXPECT_TRUE(QDir(file).exists(u"folder"_s));
     ASSERT_EQ(log.size(), 1);
-    EXPECT_TRUE(log[0].endsWith(QStringLiteral("Is a directory"))) << log[0].toStdString();
+    EXPECT_TRUE(log[0].endsWith(u"Is a directory"_s)) << log[0].toStdString();
 }
 
 TEST_F(AskHistoryTest, WhatCannotBeWrittenIsListedAndTriedAgainAtTheEnd) {
-    const QString folderName = folder.filePath(QStringLiteral("CLAUDE"));
+    const QString folderName = folder.filePath(u"CLAUDE"_s);
     writeFile(folderName, "a file where the folder should be");
-    store(QStringLiteral("a"));
+    store(u"a"_s);
     qsizetype listed = 0;
     history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { listed = all.size(); });
     settle();
@@ -145,40 +145,40 @@ TEST_F(AskHistoryTest, TheTitleOfANewConversationComesLater) {
         const QString id = QString::fromUtf8(question);
         store(id, id);
         settle();
-        store(id, QStringLiteral("later"));
+        store(id, u"later"_s);
         settle();
-        EXPECT_EQ(titleOf(id), QStringLiteral("A short title"));
+        EXPECT_EQ(titleOf(id), u"A short title"_s);
         const QByteArray guard = question[0] == '-' ? "--|" : question[0] == '/' ? " " : "";
         EXPECT_EQ(
-            readFile(folder.filePath(QStringLiteral("arguments"))),
+            readFile(folder.filePath(u"arguments"_s)),
             "-p|--effort|low|--append-system-prompt|Write a 3-6 word title for a conversation that starts with the "
             "given question. Output ONLY the title - no quotes, no period.|--settings|"
             R"({"permissions":{"deny":["Read"]}}|)" +
                 guard + question + "|");
     }
-    EXPECT_EQ(readFile(folder.filePath(QStringLiteral("place"))), "/\n");
+    EXPECT_EQ(readFile(folder.filePath(u"place"_s)), "/\n");
 }
 
 TEST_F(AskHistoryTest, NoTitleForAConversationThatIsGoneNorFromAnAgentThatIsMissing) {
-    store(QStringLiteral("a"));
+    store(u"a"_s);
     settle();
-    EXPECT_EQ(titleOf(QStringLiteral("a")), QString());
+    EXPECT_EQ(titleOf(u"a"_s), QString());
     agentDoes("echo title\n");
-    history.generateAskTitle(QStringLiteral("a"), QStringLiteral("why?"));
-    history.evictAskHistory(QStringLiteral("a"));
+    history.generateAskTitle(u"a"_s, u"why?"_s);
+    history.evictAskHistory(u"a"_s);
     settle();
     const QByteArray before = readFile(file);
     EXPECT_EQ(stored().size(), 0);
-    history.generateAskTitle(QStringLiteral("a"), QString(200'000, QLatin1Char('x'))); // more than a child can be given
+    history.generateAskTitle(u"a"_s, QString(200'000, QLatin1Char('x'))); // more than a child can be given
     settle();
     EXPECT_EQ(readFile(file), before);
 }
 
 TEST(TitleFrom, TakesUpTo79Characters) {
-    const QByteArray wide = QStringLiteral("👩‍👩‍👧").toUtf8();
+    const QByteArray wide = u"👩‍👩‍👧"_s.toUtf8();
     EXPECT_EQ(titleFrom(wide.repeated(79) + "\n"), QString::fromUtf8(wide.repeated(79)));
     EXPECT_EQ(titleFrom(wide.repeated(80)), std::nullopt);
-    EXPECT_EQ(titleFrom("\"Quoted.\""), QStringLiteral("\"Quoted.\""));
+    EXPECT_EQ(titleFrom("\"Quoted.\""), u"\"Quoted.\""_s);
     for (const char* printed : {"", " \n", "caf\xe9"})
         EXPECT_EQ(titleFrom(printed), std::nullopt) << printed;
 }

@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -17,10 +18,8 @@ namespace {
 const QDateTime NOW(QDate(2026, 11, 16), QTime(19, 30), QTimeZone::utc());
 
 QJsonObject entry(const QString& id, const QString& title, bool interrupted = false) {
-    return {{QStringLiteral("id"), id},
-            {QStringLiteral("title"), title},
-            {QStringLiteral("lastAt"), QStringLiteral("2026-11-16T18:00:00Z")},
-            {QStringLiteral("interrupted"), interrupted}};
+    return {
+        {u"id"_s, id}, {u"title"_s, title}, {u"lastAt"_s, u"2026-11-16T18:00:00Z"_s}, {u"interrupted"_s, interrupted}};
 }
 
 QList<PastConversation> past(const AskHistoryEntries& entries) {
@@ -35,7 +34,7 @@ QList<PastConversation> past(const AskHistoryEntries& entries) {
 QList<PastConversation> many(int count) {
     AskHistoryEntries entries;
     for (int i = 0; i < count; ++i)
-        entries.append(entry(QString::number(i), QStringLiteral("Title %1").arg(i), i == 1));
+        entries.append(entry(QString::number(i), u"Title %1"_s.arg(i), i == 1));
     return past(entries);
 }
 
@@ -57,8 +56,8 @@ TEST(HistoryPanelTest, ListsTheNewestEightInOneColumn) {
     }
     EXPECT_EQ(panel.width(), 340);
     EXPECT_EQ(panel.height(), bottom + 1 + 16);
-    EXPECT_EQ(panel.rows()[0]->accessibleName(), QStringLiteral("Title 0, 1h ago"));
-    EXPECT_EQ(panel.rows()[1]->accessibleName(), QStringLiteral("Title 1, 1h ago · unfinished"));
+    EXPECT_EQ(panel.rows()[0]->accessibleName(), u"Title 0, 1h ago"_s);
+    EXPECT_EQ(panel.rows()[1]->accessibleName(), u"Title 1, 1h ago · unfinished"_s);
 }
 
 TEST(HistoryPanelTest, AnEmptyHistorySaysSo) {
@@ -67,19 +66,18 @@ TEST(HistoryPanelTest, AnEmptyHistorySaysSo) {
     QStringList texts;
     for (const QLabel* label : panel.findChildren<QLabel*>())
         texts.append(label->text());
-    EXPECT_EQ(texts, (QStringList{QStringLiteral("Past conversations"), QStringLiteral("No past conversations yet.")}));
+    EXPECT_EQ(texts, (QStringList{u"Past conversations"_s, u"No past conversations yet."_s}));
 }
 
 TEST(HistoryPanelTest, EntriesWithoutIdGetNoRowAndOddOnesNoAge) {
-    const HistoryPanel panel(
-        past({QJsonObject(), {{QStringLiteral("id"), 3}}, {{QStringLiteral("id"), QStringLiteral("a")}}}), false);
+    const HistoryPanel panel(past({QJsonObject(), {{u"id"_s, 3}}, {{u"id"_s, u"a"_s}}}), false);
     ASSERT_EQ(panel.rows().size(), 1);
-    EXPECT_EQ(panel.rows()[0]->accessibleName(), QStringLiteral("(conversation)"));
+    EXPECT_EQ(panel.rows()[0]->accessibleName(), u"(conversation)"_s);
 }
 
 TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
     const auto picture = [](const QString& title) {
-        HistoryPanel panel(past({entry(QStringLiteral("a"), title, true)}), false);
+        HistoryPanel panel(past({entry(u"a"_s, title, true)}), false);
         HistoryRow* row = panel.rows()[0];
         return std::pair(row->grab().toImage(), row->toolTip());
     };
@@ -88,8 +86,8 @@ TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
     EXPECT_EQ(longOne, longer) << "cut at the same place, the same age behind it";
     EXPECT_TRUE(tip.contains(QString(300, QLatin1Char('m'))));
     EXPECT_NE(longOne, picture(QString(300, QLatin1Char('n'))).first);
-    EXPECT_EQ(picture(QStringLiteral("short")).second, QString());
-    EXPECT_FALSE(picture(QStringLiteral("<img src=x>").repeated(20)).second.contains(QStringLiteral("<img")));
+    EXPECT_EQ(picture(u"short"_s).second, QString());
+    EXPECT_FALSE(picture(u"<img src=x>"_s.repeated(20)).second.contains(u"<img"_s));
 }
 
 TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
@@ -105,7 +103,7 @@ TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
     EXPECT_TRUE(press(panel, Qt::Key_Down, Qt::KeypadModifier));
     EXPECT_TRUE(press(panel, Qt::Key_Enter, Qt::KeypadModifier));
     ASSERT_EQ(tapped.size(), 1);
-    EXPECT_EQ(tapped[0][0].toString(), QStringLiteral("1"));
+    EXPECT_EQ(tapped[0][0].toString(), u"1"_s);
     panel.deselect();
     EXPECT_FALSE(press(panel, Qt::Key_Return)) << "it belongs to the prompt again";
     EXPECT_TRUE(press(panel, Qt::Key_Escape));
@@ -118,5 +116,5 @@ TEST(HistoryPanelTest, AClickOpensARow) {
     const QSignalSpy tapped(&panel, &HistoryPanel::rowTapped);
     QTest::mouseClick(panel.rows()[2], Qt::LeftButton);
     ASSERT_EQ(tapped.size(), 1);
-    EXPECT_EQ(tapped[0][0].toString(), QStringLiteral("2"));
+    EXPECT_EQ(tapped[0][0].toString(), u"2"_s);
 }

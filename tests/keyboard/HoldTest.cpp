@@ -47,13 +47,13 @@ TEST_F(Hold, KeysComeToThePanelWhileFocusAndActiveWindowStay) {
 }
 
 TEST_F(Hold, AnAccentTypedBeforeTheFocusIsKnownStands) {
-    desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us"), QStringLiteral("intl")});
+    desk().output(u"setxkbmap"_s, {u"us"_s, u"intl"_s});
     PanelWindow panel;
     hold.take(static_cast<quint32>(panel.winId()));
     tap("dead_acute"); // nothing is read meanwhile
     typed(panel, "e", "é");
     hold.letGo();
-    desk().output(QStringLiteral("setxkbmap"), {QStringLiteral("us")});
+    desk().output(u"setxkbmap"_s, {u"us"_s});
 }
 
 TEST_F(Hold, WaitsForAnotherClientsGrabToEndAndSaysSoWhenItDoesNot) {

@@ -20,6 +20,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -44,12 +45,12 @@ void type(QWidget* widget, const QString& text) {
 } // namespace
 
 TEST_F(CapturePanelTest, HeightsFollowTheExcerpt) {
-    const QString longText = QString(QStringLiteral("word ")).repeated(4000);
+    const QString longText = QString(u"word "_s).repeated(4000);
     EXPECT_EQ(panel.size(), QSize(480, 134));
     panel.showExcerpt({}, false);
     EXPECT_EQ(panel.height(), 134 + 24) << "the note that nothing is selected";
     EXPECT_TRUE(parts.emptyNoteRef->isVisible());
-    panel.showExcerpt(QStringLiteral("one line"), false);
+    panel.showExcerpt(u"one line"_s, false);
     EXPECT_EQ(panel.height(), 134 + 44 + 10);
     EXPECT_FALSE(parts.emptyNoteRef->isVisible());
     panel.showExcerpt(longText, false);
@@ -72,13 +73,13 @@ TEST_F(CapturePanelTest, KeysReachThePromptPastAFilterThatKeepsThem) {
     EXPECT_EQ(parts.promptField->text(), QString()) << "the filter is one that matters";
     panel.openAt({100, 100});
     QTest::keyClick(panel.windowHandle(), Qt::Key_A);
-    EXPECT_EQ(parts.promptField->text(), QStringLiteral("a"));
+    EXPECT_EQ(parts.promptField->text(), u"a"_s);
 }
 
 TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
     panel.showMode(false);
-    panel.showExcerpt(QStringLiteral("text"), false); // 480 x 188
-    panel.setReplaceButton(QStringLiteral("Replace"), false);
+    panel.showExcerpt(u"text"_s, false); // 480 x 188
+    panel.setReplaceButton(u"Replace"_s, false);
     const struct {
         const char* what;
         const QWidget* widget;
@@ -138,20 +139,20 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
 
 TEST_F(CapturePanelTest, GrowingKeepsTheTopEdgeAndStaysAboveTheDock) {
     panel.screens = [] { return std::vector<ScreenArea>{{{0, 0, 1280, 800}, {0, 0, 1280, 760}}}; };
-    panel.showExcerpt(QString(QStringLiteral("word\n")).repeated(50), false);
+    panel.showExcerpt(QString(u"word\n"_s).repeated(50), false);
     EXPECT_EQ(panel.geometry(), QRect(100, 100, 480, 134 + 160)) << "down, with its top where it was";
     panel.revealTranscript();
     EXPECT_EQ(panel.geometry(), QRect(100, 100, 480, 134 + 160 + 250));
     panel.showExcerpt({}, true);
     panel.move(100, 760 - 12 - panel.height());
-    panel.showExcerpt(QStringLiteral("text"), true);
+    panel.showExcerpt(u"text"_s, true);
     EXPECT_EQ(panel.geometry().bottom() + 1, 760 - 12) << "up, where the dock would cover it";
 }
 
 TEST(PreviewHeight, IsBoundedWhateverTheText) {
     EXPECT_EQ(previewHeight({}), 0);
-    EXPECT_EQ(previewHeight(QStringLiteral("x")), 44);
-    const int three = previewHeight(QStringLiteral("a\nb\nc\nd"));
+    EXPECT_EQ(previewHeight(u"x"_s), 44);
+    const int three = previewHeight(u"a\nb\nc\nd"_s);
     EXPECT_GT(three, 44);
     EXPECT_LT(three, 150);
     EXPECT_EQ(previewHeight(QString(100, QLatin1Char('\n'))), 150);
@@ -166,7 +167,7 @@ TEST_F(CapturePanelTest, KeysSubmitAndClose) {
     EXPECT_EQ(submitted.count(), 3) << "Return submits from the buttons too";
     QTest::keyClick(parts.promptField, Qt::Key_Escape);
     QTest::keyClick(parts.helpBtn, Qt::Key_Escape);
-    panel.showExcerpt(QStringLiteral("text"), false);
+    panel.showExcerpt(u"text"_s, false);
     QTest::keyClick(parts.previewView, Qt::Key_Escape);
     EXPECT_EQ(cancelled.count(), 3);
     QTest::keyClick(parts.cancelBtn, Qt::Key_Space);
@@ -175,21 +176,21 @@ TEST_F(CapturePanelTest, KeysSubmitAndClose) {
 
 TEST_F(CapturePanelTest, ReturnDuringACompositionDoesNotSubmit) {
     const QSignalSpy submitted(&panel, &CapturePanel::submitTapped), cancelled(&panel, &CapturePanel::cancelTapped);
-    QInputMethodEvent composing(QStringLiteral("にほ"), {});
+    QInputMethodEvent composing(u"にほ"_s, {});
     QApplication::sendEvent(parts.promptField, &composing);
     QTest::keyClick(parts.promptField, Qt::Key_Return);
     QTest::keyClick(parts.promptField, Qt::Key_Escape);
     EXPECT_EQ(submitted.count() + cancelled.count(), 0);
     QInputMethodEvent commit;
-    commit.setCommitString(QStringLiteral("日本"));
+    commit.setCommitString(u"日本"_s);
     QApplication::sendEvent(parts.promptField, &commit);
     QTest::keyClick(parts.promptField, Qt::Key_Return);
     EXPECT_EQ(submitted.count(), 1);
-    EXPECT_EQ(parts.promptField->text(), QStringLiteral("日本"));
+    EXPECT_EQ(parts.promptField->text(), u"日本"_s);
 }
 
 TEST_F(CapturePanelTest, PastesComeFromThePasteboardAndKeepEveryCharacter) {
-    const QString pasted = QStringLiteral("two\nlines \"$(x)\" `y` 🙂");
+    const QString pasted = u"two\nlines \"$(x)\" `y` 🙂"_s;
     pasteboard.readable = pasted;
     const QSignalSpy edited(parts.promptField, &PromptField::edited);
     QTest::keyClick(parts.promptField, Qt::Key_V, Qt::ControlModifier);
@@ -197,37 +198,37 @@ TEST_F(CapturePanelTest, PastesComeFromThePasteboardAndKeepEveryCharacter) {
     EXPECT_GE(edited.count(), 1) << "a paste counts as typing";
     QTest::keyClick(parts.promptField, Qt::Key_Insert, Qt::ShiftModifier);
     EXPECT_EQ(parts.promptField->text(), pasted + pasted);
-    panel.showExcerpt(QStringLiteral("excerpt "), false);
+    panel.showExcerpt(u"excerpt "_s, false);
     parts.previewView->moveCursor(QTextCursor::End);
     QTest::keyClick(parts.previewView, Qt::Key_V, Qt::ControlModifier);
-    EXPECT_EQ(parts.previewView->excerpt(), QStringLiteral("excerpt ") + pasted);
+    EXPECT_EQ(parts.previewView->excerpt(), u"excerpt "_s + pasted);
     pasteboard.readable.reset(); // an owner that never answers
     QTest::keyClick(parts.promptField, Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ(parts.promptField->text(), pasted + pasted);
 }
 
 TEST_F(CapturePanelTest, ALongExcerptIsShownInPartAndKeptWholeUntilItIsEdited) {
-    const QString text = QString(QStringLiteral("line of text\n")).repeated(20'000);
+    const QString text = QString(u"line of text\n"_s).repeated(20'000);
     panel.showExcerpt(text, false);
     EXPECT_LE(parts.previewView->toPlainText().size(), PreviewTextView::SHOWN_LENGTH);
     EXPECT_EQ(parts.previewView->excerpt(), text);
     QTest::keyClick(parts.previewView, Qt::Key_X);
     EXPECT_EQ(parts.previewView->excerpt(), QLatin1Char('x') + text.left(PreviewTextView::SHOWN_LENGTH))
         << "what cannot be seen is not sent with what was edited";
-    EXPECT_TRUE(parts.hintField->status().contains(QStringLiteral("50,000")));
+    EXPECT_TRUE(parts.hintField->status().contains(u"50,000"_s));
     parts.previewView->undo();
     EXPECT_EQ(parts.previewView->excerpt(), text);
     EXPECT_EQ(parts.hintField->status(), QString());
 }
 
 TEST_F(CapturePanelTest, BlanksAndLineEndsAreSentAsTheyAre) {
-    const QString text = QStringLiteral("10\u00a0000\u202f€ a\u2028b\u2029c\r\nd\te ");
+    const QString text = u"10\u00a0000\u202f€ a\u2028b\u2029c\r\nd\te "_s;
     panel.showExcerpt(text, false);
     EXPECT_EQ(parts.previewView->excerpt(), text);
     parts.previewView->moveCursor(QTextCursor::End);
     QTest::keyClick(parts.previewView, Qt::Key_Return, Qt::ShiftModifier);
     QTest::keyClick(parts.previewView, Qt::Key_X);
-    EXPECT_EQ(parts.previewView->excerpt(), QStringLiteral("10\u00a0000\u202f€ a\u2028b\nc\nd\te \nx"));
+    EXPECT_EQ(parts.previewView->excerpt(), u"10\u00a0000\u202f€ a\u2028b\nc\nd\te \nx"_s);
     parts.promptField->setText(text);
     EXPECT_EQ(parts.promptField->text(), text);
     panel.showExcerpt({}, false);
@@ -237,7 +238,7 @@ TEST_F(CapturePanelTest, BlanksAndLineEndsAreSentAsTheyAre) {
 
 TEST_F(CapturePanelTest, TheExcerptHasTheSameInsetOnBothSides) {
     for (const int lines : {1, 40}) {
-        panel.showExcerpt(QString(QStringLiteral("word word\n")).repeated(lines), false);
+        panel.showExcerpt(QString(u"word word\n"_s).repeated(lines), false);
         const QWidget* text = parts.previewView->viewport();
         EXPECT_EQ(text->x(), 10);
         EXPECT_EQ(text->width(), PREVIEW_TEXT_WIDTH);
@@ -245,7 +246,7 @@ TEST_F(CapturePanelTest, TheExcerptHasTheSameInsetOnBothSides) {
 }
 
 TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {
-    panel.showExcerpt(QStringLiteral("text"), false);
+    panel.showExcerpt(u"text"_s, false);
     QSet<QWidget*> reached;
     parts.promptField->setFocus();
     for (int i = 0; i < 20 && !(i > 0 && parts.promptField->hasFocus()); ++i) {
@@ -278,12 +279,12 @@ TEST_F(CapturePanelTest, ThePromptTakesUpToFourLines) {
         int lines; ///< five stands for more than four
     } rows[] = {
         {"nothing", {}, 1},
-        {"line ends show as blanks", QStringLiteral("two\nlines\r\n\u2028x"), 1},
-        {"two", QString(QStringLiteral("words ")).repeated(14), 2},
-        {"more", QString(QStringLiteral("words ")).repeated(60), 5},
+        {"line ends show as blanks", u"two\nlines\r\n\u2028x"_s, 1},
+        {"two", QString(u"words "_s).repeated(14), 2},
+        {"more", QString(u"words "_s).repeated(60), 5},
         {"one word", QString(200, QLatin1Char('m')), 5},
-        {"a megabyte", QString(QStringLiteral("words ")).repeated(170'000), 5},
-        {"a line again", QStringLiteral("words"), 1},
+        {"a megabyte", QString(u"words "_s).repeated(170'000), 5},
+        {"a line again", u"words"_s, 1},
     };
     for (const auto& row : rows) {
         PromptField& field = *parts.promptField;
@@ -306,7 +307,7 @@ TEST_F(CapturePanelTest, ThePromptTakesUpToFourLines) {
 
 // The document ends its blocks where the text does not end.
 TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
-    QString text = QString(QStringLiteral("abc \"$(x)\"\n")).repeated(700), begun = text;
+    QString text = QString(u"abc \"$(x)\"\n"_s).repeated(700), begun = text;
     pasteboard.readable = text;
     PromptField& field = *parts.promptField;
     QTest::keyClick(&field, Qt::Key_V, Qt::ControlModifier);
@@ -351,7 +352,7 @@ TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
             check("delete");
             break;
         case 4:
-            type(&field, QStringLiteral("x"));
+            type(&field, u"x"_s);
             text.insert(caret++, QLatin1Char('x'));
             check("a letter");
             break;
@@ -373,7 +374,7 @@ TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
 }
 
 TEST(HowtoPanelTest, FitsItsText) {
-    HowtoPanel card(QStringLiteral("https://example.org/install"), false);
+    HowtoPanel card(u"https://example.org/install"_s, false);
     EXPECT_EQ(card.width(), 340);
     EXPECT_EQ(card.height(), std::max(card.contentHeight(), 120));
     QString all;
@@ -382,8 +383,8 @@ TEST(HowtoPanelTest, FitsItsText) {
         EXPECT_LE(label->width(), 300);
         all += label->text();
     }
-    EXPECT_TRUE(all.contains(QStringLiteral("install Claude Code (https://example.org/install) and sign in once")));
-    EXPECT_TRUE(all.contains(QStringLiteral("⌥Space  opens Ovalin")));
+    EXPECT_TRUE(all.contains(u"install Claude Code (https://example.org/install) and sign in once"_s));
+    EXPECT_TRUE(all.contains(u"⌥Space  opens Ovalin"_s));
     EXPECT_EQ(card.findChildren<QLabel*>().size(), 10);
     const auto* bar = card.findChild<QScrollArea*>()->verticalScrollBar();
     (void)card.grab(); // lays it out

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -39,19 +40,19 @@ struct TranscriptTest : testing::Test {
 QString words(int count) {
     QString text;
     for (int i = 0; i < count; ++i)
-        text += QStringLiteral("word%1 ").arg(i);
+        text += u"word%1 "_s.arg(i);
     return text;
 }
 
 } // namespace
 
 TEST_F(TranscriptTest, BlocksFollowUnderTheirLabelsWithABlankLineBetween) {
-    view.appendTranscript(Speaker::You, QStringLiteral("why?"));
+    view.appendTranscript(Speaker::You, u"why?"_s);
     view.beginAnswer();
-    view.appendAnswer(QStringLiteral("be"));
-    view.appendAnswer(QStringLiteral("cause\nof it"));
+    view.appendAnswer(u"be"_s);
+    view.appendAnswer(u"cause\nof it"_s);
     view.flush();
-    EXPECT_EQ(copied(), QStringLiteral("YOU\nwhy?\n\nTORVI\nbecause\nof it"));
+    EXPECT_EQ(copied(), u"YOU\nwhy?\n\nTORVI\nbecause\nof it"_s);
 }
 
 TEST_F(TranscriptTest, ALongParagraphIsCutWhereNobodySeesIt) {
@@ -60,7 +61,7 @@ TEST_F(TranscriptTest, ALongParagraphIsCutWhereNobodySeesIt) {
     for (qsizetype at = 0; at < text.size(); at += 5)
         view.appendAnswer(text.mid(at, 5));
     view.flush();
-    EXPECT_EQ(copied(), QStringLiteral("TORVI\n") + text);
+    EXPECT_EQ(copied(), u"TORVI\n"_s + text);
     // The same lines as if it were one block.
     QTextDocument whole;
     whole.setDocumentMargin(0);
@@ -79,26 +80,24 @@ TEST_F(TranscriptTest, ALongParagraphIsCutWhereNobodySeesIt) {
 
 TEST_F(TranscriptTest, LinksReplaceTheirSourceAcrossCuts) {
     const QString lead = words(600);
-    const QString source = QStringLiteral("[the docs](https://a.example/x)");
-    const QString answer = lead + source + QStringLiteral(" and https://b.example ") + words(600);
+    const QString source = u"[the docs](https://a.example/x)"_s;
+    const QString answer = lead + source + u" and https://b.example "_s + words(600);
     view.beginAnswer();
     view.appendAnswer(answer);
-    view.linkify({{lead.size(), source.size(), QStringLiteral("the docs"), QStringLiteral("https://a.example/x")},
-                  {lead.size() + source.size() + 5, 17, QStringLiteral("https://b.example"),
-                   QStringLiteral("https://b.example")}});
-    view.repairLinks({{QStringLiteral("https://b.example"), QStringLiteral("https://search.example")}});
+    view.linkify({{lead.size(), source.size(), u"the docs"_s, u"https://a.example/x"_s},
+                  {lead.size() + source.size() + 5, 17, u"https://b.example"_s, u"https://b.example"_s}});
+    view.repairLinks({{u"https://b.example"_s, u"https://search.example"_s}});
     view.flush();
-    EXPECT_EQ(copied(),
-              QStringLiteral("TORVI\n") + lead + QStringLiteral("the docs and https://b.example ") + words(600));
-    EXPECT_EQ(hrefAt(QStringLiteral("the docs")), QStringLiteral("https://a.example/x"));
-    EXPECT_EQ(hrefAt(QStringLiteral("https://b.example")), QStringLiteral("https://search.example"));
-    view.repairLinks({{QStringLiteral("https://a.example/x"), QStringLiteral("https://later.example")}});
-    EXPECT_EQ(hrefAt(QStringLiteral("the docs")), QStringLiteral("https://later.example"));
-    EXPECT_EQ(hrefAt(QStringLiteral(" and ")), QString());
+    EXPECT_EQ(copied(), u"TORVI\n"_s + lead + u"the docs and https://b.example "_s + words(600));
+    EXPECT_EQ(hrefAt(u"the docs"_s), u"https://a.example/x"_s);
+    EXPECT_EQ(hrefAt(u"https://b.example"_s), u"https://search.example"_s);
+    view.repairLinks({{u"https://a.example/x"_s, u"https://later.example"_s}});
+    EXPECT_EQ(hrefAt(u"the docs"_s), u"https://later.example"_s);
+    EXPECT_EQ(hrefAt(u" and "_s), QString());
 }
 
 TEST_F(TranscriptTest, VoidTextIsTakenBackWhetherItShowsOrNot) {
-    const QString shown = QStringLiteral("kept ") + words(500), waiting = QStringLiteral("not shown yet");
+    const QString shown = u"kept "_s + words(500), waiting = u"not shown yet"_s;
     for (const qsizetype length : {qsizetype{5}, shown.size(), shown.size() + 3}) {
         view.clearConversation();
         view.beginAnswer();
@@ -106,9 +105,9 @@ TEST_F(TranscriptTest, VoidTextIsTakenBackWhetherItShowsOrNot) {
         view.flush();
         view.appendAnswer(waiting);
         view.truncateAnswer(length);
-        view.appendAnswer(QStringLiteral("and more"));
+        view.appendAnswer(u"and more"_s);
         view.flush();
-        EXPECT_EQ(copied(), QStringLiteral("TORVI\n") + (shown + waiting).left(length) + QStringLiteral("and more"));
+        EXPECT_EQ(copied(), u"TORVI\n"_s + (shown + waiting).left(length) + u"and more"_s);
     }
 }
 
@@ -121,13 +120,13 @@ TEST_F(TranscriptTest, FollowsTheTextOnlyWhileTheUserIsAtItsEnd) {
     view.appendAnswer(words(200));
     view.flush();
     EXPECT_EQ(view.verticalScrollBar()->value(), 40);
-    view.appendTranscript(Speaker::You, QStringLiteral("next"));
+    view.appendTranscript(Speaker::You, u"next"_s);
     EXPECT_TRUE(atEnd());
 }
 
 TEST_F(TranscriptTest, ASelectionToTheEndStaysWhatItWas) {
     view.beginAnswer();
-    view.appendAnswer(QStringLiteral("one two"));
+    view.appendAnswer(u"one two"_s);
     view.flush();
     view.moveCursor(QTextCursor::End);
     view.moveCursor(QTextCursor::PreviousWord, QTextCursor::KeepAnchor);
@@ -136,26 +135,26 @@ TEST_F(TranscriptTest, ASelectionToTheEndStaysWhatItWas) {
     toEnd.setPosition(from);
     toEnd.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
     view.setTextCursor(toEnd);
-    view.appendAnswer(QStringLiteral(" three"));
+    view.appendAnswer(u" three"_s);
     view.flush();
-    EXPECT_EQ(view.textCursor().selectedText(), QStringLiteral("two"));
+    EXPECT_EQ(view.textCursor().selectedText(), u"two"_s);
 }
 
 TEST_F(TranscriptTest, StrangeCharactersKeepTheirPlaces) {
-    const QString strange = QStringLiteral("a\r\nb") + QChar(0) + QChar(0xfdd0) + QChar(0xfffc) + QChar(0x2029) +
-                            QStringLiteral("שלום 👩\u200d👩\u200d👧 e\u0301 ");
+    const QString strange =
+        u"a\r\nb"_s + QChar(0) + QChar(0xfdd0) + QChar(0xfffc) + QChar(0x2029) + u"שלום 👩\u200d👩\u200d👧 e\u0301 "_s;
     view.beginAnswer();
     view.appendAnswer(strange);
-    view.linkify({{strange.size() - 3, 2, QStringLiteral("e\u0301"), QStringLiteral("https://x.example")}});
+    view.linkify({{strange.size() - 3, 2, u"e\u0301"_s, u"https://x.example"_s}});
     view.flush();
-    EXPECT_EQ(hrefAt(QStringLiteral("e\u0301")), QStringLiteral("https://x.example"));
+    EXPECT_EQ(hrefAt(u"e\u0301"_s), u"https://x.example"_s);
 }
 
 TEST_F(TranscriptTest, TypingInTheConversationBelongsInThePrompt) {
     QString typed;
     QObject::connect(&view, &Transcript::typed, &view, [&](QKeyEvent* key) { typed += key->text(); });
     view.setFocus();
-    QTest::keyClicks(&view, QStringLiteral("ok"));
+    QTest::keyClicks(&view, u"ok"_s);
     QTest::keyClick(&view, Qt::Key_C, Qt::ControlModifier);
-    EXPECT_EQ(typed, QStringLiteral("ok"));
+    EXPECT_EQ(typed, u"ok"_s);
 }

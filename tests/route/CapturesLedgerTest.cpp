@@ -10,6 +10,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -54,18 +55,17 @@ struct CapturesLedger : RouteFolder {
     }
     QStringList names() const {
         QStringList found = QDir(paths.systemDir).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-        found.removeAll(QStringLiteral("captures.json.lock"));
+        found.removeAll(u"captures.json.lock"_s);
         return found;
     }
-    QStringList asides() const { return names().filter(QStringLiteral("unreadable")); }
+    QStringList asides() const { return names().filter(u"unreadable"_s); }
 };
 
 QByteArray ledgerOf(int count) {
     QJsonArray items;
     for (int i = 0; i < count; ++i)
-        items.append(
-            QJsonObject{{QStringLiteral("id"), QString::number(i)}, {QStringLiteral("prompt"), QString::number(i)}});
-    return QJsonDocument(QJsonObject{{QStringLiteral("items"), items}}).toJson();
+        items.append(QJsonObject{{u"id"_s, QString::number(i)}, {u"prompt"_s, QString::number(i)}});
+    return QJsonDocument(QJsonObject{{u"items"_s, items}}).toJson();
 }
 
 } // namespace
@@ -74,11 +74,11 @@ TEST_F(CapturesLedger, AnItemGoesFirstAndTheOldestBeyondFiveHundredGo) {
     for (const int count : {0, 499, 500, 700}) {
         const auto before = parseLedger(ledgerOf(count));
         ASSERT_TRUE(before);
-        const QJsonArray items = withItem(*before, item(QStringLiteral("new")))[QStringLiteral("items")].toArray();
+        const QJsonArray items = withItem(*before, item(u"new"_s))[u"items"_s].toArray();
         EXPECT_EQ(items.size(), std::min(count + 1, 500));
-        EXPECT_EQ(items.at(0)[QStringLiteral("prompt")].toString(), QStringLiteral("new"));
-        EXPECT_EQ(items.last()[QStringLiteral("prompt")].toString(),
-                  count == 0 ? QStringLiteral("new") : QString::number(std::min(count, 499) - 1));
+        EXPECT_EQ(items.at(0)[u"prompt"_s].toString(), u"new"_s);
+        EXPECT_EQ(items.last()[u"prompt"_s].toString(),
+                  count == 0 ? u"new"_s : QString::number(std::min(count, 499) - 1));
     }
 }
 
@@ -87,31 +87,27 @@ TEST_F(CapturesLedger, WhatOthersKeepThereStays) {
         parseLedger(R"({"items":[{"id":"a","result":{"summary":"s","n":9007199254740993}}],"theirs":[1,2.5,null],
         "meta":{"last_update":"old","owner":"me"}})");
     ASSERT_TRUE(before);
-    const QueueItem added = item(QStringLiteral("new"));
+    const QueueItem added = item(u"new"_s);
     QJsonObject expected = *before;
-    expected[QStringLiteral("items")] =
-        QJsonArray{added.ledgerEntry(), before->value(QStringLiteral("items")).toArray().at(0)};
-    expected[QStringLiteral("meta")] =
-        QJsonObject{{QStringLiteral("last_update"), added.ts}, {QStringLiteral("owner"), QStringLiteral("me")}};
+    expected[u"items"_s] = QJsonArray{added.ledgerEntry(), before->value(u"items"_s).toArray().at(0)};
+    expected[u"meta"_s] = QJsonObject{{u"last_update"_s, added.ts}, {u"owner"_s, u"me"_s}};
     EXPECT_EQ(withItem(*before, added), expected);
     EXPECT_EQ(parseLedger(QJsonDocument(expected).toJson()), expected);
     QueueItem timeless = added;
     timeless.ts.clear();
-    EXPECT_FALSE(
-        withItem(*before, timeless)[QStringLiteral("meta")].toObject().contains(QStringLiteral("last_update")));
+    EXPECT_FALSE(withItem(*before, timeless)[u"meta"_s].toObject().contains(u"last_update"_s));
 }
 
 TEST_F(CapturesLedger, AMissingOrBlankFileCountsAsEmpty) {
-    ASSERT_TRUE(append(QStringLiteral("first"))) << "the folders are made";
-    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("first")});
-    EXPECT_EQ(ledger()[QStringLiteral("meta")][QStringLiteral("last_update")].toString(),
-              QStringLiteral("2026-11-16T19:30:00Z"));
+    ASSERT_TRUE(append(u"first"_s)) << "the folders are made";
+    EXPECT_EQ(ledgerPrompts(), QStringList{u"first"_s});
+    EXPECT_EQ(ledger()[u"meta"_s][u"last_update"_s].toString(), u"2026-11-16T19:30:00Z"_s);
     for (const char* blank : {"", " \n\t"}) {
         writeOld(blank);
-        ASSERT_TRUE(append(QStringLiteral("again")));
-        EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("again")});
+        ASSERT_TRUE(append(u"again"_s));
+        EXPECT_EQ(ledgerPrompts(), QStringList{u"again"_s});
     }
-    EXPECT_EQ(names(), QStringList{QStringLiteral("captures.json")});
+    EXPECT_EQ(names(), QStringList{u"captures.json"_s});
 }
 
 TEST_F(CapturesLedger, WhatIsNoLedgerIsSetAsideWhole) {
@@ -128,8 +124,8 @@ TEST_F(CapturesLedger, WhatIsNoLedgerIsSetAsideWhole) {
     qsizetype count = 0;
     for (const QByteArray& row : rows) {
         writeOld(row);
-        ASSERT_TRUE(append(QStringLiteral("new"))) << row.constData();
-        EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("new")});
+        ASSERT_TRUE(append(u"new"_s)) << row.constData();
+        EXPECT_EQ(ledgerPrompts(), QStringList{u"new"_s});
         ASSERT_EQ(asides().size(), ++count) << row.constData();
     }
     QList<QByteArray> kept;
@@ -142,11 +138,11 @@ TEST_F(CapturesLedger, WhatIsNoLedgerIsSetAsideWhole) {
 
 TEST_F(CapturesLedger, WhatCannotBeReadOrIsBeingWrittenIsLeftAndTheReasonIsSaid) {
     const auto refused = [this] {
-        const auto appended = append(QStringLiteral("new"));
+        const auto appended = append(u"new"_s);
         EXPECT_TRUE(asides().isEmpty());
         return appended ? std::string() : shortReason(appended.error()).toStdString();
     };
-    QDir().mkpath(file + QStringLiteral("/inside"));
+    QDir().mkpath(file + u"/inside"_s);
     EXPECT_EQ(refused(), "is a directory");
     QDir(file).removeRecursively();
     ::mkfifo(QFile::encodeName(file).constData(), 0600);
@@ -156,11 +152,11 @@ TEST_F(CapturesLedger, WhatCannotBeReadOrIsBeingWrittenIsLeftAndTheReasonIsSaid)
     writeOld(ledgerOf(3));
     for (size_t free = 0; free < 5; ++free) { // the lock file may be open, and the ledger not
         const DescriptorLimit few(free);
-        const auto appended = append(QStringLiteral("new"));
-        EXPECT_TRUE(appended || appended.error().endsWith(QStringLiteral("Too many open files")));
+        const auto appended = append(u"new"_s);
+        EXPECT_TRUE(appended || appended.error().endsWith(u"Too many open files"_s));
         EXPECT_TRUE(asides().isEmpty());
     }
-    EXPECT_EQ(ledgerPrompts().last(), QStringLiteral("2")) << "nothing of it is lost";
+    EXPECT_EQ(ledgerPrompts().last(), u"2"_s) << "nothing of it is lost";
 
     QByteArray half = ledgerOf(3);
     half.chop(10);
@@ -178,7 +174,7 @@ TEST_F(CapturesLedger, NumbersStayAsOthersWroteThem) {
     for (const char* number : numbers)
         members += QByteArray(", \"n") + number + "\": " + number;
     writeOld("{\"items\": [{\"id\": \"1.50\\\" 2.50\", \"n\": [1.50]" + members + "}]}");
-    ASSERT_TRUE(append(QStringLiteral("new")));
+    ASSERT_TRUE(append(u"new"_s));
     const QByteArray written = readFile(file);
     for (const char* number : numbers)
         EXPECT_TRUE(written.contains(QByteArray("\"n") + number + "\": " + number)) << number;
@@ -187,39 +183,39 @@ TEST_F(CapturesLedger, NumbersStayAsOthersWroteThem) {
     for (const char* wrong : {"01", "-", "+1", "1e", "0x10", "Infinity"}) {
         writeOld(QByteArray(R"({"items":[],"n":)") + wrong + '}');
         const auto before = asides().size();
-        ASSERT_TRUE(append(QStringLiteral("new")));
+        ASSERT_TRUE(append(u"new"_s));
         EXPECT_EQ(asides().size(), before + 1) << wrong;
     }
 }
 
 TEST_F(CapturesLedger, WhatBecameOfARequestIsSaidOnlyWhileItIsQueued) {
-    const QueueItem mine = item(QStringLiteral("mine"));
-    ASSERT_TRUE(append(QStringLiteral("other")));
+    const QueueItem mine = item(u"mine"_s);
+    ASSERT_TRUE(append(u"other"_s));
     ASSERT_TRUE(appendToCaptures(file, mine));
     QueueItem fuller = mine;
-    fuller.text = QStringLiteral("read later");
+    fuller.text = u"read later"_s;
     ASSERT_TRUE(appendToCaptures(file, fuller)) << "in its place, not once more";
-    ASSERT_EQ(ledgerPrompts(), (QStringList{QStringLiteral("mine"), QStringLiteral("other")}));
-    EXPECT_EQ(entryIn(ledger(), mine.id)[QStringLiteral("text")].toString(), QStringLiteral("read later"));
-    EXPECT_EQ(settleCapture(file, mine.id, QStringLiteral("ready"), QStringLiteral("done")), true);
-    EXPECT_EQ(settleCapture(file, mine.id, NEEDS_ATTENTION, QStringLiteral("late")), false);
+    ASSERT_EQ(ledgerPrompts(), (QStringList{u"mine"_s, u"other"_s}));
+    EXPECT_EQ(entryIn(ledger(), mine.id)[u"text"_s].toString(), u"read later"_s);
+    EXPECT_EQ(settleCapture(file, mine.id, u"ready"_s, u"done"_s), true);
+    EXPECT_EQ(settleCapture(file, mine.id, NEEDS_ATTENTION, u"late"_s), false);
     ASSERT_TRUE(appendToCaptures(file, mine));
     ASSERT_TRUE(removeCapture(file, mine.id));
     const QJsonObject entry = entryIn(ledger(), mine.id);
-    EXPECT_EQ(entry[QStringLiteral("status")].toString(), QStringLiteral("ready"));
-    EXPECT_EQ(entry[QStringLiteral("result")][QStringLiteral("summary")].toString(), QStringLiteral("done"));
+    EXPECT_EQ(entry[u"status"_s].toString(), u"ready"_s);
+    EXPECT_EQ(entry[u"result"_s][u"summary"_s].toString(), u"done"_s);
 }
 
 TEST_F(CapturesLedger, ASymbolicLinkStaysOneAndItsTargetIsTheLedger) {
-    const QString target = folder.filePath(QStringLiteral("synced/tasks.json"));
+    const QString target = folder.filePath(u"synced/tasks.json"_s);
     writeFile(target, "damaged");
     QDir().mkpath(paths.systemDir);
     QFile::link(target, file);
-    ASSERT_TRUE(append(QStringLiteral("one")));
-    ASSERT_TRUE(append(QStringLiteral("two")));
+    ASSERT_TRUE(append(u"one"_s));
+    ASSERT_TRUE(append(u"two"_s));
     EXPECT_TRUE(QFileInfo(file).isSymLink());
-    EXPECT_EQ(ledgerPrompts(), (QStringList{QStringLiteral("two"), QStringLiteral("one")}));
-    EXPECT_EQ(QFileInfo(target).dir().entryList({QStringLiteral("tasks-unreadable-*.json")}).size(), 1);
+    EXPECT_EQ(ledgerPrompts(), (QStringList{u"two"_s, u"one"_s}));
+    EXPECT_EQ(QFileInfo(target).dir().entryList({u"tasks-unreadable-*.json"_s}).size(), 1);
 }
 
 TEST_F(CapturesLedger, AFailureLeavesTheLedgerAsItWas) {
@@ -229,18 +225,18 @@ TEST_F(CapturesLedger, AFailureLeavesTheLedgerAsItWas) {
     const rlimit full{100, before.rlim_max};
     ::signal(SIGXFSZ, SIG_IGN);
     ::setrlimit(RLIMIT_FSIZE, &full);
-    const auto appended = append(QStringLiteral("new"));
+    const auto appended = append(u"new"_s);
     ::setrlimit(RLIMIT_FSIZE, &before);
     ASSERT_FALSE(appended);
-    EXPECT_TRUE(appended.error().contains(QStringLiteral("File too large"))) << appended.error().toStdString();
+    EXPECT_TRUE(appended.error().contains(u"File too large"_s)) << appended.error().toStdString();
     EXPECT_EQ(readFile(file), ledgerOf(300));
-    EXPECT_EQ(names(), QStringList{QStringLiteral("captures.json")});
+    EXPECT_EQ(names(), QStringList{u"captures.json"_s});
 }
 
 TEST_F(CapturesLedger, NothingIsLostBetweenUsAndAnEditorOfTheSameFile) {
     writeFile(file, R"({"items":[{"id":"counter","n":0}]})");
     QProcess editor;
-    editor.start(QStringLiteral("/usr/bin/python3"), {QStringLiteral("-c"), QString::fromLatin1(EDITOR), file});
+    editor.start(u"/usr/bin/python3"_s, {u"-c"_s, QString::fromLatin1(EDITOR), file});
     ASSERT_TRUE(editor.waitForStarted());
     QStringList expected;
     for (int i = 0; i < 100; ++i) {
@@ -248,14 +244,14 @@ TEST_F(CapturesLedger, NothingIsLostBetweenUsAndAnEditorOfTheSameFile) {
         ASSERT_TRUE(appended) << appended.error().toStdString();
         expected.prepend(QString::number(i));
     }
-    writeFile(file + QStringLiteral(".stop"), {});
+    writeFile(file + u".stop"_s, {});
     ASSERT_TRUE(editor.waitForFinished());
     const int edits = editor.readAllStandardOutput().trimmed().toInt();
     ASSERT_GT(edits, 0) << editor.readAllStandardError().constData();
     QStringList prompts = ledgerPrompts();
     EXPECT_EQ(prompts.takeLast(), QString()) << "the editor's entry is the oldest";
     EXPECT_EQ(prompts, expected);
-    EXPECT_EQ(ledger()[QStringLiteral("items")].toArray().last()[QStringLiteral("n")].toInt(), edits);
+    EXPECT_EQ(ledger()[u"items"_s].toArray().last()[u"n"_s].toInt(), edits);
     EXPECT_TRUE(asides().isEmpty()) << "a half-written ledger was taken for a damaged one";
-    EXPECT_TRUE(names().filter(QStringLiteral("conflict")).isEmpty());
+    EXPECT_TRUE(names().filter(u"conflict"_s).isEmpty());
 }

@@ -14,19 +14,21 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 /// A HOME of the test's own, with blanks and a quote in its name, for the children too; and the log.
 struct RouteFolder : testing::Test {
     QTemporaryDir folder;
     const QByteArray homeBefore = qgetenv("HOME");
-    const QString home = folder.filePath(QStringLiteral("it's a home"));
+    const QString home = folder.filePath(u"it's a home"_s);
     Paths paths = Paths::under(home);
     QStringList log;
 
     RouteFolder() {
-        paths.runtimeDir = folder.filePath(QStringLiteral("run"));
-        paths.heartbeatFile = paths.runtimeDir + QStringLiteral("/heartbeat");
+        paths.runtimeDir = folder.filePath(u"run"_s);
+        paths.heartbeatFile = paths.runtimeDir + u"/heartbeat"_s;
         QDir().mkpath(home);
         QDir().mkpath(paths.runtimeDir);
         qputenv("HOME", home.toUtf8());
@@ -36,34 +38,32 @@ struct RouteFolder : testing::Test {
     ~RouteFolder() override {
         setLogSink({});
         qputenv("HOME", homeBefore);
-        setShellPath(QStringLiteral("/bin/zsh"));
+        setShellPath(u"/bin/zsh"_s);
         rememberEnvironment();
     }
 
     QJsonObject ledger() const { return QJsonDocument::fromJson(readFile(paths.capturesFile)).object(); }
     QStringList ledgerPrompts() const {
         QStringList prompts;
-        for (const auto& item : ledger()[QStringLiteral("items")].toArray())
-            prompts.append(item[QStringLiteral("prompt")].toString());
+        for (const auto& item : ledger()[u"items"_s].toArray())
+            prompts.append(item[u"prompt"_s].toString());
         return prompts;
     }
-    QStringList queued(const QString& pattern = QStringLiteral("*")) const {
+    QStringList queued(const QString& pattern = u"*"_s) const {
         return QDir(paths.queueDir).entryList({pattern}, QDir::Files | QDir::Hidden);
     }
     QJsonObject queueFile(const QString& id) const {
-        return QJsonDocument::fromJson(readFile(paths.queueDir + QLatin1Char('/') + id + QStringLiteral(".json")))
-            .object();
+        return QJsonDocument::fromJson(readFile(paths.queueDir + QLatin1Char('/') + id + u".json"_s)).object();
     }
     static void program(const QString& path, const QByteArray& lines) {
         writeFile(path, lines);
         QFile::setPermissions(path, QFile::Permissions(0x7755));
     }
-    static QueueItem item(const QString& prompt, const QString& mode = QStringLiteral("fetch")) {
+    static QueueItem item(const QString& prompt, const QString& mode = u"fetch"_s) {
         const QDateTime time(QDate(2026, 11, 16), QTime(19, 30), QTimeZone::utc());
         static quint32 number = 0;
         QueueItem made =
-            makeQueueItem(prompt, QStringLiteral("excerpt"),
-                          {QStringLiteral("Text Editor"), QStringLiteral("org.x.editor"), 1, 2, {}, {}}, mode, time);
+            makeQueueItem(prompt, u"excerpt"_s, {u"Text Editor"_s, u"org.x.editor"_s, 1, 2, {}, {}}, mode, time);
         made.id = requestId(time, number++); // many of one millisecond
         return made;
     }

@@ -4,6 +4,7 @@
 #include "fakes/FakeDispatch.h"
 #include "route/CapturesLedger.h"
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -16,8 +17,8 @@ struct DoRequest : RouteFolder {
     std::unique_ptr<RoutedRequests> requests;
     const QUuid token = QUuid::createUuid();
     const QUuid laterToken = QUuid::createUuid();
-    const QueueItem shown = item(QStringLiteral("shown"), QStringLiteral("screenshot"));
-    const QueueItem second = item(QStringLiteral("second"), QStringLiteral("screenshot"));
+    const QueueItem shown = item(u"shown"_s, u"screenshot"_s);
+    const QueueItem second = item(u"second"_s, u"screenshot"_s);
     QList<RequestNews> news;
 
     DoRequest() {
@@ -28,7 +29,7 @@ struct DoRequest : RouteFolder {
 
     /// How often the router was started, once all that were sent have run.
     qsizetype routed() const {
-        const qsizetype sent = log.filter(QStringLiteral("Ovalin: sent ")).size();
+        const qsizetype sent = log.filter(u"Ovalin: sent "_s).size();
         waitUntil([&] { return readFile(paths.routerLog).count('\n') >= sent; });
         return readFile(paths.routerLog).count("ran ");
     }
@@ -53,36 +54,34 @@ struct DoRequest : RouteFolder {
         }
         return files;
     }
-    bool hasShot(const QueueItem& request) const {
-        return queueFile(request.id).contains(QStringLiteral("screenshot"));
-    }
+    bool hasShot(const QueueItem& request) const { return queueFile(request.id).contains(u"screenshot"_s); }
 };
 
 } // namespace
 
 TEST_F(DoRequest, ARequestThatNeedsNoScreenshotGoesAtOnce) {
-    const QueueItem request = item(QStringLiteral("now"));
+    const QueueItem request = item(u"now"_s);
     requests->submit(request, token);
-    EXPECT_EQ(log, QStringList{QStringLiteral("Ovalin: sent ") + request.id});
+    EXPECT_EQ(log, QStringList{u"Ovalin: sent "_s + request.id});
     EXPECT_EQ(queueFile(request.id), request.queueEntry());
-    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("now")});
-    requests->submit(shown, token, {SHOT, QStringLiteral("words")});
+    EXPECT_EQ(ledgerPrompts(), QStringList{u"now"_s});
+    requests->submit(shown, token, {SHOT, u"words"_s});
     EXPECT_TRUE(hasShot(shown));
-    EXPECT_EQ(queueFile(shown.id)[QStringLiteral("screen_text")].toString(), QStringLiteral("words"));
-    EXPECT_FALSE(ledger()[QStringLiteral("items")][0].toObject().contains(QStringLiteral("screenshot")));
+    EXPECT_EQ(queueFile(shown.id)[u"screen_text"_s].toString(), u"words"_s);
+    EXPECT_FALSE(ledger()[u"items"_s][0].toObject().contains(u"screenshot"_s));
     EXPECT_EQ(routed(), 2);
 }
 
 TEST_F(DoRequest, AWaitingRequestTakesItsOwnScreenshotExactlyOnce) {
     requests->submit(shown, token);
-    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("shown")}) << "recorded at once";
+    EXPECT_EQ(ledgerPrompts(), QStringList{u"shown"_s}) << "recorded at once";
     EXPECT_TRUE(queued().isEmpty());
     requests->applyShotToPendingSubmit(laterToken, SHOT);
     EXPECT_TRUE(requests->waitingItem());
-    requests->applyShotToPendingSubmit(token, SHOT, QStringLiteral("seen"));
+    requests->applyShotToPendingSubmit(token, SHOT, u"seen"_s);
     EXPECT_FALSE(requests->waitingItem() || requests->waitingToken());
     EXPECT_TRUE(hasShot(shown));
-    EXPECT_EQ(queueFile(shown.id)[QStringLiteral("screen_text")].toString(), QStringLiteral("seen"));
+    EXPECT_EQ(queueFile(shown.id)[u"screen_text"_s].toString(), u"seen"_s);
     requests->applyShotToPendingSubmit(token, SHOT);
     dispatch.advance(5);
     EXPECT_EQ(routed(), 1);
@@ -93,7 +92,7 @@ TEST_F(DoRequest, AtTheDeadlineItGoesWithout) {
     dispatch.advance(1.199);
     EXPECT_TRUE(queued().isEmpty());
     dispatch.advance(0.002);
-    ASSERT_EQ(queued(), QStringList{shown.id + QStringLiteral(".json")});
+    ASSERT_EQ(queued(), QStringList{shown.id + u".json"_s});
     requests->applyShotToPendingSubmit(token, SHOT);
     EXPECT_FALSE(hasShot(shown));
     EXPECT_EQ(routed(), 1);
@@ -103,7 +102,7 @@ TEST_F(DoRequest, ASecondRequestSendsTheFirstOnItsWay) {
     requests->submit(shown, token);
     dispatch.advance(1.0);
     requests->submit(second, laterToken);
-    EXPECT_EQ(queued(), QStringList{shown.id + QStringLiteral(".json")});
+    EXPECT_EQ(queued(), QStringList{shown.id + u".json"_s});
     dispatch.advance(0.5); // the first one's deadline
     EXPECT_EQ(requests->waitingItem()->prompt, second.prompt);
     requests->applyShotToPendingSubmit(token, SHOT);
@@ -113,15 +112,15 @@ TEST_F(DoRequest, ASecondRequestSendsTheFirstOnItsWay) {
     EXPECT_TRUE(hasShot(second));
     dispatch.advance(5);
     EXPECT_EQ(routed(), 2);
-    EXPECT_EQ(ledgerPrompts(), (QStringList{QStringLiteral("second"), QStringLiteral("shown")}));
+    EXPECT_EQ(ledgerPrompts(), (QStringList{u"second"_s, u"shown"_s}));
 }
 
 TEST_F(DoRequest, TheLedgerKnowsTheRequestBeforeTheRouterDoes) {
     dispatch.runAtOnce = false;
-    requests->submit(item(QStringLiteral("now")), token);
+    requests->submit(item(u"now"_s), token);
     EXPECT_FALSE(QFile::exists(paths.systemDir)) << "nothing is written on the main thread";
     dispatch.runBackgroundAt(0);
-    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("now")});
+    EXPECT_EQ(ledgerPrompts(), QStringList{u"now"_s});
     EXPECT_TRUE(queued().isEmpty());
     dispatch.runBackground();
     EXPECT_EQ(routed(), 1);
@@ -129,17 +128,17 @@ TEST_F(DoRequest, TheLedgerKnowsTheRequestBeforeTheRouterDoes) {
 
 TEST_F(DoRequest, ALedgerThatCannotBeWrittenDoesNotStopTheRequest) {
     QDir().mkpath(paths.queueDir);
-    QFile::link(QStringLiteral("captures.json"), paths.capturesFile); // a loop
-    requests->submit(item(QStringLiteral("now")), token);
+    QFile::link(u"captures.json"_s, paths.capturesFile); // a loop
+    requests->submit(item(u"now"_s), token);
     ASSERT_EQ(log.size(), 2);
-    EXPECT_TRUE(log[0].startsWith(QStringLiteral("Ovalin: captures append failed — "))) << log[0].toStdString();
+    EXPECT_TRUE(log[0].startsWith(u"Ovalin: captures append failed — "_s)) << log[0].toStdString();
     EXPECT_EQ(routed(), 1);
 }
 
 TEST_F(DoRequest, ARequestThatCannotBeQueuedComesBackWithAllThatBelongsToIt) {
     writeFile(paths.queueDir, "a file");
     const auto refuse = [this](const QueueItem& request) {
-        requests->submit(request, token, {SHOT, QStringLiteral("seen")});
+        requests->submit(request, token, {SHOT, u"seen"_s});
         dispatch.runMain();
     };
     refuse(shown);
@@ -148,10 +147,9 @@ TEST_F(DoRequest, ARequestThatCannotBeQueuedComesBackWithAllThatBelongsToIt) {
     refuse(earlier);
     ASSERT_EQ(requests->undelivered().size(), 2);
     EXPECT_EQ(requests->undelivered()[0].item.prompt, earlier.prompt) << "the oldest first";
-    EXPECT_EQ(log.filter(QStringLiteral("Ovalin: queue write failed — ")).size(), 2);
+    EXPECT_EQ(log.filter(u"Ovalin: queue write failed — "_s).size(), 2);
     ASSERT_EQ(news.size(), 2);
-    EXPECT_EQ(news[0].body,
-              QStringLiteral("Not a directory: “shown” is kept, and stands in the panel when you open it."));
+    EXPECT_EQ(news[0].body, u"Not a directory: “shown” is kept, and stands in the panel when you open it."_s);
 
     // A restart keeps them, in the runtime folder when the home takes nothing.
     requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
@@ -165,16 +163,16 @@ TEST_F(DoRequest, ARequestThatCannotBeQueuedComesBackWithAllThatBelongsToIt) {
     QFile::remove(paths.queueDir);
     auto again = requests->takeUndelivered(shown.id);
     ASSERT_TRUE(again);
-    again->item.prompt = QStringLiteral("shown, corrected");
+    again->item.prompt = u"shown, corrected"_s;
     requests->resubmit(*again, {});
     dispatch.runMain();
     const QJsonObject sent = queueFile(shown.id);
-    EXPECT_EQ(sent[QStringLiteral("prompt")].toString(), QStringLiteral("shown, corrected"));
-    EXPECT_EQ(sent[QStringLiteral("source_app")].toString(), QStringLiteral("Text Editor"));
-    EXPECT_EQ(sent[QStringLiteral("screen_text")].toString(), QStringLiteral("seen"));
+    EXPECT_EQ(sent[u"prompt"_s].toString(), u"shown, corrected"_s);
+    EXPECT_EQ(sent[u"source_app"_s].toString(), u"Text Editor"_s);
+    EXPECT_EQ(sent[u"screen_text"_s].toString(), u"seen"_s);
     EXPECT_TRUE(hasShot(shown));
     requests->drop(*requests->takeUndelivered(earlier.id));
-    EXPECT_EQ(ledgerPrompts(), QStringList{QStringLiteral("shown, corrected")}) << "once, as it was sent";
+    EXPECT_EQ(ledgerPrompts(), QStringList{u"shown, corrected"_s}) << "once, as it was sent";
     EXPECT_TRUE(keptFiles().isEmpty());
 }
 
@@ -185,7 +183,7 @@ TEST_F(DoRequest, OnlyWhatIsTrueIsPromised) {
     requests->submit(shown, token, {SHOT, {}});
     dispatch.runMain();
     EXPECT_EQ(requests->undelivered().size(), 1);
-    EXPECT_TRUE(news.at(0).body.contains(QStringLiteral("lost when Ovalin ends"))) << news.at(0).body.toStdString();
+    EXPECT_TRUE(news.at(0).body.contains(u"lost when Ovalin ends"_s)) << news.at(0).body.toStdString();
     QFile::remove(undeliveredFolders(paths.systemDir, paths.runtimeDir).last());
     startAgain();
     EXPECT_EQ(requests->undelivered().size(), 1) << "there was room at the end";
@@ -193,13 +191,13 @@ TEST_F(DoRequest, OnlyWhatIsTrueIsPromised) {
 
 TEST_F(DoRequest, AMissingAgentIsToldAndTheRequestStaysInTheQueueForTheNextStart) {
     QFile::remove(paths.routerScript);
-    setShellPath(home + QStringLiteral("/zsh")); // whatever the login shell of this machine knows
+    setShellPath(home + u"/zsh"_s); // whatever the login shell of this machine knows
     requests->submit(shown, token, {SHOT, {}});
     dispatch.runMain();
     ASSERT_EQ(news.size(), 1);
-    EXPECT_EQ(news[0].hint, QStringLiteral("Claude Code not found — install it from https://claude.ai/code"));
-    EXPECT_EQ(queued(QStringLiteral("*.json")).size(), 1);
-    setShellPath(QStringLiteral("/bin/zsh"));
+    EXPECT_EQ(news[0].hint, u"Claude Code not found — install it from https://claude.ai/code"_s);
+    EXPECT_EQ(queued(u"*.json"_s).size(), 1);
+    setShellPath(u"/bin/zsh"_s);
     program(paths.routerScript, "#!/bin/sh\necho ran \"$1\"\n");
     startAgain();
     EXPECT_EQ(routed(), 1);
@@ -209,26 +207,25 @@ TEST_F(DoRequest, WhatTheScriptSaysOfAMissingAgentIsTheNextOpeningsHint) {
     program(paths.routerScript,
             "#!/bin/sh\nsed -i 's/\"queued\"/\"needs attention\", \"result\": {\"summary\": \"Claude Code not found — "
             "install it\"}/' ~/CLAUDE/system/captures.json\n");
-    requests->submit(item(QStringLiteral("now")), token);
+    requests->submit(item(u"now"_s), token);
     ASSERT_TRUE(waitForNews());
-    EXPECT_EQ(news[0].hint, QStringLiteral("Claude Code not found — install it from https://claude.ai/code"));
+    EXPECT_EQ(news[0].hint, u"Claude Code not found — install it from https://claude.ai/code"_s);
     EXPECT_EQ(news[0].title, QString()) << "the script has notified";
 }
 
 TEST_F(DoRequest, AnAgentThatEndsWithoutAWordIsNotQueuedForEver) {
     QFile::remove(paths.routerScript);
-    search.candidates = {home + QStringLiteral("/claude")};
+    search.candidates = {home + u"/claude"_s};
     program(search.candidates.first(),
             "#!/bin/sh\nsleep 0.2\necho working; echo 'API Error: 401 not signed in'; exit 1\n");
     requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
     requests->onNews = [this](const RequestNews& told) { news.append(told); };
-    requests->submit(item(QStringLiteral("now")), token);
+    requests->submit(item(u"now"_s), token);
     ASSERT_TRUE(waitForNews());
-    const QJsonObject entry = ledger()[QStringLiteral("items")][0].toObject();
-    EXPECT_EQ(entry[QStringLiteral("status")].toString(), NEEDS_ATTENTION);
-    EXPECT_EQ(entry[QStringLiteral("result")][QStringLiteral("summary")].toString(),
-              QStringLiteral("the agent ended: API Error: 401 not signed in"));
-    EXPECT_TRUE(news[0].body.startsWith(QStringLiteral("“now”: "))) << news[0].body.toStdString();
+    const QJsonObject entry = ledger()[u"items"_s][0].toObject();
+    EXPECT_EQ(entry[u"status"_s].toString(), NEEDS_ATTENTION);
+    EXPECT_EQ(entry[u"result"_s][u"summary"_s].toString(), u"the agent ended: API Error: 401 not signed in"_s);
+    EXPECT_TRUE(news[0].body.startsWith(u"“now”: "_s)) << news[0].body.toStdString();
 }
 
 TEST_F(DoRequest, TheEndOfTheProgramSendsWhatWaits) {
@@ -236,9 +233,9 @@ TEST_F(DoRequest, TheEndOfTheProgramSendsWhatWaits) {
     {
         QtDispatch real;
         RoutedRequests ending(real, paths, search);
-        ending.submit(item(QStringLiteral("now")), token);
+        ending.submit(item(u"now"_s), token);
         ending.submit(shown, token);
     }
-    EXPECT_EQ(queued(QStringLiteral("*.json")).size(), 2);
+    EXPECT_EQ(queued(u"*.json"_s).size(), 2);
     EXPECT_TRUE(waitUntil([&] { return readFile(paths.routerLog).count("ran ") == 2; }));
 }

@@ -2,21 +2,22 @@
 
 #include "RouteFolder.h"
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
 
 /// The words that the shell makes of the one command in the line, one an argument.
 QStringList wordsOf(const QString& line) {
-    QString command = line.section(QStringLiteral("nohup "), 1);
-    command = command.left(command.lastIndexOf(QStringLiteral(" >> ")));
-    const ChildRun run = runToEnd(shellCommand(QStringLiteral("print -rNn -- ") + command));
+    QString command = line.section(u"nohup "_s, 1);
+    command = command.left(command.lastIndexOf(u" >> "_s));
+    const ChildRun run = runToEnd(shellCommand(u"print -rNn -- "_s + command));
     return QString::fromUtf8(run.output).split(QChar(), Qt::SkipEmptyParts);
 }
 
 struct Router : RouteFolder {
-    const QString queueFilePath = paths.queueDir + QStringLiteral("/cap-1-0000.json");
-    AgentSearch search{{home + QStringLiteral("/.local/bin/claude")}};
+    const QString queueFilePath = paths.queueDir + u"/cap-1-0000.json"_s;
+    AgentSearch search{{home + u"/.local/bin/claude"_s}};
 
     void waitForLog(const QByteArray& text) const {
         EXPECT_TRUE(waitUntil([&] { return readFile(paths.routerLog).contains(text); }))
@@ -27,11 +28,11 @@ struct Router : RouteFolder {
 } // namespace
 
 TEST_F(Router, EveryPathAndTheInstructionsReachTheAgentUnchanged) {
-    const QString odd = QStringLiteral("/it's a \"home\" $(touch x) `id`\\/claude");
+    const QString odd = u"/it's a \"home\" $(touch x) `id`\\/claude"_s;
     EXPECT_EQ(wordsOf(routerScriptLine(odd, odd, odd)), (QStringList{odd, odd}));
     EXPECT_EQ(wordsOf(routerAgentLine(odd, odd, odd)),
-              (QStringList{odd, QStringLiteral("-p"), fallbackRouterPrompt() + QStringLiteral("\n\nQueue file: ") + odd,
-                           QStringLiteral("--permission-mode"), QStringLiteral("bypassPermissions")}));
+              (QStringList{odd, u"-p"_s, fallbackRouterPrompt() + u"\n\nQueue file: "_s + odd, u"--permission-mode"_s,
+                           u"bypassPermissions"_s}));
 }
 
 TEST_F(Router, AnInstalledScriptGetsTheQueueFileAndTheAgentIsNotLookedUp) {
@@ -49,18 +50,16 @@ TEST_F(Router, WithoutAScriptTheAgentRunsInTheBackground) {
     EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::Launched);
     waitForLog("Queue file: " + queueFilePath.toUtf8() + '\n');
     const QJsonObject start =
-        QJsonDocument::fromJson(readFile(home + QStringLiteral("/.fake-claude/log.jsonl")).split('\n').first())
-            .object();
-    EXPECT_EQ(start[QStringLiteral("argv")].toArray().last().toString(), QStringLiteral("bypassPermissions"));
-    EXPECT_EQ(start[QStringLiteral("role")].toString(), QStringLiteral("router"));
+        QJsonDocument::fromJson(readFile(home + u"/.fake-claude/log.jsonl"_s).split('\n').first()).object();
+    EXPECT_EQ(start[u"argv"_s].toArray().last().toString(), u"bypassPermissions"_s);
+    EXPECT_EQ(start[u"role"_s].toString(), u"router"_s);
 }
 
 TEST_F(Router, WhatIsMissingIsTold) {
-    setShellPath(home + QStringLiteral("/zsh"));
+    setShellPath(home + u"/zsh"_s);
     EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::AgentMissing);
     EXPECT_TRUE(log.isEmpty());
     program(paths.routerScript, "#!/bin/sh\n");
     EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::LaunchFailed);
-    EXPECT_EQ(log,
-              QStringList{QStringLiteral("Ovalin: router spawn failed — %1/zsh: No such file or directory").arg(home)});
+    EXPECT_EQ(log, QStringList{u"Ovalin: router spawn failed — %1/zsh: No such file or directory"_s.arg(home)});
 }

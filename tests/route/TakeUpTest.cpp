@@ -7,6 +7,7 @@
 
 #include <QRandomGenerator>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 namespace {
@@ -30,9 +31,7 @@ struct TakeUp : RouteFolder {
             found.append(each.prompt);
         return found;
     }
-    QString statusOf(const QueueItem& item) const {
-        return entryIn(ledger(), item.id)[QStringLiteral("status")].toString();
-    }
+    QString statusOf(const QueueItem& item) const { return entryIn(ledger(), item.id)[u"status"_s].toString(); }
 };
 
 } // namespace
@@ -70,14 +69,14 @@ TEST_F(TakeUp, OnlyWhatNeverHadARouterIsLaunched) {
         if (row.marked)
             mark(made);
         if (row.processed)
-            writeFile(paths.queueDir + QStringLiteral("/processed/") + made.id + QStringLiteral(".json"), "{}");
+            writeFile(paths.queueDir + u"/processed/"_s + made.id + u".json"_s, "{}");
         if (row.launched)
             launched.append(made.prompt);
         if (row.interrupted)
             interrupted.append(made.prompt);
     }
-    record(request(QStringLiteral("of this run"), -1));
-    record(request(QStringLiteral("of last year"), 400 * 24 * 3600));
+    record(request(u"of this run"_s, -1));
+    record(request(u"of last year"_s, 400 * 24 * 3600));
 
     const TakenUp found = takeUpRequests(paths, start);
     EXPECT_EQ(prompts(found.launch), launched) << "oldest first";
@@ -89,12 +88,12 @@ TEST_F(TakeUp, OnlyWhatNeverHadARouterIsLaunched) {
 }
 
 TEST_F(TakeUp, ALivingRouterIsLeftInPeace) {
-    const QueueItem running = request(QStringLiteral("long work"));
+    const QueueItem running = request(u"long work"_s);
     record(running);
     queue(running);
     mark(running);
     QProcess router;
-    router.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), QStringLiteral("sleep 100"), file(running)});
+    router.start(u"/bin/sh"_s, {u"-c"_s, u"sleep 100"_s, file(running)});
     ASSERT_TRUE(router.waitForStarted());
     EXPECT_TRUE(takeUpRequests(paths, start).interrupted.isEmpty());
     router.kill();
@@ -104,40 +103,38 @@ TEST_F(TakeUp, ALivingRouterIsLeftInPeace) {
 
 TEST_F(TakeUp, AMarkIsMadeByOneAndTheOtherLaunchesNothing) {
     program(paths.routerScript, "#!/bin/sh\necho ran\n");
-    const QueueItem made = request(QStringLiteral("once"));
+    const QueueItem made = request(u"once"_s);
     queue(made);
     EXPECT_EQ(spawnRouter(file(made), paths, {}).start, RouterStart::Launched);
     EXPECT_EQ(spawnRouter(file(made), paths, {}).start, RouterStart::MarkedBefore);
-    writeFile(home + QStringLiteral("/no-folder"), {});
-    const auto unmarked = spawnRouter(home + QStringLiteral("/no-folder/cap-1-0000.json"), paths, {});
+    writeFile(home + u"/no-folder"_s, {});
+    const auto unmarked = spawnRouter(home + u"/no-folder/cap-1-0000.json"_s, paths, {});
     EXPECT_EQ(unmarked.start, RouterStart::NotMarked);
-    EXPECT_EQ(shortReason(unmarked.reason), QStringLiteral("not a directory"));
+    EXPECT_EQ(shortReason(unmarked.reason), u"not a directory"_s);
 }
 
 TEST_F(TakeUp, AnUnreadableLedgerLaunchesNothing) {
-    queue(request(QStringLiteral("perhaps done")));
+    queue(request(u"perhaps done"_s));
     QDir().mkpath(paths.capturesFile); // not readable as a file
     EXPECT_TRUE(takeUpRequests(paths, start).launch.isEmpty());
 }
 
 TEST_F(TakeUp, LeftOversAreSweptButNotWhatAnotherCopyWorksWith) {
-    const QueueItem waiting = request(QStringLiteral("waits")), gone = request(QStringLiteral("gone"), 90),
-                    interrupted = request(QStringLiteral("interrupted"), 80);
+    const QueueItem waiting = request(u"waits"_s), gone = request(u"gone"_s, 90),
+                    interrupted = request(u"interrupted"_s, 80);
     queue(waiting);
     mark(waiting);
     mark(gone);
     record(interrupted);
     mark(interrupted);
-    const QString temporary = paths.systemDir + QStringLiteral("/.ovalin-0123.tmp");
+    const QString temporary = paths.systemDir + u"/.ovalin-0123.tmp"_s;
     // A store that is a link is replaced where that leads.
-    const QString linked = home + QStringLiteral("/synced/.ovalin-4567.tmp");
-    writeFile(home + QStringLiteral("/synced/prompts.json"), "{}");
-    QFile::link(home + QStringLiteral("/synced/prompts.json"),
-                paths.systemDir + QStringLiteral("/ovalin-prompts.json"));
-    const QString picture = paths.queueDir + QLatin1Char('/') + gone.id + QStringLiteral(".png");
-    const QString needed = paths.queueDir + QLatin1Char('/') + waiting.id + QStringLiteral(".png");
-    const QString shot =
-        QDir::tempPath() + QStringLiteral("/ovalin-shot-%1.png").arg(QRandomGenerator::global()->generate());
+    const QString linked = home + u"/synced/.ovalin-4567.tmp"_s;
+    writeFile(home + u"/synced/prompts.json"_s, "{}");
+    QFile::link(home + u"/synced/prompts.json"_s, paths.systemDir + u"/ovalin-prompts.json"_s);
+    const QString picture = paths.queueDir + QLatin1Char('/') + gone.id + u".png"_s;
+    const QString needed = paths.queueDir + QLatin1Char('/') + waiting.id + u".png"_s;
+    const QString shot = QDir::tempPath() + u"/ovalin-shot-%1.png"_s.arg(QRandomGenerator::global()->generate());
     for (const QString& name : {temporary, linked, picture, needed, shot})
         writeFile(name, "left");
     sweepLeftOvers(paths, start, true);

@@ -22,6 +22,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 // The engine leaks when a model cannot be loaded. Called by LeakSanitizer.
@@ -30,12 +31,12 @@ extern "C" const char* __lsan_default_suppressions() { return "leak:libvosk.so\n
 
 namespace {
 
-const QString LISTENING = QStringLiteral("listening");
-const QString READ_ALOUD = QStringLiteral("/usr/share/pocketsphinx/test/data/librivox/");
+const QString LISTENING = u"listening"_s;
+const QString READ_ALOUD = u"/usr/share/pocketsphinx/test/data/librivox/"_s;
 
 // The share of the expected words that were heard, in any order.
 double heardShare(const QString& expected, const QString& heard) {
-    static const QRegularExpression blanks(QStringLiteral("\\s+"));
+    static const QRegularExpression blanks(u"\\s+"_s);
     const QStringList words = expected.split(blanks, Qt::SkipEmptyParts);
     QStringList found = heard.split(blanks, Qt::SkipEmptyParts);
     const auto hits = std::ranges::count_if(words, [&](const QString& word) { return found.removeOne(word); });
@@ -63,7 +64,7 @@ struct RecognizerTest : testing::Test {
     void SetUp() override {
         if (speechFolder().isEmpty())
             GTEST_SKIP() << "scripts/install-speech could not fetch the engine";
-        files = {speechFolder() + QStringLiteral("/lib/libvosk.so"), {speechFolder() + QStringLiteral("/model")}};
+        files = {speechFolder() + u"/lib/libvosk.so"_s, {speechFolder() + u"/model"_s}};
     }
     /// What is recognised when the sound is there before the engine is.
     QString recognize(VoskRecognizer& recognizer, const SoundBlock& sound) {
@@ -138,19 +139,18 @@ TEST_F(SpeechTest, WordsThatAreSpokenAppearInTheField) {
     const struct {
         QString file, words;
     } rows[] = {
-        {spoken(QStringLiteral("please send this message to the whole team before lunch"), home.path()),
-         QStringLiteral("please send this message to the whole team before lunch")},
-        {READ_ALOUD + QStringLiteral("sense_and_sensibility_01_austen_64kb-0880.wav"),
-         QStringLiteral("he was not an ill disposed young man")},
+        {spoken(u"please send this message to the whole team before lunch"_s, home.path()),
+         u"please send this message to the whole team before lunch"_s},
+        {READ_ALOUD + u"sense_and_sensibility_01_austen_64kb-0880.wav"_s, u"he was not an ill disposed young man"_s},
     };
     startServer();
     for (const auto& [file, words] : rows) {
-        view.text = QStringLiteral("typed before");
+        view.text = u"typed before"_s;
         listen();
         ASSERT_TRUE(server->play(file));
         EXPECT_TRUE(waitUntil([&, expected = words] { return heardShare(expected, field()) >= 0.6; }))
             << field().toStdString();
-        EXPECT_TRUE(field().startsWith(QStringLiteral("typed before ")));
+        EXPECT_TRUE(field().startsWith(u"typed before "_s));
         dictation->micTapped();
         EXPECT_EQ(status(), QString());
         EXPECT_TRUE(waitUntil([this] { return !server->hasListener(); })) << "the microphone is let go";
@@ -159,7 +159,7 @@ TEST_F(SpeechTest, WordsThatAreSpokenAppearInTheField) {
 
 TEST_F(SpeechTest, AMicrophoneThatCannotBeOpenedIsSaidAndNobodyWaitsForIt) {
     // A sound server that takes connections and never says a word.
-    const QByteArray silent = home.filePath(QStringLiteral("silent")).toUtf8();
+    const QByteArray silent = home.filePath(u"silent"_s).toUtf8();
     const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -173,11 +173,11 @@ TEST_F(SpeechTest, AMicrophoneThatCannotBeOpenedIsSaidAndNobodyWaitsForIt) {
         dictation->micTapped();
         EXPECT_EQ(status(), LISTENING);
         EXPECT_TRUE(waitUntil([this] { return status() != LISTENING; }, 15)) << where.toStdString();
-        EXPECT_EQ(status(), QStringLiteral("microphone start failed")) << where.toStdString();
+        EXPECT_EQ(status(), u"microphone start failed"_s) << where.toStdString();
         EXPECT_FALSE(dictation->isRecording());
     }
     ::close(socket);
-    EXPECT_EQ(log.count(QStringLiteral("Ovalin: audio engine start failed — ")), 3);
+    EXPECT_EQ(log.count(u"Ovalin: audio engine start failed — "_s), 3);
 }
 
 TEST_F(SpeechTest, AMicrophoneThatGoesAwayEndsTheRecordingAndLeavesItsWords) {
@@ -185,18 +185,18 @@ TEST_F(SpeechTest, AMicrophoneThatGoesAwayEndsTheRecordingAndLeavesItsWords) {
         startServer();
         view.text.clear();
         listen();
-        ASSERT_TRUE(server->play(spoken(QStringLiteral("please send this message"), home.path())));
-        EXPECT_TRUE(waitUntil([this] { return heardShare(QStringLiteral("please message"), field()) == 1; }))
+        ASSERT_TRUE(server->play(spoken(u"please send this message"_s, home.path())));
+        EXPECT_TRUE(waitUntil([this] { return heardShare(u"please message"_s, field()) == 1; }))
             << field().toStdString();
         if (wholeServer)
             server->kill();
         else
             server->unplugMicrophone();
         EXPECT_TRUE(waitUntil([this] { return !dictation->isRecording(); }));
-        EXPECT_EQ(status(), QStringLiteral("microphone disconnected"));
+        EXPECT_EQ(status(), u"microphone disconnected"_s);
         dictation->micTapped();
-        EXPECT_TRUE(waitUntil([this] { return status() == QStringLiteral("microphone start failed"); }));
-        EXPECT_EQ(heardShare(QStringLiteral("please message"), field()), 1) << field().toStdString();
+        EXPECT_TRUE(waitUntil([this] { return status() == u"microphone start failed"_s; }));
+        EXPECT_EQ(heardShare(u"please message"_s, field()), 1) << field().toStdString();
     }
 }
 
@@ -219,18 +219,16 @@ TEST_F(RecognizerTest, SpeechThatCameBeforeTheEngineIsRecognisedAndTheEngineFree
         dispatch, [this] { return files; }, std::chrono::milliseconds(50));
     for (int round = 0; round < 2; ++round) {
         // Two sentences with a pause: two utterances of one segment, not a word between them lost.
-        SoundBlock sound = samplesOf(READ_ALOUD + QStringLiteral("sense_and_sensibility_01_austen_64kb-0870.wav"));
+        SoundBlock sound = samplesOf(READ_ALOUD + u"sense_and_sensibility_01_austen_64kb-0870.wav"_s);
         sound.resize(sound.size() + 2 * SOUND_RATE);
-        const SoundBlock second =
-            samplesOf(READ_ALOUD + QStringLiteral("sense_and_sensibility_01_austen_64kb-0880.wav"));
+        const SoundBlock second = samplesOf(READ_ALOUD + u"sense_and_sensibility_01_austen_64kb-0880.wav"_s);
         sound.insert(sound.end(), second.begin(), second.end());
         const QString heard = recognize(recognizer, sound);
         EXPECT_GE(utterances.size(), 2);
-        EXPECT_GE(
-            heardShare(QStringLiteral("and mister john dashwood had then leisure to consider how much there might be "
-                                      "prudently in his power to do for them he was not an ill disposed young man"),
-                       heard),
-            0.6)
+        EXPECT_GE(heardShare(u"and mister john dashwood had then leisure to consider how much there might be "
+                             "prudently in his power to do for them he was not an ill disposed young man"_s,
+                             heard),
+                  0.6)
             << heard.toStdString();
         EXPECT_TRUE(waitUntil([&] { return !recognizer.isLoaded(); }));
     }
@@ -254,35 +252,35 @@ TEST_F(RecognizerTest, NoWordsAreMadeOfSoundThatHoldsNone) {
 }
 
 TEST_F(RecognizerTest, OnesOwnModelIsPreferredAndABrokenOneIsPassedOver) {
-    QDir own(home.filePath(QStringLiteral(".local/share/ovalin/models")));
-    const QString bundled = files.models.first(), program = home.filePath(QStringLiteral("bin"));
+    QDir own(home.filePath(u".local/share/ovalin/models"_s));
+    const QString bundled = files.models.first(), program = home.filePath(u"bin"_s);
     QDir().mkpath(program);
-    QFile::link(speechFolder(), program + QStringLiteral("/speech"));
+    QFile::link(speechFolder(), program + u"/speech"_s);
     const auto copyOf = [&](const QString& name) {
-        QProcess::execute(QStringLiteral("mkdir"), {QStringLiteral("-p"), own.path()});
-        QProcess::execute(QStringLiteral("cp"), {QStringLiteral("-r"), bundled, own.filePath(name)});
+        QProcess::execute(u"mkdir"_s, {u"-p"_s, own.path()});
+        QProcess::execute(u"cp"_s, {u"-r"_s, bundled, own.filePath(name)});
         return own.filePath(name);
     };
-    QFile::resize(copyOf(QStringLiteral("a damaged one")) + QStringLiteral("/am/final.mdl"), 5000);
-    QFile::remove(copyOf(QStringLiteral("b half of one")) + QStringLiteral("/graph/HCLr.fst"));
-    own.mkpath(QStringLiteral("c empty"));
-    const QString whole = copyOf(QStringLiteral("d whole"));
+    QFile::resize(copyOf(u"a damaged one"_s) + u"/am/final.mdl"_s, 5000);
+    QFile::remove(copyOf(u"b half of one"_s) + u"/graph/HCLr.fst"_s);
+    own.mkpath(u"c empty"_s);
+    const QString whole = copyOf(u"d whole"_s);
 
     const SpeechFiles found = findSpeechFiles(home.path(), program);
     ASSERT_EQ(found.models.size(), 4);
     EXPECT_EQ(found.models[2], whole) << "before the one that came along";
     VoskRecognizer recognizer(dispatch, [&] { return findSpeechFiles(home.path(), program); });
     const LogRecorder log;
-    const SoundBlock sound = samplesOf(READ_ALOUD + QStringLiteral("sense_and_sensibility_01_austen_64kb-0880.wav"));
+    const SoundBlock sound = samplesOf(READ_ALOUD + u"sense_and_sensibility_01_austen_64kb-0880.wav"_s);
     EXPECT_FALSE(recognize(recognizer, sound).isEmpty());
-    EXPECT_EQ(log.count(QStringLiteral("is not a whole model")), 2) << log.lines.join(u'\n').toStdString();
+    EXPECT_EQ(log.count(u"is not a whole model"_s), 2) << log.lines.join(u'\n').toStdString();
 
     // Nothing but broken ones: an error once, and unavailable.
-    QFile::remove(program + QStringLiteral("/speech"));
-    own.rename(QStringLiteral("d whole/am"), QStringLiteral("d whole/gone"));
-    QDir().mkpath(program + QStringLiteral("/speech"));
-    QFile::link(speechFolder() + QStringLiteral("/lib"), program + QStringLiteral("/speech/lib"));
+    QFile::remove(program + u"/speech"_s);
+    own.rename(u"d whole/am"_s, u"d whole/gone"_s);
+    QDir().mkpath(program + u"/speech"_s);
+    QFile::link(speechFolder() + u"/lib"_s, program + u"/speech/lib"_s);
     EXPECT_EQ(recognize(recognizer, sound), QString());
-    EXPECT_EQ(error, QStringLiteral("no engine"));
+    EXPECT_EQ(error, u"no engine"_s);
     EXPECT_FALSE(recognizer.isAvailable());
 }

@@ -39,9 +39,9 @@ QByteArray firstLine(QProcess& process, double seconds) {
 } // namespace
 
 TestDesk::TestDesk(const Options& options)
-    : folder(QDir::tempPath() + QLatin1Char('/') + options.folderName + QStringLiteral("XXXXXX")) {
-    QDir(folder.path()).mkpath(QStringLiteral("run"));
-    QFile::setPermissions(path(QStringLiteral("run")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    : folder(QDir::tempPath() + QLatin1Char('/') + options.folderName + u"XXXXXX"_s) {
+    QDir(folder.path()).mkpath(u"run"_s);
+    QFile::setPermissions(path(u"run"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     for (const char* name : {"PATH", "LANG", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS"}) {
         if (qEnvironmentVariableIsSet(name))
             environment.insert(QString::fromLatin1(name), qEnvironmentVariable(name));

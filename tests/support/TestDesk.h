@@ -9,6 +9,8 @@
 #include <memory>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 /// A whole desktop for one test: an X server of its own (Xvfb), HOME, runtime folder, session bus, and the programs the
@@ -19,9 +21,9 @@ public:
     struct Options {
         WindowManager windowManager = WindowManager::Openbox;
         bool sessionBus = true;
-        QString screen = QStringLiteral("1280x800x24");
+        QString screen = u"1280x800x24"_s;
         QStringList serverArguments;
-        QString folderName = QStringLiteral("desk"); ///< of HOME; six letters follow
+        QString folderName = u"desk"_s; ///< of HOME; six letters follow
     };
 
     explicit TestDesk(const Options& options);
@@ -59,7 +61,7 @@ public:
     QString output(const QString& program, const QStringList& arguments = {}) const;
 
     /// xdotool with these arguments.
-    QString xdotool(const QStringList& arguments) const { return output(QStringLiteral("xdotool"), arguments); }
+    QString xdotool(const QStringList& arguments) const { return output(u"xdotool"_s, arguments); }
     /// The same from a line of words.
     QString xdo(const QString& words) const { return xdotool(words.split(QLatin1Char(' '))); }
 

@@ -14,6 +14,7 @@
 
 #include <future>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using namespace std::chrono_literals;
 using Kind = JobEnd::Kind;
@@ -29,8 +30,8 @@ void PrintTo(const JobEnd& end, std::ostream* out) {
 
 namespace {
 
-const JobEnd UNTOUCHED{Kind::Failed, QStringLiteral("transform failed — selection untouched")};
-const JobEnd NOTHING_INSERTED{Kind::Failed, QStringLiteral("generation failed — nothing inserted")};
+const JobEnd UNTOUCHED{Kind::Failed, u"transform failed — selection untouched"_s};
+const JobEnd NOTHING_INSERTED{Kind::Failed, u"generation failed — nothing inserted"_s};
 
 const QString NO_READING = QStringLiteral(R"({"permissions":{"deny":["Read"]}})");
 
@@ -40,10 +41,10 @@ struct Jobs : testing::Test {
     QTemporaryDir home;
     LogRecorder log;
     std::stop_source ending;
-    AgentJob job{home.filePath(QStringLiteral("bin")), AgentSearch{}, ending.get_token()};
+    AgentJob job{home.filePath(u"bin"_s), AgentSearch{}, ending.get_token()};
 
-    Jobs() { QDir(home.path()).mkdir(QStringLiteral("bin")); }
-    ~Jobs() override { setShellPath(QStringLiteral("/bin/zsh")); }
+    Jobs() { QDir(home.path()).mkdir(u"bin"_s); }
+    ~Jobs() override { setShellPath(u"/bin/zsh"_s); }
 
     QString install(const QString& name, const QByteArray& text) {
         const QString path = home.filePath(name);
@@ -52,24 +53,23 @@ struct Jobs : testing::Test {
         return path;
     }
     void script(ReplaceTarget target, const QByteArray& body) {
-        install(QStringLiteral("bin/") + replaceScript(target), "#!/bin/zsh\n" + body);
+        install(u"bin/"_s + replaceScript(target), "#!/bin/zsh\n" + body);
     }
     /// The stand-in, at a place whose name needs quoting. What it answers is this JSON.
     void installAgent(const QByteArray& scenario = "{}") {
         const QByteArray standIn = readFile(QStringLiteral(OVALIN_TESTS_DIR "/agent/fake-claude"));
-        install(QStringLiteral("it's $here/fake"), standIn);
-        writeFile(home.filePath(QStringLiteral("agent/scenario.json")), scenario);
-        job.agent.candidates = {
-            install(QStringLiteral("it's $here/claude"), "#!/bin/sh\nexport FAKE_CLAUDE_DIR='" +
-                                                             home.filePath(QStringLiteral("agent")).toUtf8() +
-                                                             "'\nexec \"$(dirname \"$0\")/fake\" \"$@\"\n")};
+        install(u"it's $here/fake"_s, standIn);
+        writeFile(home.filePath(u"agent/scenario.json"_s), scenario);
+        job.agent.candidates = {install(u"it's $here/claude"_s, "#!/bin/sh\nexport FAKE_CLAUDE_DIR='" +
+                                                                    home.filePath(u"agent"_s).toUtf8() +
+                                                                    "'\nexec \"$(dirname \"$0\")/fake\" \"$@\"\n")};
     }
     /// What the stand-in logged of this event.
     QJsonObject agentLog(const char* event) const {
-        const QByteArray lines = readFile(home.filePath(QStringLiteral("agent/log.jsonl")));
+        const QByteArray lines = readFile(home.filePath(u"agent/log.jsonl"_s));
         for (const QByteArray& line : lines.split('\n')) {
             const QJsonObject entry = QJsonDocument::fromJson(line).object();
-            if (entry.value(QStringLiteral("event")) == QLatin1String(event))
+            if (entry.value(u"event"_s) == QLatin1String(event))
                 return entry;
         }
         return {};
@@ -81,8 +81,7 @@ struct Jobs : testing::Test {
             subject.capURL = QString::fromUtf8(url);
         return subject;
     }
-    JobEnd transform(ReplaceTarget target, const QString& selection,
-                     const QString& instruction = QStringLiteral("make it short")) {
+    JobEnd transform(ReplaceTarget target, const QString& selection, const QString& instruction = u"make it short"_s) {
         return runTransform({target, instruction, selection, in("Editor", "file:///a b.html")}, job);
     }
 };
@@ -90,21 +89,21 @@ struct Jobs : testing::Test {
 } // namespace
 
 TEST_F(Jobs, WhatAScriptPrintsAndHowItEnds) {
-    const JobEnd says{Kind::Failed, QStringLiteral("index.html is read-only")};
+    const JobEnd says{Kind::Failed, u"index.html is read-only"_s};
     const struct {
         const char* body;
         JobEnd plain;
         JobEnd edit;
     } rows[] = {
-        {"cat", text("Grüße 🙂"), {Kind::Status, QStringLiteral("Grüße 🙂")}},
-        {"print ' \n a\n b \n'", text("a\n b"), {Kind::Status, QStringLiteral("a\n b")}},
-        {"exec <&-; print done", text("done"), {Kind::Status, QStringLiteral("done")}},
+        {"cat", text("Grüße 🙂"), {Kind::Status, u"Grüße 🙂"_s}},
+        {"print ' \n a\n b \n'", text("a\n b"), {Kind::Status, u"a\n b"_s}},
+        {"exec <&-; print done", text("done"), {Kind::Status, u"done"_s}},
         {"print index.html is read-only; exit 3",
-         {Kind::Failed, UNTOUCHED.text + QStringLiteral(": index.html is read-only")},
+         {Kind::Failed, UNTOUCHED.text + u": index.html is read-only"_s},
          says},
         {"print 'Not logged in · Please run /login\nmore'; exit 1",
-         {Kind::Failed, UNTOUCHED.text + QStringLiteral(": Not logged in")},
-         {Kind::Failed, QStringLiteral("Not logged in · Please run /login")}},
+         {Kind::Failed, UNTOUCHED.text + u": Not logged in"_s},
+         {Kind::Failed, u"Not logged in · Please run /login"_s}},
         {"print index.html is read-only; kill -9 $$", UNTOUCHED, says},
         {"kill -SEGV $$", UNTOUCHED, UNTOUCHED},
         {"true", UNTOUCHED, UNTOUCHED},
@@ -113,24 +112,24 @@ TEST_F(Jobs, WhatAScriptPrintsAndHowItEnds) {
         {"print -n '\\xff\\xfe'", UNTOUCHED, UNTOUCHED},
         {"print $OVALIN_INSTRUCTION / $OVALIN_APP / ${OVALIN_URL-none}",
          text("make it short / Editor / none"),
-         {Kind::Status, QStringLiteral("make it short / Editor / none")}},
+         {Kind::Status, u"make it short / Editor / none"_s}},
     };
     for (const auto& row : rows) {
         script(ReplaceTarget::Plain, row.body);
         script(ReplaceTarget::File, row.body);
-        EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("Grüße 🙂")), row.plain) << row.body;
-        EXPECT_EQ(transform(ReplaceTarget::File, QStringLiteral("Grüße 🙂")), row.edit) << row.body;
+        EXPECT_EQ(transform(ReplaceTarget::Plain, u"Grüße 🙂"_s), row.plain) << row.body;
+        EXPECT_EQ(transform(ReplaceTarget::File, u"Grüße 🙂"_s), row.edit) << row.body;
     }
-    EXPECT_GT(log.count(QStringLiteral("exists=1")), 0);
+    EXPECT_GT(log.count(u"exists=1"_s), 0);
     script(ReplaceTarget::File, "print -n $OVALIN_FILE");
-    EXPECT_EQ(transform(ReplaceTarget::File, QStringLiteral("x")).text, QStringLiteral("file:///a b.html"));
+    EXPECT_EQ(transform(ReplaceTarget::File, u"x"_s).text, u"file:///a b.html"_s);
 }
 
 TEST_F(Jobs, ASelectionOfAnySizeAndContentGoesInAndComesOut) {
     script(ReplaceTarget::Plain, "cat");
-    const QString withNul = QStringLiteral("a") + QChar(QChar::Null) + QStringLiteral("b");
+    const QString withNul = u"a"_s + QChar(QChar::Null) + u"b"_s;
     EXPECT_EQ(transform(ReplaceTarget::Plain, withNul).text, withNul);
-    const QString large = QStringLiteral("Zeile ä\n").repeated(10 * 1024 * 1024 / 9);
+    const QString large = u"Zeile ä\n"_s.repeated(10 * 1024 * 1024 / 9);
     EXPECT_EQ(transform(ReplaceTarget::Plain, large).text.size(), large.size() - 1);
 }
 
@@ -138,41 +137,38 @@ TEST_F(Jobs, WhatCannotBeLaunchedSaysSo) {
     script(ReplaceTarget::Plain, "print ${#OVALIN_INSTRUCTION}");
     installAgent();
     const QString longest(130'000, u'x'), tooLong = longest + u'x'; // more is refused by the system
-    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x"), longest), text("130000"));
-    EXPECT_EQ(transform(ReplaceTarget::Web, QStringLiteral("x"), longest).kind, Kind::Status) << "by the agent itself";
+    EXPECT_EQ(transform(ReplaceTarget::Plain, u"x"_s, longest), text("130000"));
+    EXPECT_EQ(transform(ReplaceTarget::Web, u"x"_s, longest).kind, Kind::Status) << "by the agent itself";
     EXPECT_EQ(runInsert({longest, in("Editor")}, job).kind, Kind::Text);
-    const QString reason = QStringLiteral(": the instruction is too long");
-    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x"), tooLong).text, UNTOUCHED.text + reason);
+    const QString reason = u": the instruction is too long"_s;
+    EXPECT_EQ(transform(ReplaceTarget::Plain, u"x"_s, tooLong).text, UNTOUCHED.text + reason);
     EXPECT_EQ(runInsert({tooLong, in("Editor")}, job).text, NOTHING_INSERTED.text + reason);
-    setShellPath(QStringLiteral("/no/such/shell"));
-    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("x")).text, QStringLiteral("transform launch failed"));
-    EXPECT_EQ(runInsert({QStringLiteral("x"), in("Editor")}, job).text, QStringLiteral("generation launch failed"));
+    setShellPath(u"/no/such/shell"_s);
+    EXPECT_EQ(transform(ReplaceTarget::Plain, u"x"_s).text, u"transform launch failed"_s);
+    EXPECT_EQ(runInsert({u"x"_s, in("Editor")}, job).text, u"generation launch failed"_s);
 }
 
 TEST_F(Jobs, TheEndOfTheProgramEndsAHangingChild) {
     script(ReplaceTarget::Plain, "print $$ > ${0:h}/pid; sleep 1000");
-    auto end = std::async(std::launch::async, [this] { return transform(ReplaceTarget::Plain, QStringLiteral("x")); });
-    const QString pidFile = home.filePath(QStringLiteral("bin/pid"));
+    auto end = std::async(std::launch::async, [this] { return transform(ReplaceTarget::Plain, u"x"_s); });
+    const QString pidFile = home.filePath(u"bin/pid"_s);
     EXPECT_TRUE(waitUntil([&] { return readFile(pidFile).endsWith('\n'); }));
     ending.request_stop();
     EXPECT_EQ(end.get(), UNTOUCHED);
-    EXPECT_FALSE(QFile::exists(QStringLiteral("/proc/") + QString::fromLatin1(readFile(pidFile).trimmed())));
+    EXPECT_FALSE(QFile::exists(u"/proc/"_s + QString::fromLatin1(readFile(pidFile).trimmed())));
 }
 
 TEST_F(Jobs, WithoutAScriptTheAgentGetsInstructionAndSelectionUnharmed) {
     installAgent(R"({"transform": [{"text": "short"}]})");
-    const QString instruction = QStringLiteral("make 'it' \"short\"; `touch x` $(touch y) $HOME \\ ünd");
-    EXPECT_EQ(transform(ReplaceTarget::Plain, QStringLiteral("long text"), instruction), text("short"));
-    EXPECT_EQ(agentLog("stdin").value(QStringLiteral("text")), QStringLiteral("long text"));
-    const QStringList words = agentLog("start").value(QStringLiteral("argv")).toVariant().toStringList();
-    const QString prompt =
-        QStringLiteral("Transform the text on stdin exactly as this instruction asks: ") + instruction +
-        QStringLiteral(". Output ONLY the transformed text - no preamble, no quotes, no commentary.");
-    EXPECT_EQ(words, (QStringList{QStringLiteral("-p"), QStringLiteral("--append-system-prompt"), prompt,
-                                  QStringLiteral("--settings"), NO_READING}));
+    const QString instruction = u"make 'it' \"short\"; `touch x` $(touch y) $HOME \\ ünd"_s;
+    EXPECT_EQ(transform(ReplaceTarget::Plain, u"long text"_s, instruction), text("short"));
+    EXPECT_EQ(agentLog("stdin").value(u"text"_s), u"long text"_s);
+    const QStringList words = agentLog("start").value(u"argv"_s).toVariant().toStringList();
+    const QString prompt = u"Transform the text on stdin exactly as this instruction asks: "_s + instruction +
+                           u". Output ONLY the transformed text - no preamble, no quotes, no commentary."_s;
+    EXPECT_EQ(words, (QStringList{u"-p"_s, u"--append-system-prompt"_s, prompt, u"--settings"_s, NO_READING}));
 
-    EXPECT_EQ(transform(ReplaceTarget::Web, QStringLiteral("x")).kind, Kind::Status)
-        << "the same, but said, not pasted";
+    EXPECT_EQ(transform(ReplaceTarget::Web, u"x"_s).kind, Kind::Status) << "the same, but said, not pasted";
 }
 
 TEST_F(Jobs, TheEditPromptsReachTheAgentAsTheyAreWritten) {
@@ -182,69 +178,64 @@ TEST_F(Jobs, TheEditPromptsReachTheAgentAsTheyAreWritten) {
     } rows[] = {{ReplaceTarget::File, "the local file $OVALIN_FILE. The text"},
                 {ReplaceTarget::Quarn, "if $OVALIN_INSTRUCTION is bare words"}};
     for (const auto& row : rows) {
-        QFile::remove(home.filePath(QStringLiteral("agent/log.jsonl")));
+        QFile::remove(home.filePath(u"agent/log.jsonl"_s));
         installAgent(R"({"transform": [{"text": "edited a.html"}]})");
-        EXPECT_EQ(transform(row.target, QStringLiteral("x")), (JobEnd{Kind::Status, QStringLiteral("edited a.html")}));
-        const QStringList words = agentLog("start").value(QStringLiteral("argv")).toVariant().toStringList();
-        EXPECT_EQ(words.mid(1, 2),
-                  (QStringList{QStringLiteral("--permission-mode"), QStringLiteral("bypassPermissions")}));
+        EXPECT_EQ(transform(row.target, u"x"_s), (JobEnd{Kind::Status, u"edited a.html"_s}));
+        const QStringList words = agentLog("start").value(u"argv"_s).toVariant().toStringList();
+        EXPECT_EQ(words.mid(1, 2), (QStringList{u"--permission-mode"_s, u"bypassPermissions"_s}));
         EXPECT_TRUE(words.value(4).contains(QLatin1String(row.part))) << words.join(u' ').toStdString();
     }
 }
 
 TEST_F(Jobs, NoScriptAndNoAgent) {
     for (const auto target : {ReplaceTarget::Plain, ReplaceTarget::File, ReplaceTarget::Quarn, ReplaceTarget::Web})
-        EXPECT_EQ(transform(target, QStringLiteral("x")).text, agentMissingMessage());
-    EXPECT_EQ(runInsert({QStringLiteral("x"), in("Editor")}, job).text, agentMissingMessage());
+        EXPECT_EQ(transform(target, u"x"_s).text, agentMissingMessage());
+    EXPECT_EQ(runInsert({u"x"_s, in("Editor")}, job).text, agentMissingMessage());
     installAgent();
-    EXPECT_EQ(transform(ReplaceTarget::Torvi, QStringLiteral("x")).text, agentMissingMessage())
+    EXPECT_EQ(transform(ReplaceTarget::Torvi, u"x"_s).text, agentMissingMessage())
         << "the agent cannot stand in for that script";
 }
 
 TEST_F(Jobs, InsertAsksTheAgentForTheText) {
     installAgent(R"({"insert": [{"text": "\"Dear {user}\""}]})");
     for (const char* asked : {"it's a \"$HOME\" `note`", "-p and dashes", "--help"}) {
-        QFile::remove(home.filePath(QStringLiteral("agent/log.jsonl")));
+        QFile::remove(home.filePath(u"agent/log.jsonl"_s));
         const QString instruction = QString::fromUtf8(asked);
         EXPECT_EQ(runInsert({instruction, in("Ann's Mail")}, job),
-                  (JobEnd{Kind::Text, QStringLiteral("\"Dear %1\"").arg(instruction)}));
-        const QStringList words = agentLog("start").value(QStringLiteral("argv")).toVariant().toStringList();
+                  (JobEnd{Kind::Text, u"\"Dear %1\""_s.arg(instruction)}));
+        const QStringList words = agentLog("start").value(u"argv"_s).toVariant().toStringList();
         EXPECT_EQ(words.value(2),
-                  QStringLiteral(
-                      "Write the text the instruction asks for, ready to be typed into Ann's Mail. Output ONLY the "
-                      "text - no preamble, no quotes, no commentary. The user is in Ann's Mail."));
-        EXPECT_EQ(agentLog("stdin").value(QStringLiteral("text")), QString());
+                  u"Write the text the instruction asks for, ready to be typed into Ann's Mail. Output ONLY the "
+                  "text - no preamble, no quotes, no commentary. The user is in Ann's Mail."_s);
+        EXPECT_EQ(agentLog("stdin").value(u"text"_s), QString());
     }
-    (void)runInsert({QStringLiteral("x"), in("Chrome", "https://a/")}, job);
-    EXPECT_TRUE(readFile(home.filePath(QStringLiteral("agent/log.jsonl")))
-                    .contains("The user is in Chrome. Page: https://a/.\""));
+    (void)runInsert({u"x"_s, in("Chrome", "https://a/")}, job);
+    EXPECT_TRUE(readFile(home.filePath(u"agent/log.jsonl"_s)).contains("The user is in Chrome. Page: https://a/.\""));
     const struct {
         const char* scenario;
         QString reason;
-    } failures[] = {
-        {R"({"insert": [{"text": " \n "}]})", {}},
-        {R"({"insert": {"end": "crash"}})", {}},
-        {R"({"insert": {"error": "Not logged in · Please run /login"}})", QStringLiteral(": Not logged in")}};
+    } failures[] = {{R"({"insert": [{"text": " \n "}]})", {}},
+                    {R"({"insert": {"end": "crash"}})", {}},
+                    {R"({"insert": {"error": "Not logged in · Please run /login"}})", u": Not logged in"_s}};
     for (const auto& row : failures) {
         installAgent(row.scenario);
-        EXPECT_EQ(runInsert({QStringLiteral("x"), in("Editor")}, job),
-                  (JobEnd{Kind::Failed, NOTHING_INSERTED.text + row.reason}))
+        EXPECT_EQ(runInsert({u"x"_s, in("Editor")}, job), (JobEnd{Kind::Failed, NOTHING_INSERTED.text + row.reason}))
             << row.scenario;
     }
 }
 
 TEST_F(Jobs, WordsThatLookLikeTheAgentsOwnAreWords) {
-    const QString secret = home.filePath(QStringLiteral("secret"));
+    const QString secret = home.filePath(u"secret"_s);
     writeFile(secret, "not for the agent");
-    for (const QString& words : {QStringLiteral("/cost of living rises"), QLatin1Char('@') + secret + u'.',
-                                 QStringLiteral("/help @") + secret, QStringLiteral("see @\"%1\"").arg(secret)}) {
+    for (const QString& words : {u"/cost of living rises"_s, QLatin1Char('@') + secret + u'.', u"/help @"_s + secret,
+                                 u"see @\"%1\""_s.arg(secret)}) {
         installAgent();
         (void)transform(ReplaceTarget::Plain, words);
         (void)transform(ReplaceTarget::File, words);
         (void)runInsert({words, in("Editor")}, job);
-        const QByteArray heard = readFile(home.filePath(QStringLiteral("agent/log.jsonl")));
+        const QByteArray heard = readFile(home.filePath(u"agent/log.jsonl"_s));
         EXPECT_EQ(heard.count("\"role\""), 3) << words.toStdString();
         EXPECT_FALSE(heard.contains("\"command\"") || heard.contains("\"read\"")) << heard.toStdString();
-        QFile::remove(home.filePath(QStringLiteral("agent/log.jsonl")));
+        QFile::remove(home.filePath(u"agent/log.jsonl"_s));
     }
 }

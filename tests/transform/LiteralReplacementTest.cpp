@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 TEST(LiteralReplacement, TheWordsThemselvesOrAnInstruction) {
@@ -46,8 +47,8 @@ TEST(LiteralReplacement, TheWordsThemselvesOrAnInstruction) {
         EXPECT_EQ(literal.has_value(), row.literal != nullptr) << row.instruction;
         EXPECT_EQ(literal.value_or(QString()), QString::fromUtf8(row.literal)) << row.instruction;
     }
-    EXPECT_EQ(stripQuotes(QStringLiteral(" \t'a'\t ")), QStringLiteral("a"));
-    EXPECT_EQ(stripQuotes(QStringLiteral("\n'a'")), QStringLiteral("\n'a'")) << "a line end is no blank";
+    EXPECT_EQ(stripQuotes(u" \t'a'\t "_s), u"a"_s);
+    EXPECT_EQ(stripQuotes(u"\n'a'"_s), u"\n'a'"_s) << "a line end is no blank";
 }
 
 TEST(ReplaceTarget, TheFirstMatchWins) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+using namespace Qt::StringLiterals;
 using namespace ovalin;
 using namespace std::chrono_literals;
 using Selection = Pasteboard::Selection;
@@ -44,11 +45,11 @@ struct PasteOverTest : testing::Test {
     FakeDispatch dispatch;
     LogRecorder log;
     PasteOver pasteOver{fake.desktop, dispatch};
-    QString text = QStringLiteral("new"), over;
+    QString text = u"new"_s, over;
     PasteWay way = fake.keyboard.way;
 
     void paste() {
-        pasteOver.pasteOverSelection({text, QStringLiteral("Editor"), {4711, 1}, way, over});
+        pasteOver.pasteOverSelection({text, u"Editor"_s, {4711, 1}, way, over});
         dispatch.runMain();
     }
     QString told() {
@@ -65,7 +66,7 @@ TEST_F(PasteOverTest, ATargetOutOfReachGetsNoKeyAndTheTextWaitsOnTheClipboard) {
     EXPECT_TRUE(fake.keyboard.pastes.empty());
     EXPECT_EQ(fake.pasteboard.borrowed, QStringList(text));
     EXPECT_TRUE(fake.pasteboard.givenBack.empty());
-    EXPECT_TRUE(told().contains(QStringLiteral("on the clipboard")));
+    EXPECT_TRUE(told().contains(u"on the clipboard"_s));
 
     for (const auto sent : {Keyboard::Sent::NoTarget, Keyboard::Sent::NotTrusted}) { // in the last moment
         for (const bool primaryToo : {false, true}) {
@@ -89,17 +90,17 @@ TEST_F(PasteOverTest, WhatIsPutBackAndWhatIsSaid) {
     fake.pasteboard.savedBefore.complete = false;
     paste();
     EXPECT_EQ(fake.pasteboard.givenBack.size(), 2u) << "as far as it could be read";
-    EXPECT_TRUE(told().contains(QStringLiteral("did not hand over all")));
+    EXPECT_TRUE(told().contains(u"did not hand over all"_s));
 
     fake.pasteboard.lent = {false, {}};
-    fake.pasteboard.clipboard = QStringLiteral("newer");
+    fake.pasteboard.clipboard = u"newer"_s;
     paste();
     EXPECT_EQ(fake.pasteboard.givenBack.size(), 2u);
 
     fake.pasteboard.lent = {true, {}};
     paste();
     EXPECT_EQ(fake.pasteboard.givenBack.size(), 2u);
-    EXPECT_TRUE(told().contains(QStringLiteral("on the clipboard")));
+    EXPECT_TRUE(told().contains(u"on the clipboard"_s));
 
     way.primaryToo = true; // a terminal that did not take it
     paste();
@@ -142,7 +143,7 @@ TEST_F(PasteOverTest, NoKeyGoesWhereItWouldDoSomethingElse) {
         {"no key", {Keys::None, Before::Nothing, false, false, true, {}}, "a", "old", false, "a"},
     };
     fake.pasteboard.lent = {true, 200ms};
-    over = QStringLiteral("old");
+    over = u"old"_s;
     for (const auto& row : rows) {
         way = row.way;
         text = QString::fromLatin1(row.text);
@@ -152,12 +153,12 @@ TEST_F(PasteOverTest, NoKeyGoesWhereItWouldDoSomethingElse) {
         paste();
         EXPECT_EQ(fake.keyboard.pastes.size(), row.pasted ? 1u : 0u) << row.name;
         if (row.pasted && row.way.oneLine) {
-            EXPECT_EQ(fake.pasteboard.borrowed.front(), QStringLiteral("ls")) << "its line end would run it";
+            EXPECT_EQ(fake.pasteboard.borrowed.front(), u"ls"_s) << "its line end would run it";
         }
         if (row.onClipboard) {
             EXPECT_EQ(fake.pasteboard.borrowed.back(), QString::fromLatin1(row.onClipboard)) << row.name;
         }
-        EXPECT_EQ(told().contains(QStringLiteral("on the clipboard")), row.onClipboard != nullptr) << row.name;
+        EXPECT_EQ(told().contains(u"on the clipboard"_s), row.onClipboard != nullptr) << row.name;
         fake.notifier.shown.clear();
     }
 }

@@ -2,13 +2,15 @@
 
 #include <QMutex>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
 
 struct Shell {
     QMutex mutex;
-    QString path = QStringLiteral("/bin/zsh");
+    QString path = u"/bin/zsh"_s;
 };
 
 Shell& shell() {
@@ -29,7 +31,7 @@ void setShellPath(const QString& path) {
 }
 
 ChildCommand shellCommand(const QString& line, const ChildVariables& variables) {
-    return {shellPath(), {QStringLiteral("-c"), line}, variables, {}};
+    return {shellPath(), {u"-c"_s, line}, variables, {}};
 }
 
 QString ChildEnd::describe() const {
@@ -37,9 +39,9 @@ QString ChildEnd::describe() const {
     case Kind::FailedToStart:
         return reason;
     case Kind::Exited:
-        return QStringLiteral("exit status %1").arg(number);
+        return u"exit status %1"_s.arg(number);
     case Kind::Killed:
-        return QStringLiteral("ended by signal %1").arg(number);
+        return u"ended by signal %1"_s.arg(number);
     }
     return {};
 }

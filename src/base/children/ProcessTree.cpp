@@ -13,6 +13,8 @@
 
 extern "C" { // glibc 2.36 forgot to say so in this header
 #include <sys/pidfd.h>
+
+using namespace Qt::StringLiterals;
 }
 
 namespace ovalin {
@@ -27,10 +29,10 @@ pid_t parentIn(const QByteArray& stat) {
 
 /// Calls `found` with each process and what stands in that file of its folder.
 void forEachProcess(const QString& file, const std::function<void(pid_t, const QByteArray&)>& found) {
-    for (const QString& name : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+    for (const QString& name : QDir(u"/proc"_s).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         bool isNumber = false;
         const pid_t pid = name.toInt(&isNumber);
-        QFile contents(QStringLiteral("/proc/%1/%2").arg(name, file));
+        QFile contents(u"/proc/%1/%2"_s.arg(name, file));
         if (isNumber && contents.open(QIODevice::ReadOnly))
             found(pid, contents.readAll());
     }
@@ -38,8 +40,7 @@ void forEachProcess(const QString& file, const std::function<void(pid_t, const Q
 
 QMultiHash<pid_t, pid_t> childrenOfAll() {
     QMultiHash<pid_t, pid_t> children;
-    forEachProcess(QStringLiteral("stat"),
-                   [&](pid_t pid, const QByteArray& stat) { children.insert(parentIn(stat), pid); });
+    forEachProcess(u"stat"_s, [&](pid_t pid, const QByteArray& stat) { children.insert(parentIn(stat), pid); });
     return children;
 }
 
@@ -62,7 +63,7 @@ std::vector<Descriptor> descendantsOf(pid_t pid) {
 
 std::vector<Descriptor> processesWith(const QByteArray& variable) {
     std::vector<Descriptor> processes;
-    forEachProcess(QStringLiteral("environ"), [&](pid_t pid, const QByteArray& environment) {
+    forEachProcess(u"environ"_s, [&](pid_t pid, const QByteArray& environment) {
         if (('\0' + environment).contains('\0' + variable + '\0'))
             processes.push_back(openProcess(pid));
     });
@@ -72,7 +73,7 @@ std::vector<Descriptor> processesWith(const QByteArray& variable) {
 std::vector<pid_t> processesNaming(const QByteArray& text) {
     std::vector<pid_t> found;
     // One that has ended and was not waited for has no command line any more.
-    forEachProcess(QStringLiteral("cmdline"), [&](pid_t pid, const QByteArray& line) {
+    forEachProcess(u"cmdline"_s, [&](pid_t pid, const QByteArray& line) {
         if (pid != ::getpid() && line.contains(text))
             found.push_back(pid);
     });
@@ -82,7 +83,7 @@ std::vector<pid_t> processesNaming(const QByteArray& text) {
 bool anotherCopyRuns() {
     QByteArray own;
     QList<QByteArray> others;
-    forEachProcess(QStringLiteral("comm"), [&](pid_t pid, const QByteArray& name) {
+    forEachProcess(u"comm"_s, [&](pid_t pid, const QByteArray& name) {
         struct stat status {};
         if (pid == ::getpid())
             own = name;

@@ -15,6 +15,8 @@
 #include <csignal>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace ovalin {
 
 namespace {
@@ -104,7 +106,7 @@ void resetSignals() {
 tl::expected<pid_t, QString> spawnChild(const ChildCommand& command, int input, int output, ChildGroup group) {
     prepareSignalsOnce();
     const auto failed = [&command](int error) {
-        return tl::unexpected(QStringLiteral("%1: %2").arg(command.executable, qt_error_string(error)));
+        return tl::unexpected(u"%1: %2"_s.arg(command.executable, qt_error_string(error)));
     };
     auto complaints = makePipe();
     if (!complaints)
@@ -149,7 +151,7 @@ tl::expected<pid_t, QString> spawnChild(const ChildCommand& command, int input, 
 tl::expected<Pipe, QString> makePipe() {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-        return tl::unexpected(QStringLiteral("pipe: %1").arg(qt_error_string(errno)));
+        return tl::unexpected(u"pipe: %1"_s.arg(qt_error_string(errno)));
     Pipe pipe{Descriptor(ends[0]), Descriptor(ends[1])};
     for (Descriptor* end : {&pipe.read, &pipe.write}) {
         if (end->get() <= STDERR_FILENO)
