@@ -29,10 +29,12 @@ struct AskDesk : OvalinDesk {
         const QString browser = plainFolder.filePath(u"browser"_s);
         writeFile(browser, "#!/bin/sh\necho \"$1\" > \"$HOME/opened\"\n");
         QFile::setPermissions(browser, QFile::ReadOwner | QFile::ExeOwner);
-        writeFile(path(u".local/share/applications/browser.desktop"_s),
+        writeFile(plainFolder.filePath(u"applications/browser.desktop"_s),
                   "[Desktop Entry]\nType=Application\nName=Browser\nExec=" + browser.toUtf8() +
                       " %u\nMimeType=x-scheme-handler/http;\n");
-        writeFile(path(u".config/mimeapps.list"_s), "[Default Applications]\nx-scheme-handler/http=browser.desktop\n");
+        writeFile(plainFolder.filePath(u"applications/mimeapps.list"_s),
+                  "[Default Applications]\nx-scheme-handler/http=browser.desktop\n");
+        environment.insert(u"XDG_DATA_DIRS"_s, plainFolder.path() + u":/usr/local/share:/usr/share"_s);
         startOvalin();
         openEditor("The sky over the sea.\n");
         pressKey(u"ctrl+a"_s);
