@@ -42,9 +42,10 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME ovalin)
 set(CPACK_PACKAGE_CONTACT "The developers of Ovalin <ovalin@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "hand what you are looking at to your agent, or ask about it")
-set(CPACK_PACKAGE_DESCRIPTION "A small panel under the pointer, opened by a hotkey over any application. It knows the
- selected text, the page or the picture of the window, and has an instruction done in the
- background, a question answered, or the selected text replaced.")
+set(CPACK_PACKAGE_DESCRIPTION "A small panel under the pointer, opened by a hotkey over any application.
+ It knows the selected text, the page or the picture of the window, and has
+ an instruction done in the background, a question answered, or the selected
+ text replaced.")
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
