@@ -28,9 +28,6 @@ struct SelectedText {
     Source source = Source::Nobody;
     FocusKind focus = FocusKind::Unknown; ///< what the keyboard focus was in
     quint32 window = 0;                   ///< X11 window that it is selected in; 0: not known
-
-    /// The application has answered that nothing is selected, or nothing that may be read.
-    [[nodiscard]] bool nothingSelected() const { return source != Source::Nobody && text.isEmpty(); }
 };
 
 /// Reads the selected text of an application. All reads are for worker threads, several at once; each is bounded.

@@ -8,7 +8,6 @@ namespace ovalin {
 namespace Palette {
 
 inline constexpr QColor bg() { return QColor(250, 250, 248); }
-inline constexpr QColor bgSoft() { return QColor(243, 241, 236); }
 inline constexpr QColor border() { return QColor(232, 230, 225); }
 inline constexpr QColor ink() { return QColor(26, 26, 26); }
 inline constexpr QColor body() { return QColor(74, 74, 70); }
