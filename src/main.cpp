@@ -89,7 +89,8 @@ int main(int argc, char** argv) {
     AppDelegate delegate(
         desktop, dispatch,
         {paths, AgentSearch::under(paths.home), std::move(sources),
-         [script = paths.binDir + u"/ovalin-replace-web.sh"_s](const QString& url) { return siteOwned(url, script); }});
+         [script = paths.binDir + u"/ovalin-replace-web.sh"_s](const QString& url) { return siteOwned(url, script); },
+         readConfig(configPath(paths.home))});
     instance.listen([&delegate] { delegate.toggle(); });
     const Termination termination;
     const auto end = [&](int status) {

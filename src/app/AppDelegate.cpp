@@ -43,6 +43,11 @@ AppDelegate::AppDelegate(Desktop& desktop, Dispatch& dispatch, Surroundings surr
     hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
     program.routedRequests->onNews = [this](const RequestNews& news) { told(news); };
     watchDesktop();
+    const QStringList& complaints = program.in.config.complaints;
+    for (const QString& complaint : complaints)
+        logLine(u"Ovalin: configuration: "_s + complaint);
+    if (!complaints.isEmpty())
+        program.next.status = u"configuration: "_s + complaints.constFirst();
 }
 
 AppDelegate::~AppDelegate() {

@@ -5,6 +5,7 @@
 
 #include "ask/LinkVerifier.h"
 #include "base/AgentCli.h"
+#include "base/Config.h"
 #include "base/Dispatch.h"
 #include "base/Paths.h"
 #include "capture/ContextPipeline.h"
@@ -26,6 +27,7 @@ struct Surroundings {
     ContextSources sources;
     /// Whether the page at this address is the user's own; blocks, and is called on workers.
     std::function<bool(const QString& url)> siteOwned;
+    Config config = {}; ///< the user's own settings
 };
 
 /// What the last opening leaves to the next one.
