@@ -70,7 +70,8 @@ int main(int argc, char** argv) {
     const Tools tools = Tools::under(toolFolder);
     setHelperFolder(toolFolder);
     QtDispatch dispatch;
-    X11Desktop x11(dispatch);
+    Config config = readConfig(configPath(paths.home));
+    X11Desktop x11(dispatch, hotkeyOf(config));
     logMissingExtensions();
     OcrProcess recognizer(tools.ocr);
     WindowShots shots(x11.windows(), recognizer, tools);
@@ -90,7 +91,7 @@ int main(int argc, char** argv) {
         desktop, dispatch,
         {paths, AgentSearch::under(paths.home), std::move(sources),
          [script = paths.binDir + u"/ovalin-replace-web.sh"_s](const QString& url) { return siteOwned(url, script); },
-         readConfig(configPath(paths.home))});
+         std::move(config)});
     instance.listen([&delegate] { delegate.toggle(); });
     const Termination termination;
     const auto end = [&](int status) {

@@ -1,6 +1,7 @@
 #include "AppDelegate.h"
 
 #include "AccessibilityOffer.h"
+#include "HotkeyAdvice.h"
 #include "RuntimeScripts.h"
 
 #include "base/Descriptor.h"
@@ -40,7 +41,7 @@ AppDelegate::AppDelegate(Desktop& desktop, Dispatch& dispatch, Surroundings surr
     : program(desktop, dispatch, std::move(surroundings))
     , hotKey(desktop.hotKeys, dispatch) {
     hotKey.fired = [this] { hotkeyFired(); };
-    hotKey.gaveUp = [this](int status) { hotkeyTaken(status); };
+    hotKey.failed = [this](int status) { hotkeyTaken(status); };
     program.routedRequests->onNews = [this](const RequestNews& news) { told(news); };
     watchDesktop();
     const QStringList& complaints = program.in.config.complaints;
@@ -73,7 +74,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     program.intentLexicon = IntentLexicon::load(IntentLexicon::storePath(paths.systemDir));
     offerAccessibility(program.desktop.accessibility, program.desktop.notifier, defaults);
     hotKey.registerHotKey(0);
-    logLine(u"Ovalin ready — Opt+Space to capture"_s);
+    const QString& key = program.in.config.hotkey;
+    logLine(u"Ovalin ready — %1 to capture"_s.arg(key == Config().hotkey ? u"Opt+Space"_s : key));
     heartbeat = std::make_unique<Heartbeat>(program.dispatch, paths.heartbeatFile);
     program.promptHistory.load();
     program.dispatch.inBackground(
@@ -105,11 +107,7 @@ void AppDelegate::warmUp() {
     [[maybe_unused]] const QFontMetrics signature(Brand::signature(13));
 }
 
-void AppDelegate::toggle() {
-    if (program.desktop.keyboardHold.waiting())
-        return; // the shortcut that opened the panel is still held down and repeats
-    hotKey.hotkeyFired();
-}
+void AppDelegate::toggle() { hotKey.passedOn(program.desktop.keyboardHold.waiting()); }
 
 void AppDelegate::hotkeyFired() {
     if (opening) {
@@ -155,14 +153,20 @@ void AppDelegate::hotkeyTaken(int status) {
     if (hotkeyTakenSaid)
         return;
     hotkeyTakenSaid = true;
-    const QString why =
-        status > 0 ? u"Another program holds Alt+Space."_s : u"Alt+Space cannot be registered on this display."_s;
+    const QString& key = program.in.config.hotkey;
+    const QString why = (status > 0 ? u"Another program holds %1."_s : u"This keyboard has no %1."_s).arg(key);
+    const auto explain = [this, key] {
+        program.desktop.notifier.notify(
+            {u"How to free %1"_s.arg(key),
+             howToFree(key, qEnvironmentVariable("XDG_CURRENT_DESKTOP"), program.desktop.workspace.windowManager()),
+             {},
+             {}});
+    };
     program.desktop.notifier.notify(
-        {u"Ovalin cannot use Alt+Space"_s,
+        {u"Ovalin cannot use %1"_s.arg(key),
          why + u" To open Ovalin without it, run `ovalin toggle`, or bind that command to another "
                "shortcut in your desktop's keyboard settings."_s,
-         {},
-         {}});
+         u"How to free it"_s, explain});
 }
 
 } // namespace ovalin

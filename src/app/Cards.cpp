@@ -10,6 +10,12 @@ using namespace Qt::StringLiterals;
 
 namespace ovalin {
 
+namespace {
+
+QString hotkeySign(const QString& hotkey) { return hotkey == Config().hotkey ? u"⌥Space"_s : hotkey; }
+
+} // namespace
+
 Cards::Cards(Program& theProgram, CapturePanel& thePanel)
     : program(theProgram)
     , panel(thePanel) {
@@ -34,7 +40,8 @@ void Cards::helpTapped() {
 
 void Cards::showHowto() {
     closeHistoryPanel();
-    howtoPanel.reset(new HowtoPanel(AGENT_INSTALL_PAGE, program.desktop.workspace.compositorRuns()));
+    howtoPanel.reset(new HowtoPanel(hotkeySign(program.in.config.hotkey), AGENT_INSTALL_PAGE,
+                                    program.desktop.workspace.compositorRuns()));
     connect(howtoPanel.get(), &HowtoPanel::dismissed, this, [this] { howtoPanel.reset(); });
     howtoPanel->keepWithin(mostHeightBeside(panel.geometry(), panel.screens()));
     const QPoint corner = openBeside(*howtoPanel);

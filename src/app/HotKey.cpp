@@ -35,7 +35,7 @@ void HotKey::registerHotKey(int attempt) {
     }
     if (attempt == 0)
         ++series;
-    const int status = hotKeys.registerHotKey();
+    status = hotKeys.registerHotKey();
     hotKeyRef = status == 0;
     if (hotKeyRef) {
         if (attempt > 0)
@@ -43,11 +43,10 @@ void HotKey::registerHotKey(int attempt) {
         return;
     }
     logLine(u"Ovalin: RegisterEventHotKey failed (%1), attempt %2"_s.arg(status).arg(attempt));
-    if (attempt > LAST_RETRY) {
-        if (gaveUp)
-            gaveUp(status);
+    if (failed)
+        failed(status);
+    if (attempt > LAST_RETRY)
         return;
-    }
     const std::chrono::seconds delay(std::min(1 << attempt, 30));
     dispatch.after(delay, this, [this, attempt, begun = series] {
         if (begun == series)
@@ -61,6 +60,15 @@ void HotKey::reassertHotKey() {
         hotKeyRef = false;
     }
     registerHotKey(0);
+}
+
+void HotKey::passedOn(bool waiting) {
+    const double now = dispatch.now();
+    if (waiting || now - lastRepeat < DEBOUNCE) {
+        lastRepeat = now;
+        return;
+    }
+    hotkeyFired();
 }
 
 void HotKey::hotkeyFired(std::optional<quint32> pressTime) {

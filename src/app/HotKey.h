@@ -24,18 +24,27 @@ public:
     /// made (X server time, ms), however late they are handled; without a time, as `ovalin toggle` calls it, by now.
     void hotkeyFired(std::optional<quint32> pressTime = {});
 
+    /// A press that another program passes on, as `ovalin toggle`; `waiting`: the panel that it opened still waits for
+    /// the keyboard, which that program keeps as long as its key is held down. The repeats of a held key count as one
+    /// press, also those that come a little late.
+    void passedOn(bool waiting);
+
     [[nodiscard]] bool registered() const { return hotKeyRef; }
+    /// What the last try came to, as HotKeys::registerHotKey().
+    [[nodiscard]] int lastStatus() const { return status; }
 
     std::function<void()> fired;
-    /// A whole series failed; `status` is that of its last try.
-    std::function<void(int status)> gaveUp;
+    /// A try failed.
+    std::function<void(int status)> failed;
 
 private:
     HotKeys& hotKeys;
     Dispatch& dispatch;
     bool hotKeyRef = false;
     bool hotkeyHandlerInstalled = false;
+    int status = 0;
     double lastHotkeyFire = 0.0;
+    double lastRepeat = -1;               // of a key that another program passes on
     std::optional<quint32> lastPressTime; // of the same press; none when it was no key
     quint64 series = 0;                   // a retry of an older series must not go on beside a newer one
 };

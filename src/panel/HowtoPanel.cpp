@@ -24,7 +24,7 @@ struct Line {
 };
 
 const Line LINES[] = {
-    {"⌥Space", "opens Ovalin over whatever you’re working on — it already carries the page or screen as context."},
+    {"%2", "opens Ovalin over whatever you’re working on — it already carries the page or screen as context."},
     {"Highlight", "text before or after opening to point it at a specific part."},
     {"Do", "say what should happen and Submit — the work runs in the background and notifies you."},
     {"Ask",
@@ -86,7 +86,7 @@ private:
 
 } // namespace
 
-HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
+HowtoPanel::HowtoPanel(const QString& hotkey, const QString& installPage, bool isComposited)
     : Card(u"How Ovalin works"_s, isComposited)
     , lines(new QScrollArea(this))
     , gotIt(new PillButton(u"Got it"_s, PillButton::Look::Filled, this)) {
@@ -98,9 +98,8 @@ HowtoPanel::HowtoPanel(const QString& installPage, bool isComposited)
     auto* page = new QWidget;
     int bottom = -SPACING;
     for (const Line& line : LINES) {
-        QString text = QString::fromUtf8(line.text);
-        text.replace(u"%1"_s, installPage);
-        auto* label = new LeadLine(line.lead ? QString::fromUtf8(line.lead) : QString(), text, page);
+        QString lead = QString::fromUtf8(line.lead), text = QString::fromUtf8(line.text);
+        auto* label = new LeadLine(lead.replace(u"%2"_s, hotkey), text.replace(u"%1"_s, installPage), page);
         label->move(0, bottom + SPACING);
         bottom += SPACING + label->height();
     }

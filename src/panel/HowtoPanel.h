@@ -11,8 +11,8 @@ namespace ovalin {
 class HowtoPanel final : public Card {
     Q_OBJECT
 public:
-    /// `installPage`: where the agent CLI comes from, named in the last line.
-    HowtoPanel(const QString& installPage, bool composited);
+    /// `hotkey`: what opens the panel; `installPage`: where the agent CLI comes from, named in the last line.
+    HowtoPanel(const QString& hotkey, const QString& installPage, bool composited);
 
     /// Height of the stacked content with its insets, before the least height of a card.
     [[nodiscard]] int contentHeight() const { return fitting; }

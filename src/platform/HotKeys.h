@@ -6,13 +6,13 @@
 
 namespace ovalin {
 
-/// The global hotkey Alt+Space. Main thread.
+/// The global hotkey. Main thread.
 class HotKeys {
 public:
     virtual ~HotKeys() = default;
 
     /// Registers the key for every combination of lock keys. 0 = registered; otherwise the X error code (10, BadAccess:
-    /// another client holds it), or a negative number when there is no X server or no Space key. Nothing stays
+    /// another client holds it), or a negative number when there is no X server or no such key. Nothing stays
     /// registered after a failure.
     [[nodiscard]] virtual int registerHotKey() = 0;
     virtual void unregisterHotKey() = 0;

@@ -37,6 +37,9 @@ public:
     /// The docks and panels of all monitors.
     [[nodiscard]] virtual std::vector<ReservedStrip> reservedStrips() = 0;
 
+    /// What the window manager calls itself; empty when none runs.
+    [[nodiscard]] virtual QString windowManager() = 0;
+
     /// False in a Wayland session: without a front application the user may work in a window that nobody here sees.
     [[nodiscard]] virtual bool seesAllWindows() = 0;
 

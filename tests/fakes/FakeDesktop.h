@@ -34,6 +34,8 @@ struct FakeWorkspace final : Workspace {
     bool composited = false, seesAll = true;
     bool compositorRuns() override { return composited; }
     std::vector<ReservedStrip> reservedStrips() override { return strips; }
+    QString manager = u"Openbox"_s;
+    QString windowManager() override { return manager; }
     bool seesAllWindows() override { return seesAll; }
 };
 

@@ -74,6 +74,25 @@ TEST_F(HotKey, FiresOnceForEachPressWhateverLocksAreOn) {
     EXPECT_EQ(other.grabKey(space, XCB_MOD_MASK_1), 0) << "unregistered, and still grabbed";
 }
 
+TEST_F(HotKey, IsWhatTheUserHasChosen) {
+    for (const char* chord : {"super+space", "ctrl+shift+F9", "F8", "alt+grave"}) {
+        X11HotKeys chosen(dispatch, KeyChord::parse(QString::fromLatin1(chord)).value());
+        chosen.pressed = [&](quint32) {
+            ++fired;
+            chosen.pressHandled();
+        };
+        fired = 0;
+        ASSERT_EQ(chosen.registerHotKey(), 0) << chord;
+        for (const char* key : {"alt+space", "shift+F8", "ctrl+F9", "grave", chord})
+            tap(key);
+        EXPECT_TRUE(waitUntil([&] { return fired > 0; })) << chord;
+        QCoreApplication::processEvents();
+        EXPECT_EQ(fired, 1) << chord;
+    }
+    X11HotKeys missing(dispatch, KeyChord::parse(u"Alt+F35"_s).value());
+    EXPECT_LT(missing.registerHotKey(), 0) << "no key of this keyboard";
+}
+
 TEST_F(HotKey, AHeldKeyFiresOnceAndRepeatsNeitherFireNorType) {
     desk().output(u"xset"_s, {u"r"_s, u"rate"_s, u"60"_s, u"50"_s});
     ASSERT_EQ(keys.registerHotKey(), 0);
@@ -134,7 +153,7 @@ TEST_F(HotKey, TheKeyboardDoesNotStayStoppedWhateverThisProgramDoes) {
     EXPECT_TRUE(goesOn());
 
     ASSERT_EQ(keys.registerHotKey(), 0);
-    thread.runAndWait([&] { keys.watchdog(thread)(space); });
+    thread.runAndWait([&] { std::ignore = keys.watchdog(thread)(space, XCB_MOD_MASK_1); });
     ASSERT_TRUE(stopped());
     EXPECT_TRUE(goesOn()) << "the main thread is stuck";
 

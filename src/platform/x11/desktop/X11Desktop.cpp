@@ -47,20 +47,21 @@ bool isOurWindow(quint32 window) {
 } // namespace
 
 struct X11Desktop::Parts {
-    explicit Parts(Dispatch& dispatch)
+    Parts(Dispatch& dispatch, KeyChord hotkey)
         : pasteboard(thread, activity)
         , monitors(thread, activity, synthetic)
-        , hotKeys(dispatch)
+        , hotKeys(dispatch, hotkey)
         , workspace(dispatch)
         , hold(dispatch)
-        , keyboard(hold, [this](bool sending) { markSynthetic(sending); })
+        , keyboard(
+              hold, [this](bool sending) { markSynthetic(sending); }, hotkey)
         , accessibility(dispatch, frontTitle)
         , notifier(dispatch) {
         monitors.setOwnWindows([this](QPoint rootPosition, quint32 topWindow, quint32 time) {
             return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time);
         });
         outside = monitors.onPressOutside([this](QPoint) { hold.pressOutside(); });
-        monitors.onChord(hotKeys.watchdog(thread));
+        monitors.onKeyDown(hotKeys.watchdog(thread));
         hold.heldChanged = [this](bool held) { monitors.setKeyboardOurs(held); };
         logind.willLock = [this] { hold.letGo(); };
     }
@@ -95,8 +96,8 @@ struct X11Desktop::Parts {
     EventMonitors::Handle outside = 0;
 };
 
-X11Desktop::X11Desktop(Dispatch& dispatch)
-    : parts(std::make_unique<Parts>(dispatch)) {}
+X11Desktop::X11Desktop(Dispatch& dispatch, KeyChord hotkey)
+    : parts(std::make_unique<Parts>(dispatch, hotkey)) {}
 X11Desktop::~X11Desktop() = default;
 
 Desktop X11Desktop::desktop() {

@@ -2,6 +2,7 @@
 
 #include "base/Dispatch.h"
 #include "platform/Desktop.h"
+#include "platform/KeyChord.h"
 #include "platform/Windows.h"
 
 #include <memory>
@@ -12,7 +13,7 @@ namespace ovalin {
 /// after QApplication on the main thread; the dispatch outlives it.
 class X11Desktop {
 public:
-    explicit X11Desktop(Dispatch& dispatch);
+    explicit X11Desktop(Dispatch& dispatch, KeyChord hotkey = {});
     ~X11Desktop();
 
     [[nodiscard]] Desktop desktop();

@@ -25,6 +25,8 @@ public:
     /// hotkey is one) do not; scrolling does, where it is no terminal that scrolls.
     enum class Press { Nothing, Scrolling, Typing };
     Press press(quint8 code);
+    /// What was held when this key, no modifier, went down last.
+    [[nodiscard]] quint8 modifiersBeside(quint8 code) const { return modifiersAtPress[code]; }
 
     /// A key went up: what it was, with the modifiers that were held when it went down. Nothing for a modifier key, and
     /// for one that was not seen going down.

@@ -133,11 +133,10 @@ void RawInput::keyPressed(const xcb_input_raw_button_press_event_t& event) {
     if (keyMapStale)
         readKeyMap();
     // Our own keys lift and press modifiers, so the state follows them too.
-    const KeyState::Press press = keys.press(static_cast<quint8>(event.detail));
-    if (press == KeyState::Press::Nothing) {
-        if (chordPressed)
-            chordPressed(static_cast<quint8>(event.detail));
-    } else if (!synthetic.ours(event.time)) {
+    const auto key = static_cast<quint8>(event.detail);
+    const KeyState::Press press = keys.press(key);
+    const bool hotkey = isHotkey && isHotkey(key, keys.modifiersBeside(key));
+    if (!hotkey && press != KeyState::Press::Nothing && !synthetic.ours(event.time)) {
         clock.pressed(event.time);
         if (press == KeyState::Press::Typing)
             clock.pressedIn(activeWindow, event.time);

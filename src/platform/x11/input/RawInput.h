@@ -36,7 +36,7 @@ public:
     /// Off: keys are not even asked for.
     void selectKeys(bool on);
 
-    std::function<void(quint8 key)> chordPressed;
+    std::function<bool(quint8 key, quint8 modifiers)> isHotkey;
 
 private:
     [[nodiscard]] bool negotiate();

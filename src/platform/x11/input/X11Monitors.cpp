@@ -30,8 +30,8 @@ EventMonitors::Handle X11Monitors::onPressOutside(std::function<void(QPoint)> se
 
 void X11Monitors::removeMonitor(Handle handle) { receivers->remove(handle); }
 
-void X11Monitors::onChord(std::function<void(quint8)> seen) {
-    thread.post([watch = raw.get(), seen = std::move(seen)] { watch->chordPressed = seen; });
+void X11Monitors::onKeyDown(std::function<bool(quint8, quint8)> isHotkey) {
+    thread.post([watch = raw.get(), isHotkey = std::move(isHotkey)] { watch->isHotkey = isHotkey; });
 }
 
 void X11Monitors::setOwnWindows(std::function<bool(QPoint, quint32, quint32)> isOurs) {

@@ -30,8 +30,9 @@ public:
     /// pixels).
     [[nodiscard]] Handle onPressOutside(std::function<void(QPoint)> seen);
 
-    /// Calls `seen` on the X thread with each key that goes down beside Alt, Meta, Super or Hyper.
-    void onChord(std::function<void(quint8 key)> seen);
+    /// Calls `isHotkey` on the X thread with each key that goes down, and the modifiers beside it. A key that it says
+    /// is ours changes nobody's selection.
+    void onKeyDown(std::function<bool(quint8 key, quint8 modifiers)> isHotkey);
 
     /// Says which presses go to windows of ours, by the position (device pixels of the root window) and the child of
     /// the root found there, both looked up a little after the press, and by the server's time of it; they are nobody's

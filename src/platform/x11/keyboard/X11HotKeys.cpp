@@ -17,14 +17,15 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int NO_SERVER = -1;
-constexpr int NO_SPACE_KEY = -2;
+constexpr int NO_SUCH_KEY = -2;
 constexpr std::chrono::milliseconds LOOK_AFTER{200};
 constexpr std::chrono::seconds LONGEST_STOP{1};
 
 } // namespace
 
-X11HotKeys::X11HotKeys(Dispatch& theDispatch)
+X11HotKeys::X11HotKeys(Dispatch& theDispatch, KeyChord theChord)
     : dispatch(theDispatch)
+    , chord(theChord)
     , connection(qtConnection())
     , presses(std::make_shared<Presses>(connection)) {
     if (!connection)
@@ -43,16 +44,29 @@ X11HotKeys::~X11HotKeys() {
     unregisterHotKey();
 }
 
-X11HotKeys::Binding X11HotKeys::currentBinding() const {
+HotKeyBinding X11HotKeys::currentBinding() const {
     const auto map = KeyMap::read(connection);
     if (!map)
         return {};
-    Binding binding;
-    binding.key = map->plainKey(XK_space);
-    binding.alt = map->modifierMask(XK_Alt_L);
-    if (binding.alt == 0 || binding.alt & XCB_MOD_MASK_1)
-        binding.alt = XCB_MOD_MASK_1;
-    binding.locks = static_cast<quint16>(map->lockMask() & ~binding.alt);
+    quint8 alt = map->modifierMask(XK_Alt_L), super = map->modifierMask(XK_Super_L);
+    if (alt == 0 || alt & XCB_MOD_MASK_1)
+        alt = XCB_MOD_MASK_1;
+    if (super & XCB_MOD_MASK_4)
+        super = XCB_MOD_MASK_4;
+    HotKeyBinding binding;
+    binding.key = map->plainKey(chord.symbol);
+    const std::pair<quint8, quint8> masks[] = {{KeyChord::Control, XCB_MOD_MASK_CONTROL},
+                                               {KeyChord::Alt, alt},
+                                               {KeyChord::Shift, XCB_MOD_MASK_SHIFT},
+                                               {KeyChord::Super, super}};
+    for (const auto& [modifier, mask] : masks) {
+        if (!(chord.modifiers & modifier))
+            continue;
+        if (mask == 0) // another chord would be taken
+            return {};
+        binding.modifiers |= mask;
+    }
+    binding.locks = static_cast<quint16>(map->lockMask() & ~binding.modifiers);
     return binding;
 }
 
@@ -61,12 +75,12 @@ int X11HotKeys::registerHotKey() {
         return NO_SERVER;
     unregisterHotKey();
     seen = currentBinding();
-    presses->key = seen.key;
+    presses->binding = seen;
     if (!seen.key)
-        return NO_SPACE_KEY;
+        return NO_SUCH_KEY;
     std::vector<std::pair<quint16, xcb_void_cookie_t>> requests;
     for (unsigned locks = seen.locks;; locks = (locks - 1) & seen.locks) { // every subset of the lock modifiers
-        const auto state = static_cast<quint16>(seen.alt | locks);
+        const auto state = static_cast<quint16>(seen.modifiers | locks);
         requests.emplace_back(state, xcb_grab_key_checked(connection, 1, reader->rootId(), state, seen.key,
                                                           XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_SYNC));
         if (locks == 0)
@@ -106,16 +120,18 @@ void X11HotKeys::pressHandled() {
         presses->goOn();
 }
 
-std::function<void(quint8 key)> X11HotKeys::watchdog(XThread& thread) const {
-    return [&thread, watched = presses](quint8 key) {
-        if (key != watched->key)
-            return;
+std::function<bool(quint8 key, quint8 modifiers)> X11HotKeys::watchdog(XThread& thread) const {
+    return [&thread, watched = presses](quint8 key, quint8 modifiers) {
+        const HotKeyBinding binding = watched->binding;
+        if (key == 0 || key != binding.key || !binding.fits(modifiers))
+            return false;
         thread.at(deadlineIn(LONGEST_STOP), [watched, before = watched->handled.load()] {
             if (watched->handled != before)
                 return;
-            logLine(u"Ovalin: busy for a second after Alt+Space — the keyboard is let go"_s);
+            logLine(u"Ovalin: busy for a second after the hotkey — the keyboard is let go"_s);
             watched->goOn();
         });
+        return true;
     };
 }
 
@@ -157,7 +173,7 @@ bool X11HotKeys::keyPressed(const xcb_key_press_event_t& event) {
         down = true;
         return true;
     }
-    if ((event.state & 0xff & ~seen.locks) != seen.alt)
+    if (!seen.fits(event.state))
         return false;
     down = true;
     if (pressed)
@@ -193,7 +209,7 @@ void X11HotKeys::look() {
     lookPending = false;
     const quint32 managerBefore = windowManager;
     watchWindowManager();
-    const Binding now = currentBinding();
+    const HotKeyBinding now = currentBinding();
     if (now == seen && windowManager == managerBefore)
         return;
     if (grabbed.empty())

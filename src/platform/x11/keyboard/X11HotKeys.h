@@ -2,6 +2,7 @@
 
 #include "KeyMap.h"
 #include "base/Dispatch.h"
+#include "platform/KeyChord.h"
 #include "platform/HotKeys.h"
 #include "platform/x11/windows/WindowReader.h"
 
@@ -19,6 +20,16 @@ namespace ovalin {
 
 class XThread;
 
+/// What the grabs depend on; a new keyboard map that leaves it alone is no reason to grab anew.
+struct alignas(4) HotKeyBinding { // for the atomic one
+    KeyMap::Key key = 0;          ///< 0: none
+    quint8 modifiers = 0;
+    quint16 locks = 0; ///< that do not matter
+    bool operator==(const HotKeyBinding&) const = default;
+    /// Whether this is the state of the modifiers, as in events.
+    [[nodiscard]] bool fits(unsigned state) const { return (state & 0xff & ~unsigned{locks}) == modifiers; }
+};
+
 /// The hotkey as passive grabs (XGrabKey) of the root window on Qt's connection. Main thread.
 ///
 /// While our own keyboard hold is on, the key comes through that: it is recognised by what it is, not by the grab.
@@ -27,29 +38,21 @@ class XThread;
 /// that the release is seen here and nowhere else.
 class X11HotKeys final : public HotKeys, public QAbstractNativeEventFilter {
 public:
-    explicit X11HotKeys(Dispatch& dispatch);
+    explicit X11HotKeys(Dispatch& dispatch, KeyChord chord = {});
     ~X11HotKeys() override;
 
     [[nodiscard]] int registerHotKey() override;
     void unregisterHotKey() override;
     void pressHandled() override;
 
-    /// To be called on the X thread with each key that goes down beside Alt: if it is ours and the main thread does
-    /// nothing about it for a second, the keyboard is let go, since nobody could type anywhere.
-    [[nodiscard]] std::function<void(quint8 key)> watchdog(XThread& thread) const;
+    /// To be called on the X thread with each key that goes down, and the modifiers beside it. True: it is ours; if the
+    /// main thread does nothing about it for a second, the keyboard is let go, since nobody could type anywhere.
+    [[nodiscard]] std::function<bool(quint8 key, quint8 modifiers)> watchdog(XThread& thread) const;
 
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
 
 private:
-    /// What the grabs depend on; a new keyboard map that leaves it alone is no reason to grab anew.
-    struct Binding {
-        KeyMap::Key key = 0;
-        quint16 alt = 0;
-        quint16 locks = 0;
-        bool operator==(const Binding&) const = default;
-    };
-
-    [[nodiscard]] Binding currentBinding() const;
+    [[nodiscard]] HotKeyBinding currentBinding() const;
     bool keyPressed(const xcb_key_press_event_t& event);
     bool keyReleased(const xcb_key_press_event_t& event);
     void watchWindowManager();
@@ -57,6 +60,7 @@ private:
     void look();
 
     Dispatch& dispatch;
+    const KeyChord chord;
     xcb_connection_t* const connection;
     std::optional<WindowReader> reader;
     quint8 xkbEvent = 0;
@@ -66,13 +70,13 @@ private:
         explicit Presses(xcb_connection_t* theConnection)
             : connection(theConnection) {}
         xcb_connection_t* connection;
-        std::atomic<quint8> key{0};
+        std::atomic<HotKeyBinding> binding;
         std::atomic<quint32> handled{0}; ///< how many
         void goOn();
     };
     std::shared_ptr<Presses> presses;
 
-    Binding seen;
+    HotKeyBinding seen;
     std::vector<quint16> grabbed; // modifier states of the grabs that stand
     quint32 windowManager = 0;
     bool lookPending = false;

@@ -61,10 +61,11 @@ TargetFacts factsOf(const WindowIdentity& client, FocusKind focus) {
 
 } // namespace
 
-X11Keyboard::X11Keyboard(X11KeyboardHold& theHold, std::function<void(bool)> theSending)
+X11Keyboard::X11Keyboard(X11KeyboardHold& theHold, std::function<void(bool)> theSending, KeyChord theHotkey)
     : hold(theHold)
     , connection(qtConnection())
-    , sending(std::move(theSending)) {
+    , sending(std::move(theSending))
+    , hotkey(theHotkey) {
     if (!connection)
         return;
     front.emplace(connection);
@@ -192,7 +193,7 @@ void X11Keyboard::press(xcb_connection_t* connection, const Chord& chord) {
 void X11Keyboard::sendChords(const KeyMap& map, const std::vector<Chord>& chords) {
     const Keymap held(xcb_query_keymap_reply(connection, xcb_query_keymap(connection), nullptr));
     const std::vector<KeyMap::Key> modifiers = heldModifiers(map, held);
-    const KeyMap::Key space = map.plainKey(XK_space);
+    const KeyMap::Key hotkeys = map.plainKey(hotkey.symbol);
     if (sending)
         sending(true);
     const auto notSending = qScopeGuard([this] {
@@ -206,8 +207,8 @@ void X11Keyboard::sendChords(const KeyMap& map, const std::vector<Chord>& chords
             askStillHeld = xcb_query_keymap(connection);
             // Lifted while the hold is still on: the application never saw them go down in the panel, and a lone Alt
             // going up opens its menu bar. The hotkey's key ends the hotkey's grab.
-            if (isDown(held, space))
-                fake(connection, XCB_KEY_RELEASE, space);
+            if (isDown(held, hotkeys))
+                fake(connection, XCB_KEY_RELEASE, hotkeys);
             for (const KeyMap::Key key : modifiers)
                 fake(connection, XCB_KEY_RELEASE, key);
             // XTEST drops a press of a key that it believes to be down, which would leave a bare "c".

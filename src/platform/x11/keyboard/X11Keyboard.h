@@ -2,7 +2,7 @@
 
 // The keyboard, how it hangs together:
 //
-//   X11HotKeys        Alt+Space: passive grabs, which stop the keyboard in the server until somebody takes it
+//   X11HotKeys        the hotkey: passive grabs, which stop the keyboard in the server until somebody takes it
 //   X11KeyboardHold   takes it for the panel, and gives it back to lockers, popups and after five minutes
 //   KeyboardGrab      the one active grab on Qt's connection; X11KeyboardHold owns it, X11Keyboard opens it
 //   X11Keyboard       sends chords (XTEST) through a gap in that grab; TargetRules says which are harmless
@@ -13,6 +13,7 @@
 
 #include "KeyMap.h"
 #include "X11KeyboardHold.h"
+#include "platform/KeyChord.h"
 #include "platform/Keyboard.h"
 #include "platform/x11/targets/TargetRules.h"
 #include "platform/x11/windows/FrontWindow.h"
@@ -31,7 +32,8 @@ namespace ovalin {
 class X11Keyboard final : public Keyboard, public QAbstractNativeEventFilter {
 public:
     /// `sending` is called on the worker around the keys: what monitors see meanwhile is not the user's.
-    X11Keyboard(X11KeyboardHold& hold, std::function<void(bool sending)> sending);
+    /// `hotkey`: its key may still be down.
+    X11Keyboard(X11KeyboardHold& hold, std::function<void(bool sending)> sending, KeyChord hotkey = {});
     ~X11Keyboard() override;
 
     [[nodiscard]] bool trusted() const override { return xtest; }
@@ -58,6 +60,7 @@ private:
     X11KeyboardHold& hold;
     xcb_connection_t* const connection;
     const std::function<void(bool)> sending;
+    const KeyChord hotkey;
     std::optional<FrontWindow> front;
     bool xtest = false;
     std::mutex oneAtATime;

@@ -96,9 +96,9 @@ void X11Workspace::watchCompositor() {
 }
 
 void X11Workspace::watchWindowManager() {
-    windowManager = reader->windowManager();
-    if (windowManager)
-        addWindowEvents(qtConnection(), windowManager, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    managersWindow = reader->windowManager();
+    if (managersWindow)
+        addWindowEvents(qtConnection(), managersWindow, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
 }
 
 bool X11Workspace::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
@@ -113,9 +113,9 @@ bool X11Workspace::nativeEventFilter(const QByteArray&, void* message, qintptr*)
         const auto* property = static_cast<const xcb_property_notify_event_t*>(message);
         if (property->window == reader->rootId() && property->atom == reader->checkAtom())
             watchWindowManager();
-    } else if (type == XCB_DESTROY_NOTIFY && windowManager &&
-               static_cast<const xcb_destroy_notify_event_t*>(message)->window == windowManager) {
-        windowManager = 0;
+    } else if (type == XCB_DESTROY_NOTIFY && managersWindow &&
+               static_cast<const xcb_destroy_notify_event_t*>(message)->window == managersWindow) {
+        managersWindow = 0;
         if (windowManagerDied)
             windowManagerDied();
     }
@@ -196,6 +196,11 @@ std::vector<ReservedStrip> X11Workspace::reservedStrips() {
             addStrips(strips, QSize(root->width, root->height), partial.size() == 12 ? partial : whole);
     }
     return strips;
+}
+
+QString X11Workspace::windowManager() {
+    const quint32 manager = reader ? reader->windowManager() : 0;
+    return manager ? reader->title(manager) : QString();
 }
 
 bool X11Workspace::compositorRuns() {

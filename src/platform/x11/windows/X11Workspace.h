@@ -25,6 +25,7 @@ public:
 
     [[nodiscard]] bool compositorRuns() override;
     [[nodiscard]] std::vector<ReservedStrip> reservedStrips() override;
+    [[nodiscard]] QString windowManager() override;
     [[nodiscard]] bool seesAllWindows() override { return !waylandSession; }
 
 private:
@@ -42,8 +43,8 @@ private:
     QStringList unknown; // applications that a fresh reading did not name either
     bool reading = false;
     quint32 compositorSelection = 0, strut = 0, strutPartial = 0;
-    quint32 windowManager = 0; // its check window
-    int selectionEvent = 0;    // of XFIXES; 0: there is none
+    quint32 managersWindow = 0; // the check window
+    int selectionEvent = 0;     // of XFIXES; 0: there is none
     const bool waylandSession;
     QObject context;
 };
