@@ -6,51 +6,19 @@
 #include "platform/atspi/AtSpiAccessibility.h"
 #include "platform/x11/windows/FrontWindow.h"
 #include "platform/helpers/Tools.h"
+#include "support/HttpServer.h"
 
-#include <QCoreApplication>
-#include <QDir>
-#include <QTcpServer>
-#include <QTcpSocket>
 #include <QUrl>
-
-#include <map>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 namespace {
 
-/// Serves one page for each path; what is not there is 404.
-class Pages {
-public:
-    Pages() {
-        server.listen(QHostAddress::LocalHost);
-        QObject::connect(&server, &QTcpServer::newConnection, &server, [this] {
-            while (QTcpSocket* socket = server.nextPendingConnection())
-                QObject::connect(socket, &QTcpSocket::readyRead, socket, [this, socket] { answer(socket); });
-        });
-    }
+struct Pages : HttpServer {
+    Pages() { answers["/favicon.ico"] = "404 Not Found"; }
     QString add(const QString& path, const QString& title, const QString& body = u"text"_s) {
-        bodies[path] =
+        pages[path.toUtf8()] =
             u"<!doctype html><meta charset=utf-8><title>%1</title><body>%2"_s.arg(title.toHtmlEscaped(), body).toUtf8();
-        return u"http://127.0.0.1:%1%2"_s.arg(server.serverPort()).arg(path);
+        return url(path);
     }
-
-private:
-    void answer(QTcpSocket* socket) {
-        if (!socket->peek(64 * 1024).contains("\r\n\r\n"))
-            return;
-        const QString path = QString::fromUtf8(socket->readAll().split(' ').value(1));
-        const auto found = bodies.find(path);
-        const QByteArray body = found == bodies.end() ? QByteArray() : found->second;
-        socket->write(QByteArray(body.isEmpty() ? "HTTP/1.1 404 None" : "HTTP/1.1 200 OK") +
-                      "\r\nConnection: close\r\nContent-Type: text/html\r\nContent-Length: " +
-                      QByteArray::number(body.size()) + "\r\n\r\n" + body);
-        socket->disconnectFromHost();
-    }
-    QTcpServer server;
-    std::map<QString, QByteArray> bodies;
 };
 
 /// Browsers expose themselves only when they find this on at their start.
@@ -100,19 +68,11 @@ QString chromiumCalled(const QString& name) {
     return ours.filePath(name);
 }
 
-struct OddTitle {
-    const char* path;
-    QString title;
-    QString shown;
-};
-std::vector<OddTitle> oddTitles() {
+/// Titles, and how they are shown.
+std::vector<std::pair<QString, QString>> oddTitles() {
     const QString longTitle(10'000, u'x');
-    const QString quotes = u"\"q\" 'q' \\ & — 😀"_s;
-    const QString rightToLeft = u"שלום עולם"_s;
-    return {{"/quotes", quotes, quotes},
-            {"/lines", u"a\nb"_s, u"a b"_s},
-            {"/rtl", rightToLeft, rightToLeft},
-            {"/long", longTitle, longTitle}};
+    const QString quotes = u"\"q\" 'q' \\ & — 😀"_s, rightToLeft = u"שלום עולם"_s;
+    return {{quotes, quotes}, {u"a\nb"_s, u"a b"_s}, {rightToLeft, rightToLeft}, {longTitle, longTitle}};
 }
 
 } // namespace
@@ -124,7 +84,7 @@ TEST(Browsers, ChromiumTellsItsFrontTab) {
     Pages pages;
     const QString chromium = u"org.chromium.Chromium"_s;
     EXPECT_FALSE(frontTab(chromium)) << "it does not run yet";
-    const QString one = pages.add(u"/one"_s, u"Page one"_s, u"<iframe src=/quotes></iframe>"_s);
+    const QString one = pages.add(u"/one"_s, u"Page one"_s, u"<iframe src=/two?a=b></iframe>"_s);
     const QString two = pages.add(u"/two?a=b"_s, u"Page two"_s);
     const QStringList options =
         u"--no-sandbox --disable-gpu --no-first-run --disable-background-networking --disable-component-update "
@@ -135,10 +95,12 @@ TEST(Browsers, ChromiumTellsItsFrontTab) {
     ASSERT_TRUE(shows(chromium, one, u"Page one"_s)) << desk().log(u"chrome"_s).toStdString();
     press(u"ctrl+Next"_s);
     EXPECT_TRUE(shows(chromium, two, u"Page two"_s));
-    for (const OddTitle& odd : oddTitles()) {
-        const QString url = pages.add(QString::fromLatin1(odd.path), odd.title);
-        desk().start(program, options + QStringList{url});
-        EXPECT_TRUE(shows(chromium, url, odd.shown)) << odd.path;
+    QString odd;
+    int number = 0;
+    for (const auto& [title, shown] : oddTitles()) {
+        odd = pages.add(u"/odd%1"_s.arg(++number), title);
+        desk().start(program, options + QStringList{odd});
+        EXPECT_TRUE(shows(chromium, odd, shown));
     }
     const QString window = pages.add(u"/window"_s, u"Second window"_s);
     desk().start(program, options + QStringList{u"--new-window"_s, window});
@@ -148,7 +110,7 @@ TEST(Browsers, ChromiumTellsItsFrontTab) {
     toFront(u"Second window"_s);
     EXPECT_TRUE(shows(chromium, window, u"Second window"_s));
     toFront(u"xxxxxx"_s);
-    EXPECT_TRUE(shows(chromium, pages.add(u"/long"_s, {}), QString(10'000, u'x')));
+    EXPECT_TRUE(shows(chromium, odd, QString(10'000, u'x')));
 
     EXPECT_FALSE(frontTab(u"com.google.Chrome"_s)) << "another browser";
     {

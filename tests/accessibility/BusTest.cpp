@@ -5,12 +5,6 @@
 
 #include <QLocalServer>
 
-#include <unistd.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
-
 namespace {
 
 using Kind = AccessibleSelection::Kind;
@@ -30,7 +24,7 @@ AccessibleSelection read(AtSpiAccessibility& accessibility) {
 TEST(AtSpiBus, ABusThatIsNotThereOrNeverAnswersEndsInTime) {
     FakeTree stopped;
     giveText(stopped);
-    const Stopped stop(stopped.busDaemon());
+    const Stopped stop = stopped.hangBus();
     QLocalServer mute; // the kernel takes connections for it, and it never looks
     ASSERT_TRUE(mute.listen(desk().path(u"mute"_s)));
     for (const QString& address : {QString(), u"unix:path=/nonexistent/bus"_s, u"nonsense"_s,
@@ -51,7 +45,7 @@ TEST(AtSpiBus, ABusThatFallsSilentEndsTheReadingAndServesTheNextOne) {
     AtSpiAccessibility accessibility(dispatch, nobody, fake.address());
     ASSERT_TRUE(waitUntil([&] { return read(accessibility).kind == Kind::Text; }));
     {
-        const Stopped stop(fake.busDaemon());
+        const Stopped stop = fake.hangBus();
         EXPECT_EQ(read(accessibility).kind, Kind::Unavailable);
     }
     EXPECT_TRUE(waitUntil([&] { return read(accessibility).kind == Kind::Text; }));

@@ -5,13 +5,7 @@
 #include <QDBusMetaType>
 #include <QDBusVariant>
 
-#include <algorithm>
-#include <csignal>
-#include <stdexcept>
-
 namespace ovalin {
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -51,28 +45,17 @@ QStringList interfaces(const FakeObject& object) {
 
 } // namespace
 
-Stopped::Stopped(QProcess& process)
-    : group(static_cast<int>(process.processId())) {
-    ::kill(-group, SIGSTOP);
-}
-Stopped::~Stopped() { ::kill(-group, SIGCONT); }
-
 FakeTree::FakeTree() {
     qDBusRegisterMetaType<AtSpiRef>();
     qDBusRegisterMetaType<QList<AtSpiRef>>();
     qDBusRegisterMetaType<QMap<QString, QString>>();
     qDBusRegisterMetaType<CacheItem>();
     qDBusRegisterMetaType<QList<CacheItem>>();
-    static int count = 0;
-    socket = desk().path(u"fake-bus-%1"_s.arg(++count));
-    startBus();
+    connect();
 }
 
-void FakeTree::startBus() {
-    daemon = &desk().start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--address="_s + address()});
-    if (!waitUntil([this] { return busAnswers(address(), QDeadlineTimer(1000)); }))
-        throw std::runtime_error("the bus did not start");
-    QDBusConnection connection = QDBusConnection::connectToBus(address(), socket);
+void FakeTree::connect() {
+    QDBusConnection connection = QDBusConnection::connectToBus(address(), address());
     service = connection.baseService();
     connection.registerVirtualObject(u"/"_s, this, QDBusConnection::SubPath);
     connection.registerService(u"org.a11y.Bus"_s);
@@ -80,24 +63,21 @@ void FakeTree::startBus() {
 }
 
 void FakeTree::restart() {
-    QDBusConnection::disconnectFromBus(socket);
-    desk().end(*daemon);
-    startBus();
+    QDBusConnection::disconnectFromBus(address());
+    bus.end();
+    bus.start();
+    connect();
 }
 
 void FakeTree::tellFocus(const QString& path, bool gained) const {
     QDBusMessage event = QDBusMessage::createSignal(path, u"org.a11y.atspi.Event.Object"_s, u"StateChanged"_s);
     event.setArguments({u"focused"_s, gained ? 1 : 0, 0, QVariant::fromValue(QDBusVariant(QString())),
                         QVariant::fromValue(ref(path))});
-    QDBusConnection(socket).send(event);
+    QDBusConnection(address()).send(event);
 }
 
-FakeTree::~FakeTree() {
-    QDBusConnection::disconnectFromBus(socket);
-    desk().end(*daemon);
-}
+FakeTree::~FakeTree() { QDBusConnection::disconnectFromBus(address()); }
 
-QString FakeTree::address() const { return u"unix:path="_s + socket; }
 AtSpiRef FakeTree::ref(const QString& path) const { return {service, path}; }
 
 QList<AtSpiRef> FakeTree::refs(const QStringList& paths) const {

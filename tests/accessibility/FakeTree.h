@@ -2,15 +2,10 @@
 
 #include "Support.h"
 
+#include "fakes/FakeServices.h"
 #include "platform/atspi/AtSpiBus.h"
 
-#include <QDBusVirtualObject>
-
-#include <map>
-#include <optional>
 #include <set>
-#include <utility>
-#include <vector>
 
 namespace ovalin {
 
@@ -40,8 +35,8 @@ public:
     std::set<QString> garbled;             ///< methods that answer with data of another type
     int listeners = 0;                     ///< registrations for focus events, less those taken back
 
-    [[nodiscard]] QString address() const;
-    [[nodiscard]] QProcess& busDaemon() const { return *daemon; }
+    [[nodiscard]] const QString& address() const { return bus.address; }
+    [[nodiscard]] Stopped hangBus() const { return bus.hang(); }
     /// Ends the bus and starts another at the same address.
     void restart();
     /// Tells that the object gained or lost the focus.
@@ -51,7 +46,7 @@ public:
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override;
 
 private:
-    void startBus();
+    void connect();
     [[nodiscard]] AtSpiRef ref(const QString& path) const;
     [[nodiscard]] QList<AtSpiRef> refs(const QStringList& paths) const;
     [[nodiscard]] QString parentOf(const QString& path) const;
@@ -60,8 +55,7 @@ private:
     [[nodiscard]] QStringList matches(const QDBusMessage& message) const;
     [[nodiscard]] QStringList below(const QString& path) const;
 
-    QString socket;
-    QProcess* daemon = nullptr;
+    TestBus bus;
     QString service;
 };
 

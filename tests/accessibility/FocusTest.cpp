@@ -4,12 +4,6 @@
 #include "fakes/FakeDispatch.h"
 #include "platform/atspi/AtSpiAccessibility.h"
 
-#include <unistd.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
-
 namespace {
 
 using Kind = AccessibleSelection::Kind;

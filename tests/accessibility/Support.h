@@ -4,17 +4,9 @@
 
 #include "platform/Accessibility.h"
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <future>
-#include <memory>
 #include <ostream>
-#include <thread>
 
 namespace ovalin {
-
-TestDesk& desk();
 
 /// Runs it as a room would, on another thread, while the event loop of this one goes on. `seconds` is a bound for
 /// hanging, well below the 25 s that D-Bus waits by itself.
@@ -36,17 +28,5 @@ inline std::ostream& operator<<(std::ostream& out, AccessibleSelection::Kind kin
 
 /// Where no window tells anything.
 inline FrontTitle nobody(const AppWindow&) { return {}; }
-
-/// A process stopped, and continued when the test goes.
-class Stopped {
-public:
-    explicit Stopped(QProcess& process);
-    ~Stopped();
-    Stopped(const Stopped&) = delete;
-    Stopped& operator=(const Stopped&) = delete;
-
-private:
-    int group;
-};
 
 } // namespace ovalin

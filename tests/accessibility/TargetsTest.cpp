@@ -7,10 +7,6 @@
 
 #include <cstdio>
 
-using namespace ovalin;
-using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
-
 namespace {
 
 using Kind = AccessibleSelection::Kind;

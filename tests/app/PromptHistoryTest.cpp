@@ -3,15 +3,7 @@
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeDispatch.h"
 #include "support/Limits.h"
-#include "support/TestDesk.h"
 
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 using Step = PromptHistory::Step;
 
 namespace {

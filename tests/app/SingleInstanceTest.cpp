@@ -1,19 +1,8 @@
 #include "app/SingleInstance.h"
 
 #include "fakes/FakeDesktop.h"
-#include "support/TestDesk.h"
 
-#include <QDir>
 #include <QLocalSocket>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <thread>
-#include <unistd.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 

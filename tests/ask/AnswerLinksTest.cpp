@@ -1,14 +1,9 @@
 #include "ask/AnswerLinks.h"
 
-#include "support/TestDesk.h"
+#include "support/Testing.h"
 
 #include <QRandomGenerator>
 #include <QRegularExpression>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 

@@ -1,20 +1,13 @@
 #include "ask/AskChat.h"
 
-#include "HttpServer.h"
+#include "support/HttpServer.h"
 #include "ask/WebSearch.h"
 
 #include "fakes/FakeViews.h"
 #include "history/AskHistoryEntries.h"
-#include "support/TestDesk.h"
 
-#include <QTemporaryDir>
-#include <QJsonArray>
 #include <QTest>
 
-#include <gmock/gmock.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 using testing::HasSubstr;
 
 namespace {
@@ -44,14 +37,14 @@ struct AskChatTest : testing::Test {
     /// `script`: run by zsh with the folder as $D; `next` prints the recorded stream $1 and `say` an answer.
     void start(const QByteArray& script) {
         const QString path = folder.filePath(u"ask-stream.sh"_s);
-        writeFile(path, "#!/bin/zsh\nD='" + folder.path().toUtf8() + "'\nprint $$ $OVALIN_ASK_RESUME >> $D/starts\n" +
-                            "recorded() { cat " OVALIN_TESTS_DIR "/ask/recorded/$1.jsonl }\n"
-                            "delta() { print -r '{\"type\":\"stream_event\",\"session_id\":\"" +
-                            SESSION +
-                            "\",\"event\":{\"type\":\"content_block_delta\",\"delta\":{\"text\":\"'$1'\"}}}' }\n"
-                            "result() { print -r '{\"type\":\"result\",\"subtype\":\"'$1'\",\"result\":\"'$2'\"}' }\n" +
-                            script);
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        writeProgram(path,
+                     "#!/bin/zsh\nD='" + folder.path().toUtf8() + "'\nprint $$ $OVALIN_ASK_RESUME >> $D/starts\n" +
+                         "recorded() { cat " OVALIN_TESTS_DIR "/ask/recorded/$1.jsonl }\n"
+                         "delta() { print -r '{\"type\":\"stream_event\",\"session_id\":\"" +
+                         SESSION +
+                         "\",\"event\":{\"type\":\"content_block_delta\",\"delta\":{\"text\":\"'$1'\"}}}' }\n"
+                         "result() { print -r '{\"type\":\"result\",\"subtype\":\"'$1'\",\"result\":\"'$2'\"}' }\n" +
+                         script);
         chat.emplace(dispatch, verifier, view, context,
                      AskChat::Sources{{path, AgentSearch{}},
                                       [this](const QString&) { return search(); },
@@ -373,9 +366,8 @@ TEST_F(AskChatTest, EveryFailureSaysWhatItWas) {
 TEST_F(AskChatTest, TheDirectCommandLineIsWhole) {
     const QString agent = folder.filePath(u"it's -an agent/claude"_s);
     const QByteArray log = folder.filePath(u"args"_s).toUtf8();
-    writeFile(agent, "#!/bin/sh\n{ pwd; printf '%s\\n' \"${OVALIN_ASK_RESUME-none}\" \"$@\"; echo .; } >> '" + log +
-                         "'\nread line\n");
-    QFile::setPermissions(agent, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    writeProgram(agent, "#!/bin/sh\n{ pwd; printf '%s\\n' \"${OVALIN_ASK_RESUME-none}\" \"$@\"; echo .; } >> '" + log +
+                            "'\nread line\n");
     start("");
     chat.emplace(dispatch, verifier, view, context,
                  AskChat::Sources{{folder.filePath(u"none"_s), AgentSearch{{agent}}},

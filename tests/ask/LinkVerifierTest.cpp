@@ -1,19 +1,10 @@
 #include "ask/LinkVerifier.h"
 
-#include "HttpServer.h"
 #include "ask/WebSearch.h"
-#include "support/TestDesk.h"
+#include "support/HttpServer.h"
 
-#include <QCoreApplication>
 #include <QThread>
 #include <QUrl>
-
-#include <gtest/gtest.h>
-
-#include <optional>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 

@@ -1,16 +1,6 @@
 #include "ask/WebSearch.h"
 
-#include "support/TestDesk.h"
-
-#include <QFile>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
+#include "support/Testing.h"
 
 namespace {
 
@@ -19,8 +9,7 @@ struct WebSearch : testing::Test {
     const QString script = folder.filePath(u"it's a search"_s);
 
     void scriptDoes(const QByteArray& lines) const {
-        writeFile(script, "#!/bin/sh\ncd '" + folder.path().toUtf8() + "'\n" + lines);
-        QFile::setPermissions(script, QFile::Permissions(0x7755));
+        writeProgram(script, "#!/bin/sh\ncd '" + folder.path().toUtf8() + "'\n" + lines);
     }
     [[nodiscard]] QString search(const QString& question = u"x"_s, int limit = 8000) const {
         return googleSearch(question, script, std::chrono::milliseconds(limit));
@@ -55,9 +44,7 @@ TEST_F(WebSearch, ASearchThatHangsIsEndedWithItsChildren) {
     scriptDoes("trap '' TERM\nsleep 600 &\necho $! >child\necho $$ >self\nwait\n");
     EXPECT_EQ(search(u"x"_s, 400), QString());
     for (const char* name : {"child", "self"}) {
-        const pid_t pid = written(name).trimmed().toInt();
-        ASSERT_GT(pid, 0);
-        EXPECT_TRUE(waitUntil([pid] { return ::kill(pid, 0) != 0; })) << name;
+        EXPECT_TRUE(ends(written(name).trimmed().toInt())) << name;
     }
 }
 

@@ -1,16 +1,7 @@
 #include "base/AgentCli.h"
 
-#include "base/AgentLine.h"
 #include "base/children/ChildProcess.h"
-#include "support/TestDesk.h"
-
-#include <QDir>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-using namespace ovalin;
-using namespace std::chrono_literals;
+#include "support/Testing.h"
 
 namespace {
 
@@ -30,8 +21,9 @@ struct AgentCli : testing::Test {
 
     QString path(const QString& name) const { return folder.filePath(name); }
     QString program(const QString& name, const QByteArray& lines = "#!/bin/sh\n", bool executable = true) const {
-        writeFile(path(name), lines);
-        QFile::setPermissions(path(name), executable ? QFile::Permissions(0x7755) : QFile::Permissions(0x6644));
+        writeProgram(path(name), lines);
+        if (!executable)
+            QFile::setPermissions(path(name), QFile::Permissions(0x6644));
         return path(name);
     }
     AgentSearch search(const QStringList& names = {u"1/claude"_s, u"2/claude"_s}) const {
@@ -87,29 +79,4 @@ TEST_F(AgentCli, AShellThatIsMissingOrHangsFindsNothing) {
     AgentSearch impatient = search();
     impatient.probeDeadline = 200ms;
     EXPECT_EQ(findClaudeBinary(impatient), std::nullopt);
-}
-
-TEST(AgentLine, EachRoleHasItsPermissionsAndNoOther) {
-    using namespace Qt::StringLiterals;
-    const QString agent = u"it's/claude"_s, persona = u"it's-$Q"_s, session = u"0f8fad5b-d9cb-469f-a165-70867728950e"_s;
-    const QString chat = u"--input-format stream-json --output-format stream-json --include-partial-messages --verbose "
-                         "--effort low %1--tools WebFetch WebSearch Read Bash Edit Write Grep Glob "
-                         "--append-system-prompt it's-$Q --permission-mode bypassPermissions"_s;
-    const QString noReading = u"--settings {\"permissions\":{\"deny\":[\"Read\"]}}"_s;
-    const std::pair<QString, QString> rows[] = {
-        {agentChatLine(agent, persona, {}), chat.arg(QString())},
-        {agentChatLine(agent, persona, session), chat.arg(u"--resume "_s + session + u' ')},
-        {agentChatLine(agent, persona, session + u'\''), chat.arg(QString())},
-        {agentWritingLine(agent, AgentEffort::Low, persona, {u"Q"_s, u"-p"_s}),
-         u"--effort low --append-system-prompt it's-$Q "_s + noReading + u" -- -p"_s},
-        {agentWritingLine(agent, AgentEffort::Usual, persona, {u"Q"_s, u"/-p"_s}),
-         u"--append-system-prompt it's-$Q "_s + noReading + u"  -p"_s},
-        {agentTransformLine(agent, u"as $Q says"_s), u"--append-system-prompt as -p says "_s + noReading},
-        {agentEditLine(agent, persona), u"--permission-mode bypassPermissions --append-system-prompt it's-$Q"_s},
-        {agentRouterLine(agent, persona), u"it's-$Q --permission-mode bypassPermissions"_s},
-    };
-    for (const auto& [line, words] : rows) {
-        const ChildRun run = runToEnd(shellCommand(u"print -rn -- "_s + line, {{u"Q"_s, u"-p"_s}}));
-        EXPECT_EQ(QString::fromUtf8(run.output), u"it's/claude -p "_s + words);
-    }
 }

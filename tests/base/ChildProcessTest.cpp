@@ -1,19 +1,9 @@
 #include "base/children/ChildProcess.h"
 #include "base/Descriptor.h"
 
-#include "support/TestDesk.h"
+#include "support/Testing.h"
 
-#include <QDir>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
 #include <sys/wait.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -22,11 +12,6 @@ ChildRun shell(const QString& line, const RunOptions& options = {}, const ChildV
 }
 
 qsizetype openDescriptors() { return QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System).size(); }
-
-bool isRunning(const QString& pid) {
-    const QByteArray status = readFile(u"/proc/%1/stat"_s.arg(pid));
-    return !status.isEmpty() && !status.contains(") Z ");
-}
 
 struct ChildProcess : testing::Test {
     QTemporaryDir folder;
@@ -114,7 +99,7 @@ TEST_F(ChildProcess, ALateChildIsEndedWithItsWholeGroup) {
     const ChildRun stubborn = shell(u"trap '' TERM; sleep 1000 & print $!; while true; do sleep 1000; done"_s, options);
     EXPECT_EQ(stubborn.end.number, SIGKILL);
     ASSERT_FALSE(stubborn.text().isEmpty());
-    EXPECT_TRUE(waitUntil([&] { return !isRunning(stubborn.text()); }));
+    EXPECT_TRUE(ends(stubborn.text().toInt()));
 }
 
 TEST_F(ChildProcess, EndlessOutputEndsAtTheLimit) {
@@ -130,7 +115,7 @@ TEST_F(ChildProcess, WhatAChildLeftRunningDoesNotHoldUsByItsOutput) {
     options.grace = 100ms;
     const ChildRun run = shell(u"sleep 1000 & print $!"_s, options);
     EXPECT_TRUE(run.end.succeeded());
-    ASSERT_TRUE(isRunning(run.text())) << "it is a job of the child's own";
+    EXPECT_TRUE(readFile(u"/proc/%1/stat"_s.arg(run.text())).contains(") S ")) << "it is a job of the child's own";
     ::kill(run.text().toInt(), SIGKILL);
 }
 

@@ -1,20 +1,8 @@
 #include "base/children/LiveChild.h"
 #include "base/children/ChildProcess.h"
-#include "support/TestDesk.h"
-
-#include <QElapsedTimer>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
-#include <mutex>
-#include <thread>
+#include "support/Testing.h"
 
 #include <sys/wait.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 
@@ -45,8 +33,7 @@ struct Heard {
                     refused = reason;
                 }};
     }
-    template <class Condition>
-    bool wait(Condition condition) {
+    bool wait(const std::function<bool()>& condition) {
         return waitUntil([&] {
             const std::lock_guard lock(mutex);
             return condition();
@@ -77,10 +64,6 @@ struct LiveChildTest : testing::Test {
     }
 };
 
-bool isGone(pid_t pid) {
-    return waitUntil([pid] { return ::kill(pid, 0) != 0; });
-}
-
 } // namespace
 
 // The first one here: the program that is forked needs a supervisor of its own.
@@ -104,9 +87,9 @@ TEST_F(LiveChildTest, AProgramThatIsKilledTakesItsChildrenWithItButNoDetachedOne
     EXPECT_EQ(::kill(chat, 0), 0) << "it does not end with the thread that asked for it";
     ::kill(program, SIGKILL);
     ::waitpid(program, nullptr, 0);
-    EXPECT_TRUE(isGone(chat));
-    EXPECT_TRUE(isGone(tame));
-    EXPECT_TRUE(isGone(job));
+    EXPECT_TRUE(ends(chat));
+    EXPECT_TRUE(ends(tame));
+    EXPECT_TRUE(ends(job));
     EXPECT_EQ(::kill(router, 0), 0);
     ::kill(-router, SIGKILL);
 }
@@ -126,7 +109,7 @@ TEST_F(LiveChildTest, AChildThatDoesNotReadHoldsUpNobody) {
     const pid_t pid = pidIn("pid");
     child->write(QByteArray(20 << 20, 'x'));
     child.reset();
-    EXPECT_TRUE(isGone(pid));
+    EXPECT_TRUE(ends(pid));
     EXPECT_FALSE(heard.end) << "who is told to end does not report it";
 }
 
@@ -176,8 +159,8 @@ TEST_F(LiveChildTest, WhatAChildHasStartedEndsWithItAlsoWhenItDiesByItself) {
             end;
         start(line.constData());
         ASSERT_TRUE(heard.wait([this] { return heard.end.has_value(); }));
-        EXPECT_TRUE(isGone(pidIn("tame"))) << end;
-        EXPECT_TRUE(isGone(pidIn("wild"))) << end;
+        EXPECT_TRUE(ends(pidIn("tame"))) << end;
+        EXPECT_TRUE(ends(pidIn("wild"))) << end;
         QFile::remove(folder.filePath(u"tame"_s));
         QFile::remove(folder.filePath(u"wild"_s));
     }
@@ -187,6 +170,6 @@ TEST_F(LiveChildTest, NothingOutlivesTheGrace) {
     start("trap '' TERM; setsid sh -c 'trap \"\" TERM; echo $$ > far; sleep 60' & echo $$ > near; sleep 60");
     const pid_t near = pidIn("near"), far = pidIn("far");
     child.reset();
-    EXPECT_TRUE(isGone(near));
-    EXPECT_TRUE(isGone(far)) << "a session of its own does not save it";
+    EXPECT_TRUE(ends(near));
+    EXPECT_TRUE(ends(far)) << "a session of its own does not save it";
 }

@@ -1,9 +1,5 @@
 #include "base/Text.h"
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
+#include "support/Testing.h"
 
 TEST(Text, ShellQuotingSurvivesEveryQuote) {
     EXPECT_EQ(shellQuoted(u"a'b $(x) `y`"_s), u"'a'\\''b $(x) `y`'"_s);

@@ -3,40 +3,13 @@
 
 #include "base/Descriptor.h"
 #include "base/FileLock.h"
-#include "support/TestDesk.h"
+#include "support/Limits.h"
+#include "support/Testing.h"
 
-#include <QDir>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <thread>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-using namespace std::chrono_literals;
 
 namespace {
-
-/// While it lives no file can grow beyond `bytes`: what a full disk does, for a process that is root.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        ::getrlimit(RLIMIT_FSIZE, &before);
-        const rlimit now{bytes, before.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &now);
-        ::signal(SIGXFSZ, SIG_IGN);
-    }
-    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before); }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    rlimit before{};
-};
 
 struct WholeFile : testing::Test {
     QTemporaryDir folder;

@@ -2,10 +2,6 @@
 
 #include "fakes/FakeDesktop.h"
 
-#include <gmock/gmock.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 using Kind = AccessibleSelection::Kind;
 
 namespace {
@@ -61,6 +57,8 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
         {"no accessibility", {}, primary, "from PRIMARY", Source::Primary},
         {"no accessibility, no PRIMARY", {}, {}, "", Source::Nobody},
         {"Chromium's PRIMARY may be a password", {}, primary, "", Source::Nobody, chromium},
+        {"another of its family", {}, primary, "", Source::Nobody, u"com.google.Chrome.canary"_s},
+        {"none of them", {}, primary, "from PRIMARY", Source::Primary, u"com.operasoftware"_s},
         {"a page of Chromium is none", onPage(Kind::Text, "tree"), primary, "from PRIMARY", Source::Primary, chromium},
         {"a field without a selection, in another window than PRIMARY's", tree(Kind::None, FocusKind::Editable),
          primary, "", Source::Tree},
@@ -134,14 +132,4 @@ TEST_F(SelectionTest, NoKeyIsSentThatCouldDoHarm) {
     fake.keyboard.result = Keyboard::Sent::NotAllowed;
     EXPECT_EQ(selection.clipboardGrab(42, FocusKind::Unknown), std::nullopt);
     EXPECT_EQ(slept, 0);
-}
-
-TEST(ChromiumFamily, IsKnownByPrefix) {
-    for (const char* bundle :
-         {"com.brave.Browser", "com.google.Chrome", "com.google.Chrome.canary", "com.microsoft.edgemac",
-          "company.thebrowser.Browser", "com.vivaldi.Vivaldi", "com.operasoftware.Opera", "org.chromium.Chromium"})
-        EXPECT_TRUE(isChromiumFamily(QString::fromLatin1(bundle))) << bundle;
-    for (const char* bundle :
-         {"", "org.mozilla.firefox", "com.apple.Safari", "com.operasoftware", "xcom.brave.Browser"})
-        EXPECT_FALSE(isChromiumFamily(QString::fromLatin1(bundle))) << bundle;
 }

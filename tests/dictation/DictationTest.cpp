@@ -6,11 +6,6 @@
 #include "fakes/FakeSpeech.h"
 #include "fakes/FakeViews.h"
 
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 namespace {
 
 const QString LISTENING = u"listening"_s;

@@ -2,15 +2,6 @@
 
 #include "e2e/OvalinDesk.h"
 
-#include <QJsonArray>
-#include <QJsonDocument>
-
-#include <gtest/gtest.h>
-
-#include <csignal>
-
-using namespace Qt::StringLiterals;
-
 namespace ovalin {
 
 /// A desktop with the stand-in agent and a search script, an editor whose text is highlighted, and the panel over it.
@@ -26,9 +17,8 @@ struct AskDesk : OvalinDesk {
                       "echo '[{\"title\":\"T\",\"url\":\"https://t.example\",\"snippet\":\"S\"}]'\n");
         writeFile(path(u"agent/scenario.json"_s), scenario);
         // The desktop's opener hands links to this one.
-        const QString browser = plainFolder.filePath(u"browser"_s);
-        writeFile(browser, "#!/bin/sh\necho \"$1\" > \"$HOME/opened\"\n");
-        QFile::setPermissions(browser, QFile::ReadOwner | QFile::ExeOwner);
+        const QString browser =
+            writeProgram(plainFolder.filePath(u"browser"_s), "#!/bin/sh\necho \"$1\" > \"$HOME/opened\"\n");
         writeFile(plainFolder.filePath(u"applications/browser.desktop"_s),
                   "[Desktop Entry]\nType=Application\nName=Browser\nExec=" + browser.toUtf8() +
                       " %u\nMimeType=x-scheme-handler/http;\n");
@@ -51,12 +41,8 @@ struct AskDesk : OvalinDesk {
         pressKey(u"Return"_s);
     }
     [[nodiscard]] std::vector<QJsonObject> agentLog(const QString& event) const {
-        std::vector<QJsonObject> found;
-        for (const QByteArray& line : readFile(path(u"agent/log.jsonl"_s)).split('\n')) {
-            const QJsonObject entry = QJsonDocument::fromJson(line).object();
-            if (entry.value(u"event"_s).toString() == event)
-                found.push_back(entry);
-        }
+        auto found = readJsonLines(path(u"agent/log.jsonl"_s));
+        std::erase_if(found, [&](const QJsonObject& entry) { return entry.value(u"event"_s).toString() != event; });
         return found;
     }
     /// The chat processes that were started, without the agent's other jobs.
@@ -88,7 +74,7 @@ struct AskDesk : OvalinDesk {
         click(inTranscript());
         pressKey(u"ctrl+a"_s);
         pressKey(u"ctrl+c"_s);
-        return output(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-o"_s});
+        return selection();
     }
     bool waitForConversation(const QString& end) {
         return waitUntil([&] { return conversation().endsWith(end); });

@@ -3,9 +3,6 @@
 
 #include <QRegularExpression>
 
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 TEST(Ask, AQuestionIsAnsweredInThePanel) {
     AskDesk desk(R"({"chat": [{"steps": [{"thinking": ["hm"]}, {"text": ["It is ", "blue. See [the page]",
         "(http://127.0.0.1:1/sky) or ", "http://127.0.0.1:1/b.\n\n"]}, {"tool": "Bash", "input": {}, "result": "x"},

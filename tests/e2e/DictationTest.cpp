@@ -4,11 +4,6 @@
 
 #include <QImage>
 
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 namespace {
 
 bool askIsChosen(const OvalinDesk& desk) {

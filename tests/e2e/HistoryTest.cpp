@@ -1,21 +1,13 @@
 // Conversations that last: closed in mid answer, found under the clock, continued with the agent's memory.
 #include "e2e/AskDesk.h"
 
-#include <QDir>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 namespace {
 
 struct HistoryDesk : AskDesk {
     using AskDesk::AskDesk;
 
     [[nodiscard]] QJsonArray stored() const {
-        return QJsonDocument::fromJson(readFile(systemDir() + u"/ovalin-ask-history.json"_s))
-            .object()
-            .value(u"sessions"_s)
-            .toArray();
+        return readJson(systemDir() + u"/ovalin-ask-history.json"_s)[u"sessions"_s].toArray();
     }
     [[nodiscard]] QString list() const {
         return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Past conversations$"_s})
@@ -73,28 +65,6 @@ TEST(History, AConversationClosedInMidAnswerGoesOnLater) {
     EXPECT_EQ(desk.stored()[0][u"interrupted"_s], false);
     EXPECT_EQ(desk.stored()[0][u"first"_s], u"how long is a piece of string?"_s);
     EXPECT_EQ(desk.stored()[0][u"title"_s], u"Length of a string"_s);
-}
-
-TEST(History, AConversationThatTheAgentHasForgottenMakesRoomForANewOne) {
-    HistoryDesk desk(R"({"chat": ["echo"]})");
-    desk.ask(u"first?"_s);
-    ASSERT_TRUE(waitUntil([&] { return desk.stored().size() == 1; })) << desk.log().toStdString();
-    const QString id = desk.stored()[0][u"id"_s].toString();
-    desk.close();
-    QDir(desk.path(u"agent/sessions"_s)).removeRecursively();
-
-    desk.open();
-    ASSERT_TRUE(desk.openList());
-    const QRect frame = desk.frameOf(desk.list());
-    desk.click(frame.topLeft() + QPoint(100, 60));
-    ASSERT_TRUE(waitUntil([&] { return desk.list().isEmpty(); }));
-    desk.ask(u"second?"_s); // one Return, and it is asked in a conversation of its own
-    ASSERT_TRUE(waitUntil([&] { return desk.stored().size() == 1 && desk.stored()[0][u"id"_s].toString() != id; }))
-        << desk.conversation().toStdString() << readFile(desk.path(u"agent/log.jsonl"_s)).toStdString();
-    EXPECT_EQ(desk.stored()[0][u"first"_s], u"second?"_s);
-    EXPECT_TRUE(waitUntil([&] { return desk.stored()[0][u"title"_s] == u"Echo: second?"_s; }));
-    desk.click(desk.inTranscript());
-    desk.keepPicture(u"history-forgotten"_s);
 }
 
 TEST(History, WhileAnAnswerStreamsNoRowOpensAndStopIsObeyed) {

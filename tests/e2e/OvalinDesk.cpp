@@ -1,16 +1,5 @@
 #include "e2e/OvalinDesk.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QJsonDocument>
-
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-
-using namespace Qt::StringLiterals;
-
 namespace ovalin {
 
 namespace {
@@ -112,14 +101,19 @@ bool OvalinDesk::waitForPanel(bool open, double seconds) const {
     return waitUntil([&] { return panelWindow().isEmpty() != open; }, seconds);
 }
 
-QString OvalinDesk::primary() const { return output(u"xclip"_s, {u"-o"_s, u"-selection"_s, u"primary"_s}); }
-
 QRect OvalinDesk::frameOf(const QString& window) const {
     const QString shell = xdotool({u"getwindowgeometry"_s, u"--shell"_s, window}) + QLatin1Char('\n');
     const auto value = [&shell](const char* key) {
         return shell.section(QLatin1String(key) + QLatin1Char('='), 1).section(QLatin1Char('\n'), 0, 0).toInt();
     };
     return {value("\nX"), value("\nY"), value("\nWIDTH"), value("\nHEIGHT")};
+}
+
+void OvalinDesk::pressReplace() const {
+    const QString panel = panelWindow();
+    const QSize size = frameOf(panel).size();
+    xdotool({u"mousemove"_s, u"--window"_s, panel, QString::number(size.width() - 140),
+             QString::number(size.height() - 32), u"click"_s, u"1"_s});
 }
 
 void OvalinDesk::keepPicture(const QString& name) const {
@@ -133,41 +127,24 @@ std::vector<QJsonObject> OvalinDesk::requests() const {
     for (const char* subfolder : {"/capture-queue", "/capture-queue/processed"}) {
         const QDir queue(systemDir() + QString::fromLatin1(subfolder));
         for (const QString& file : queue.entryList({u"*.json"_s}, QDir::Files))
-            found.push_back(QJsonDocument::fromJson(readFile(queue.filePath(file))).object());
+            found.push_back(readJson(queue.filePath(file)));
     }
     return found;
 }
 
-QJsonObject OvalinDesk::waitForRequest(double seconds) const {
+QJsonObject OvalinDesk::waitForRequest(const std::optional<QString>& prompt, double seconds) const {
     QJsonObject request;
     waitUntil(
         [&] {
             const auto found = requests();
-            if (found.size() == 1)
-                request = found.front();
-            return !request.isEmpty();
-        },
-        seconds);
-    return request;
-}
-
-QJsonObject OvalinDesk::waitForRequestWith(const QString& prompt, double seconds) const {
-    QJsonObject request;
-    waitUntil(
-        [&] {
-            for (const QJsonObject& each : requests()) {
-                if (each.value(u"prompt"_s) == prompt)
+            for (const QJsonObject& each : found) {
+                if (prompt ? each.value(u"prompt"_s) == *prompt : found.size() == 1)
                     request = each;
             }
             return !request.isEmpty();
         },
         seconds);
     return request;
-}
-
-void OvalinDesk::installScript(const QString& relative, const QByteArray& text) const {
-    writeFile(path(relative), text);
-    QFile::setPermissions(path(relative), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 } // namespace ovalin

@@ -3,10 +3,7 @@
 #include "support/TestDesk.h"
 
 #include <QElapsedTimer>
-#include <QJsonObject>
 #include <QRect>
-
-using namespace Qt::StringLiterals;
 
 namespace ovalin {
 
@@ -51,19 +48,20 @@ public:
     /// Saves the screen as NAME.png where OVALIN_TEST_PICTURES says, for a look at it; nothing otherwise.
     void keepPicture(const QString& name) const;
 
+    /// A press of the button between Cancel and Submit.
+    void pressReplace() const;
+
     [[nodiscard]] QString activeWindow() const { return xdotool({u"getactivewindow"_s}); }
-    [[nodiscard]] QString primary() const;
+    [[nodiscard]] QString primary() const { return selection("primary"); }
 
     /// All queue files, with those the router is done with.
     [[nodiscard]] std::vector<QJsonObject> requests() const;
-    /// The queue file of the only request, once it is there and whole.
-    [[nodiscard]] QJsonObject waitForRequest(double seconds = 15) const;
-    /// The queue file with this instruction, among others.
-    [[nodiscard]] QJsonObject waitForRequestWith(const QString& prompt, double seconds = 15) const;
+    /// The queue file of the only request, or of the one with this instruction, once it is there and whole.
+    [[nodiscard]] QJsonObject waitForRequest(const std::optional<QString>& prompt = {}, double seconds = 15) const;
     [[nodiscard]] QString systemDir() const { return path(u"CLAUDE/system"_s); }
 
     /// Puts an executable file there.
-    void installScript(const QString& relative, const QByteArray& text) const;
+    void installScript(const QString& relative, const QByteArray& text) const { writeProgram(path(relative), text); }
 
 private:
     void startBinary(const QString& binary, const QStringList& arguments);

@@ -1,11 +1,6 @@
 // The program and the X server: none, one that lacks something, one that goes away.
 #include "OvalinDesk.h"
 
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 TEST(Server, WithoutOneTheProgramSaysSoInOneLine) {
     const struct {
         const char* display;

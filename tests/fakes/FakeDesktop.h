@@ -1,13 +1,7 @@
 #pragma once
 
-#include "base/Log.h"
 #include "platform/Desktop.h"
-
-#include <QStringList>
-
-#include <map>
-
-using namespace Qt::StringLiterals;
+#include "support/Testing.h"
 
 namespace ovalin {
 
@@ -181,16 +175,6 @@ struct FakeDesktop {
     FakePrimaryGuard primaryGuard;
     Desktop desktop{hotKeys,      workspace,     accessibility, pasteboard,    keyboard,
                     keyboardHold, eventMonitors, notifier,      sessionEvents, primaryGuard};
-};
-
-/// The lines logged while it lives.
-struct LogRecorder {
-    QStringList lines;
-    LogRecorder() {
-        setLogSink([this](const QString& line) { lines.append(line); });
-    }
-    ~LogRecorder() { setLogSink({}); }
-    [[nodiscard]] int count(const QString& part) const { return static_cast<int>(lines.filter(part).size()); }
 };
 
 } // namespace ovalin

@@ -1,12 +1,9 @@
 #pragma once
 
 #include "base/Dispatch.h"
-
-#include <QTimeZone>
+#include "support/Testing.h"
 
 #include <deque>
-#include <map>
-#include <mutex>
 
 namespace ovalin {
 
@@ -64,6 +61,14 @@ public:
         };
         for (Work work = next(); work; work = next())
             work();
+    }
+
+    /// Runs what waits and what that brings about, until nothing is left.
+    void settle() {
+        for (int i = 0; i < 10; ++i) {
+            runBackground();
+            runMain();
+        }
     }
 
     /// Moves the clock, calling each timer at its own time, with the main queue emptied after each.

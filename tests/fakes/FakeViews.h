@@ -1,9 +1,8 @@
 #pragma once
 
+#include "support/Testing.h"
 #include "views/ChatView.h"
 #include "views/DictationField.h"
-
-using namespace Qt::StringLiterals;
 
 namespace ovalin {
 

@@ -1,25 +1,9 @@
-#include "BusDesk.h"
+#include "fakes/FakeServices.h"
 #include "platform/dbus/Logind.h"
-
-#include <gtest/gtest.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 
 namespace {
 
-const auto MANAGER_PATH = u"/org/freedesktop/login1"_s;
-const auto MANAGER = u"org.freedesktop.login1.Manager"_s;
-
-class LoginManager : public FakeServices {
-public:
-    LoginManager(const QString& address, const QString& lookup)
-        : FakeServices(address, u"org.freedesktop.login1"_s, {u"--login1"_s, lookup}) {}
-
-    void sleep(bool begins) { call(MANAGER_PATH, MANAGER, u"Sleep"_s, {begins}); }
-    void idle(bool is) { call(MANAGER_PATH, MANAGER, u"SetIdleHint"_s, {is}); }
-    void lock() { call(MANAGER_PATH, MANAGER, u"LockSession"_s, {u"7"_s}); }
-};
+using Lookup = FakeLoginManager::Lookup;
 
 class LogindTest : public testing::Test {
 protected:
@@ -31,10 +15,10 @@ protected:
     static bool isHeard(const int& heard, const std::function<void()>& send) {
         return waitUntil([&, before = heard] { return send(), heard > before; });
     }
-    bool wakeIsHeard(LoginManager& manager) {
+    bool wakeIsHeard(FakeLoginManager& manager) {
         return isHeard(woke, [&] { manager.sleep(false); });
     }
-    bool lockIsHeard(LoginManager& manager) {
+    bool lockIsHeard(FakeLoginManager& manager) {
         return isHeard(locked, [&] { manager.lock(); });
     }
 
@@ -47,35 +31,37 @@ protected:
 
 TEST_F(LogindTest, FindsTheSessionWhicheverWayTheManagerKnowsIt) {
     struct Row {
-        QString lookup, sessionId;
+        Lookup lookup;
+        const char* sessionId;
     };
-    const Row rows[] = {{u"pid"_s, u""_s}, {u"id"_s, u"7"_s}, {u"auto"_s, u""_s}, {u"auto"_s, u"stale"_s}};
+    const Row rows[] = {{Lookup::ByProcess, ""}, {Lookup::ById, "7"}, {Lookup::ByAuto, ""}, {Lookup::ByAuto, "stale"}};
     for (const Row& row : rows) {
-        LoginManager manager(bus.address, row.lookup);
-        Logind logind(bus.address, row.sessionId);
+        FakeLoginManager manager(bus.address, row.lookup);
+        Logind logind(bus.address, QString::fromLatin1(row.sessionId));
         count(logind);
-        EXPECT_TRUE(lockIsHeard(manager)) << row.lookup.toStdString();
-        EXPECT_TRUE(wakeIsHeard(manager)) << row.lookup.toStdString();
+        EXPECT_TRUE(lockIsHeard(manager)) << static_cast<int>(row.lookup) << row.sessionId;
+        EXPECT_TRUE(wakeIsHeard(manager)) << static_cast<int>(row.lookup) << row.sessionId;
     }
 }
 
 TEST_F(LogindTest, NeitherGoingToSleepNorASignalOfAnotherSenderIsAWakeUp) {
-    LoginManager manager(bus.address, u"pid"_s);
+    FakeLoginManager manager(bus.address, Lookup::ByProcess);
     Logind logind(bus.address, {});
     count(logind);
     ASSERT_TRUE(wakeIsHeard(manager));
     ASSERT_TRUE(lockIsHeard(manager)); // and with it every wake-up that was sent before
     const int before = woke;
     manager.sleep(true);
-    QDBusMessage forged = QDBusMessage::createSignal(MANAGER_PATH, MANAGER, u"PrepareForSleep"_s);
-    forged << false;
-    manager.send(forged);
+    {
+        FakeNotifications other(bus.address); // which goes when the bus has taken what it told
+        other.tell(FakeLoginManager::PATH, FakeLoginManager::PATH_INTERFACE, "PrepareForSleep", {false});
+    }
     ASSERT_TRUE(lockIsHeard(manager)); // sent after them, so they are through
     EXPECT_EQ(woke, before);
 }
 
 TEST_F(LogindTest, WhateverMayBringALockerIsTold) {
-    LoginManager manager(bus.address, u"pid"_s);
+    FakeLoginManager manager(bus.address, Lookup::ByProcess);
     Logind logind(bus.address, {});
     count(logind);
     ASSERT_TRUE(lockIsHeard(manager)); // so the session is followed
@@ -94,7 +80,7 @@ TEST_F(LogindTest, AManagerThatStartsLaterOrAgainIsHeard) {
     Logind logind(bus.address, {});
     count(logind);
     for (int start = 0; start < 2; ++start) {
-        LoginManager manager(bus.address, u"pid"_s);
+        FakeLoginManager manager(bus.address, Lookup::ByProcess);
         EXPECT_TRUE(wakeIsHeard(manager));
         EXPECT_TRUE(lockIsHeard(manager));
     }
@@ -105,7 +91,8 @@ TEST_F(LogindTest, StaysSilentWithoutAManagerABusOrAnAnswer) {
         Logind logind(address, {});
         count(logind);
     }
-    LoginManager manager(bus.address, u"silent"_s);
+    FakeLoginManager manager(bus.address, Lookup::ByProcess);
+    manager.silent = true;
     {
         Logind logind(bus.address, u"7"_s);
         count(logind);
@@ -118,13 +105,15 @@ TEST_F(LogindTest, StaysSilentWithoutAManagerABusOrAnAnswer) {
 }
 
 TEST_F(LogindTest, ABusThatHangsOrGoesIsTriedAgain) {
-    bus.hang();
-    Logind logind(bus.address, {}, std::chrono::milliseconds(20));
-    count(logind);
-    bus.recover();
+    std::optional<Logind> logind;
+    {
+        const Stopped hung = bus.hang();
+        logind.emplace(bus.address, QString(), 20ms);
+        count(*logind);
+    }
     for (int life = 0; life < 2; ++life) {
         {
-            LoginManager manager(bus.address, u"pid"_s);
+            FakeLoginManager manager(bus.address, Lookup::ByProcess);
             EXPECT_TRUE(wakeIsHeard(manager));
             EXPECT_TRUE(lockIsHeard(manager));
         }

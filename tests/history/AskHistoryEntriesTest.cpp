@@ -1,14 +1,6 @@
 #include "history/AskHistoryEntries.h"
 #include "history/RelTime.h"
-
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QTimeZone>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
+#include "support/Testing.h"
 
 namespace {
 

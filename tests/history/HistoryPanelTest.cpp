@@ -2,16 +2,11 @@
 
 #include "history/AskHistoryEntries.h"
 #include "panel/HistoryRow.h"
+#include "support/Testing.h"
 
 #include <QKeyEvent>
 #include <QSignalSpy>
 #include <QTest>
-#include <QTimeZone>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 

@@ -1,12 +1,8 @@
 #include "intent/IntentClassifier.h"
 #include "intent/Phrases.h"
-
-#include <gtest/gtest.h>
+#include "support/Testing.h"
 
 #include <random>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 
 namespace ovalin {
 void PrintTo(const IntentScore& got, std::ostream* out) { *out << static_cast<int>(got.intent) << '/' << got.score; }

@@ -1,17 +1,7 @@
 #include "intent/CommitLog.h"
 #include "intent/ModeInference.h"
 
-#include "support/TestDesk.h"
-
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
-#include <QTimeZone>
-
-#include <gtest/gtest.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
+#include "support/Testing.h"
 
 namespace {
 

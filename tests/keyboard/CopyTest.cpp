@@ -3,19 +3,10 @@
 #include "platform/x11/keyboard/X11HotKeys.h"
 #include "platform/x11/keyboard/X11Keyboard.h"
 
-#include <gtest/gtest.h>
-
 #include <QElapsedTimer>
-
-#include <algorithm>
-#include <csignal>
-#include <thread>
-#include <utility>
 
 #include <X11/keysym.h>
 
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 using Sent = Keyboard::Sent;
 
 namespace {
@@ -137,21 +128,16 @@ TEST_F(Copy, AHotkeyStillHeldFiresOnceAndTypesNothing) {
     EXPECT_EQ(clipboard("primary"), u"text"_s) << "a blank replaced the selection";
 }
 
-TEST_F(Copy, FindsTheKeyInEveryLayoutOrSendsNothing) {
+TEST_F(Copy, FindsTheKeyInEveryLayout) {
     open("text");
-    const struct {
-        const char* layout;
-        const char* variant;
-        Sent sent;
-    } rows[] = {{"de", "", Sent::Yes},    {"us", "dvorak", Sent::Yes}, {"fr", "bepo", Sent::Yes},
-                {"us,ru", "", Sent::Yes}, {"ru,us", "", Sent::Yes},    {"ru", "", Sent::Yes}};
-    for (const auto& row : rows) {
+    const std::pair<const char*, const char*> layouts[] = {{"de", ""},    {"us", "dvorak"}, {"fr", "bepo"},
+                                                           {"us,ru", ""}, {"ru,us", ""},    {"ru", ""}};
+    for (const auto& [layout, variant] : layouts) {
         setSelection("clipboard", u"old"_s);
         desk().output(u"setxkbmap"_s,
-                      {u"-layout"_s, QString::fromLatin1(row.layout), u"-variant"_s, QString::fromLatin1(row.variant)});
-        EXPECT_EQ(copy(), row.sent) << row.layout;
-        const QString expected = row.sent == Sent::Yes ? u"text"_s : u"old"_s;
-        EXPECT_TRUE(waitUntil([&] { return clipboard() == expected; })) << row.layout << row.variant;
+                      {u"-layout"_s, QString::fromLatin1(layout), u"-variant"_s, QString::fromLatin1(variant)});
+        EXPECT_EQ(copy(), Sent::Yes) << layout;
+        EXPECT_TRUE(waitUntil([] { return clipboard() == u"text"_s; })) << layout << variant;
     }
     desk().output(u"setxkbmap"_s, {u"us"_s});
     EXPECT_EQ(clipboard("primary"), u"text"_s);
@@ -166,9 +152,10 @@ TEST_F(Copy, IsNotSentToTerminalsNorWhenTheTargetIsNotInFront) {
     EXPECT_EQ(terminal.process.state(), QProcess::Running) << "interrupted";
     desk().end(terminal.process);
     ASSERT_TRUE(waitUntil([&] { return focusedWindow() == editor->window; }));
-    ::kill(editor->pid(), SIGSTOP);
-    EXPECT_EQ(copy(), Sent::Yes) << "a stopped target holds nothing up";
-    ::kill(editor->pid(), SIGCONT);
+    {
+        const Stopped stopped(editor->process);
+        EXPECT_EQ(copy(), Sent::Yes) << "a stopped target holds nothing up";
+    }
     EXPECT_TRUE(waitUntil([&] { return clipboard() == u"text"_s; }));
     desk().end(editor->process);
     EXPECT_EQ(copy(), Sent::NoTarget);

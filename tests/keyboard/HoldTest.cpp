@@ -3,14 +3,9 @@
 #include "platform/x11/keyboard/KeyMap.h"
 #include "platform/x11/keyboard/X11KeyboardHold.h"
 
-#include <gtest/gtest.h>
-
 #include <QMenu>
 
 #include <X11/keysym.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 
 namespace {
 

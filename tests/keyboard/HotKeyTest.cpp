@@ -4,16 +4,10 @@
 #include "platform/x11/keyboard/X11HotKeys.h"
 #include "platform/x11/keyboard/X11KeyboardHold.h"
 
-#include <gtest/gtest.h>
-
-#include <QCoreApplication>
 #include <QElapsedTimer>
 
 #include <X11/keysym.h>
 #include <xcb/xcb.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 
 namespace {
 

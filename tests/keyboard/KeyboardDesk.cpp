@@ -3,18 +3,13 @@
 #include "platform/x11/RootWindow.h"
 #include "platform/x11/XReply.h"
 
-#include <QFile>
-
 #include <string_view>
-#include <unistd.h>
 
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
 
 namespace ovalin {
-
-using namespace Qt::StringLiterals;
 
 OtherClient::OtherClient()
     : connection(xcb_connect(nullptr, nullptr)) {
@@ -108,16 +103,12 @@ Editor openTerminal() {
     return terminal;
 }
 
-QString clipboard(const char* selection) {
-    return desk().output(u"xclip"_s, {u"-o"_s, u"-selection"_s, QString::fromLatin1(selection)});
-}
-
 void setSelection(const char* selection, const QString& text) {
     writeFile(desk().path(u"selection"_s), text.toUtf8());
     // -quiet keeps it in the foreground, so that it ends with the desk.
     desk().start(u"xclip"_s,
                  {u"-quiet"_s, u"-i"_s, u"-selection"_s, QString::fromLatin1(selection), desk().path(u"selection"_s)});
-    waitUntil([&] { return clipboard(selection) == text; });
+    waitUntil([&] { return desk().selection(selection) == text; });
 }
 
 PanelWindow::PanelWindow()

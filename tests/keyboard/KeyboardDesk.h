@@ -12,8 +12,6 @@ struct xcb_connection_t;
 
 namespace ovalin {
 
-TestDesk& desk();
-
 /// A second X client in this process, as another program would be one.
 class OtherClient {
 public:
@@ -60,7 +58,7 @@ Editor openEditor(const QString& text, Focus awaited = Focus::Yes);
 Editor openTerminal();
 QString focusedWindow();
 QString activeWindow();
-QString clipboard(const char* selection = "clipboard");
+inline QString clipboard(const char* selection = "clipboard") { return desk().selection(selection); }
 void setSelection(const char* selection, const QString& text);
 
 /// The panel's shape: unmanaged, unfocused, with a line to type into.

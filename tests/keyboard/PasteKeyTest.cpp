@@ -1,12 +1,6 @@
 #include "keyboard/KeyboardDesk.h"
 #include "platform/x11/keyboard/X11Keyboard.h"
 
-#include <gtest/gtest.h>
-
-#include <thread>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 using Sent = Keyboard::Sent;
 
 namespace {

@@ -3,12 +3,7 @@
 #include "platform/x11/keyboard/X11KeyboardHold.h"
 #include "platform/x11/selections/X11PrimaryGuard.h"
 
-#include <gtest/gtest.h>
-
 #include <xcb/xcb.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 
 namespace {
 

@@ -1,13 +1,11 @@
 #include "panel/CapturePanel.h"
 
-#include "panel/Brand.h"
 #include "panel/CutText.h"
 #include "panel/HowtoPanel.h"
 
 #include "fakes/FakeDesktop.h"
 #include "support/PanelParts.h"
 
-#include <QApplication>
 #include <QInputMethodEvent>
 #include <QRandomGenerator>
 #include <QScrollArea>
@@ -17,11 +15,6 @@
 #include <QTextBlock>
 
 #include <cstring>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 
@@ -36,11 +29,6 @@ struct CapturePanelTest : testing::Test {
         EXPECT_TRUE(QTest::qWaitForWindowActive(&panel));
     }
 };
-
-void type(QWidget* widget, const QString& text) {
-    for (const QChar& letter : text)
-        QTest::sendKeyEvent(QTest::Click, widget, Qt::Key_unknown, QString(letter), Qt::NoModifier);
-}
 
 } // namespace
 
@@ -76,57 +64,23 @@ TEST_F(CapturePanelTest, KeysReachThePromptPastAFilterThatKeepsThem) {
     EXPECT_EQ(parts.promptField->text(), u"a"_s);
 }
 
-TEST_F(CapturePanelTest, EveryControlHasItsPlaceFontAndColours) {
+TEST_F(CapturePanelTest, EveryControlHasItsPlace) {
     panel.showMode(false);
     panel.showExcerpt(u"text"_s, false); // 480 x 188
     panel.setReplaceButton(u"Replace"_s, false);
-    const struct {
-        const char* what;
-        const QWidget* widget;
-        QRect place; ///< a width of 0: as wide as its title
-        const char* face;
-        double size;
-        QPalette::ColorRole role;
-        QColor color;
-    } rows[] = {
-        {"mode", parts.modeControl, {16, 16, 116, 24}, nullptr, 0, {}, {}},
-        {"history", parts.historyBtnRef, {416, 16, 20, 20}, nullptr, 0, {}, {}},
-        {"help", parts.helpBtn, {444, 16, 20, 20}, nullptr, 0, {}, {}},
-        {"excerpt", parts.previewView, {16, 50, 448, 44}, "Light", 12.5, QPalette::Text, QColor(74, 74, 70)},
-        {"prompt", parts.promptField, {26, 104, 398, 32}, "Regular", 13, QPalette::Text, QColor(26, 26, 26)},
-        {"its placeholder",
-         parts.promptField,
-         {26, 104, 398, 32},
-         "Regular",
-         13,
-         QPalette::PlaceholderText,
-         QColor(74, 74, 70)},
-        {"mic", parts.micButton, {432, 104, 32, 32}, nullptr, 0, {}, {}},
-        {"note", parts.emptyNoteRef, {16, 50, 448, 14}, "Regular", 11, QPalette::WindowText, QColor(26, 26, 26)},
-        {"hint", parts.hintField, {16, 146, 0, 26}, "Regular", 10, QPalette::WindowText, QColor(26, 26, 26)},
-        {"Submit", parts.sendBtnRef, {0, 146, 0, 26}, "Medium", 13, {}, {}},
-        {"Replace", parts.replaceBtnRef, {0, 146, 0, 26}, "Medium", 13, {}, {}},
-        {"Cancel", parts.cancelBtn, {0, 146, 0, 26}, "Medium", 13, {}, {}},
+    const std::pair<const QWidget*, QRect> rows[] = {
+        {parts.modeControl, {16, 16, 116, 24}},  {parts.historyBtnRef, {416, 16, 20, 20}},
+        {parts.helpBtn, {444, 16, 20, 20}},      {parts.previewView, {16, 50, 448, 44}},
+        {parts.promptField, {26, 104, 398, 32}}, {parts.micButton, {432, 104, 32, 32}},
+        {parts.emptyNoteRef, {16, 50, 448, 14}},
     };
-    for (const auto& row : rows) {
-        QRect place = row.widget->geometry();
-        if (row.place.width() == 0)
-            place.setRect(row.place.x() == 0 ? 0 : place.x(), place.y(), 0, place.height());
-        EXPECT_EQ(place, row.place) << row.what;
-        if (row.face) {
-            EXPECT_EQ(row.widget->font(), Brand::font(row.size, !std::strcmp(row.face, "Light")     ? QFont::Light
-                                                                : !std::strcmp(row.face, "Regular") ? QFont::Normal
-                                                                                                    : QFont::Medium))
-                << row.what;
-            EXPECT_NEAR(row.widget->font().pointSizeF(), row.size * 0.75, 0.01) << row.what;
-        }
-        if (row.color.isValid()) {
-            EXPECT_EQ(row.widget->palette().color(row.role), row.color) << row.what;
-        }
-    }
-    EXPECT_EQ(parts.sendBtnRef->geometry().right(), 463);
-    EXPECT_EQ(parts.sendBtnRef->x() - parts.replaceBtnRef->geometry().right() - 1, 8);
-    EXPECT_EQ(parts.replaceBtnRef->x() - parts.cancelBtn->geometry().right() - 1, 8);
+    for (const auto& [widget, place] : rows)
+        EXPECT_EQ(widget->geometry(), place) << widget->accessibleName().toStdString();
+    const QWidget* last[] = {parts.cancelBtn, parts.replaceBtnRef, parts.sendBtnRef};
+    EXPECT_EQ(last[2]->geometry().bottomRight(), QPoint(463, 171));
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(last[i + 1]->geometry().topLeft() - last[i]->geometry().topRight(), QPoint(9, 0));
+    EXPECT_EQ(parts.hintField->pos(), QPoint(16, 146));
     EXPECT_LT(parts.hintField->geometry().right(), parts.cancelBtn->x());
     const QImage picture = panel.grab().toImage();
     const QColor amethyst(140, 137, 231);
@@ -374,7 +328,7 @@ TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
 }
 
 TEST(HowtoPanelTest, FitsItsText) {
-    HowtoPanel card(u"https://example.org/install"_s, false);
+    HowtoPanel card(u"⌥Space"_s, u"https://example.org/install"_s, false);
     EXPECT_EQ(card.width(), 340);
     EXPECT_EQ(card.height(), std::max(card.contentHeight(), 120));
     QString all;

@@ -1,11 +1,8 @@
 #include "panel/Glass.h"
+#include "support/Testing.h"
 
 #include <QColor>
 #include <QPainter>
-
-#include <gtest/gtest.h>
-
-using namespace ovalin;
 
 TEST(Glass, TheTintKeepsDarkTextReadableOverAnyGround) {
     for (const QColor& ground : {QColor(Qt::black), QColor(Qt::white), QColor(200, 30, 30), QColor(20, 20, 90)}) {

@@ -1,8 +1,5 @@
 #include "panel/Placement.h"
-
-#include <gtest/gtest.h>
-
-using namespace ovalin;
+#include "support/Testing.h"
 
 namespace {
 

@@ -1,4 +1,5 @@
 #include "panel/Transcript.h"
+#include "support/Testing.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -6,11 +7,6 @@
 #include <QScrollBar>
 #include <QTest>
 #include <QTextBlock>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 

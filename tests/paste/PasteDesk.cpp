@@ -1,15 +1,9 @@
 #include "paste/PasteDesk.h"
 
-#include <QApplication>
 #include <QBuffer>
-#include <QFile>
 #include <QImage>
 
-#include <stdexcept>
-
 namespace ovalin {
-
-using namespace Qt::StringLiterals;
 
 namespace {
 

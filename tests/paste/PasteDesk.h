@@ -9,13 +9,9 @@
 #include "platform/x11/selections/SelectionServer.h"
 #include "platform/x11/selections/X11Pasteboard.h"
 
-#include <csignal>
-#include <memory>
 #include <ostream>
 
 namespace ovalin {
-
-TestDesk& desk(); // of the test program's main
 
 /// An application with text in it that a test can read back.
 class Target {

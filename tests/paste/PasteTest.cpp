@@ -1,15 +1,6 @@
 // Real applications, a real clipboard, and what can go wrong between them.
 #include "paste/PasteDesk.h"
 
-#include <QApplication>
-
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <thread>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
 using Kind = Target::Kind;
 
 namespace ovalin {

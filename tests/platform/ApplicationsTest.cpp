@@ -1,13 +1,6 @@
 #include "platform/x11/windows/BundleIds.h"
 #include "platform/x11/windows/DesktopEntries.h"
-#include "support/TestDesk.h"
-
-#include <gtest/gtest.h>
-
-#include <QTemporaryDir>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
+#include "support/Testing.h"
 
 namespace {
 

@@ -1,10 +1,7 @@
 #include "platform/x11/input/KeyState.h"
-
-#include <gtest/gtest.h>
+#include "support/Testing.h"
 
 #include <xkbcommon/xkbcommon.h>
-
-using namespace ovalin;
 
 namespace ovalin {
 bool operator==(const EventMonitors::KeyUp& a, const EventMonitors::KeyUp& b) {

@@ -1,9 +1,5 @@
 #include "platform/x11/selections/SelectionRules.h"
-
-#include <gtest/gtest.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
+#include "support/Testing.h"
 
 TEST(SelectionRules, SnapshotTakesTheUsefulTargetsInOrder) {
     const struct {

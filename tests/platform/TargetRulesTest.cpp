@@ -1,8 +1,6 @@
 #include "platform/x11/targets/TargetRules.h"
+#include "support/Testing.h"
 
-#include <gtest/gtest.h>
-
-using namespace ovalin;
 using Copy = TargetRule::Copy;
 using Keys = PasteWay::Keys;
 using Before = PasteWay::Before;

@@ -4,9 +4,6 @@
 
 #include <QRegularExpression>
 
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 namespace {
 
 struct CaptureQueue : RouteFolder {

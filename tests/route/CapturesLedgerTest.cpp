@@ -5,13 +5,8 @@
 #include "base/WholeFile.h"
 #include "support/Limits.h"
 
-#include <csignal>
 #include <fcntl.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 
@@ -133,7 +128,7 @@ TEST_F(CapturesLedger, WhatIsNoLedgerIsSetAsideWhole) {
         kept.append(readFile(paths.systemDir + QLatin1Char('/') + name));
     for (const QByteArray& row : rows)
         EXPECT_TRUE(kept.contains(row));
-    EXPECT_EQ(log.size(), count);
+    EXPECT_EQ(log.lines.size(), count);
 }
 
 TEST_F(CapturesLedger, WhatCannotBeReadOrIsBeingWrittenIsLeftAndTheReasonIsSaid) {
@@ -220,13 +215,10 @@ TEST_F(CapturesLedger, ASymbolicLinkStaysOneAndItsTargetIsTheLedger) {
 
 TEST_F(CapturesLedger, AFailureLeavesTheLedgerAsItWas) {
     writeOld(ledgerOf(300));
-    rlimit before{};
-    ::getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit full{100, before.rlim_max};
-    ::signal(SIGXFSZ, SIG_IGN);
-    ::setrlimit(RLIMIT_FSIZE, &full);
-    const auto appended = append(u"new"_s);
-    ::setrlimit(RLIMIT_FSIZE, &before);
+    const auto appended = [this] {
+        const FileSizeLimit full(100);
+        return append(u"new"_s);
+    }();
     ASSERT_FALSE(appended);
     EXPECT_TRUE(appended.error().contains(u"File too large"_s)) << appended.error().toStdString();
     EXPECT_EQ(readFile(file), ledgerOf(300));

@@ -1,20 +1,9 @@
 #pragma once
 
 #include "base/children/ChildProcess.h"
-#include "base/Log.h"
 #include "base/Paths.h"
 #include "route/QueueItem.h"
-#include "support/TestDesk.h"
-
-#include <QDir>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QTemporaryDir>
-#include <QTimeZone>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
+#include "support/Testing.h"
 
 namespace ovalin {
 
@@ -24,7 +13,7 @@ struct RouteFolder : testing::Test {
     const QByteArray homeBefore = qgetenv("HOME");
     const QString home = folder.filePath(u"it's a home"_s);
     Paths paths = Paths::under(home);
-    QStringList log;
+    LogRecorder log;
 
     RouteFolder() {
         paths.runtimeDir = folder.filePath(u"run"_s);
@@ -33,16 +22,14 @@ struct RouteFolder : testing::Test {
         QDir().mkpath(paths.runtimeDir);
         qputenv("HOME", home.toUtf8());
         rememberEnvironment();
-        setLogSink([this](const QString& line) { log.append(line); });
     }
     ~RouteFolder() override {
-        setLogSink({});
         qputenv("HOME", homeBefore);
         setShellPath(u"/bin/zsh"_s);
         rememberEnvironment();
     }
 
-    QJsonObject ledger() const { return QJsonDocument::fromJson(readFile(paths.capturesFile)).object(); }
+    QJsonObject ledger() const { return readJson(paths.capturesFile); }
     QStringList ledgerPrompts() const {
         QStringList prompts;
         for (const auto& item : ledger()[u"items"_s].toArray())
@@ -53,11 +40,7 @@ struct RouteFolder : testing::Test {
         return QDir(paths.queueDir).entryList({pattern}, QDir::Files | QDir::Hidden);
     }
     QJsonObject queueFile(const QString& id) const {
-        return QJsonDocument::fromJson(readFile(paths.queueDir + QLatin1Char('/') + id + u".json"_s)).object();
-    }
-    static void program(const QString& path, const QByteArray& lines) {
-        writeFile(path, lines);
-        QFile::setPermissions(path, QFile::Permissions(0x7755));
+        return readJson(paths.queueDir + QLatin1Char('/') + id + u".json"_s);
     }
     static QueueItem item(const QString& prompt, const QString& mode = u"fetch"_s) {
         const QDateTime time(QDate(2026, 11, 16), QTime(19, 30), QTimeZone::utc());

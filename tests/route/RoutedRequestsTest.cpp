@@ -4,9 +4,6 @@
 #include "fakes/FakeDispatch.h"
 #include "route/CapturesLedger.h"
 
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 namespace {
 
 const QByteArray SHOT = QByteArrayLiteral("shot");
@@ -22,14 +19,14 @@ struct DoRequest : RouteFolder {
     QList<RequestNews> news;
 
     DoRequest() {
-        program(paths.routerScript, "#!/bin/sh\necho ran \"$1\"\n");
+        writeProgram(paths.routerScript, "#!/bin/sh\necho ran \"$1\"\n");
         requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
         requests->onNews = [this](const RequestNews& told) { news.append(told); };
     }
 
     /// How often the router was started, once all that were sent have run.
     qsizetype routed() const {
-        const qsizetype sent = log.filter(u"Ovalin: sent "_s).size();
+        const qsizetype sent = log.count(u"Ovalin: sent "_s);
         waitUntil([&] { return readFile(paths.routerLog).count('\n') >= sent; });
         return readFile(paths.routerLog).count("ran ");
     }
@@ -62,7 +59,7 @@ struct DoRequest : RouteFolder {
 TEST_F(DoRequest, ARequestThatNeedsNoScreenshotGoesAtOnce) {
     const QueueItem request = item(u"now"_s);
     requests->submit(request, token);
-    EXPECT_EQ(log, QStringList{u"Ovalin: sent "_s + request.id});
+    EXPECT_EQ(log.lines, QStringList{u"Ovalin: sent "_s + request.id});
     EXPECT_EQ(queueFile(request.id), request.queueEntry());
     EXPECT_EQ(ledgerPrompts(), QStringList{u"now"_s});
     requests->submit(shown, token, {SHOT, u"words"_s});
@@ -127,11 +124,9 @@ TEST_F(DoRequest, TheLedgerKnowsTheRequestBeforeTheRouterDoes) {
 }
 
 TEST_F(DoRequest, ALedgerThatCannotBeWrittenDoesNotStopTheRequest) {
-    QDir().mkpath(paths.queueDir);
-    QFile::link(u"captures.json"_s, paths.capturesFile); // a loop
+    QDir().mkpath(paths.capturesFile);
     requests->submit(item(u"now"_s), token);
-    ASSERT_EQ(log.size(), 2);
-    EXPECT_TRUE(log[0].startsWith(u"Ovalin: captures append failed — "_s)) << log[0].toStdString();
+    EXPECT_EQ(log.count(u"Ovalin: captures append failed — "_s), 1) << log.all();
     EXPECT_EQ(routed(), 1);
 }
 
@@ -147,7 +142,7 @@ TEST_F(DoRequest, ARequestThatCannotBeQueuedComesBackWithAllThatBelongsToIt) {
     refuse(earlier);
     ASSERT_EQ(requests->undelivered().size(), 2);
     EXPECT_EQ(requests->undelivered()[0].item.prompt, earlier.prompt) << "the oldest first";
-    EXPECT_EQ(log.filter(u"Ovalin: queue write failed — "_s).size(), 2);
+    EXPECT_EQ(log.count(u"Ovalin: queue write failed — "_s), 2);
     ASSERT_EQ(news.size(), 2);
     EXPECT_EQ(news[0].body, u"Not a directory: “shown” is kept, and stands in the panel when you open it."_s);
 
@@ -198,15 +193,16 @@ TEST_F(DoRequest, AMissingAgentIsToldAndTheRequestStaysInTheQueueForTheNextStart
     EXPECT_EQ(news[0].hint, u"Claude Code not found — install it from https://claude.ai/code"_s);
     EXPECT_EQ(queued(u"*.json"_s).size(), 1);
     setShellPath(u"/bin/zsh"_s);
-    program(paths.routerScript, "#!/bin/sh\necho ran \"$1\"\n");
+    writeProgram(paths.routerScript, "#!/bin/sh\necho ran \"$1\"\n");
     startAgain();
     EXPECT_EQ(routed(), 1);
 }
 
 TEST_F(DoRequest, WhatTheScriptSaysOfAMissingAgentIsTheNextOpeningsHint) {
-    program(paths.routerScript,
-            "#!/bin/sh\nsed -i 's/\"queued\"/\"needs attention\", \"result\": {\"summary\": \"Claude Code not found — "
-            "install it\"}/' ~/CLAUDE/system/captures.json\n");
+    writeProgram(
+        paths.routerScript,
+        "#!/bin/sh\nsed -i 's/\"queued\"/\"needs attention\", \"result\": {\"summary\": \"Claude Code not found — "
+        "install it\"}/' ~/CLAUDE/system/captures.json\n");
     requests->submit(item(u"now"_s), token);
     ASSERT_TRUE(waitForNews());
     EXPECT_EQ(news[0].hint, u"Claude Code not found — install it from https://claude.ai/code"_s);
@@ -216,8 +212,8 @@ TEST_F(DoRequest, WhatTheScriptSaysOfAMissingAgentIsTheNextOpeningsHint) {
 TEST_F(DoRequest, AnAgentThatEndsWithoutAWordIsNotQueuedForEver) {
     QFile::remove(paths.routerScript);
     search.candidates = {home + u"/claude"_s};
-    program(search.candidates.first(),
-            "#!/bin/sh\nsleep 0.2\necho working; echo 'API Error: 401 not signed in'; exit 1\n");
+    writeProgram(search.candidates.first(),
+                 "#!/bin/sh\nsleep 0.2\necho working; echo 'API Error: 401 not signed in'; exit 1\n");
     requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
     requests->onNews = [this](const RequestNews& told) { news.append(told); };
     requests->submit(item(u"now"_s), token);
@@ -226,16 +222,4 @@ TEST_F(DoRequest, AnAgentThatEndsWithoutAWordIsNotQueuedForEver) {
     EXPECT_EQ(entry[u"status"_s].toString(), NEEDS_ATTENTION);
     EXPECT_EQ(entry[u"result"_s][u"summary"_s].toString(), u"the agent ended: API Error: 401 not signed in"_s);
     EXPECT_TRUE(news[0].body.startsWith(u"“now”: "_s)) << news[0].body.toStdString();
-}
-
-TEST_F(DoRequest, TheEndOfTheProgramSendsWhatWaits) {
-    setLogSink({}); // lines come from another thread here
-    {
-        QtDispatch real;
-        RoutedRequests ending(real, paths, search);
-        ending.submit(item(u"now"_s), token);
-        ending.submit(shown, token);
-    }
-    EXPECT_EQ(queued(u"*.json"_s).size(), 2);
-    EXPECT_TRUE(waitUntil([&] { return readFile(paths.routerLog).count("ran ") == 2; }));
 }

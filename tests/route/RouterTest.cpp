@@ -2,9 +2,6 @@
 
 #include "RouteFolder.h"
 
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 namespace {
 
 /// The words that the shell makes of the one command in the line, one an argument.
@@ -36,8 +33,8 @@ TEST_F(Router, EveryPathAndTheInstructionsReachTheAgentUnchanged) {
 }
 
 TEST_F(Router, AnInstalledScriptGetsTheQueueFileAndTheAgentIsNotLookedUp) {
-    program(paths.routerScript, "#!/bin/sh\necho \"script $# $1\"\necho error >&2\n");
-    program(search.candidates.first(), "#!/bin/sh\necho agent\n");
+    writeProgram(paths.routerScript, "#!/bin/sh\necho \"script $# $1\"\necho error >&2\n");
+    writeProgram(search.candidates.first(), "#!/bin/sh\necho agent\n");
     EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::Launched);
     waitForLog("error\n");
     EXPECT_EQ(readFile(paths.routerLog), "script 1 " + queueFilePath.toUtf8() + "\nerror\n");
@@ -49,8 +46,7 @@ TEST_F(Router, WithoutAScriptTheAgentRunsInTheBackground) {
     writeFile(paths.routerScript, "#!/bin/sh\n"); // not executable
     EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::Launched);
     waitForLog("Queue file: " + queueFilePath.toUtf8() + '\n');
-    const QJsonObject start =
-        QJsonDocument::fromJson(readFile(home + u"/.fake-claude/log.jsonl"_s).split('\n').first()).object();
+    const QJsonObject start = readJsonLines(home + u"/.fake-claude/log.jsonl"_s).at(0);
     EXPECT_EQ(start[u"argv"_s].toArray().last().toString(), u"bypassPermissions"_s);
     EXPECT_EQ(start[u"role"_s].toString(), u"router"_s);
 }
@@ -58,8 +54,8 @@ TEST_F(Router, WithoutAScriptTheAgentRunsInTheBackground) {
 TEST_F(Router, WhatIsMissingIsTold) {
     setShellPath(home + u"/zsh"_s);
     EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::AgentMissing);
-    EXPECT_TRUE(log.isEmpty());
-    program(paths.routerScript, "#!/bin/sh\n");
+    EXPECT_TRUE(log.lines.isEmpty());
+    writeProgram(paths.routerScript, "#!/bin/sh\n");
     EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::LaunchFailed);
-    EXPECT_EQ(log, QStringList{u"Ovalin: router spawn failed — %1/zsh: No such file or directory"_s.arg(home)});
+    EXPECT_EQ(log.lines, QStringList{u"Ovalin: router spawn failed — %1/zsh: No such file or directory"_s.arg(home)});
 }

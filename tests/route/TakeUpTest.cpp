@@ -7,9 +7,6 @@
 
 #include <QRandomGenerator>
 
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-
 namespace {
 
 struct TakeUp : RouteFolder {
@@ -102,7 +99,7 @@ TEST_F(TakeUp, ALivingRouterIsLeftInPeace) {
 }
 
 TEST_F(TakeUp, AMarkIsMadeByOneAndTheOtherLaunchesNothing) {
-    program(paths.routerScript, "#!/bin/sh\necho ran\n");
+    writeProgram(paths.routerScript, "#!/bin/sh\necho ran\n");
     const QueueItem made = request(u"once"_s);
     queue(made);
     EXPECT_EQ(spawnRouter(file(made), paths, {}).start, RouterStart::Launched);

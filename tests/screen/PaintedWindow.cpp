@@ -2,8 +2,7 @@
 
 #include "platform/x11/XProperty.h"
 #include "platform/x11/XReply.h"
-
-#include <stdexcept>
+#include "support/Testing.h"
 
 namespace ovalin {
 

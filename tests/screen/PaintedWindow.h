@@ -1,10 +1,9 @@
 #pragma once
 
+#include "support/Testing.h"
 #include <QByteArray>
 #include <QColor>
 #include <QRect>
-
-#include <vector>
 
 #include <xcb/xcb.h>
 

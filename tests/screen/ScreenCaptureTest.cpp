@@ -6,25 +6,14 @@
 #include "platform/x11/windows/X11Windows.h"
 #include "support/TestDesk.h"
 
-#include <QCoreApplication>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QImage>
 #include <QPainter>
 #include <QWidget>
 
-#include <gtest/gtest.h>
-
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace ovalin {
-
-using namespace Qt::StringLiterals;
-
-TestDesk& desk();
 
 namespace {
 
@@ -272,31 +261,6 @@ TEST(ScreenCapture, AWindowThatClosesMeanwhileGivesAWholePictureOrNone) {
         EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
         EXPECT_EQ(QImage(path).isNull(), process.exitCode() != 0) << process.readAllStandardError().toStdString();
         EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files).size(), process.exitCode() == 0 ? 1 : 0);
-    }
-}
-
-TEST(ScreenCapture, TheCapturedWindowComesBackWithoutThePanelOverIt) {
-    PaintedWindow::Options options;
-    options.display = desk().display().toLatin1();
-    options.frame = {200, 150, 600, 400};
-    options.overrideRedirect = false;
-    const PaintedWindow window(options);
-    X11Windows real;
-    ASSERT_TRUE(waitUntil([&] { return ovalin::frontWindowID(real.onScreenWindows(), ::getpid()) == window.id(); }));
-    options.overrideRedirect = true;
-    options.stripes = {Qt::magenta};
-    options.windowClass = "ovalin";
-    options.frame = {0, 0, 700, 500};
-    const PaintedWindow panel(options);
-    OcrProcess unused({});
-    const WindowShots shots(real, unused, Tools::under(Tools::folderBeside(QCoreApplication::applicationDirPath())));
-    const auto png = shots.captureWindowPNG(::getpid());
-    ASSERT_TRUE(png);
-    const QImage image = QImage::fromData(*png);
-    ASSERT_EQ(image.size(), QSize(600, 400));
-    for (size_t stripe = 0; stripe < window.stripes(); ++stripe) {
-        for (int y = 0; y < 400; y += 9)
-            EXPECT_EQ(image.pixelColor(window.inStripe(stripe, y)), window.shown(stripe));
     }
 }
 

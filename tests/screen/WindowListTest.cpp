@@ -3,18 +3,7 @@
 #include "platform/x11/windows/X11Windows.h"
 #include "support/TestDesk.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <optional>
-
-#include <unistd.h>
-
 namespace ovalin {
-
-using namespace Qt::StringLiterals;
-
-TestDesk& desk();
 
 namespace {
 

@@ -2,21 +2,12 @@
 
 #include "platform/x11/input/OwnPresses.h"
 
-#include <QApplication>
 #include <QRect>
 #include <QTest>
 #include <QWidget>
 
-#include <gtest/gtest.h>
-
-#include <future>
-
 #include <X11/keysym.h>
 #include <xcb/xtest.h>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -141,25 +132,6 @@ TEST_F(MonitorsTest, APressThatClosesOurWindowIsOursHoweverLateItIsLookedAt) {
     EXPECT_EQ(ours, true);
     xdo(u"mousemove 600 400 click 1"_s);
     EXPECT_TRUE(waitUntil([&] { return ours == false; }));
-}
-
-TEST_F(MonitorsTest, TheClockCountsWhatCanChangeASelection) {
-    const struct {
-        QString actions;
-        bool counts;
-    } rows[] = {
-        {u"key x"_s, true},
-        {u"key alt+x"_s, false},
-        {u"key super+x"_s, false},
-        {u"click 4"_s, false},
-        {u"mousemove 600 400 click 1"_s, true},
-        {u"mousemove 10 10"_s, false},
-    };
-    for (const auto& row : rows) {
-        const auto before = clock.read().lastPress;
-        xdo(row.actions);
-        EXPECT_EQ(clock.read().lastPress != before, row.counts) << row.actions.toStdString();
-    }
 }
 
 TEST_F(MonitorsTest, AClickIntoOurOwnWindowIsTakenBackFromTheClock) {

@@ -2,14 +2,6 @@
 
 #include "platform/x11/selections/SelectionServer.h"
 
-#include <gtest/gtest.h>
-
-#include <mutex>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
-
 namespace {
 
 struct SelectionServerTest : testing::Test {

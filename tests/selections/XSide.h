@@ -7,16 +7,10 @@
 #include "platform/x11/selections/X11Pasteboard.h"
 #include "support/TestDesk.h"
 
-#include <csignal>
-#include <utility>
-
 namespace ovalin {
 
-TestDesk& desk(); // of the test program's main
-
 /// A program of the desk that ends with its scope.
-class Program {
-public:
+struct Program {
     Program(const QString& program, const QStringList& arguments)
         : process(desk().start(program, arguments)) {}
     ~Program() { desk().end(process); }

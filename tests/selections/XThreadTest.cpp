@@ -1,15 +1,5 @@
 #include "XSide.h"
 
-#include <QApplication>
-
-#include <gtest/gtest.h>
-
-#include <thread>
-
-using namespace ovalin;
-using namespace Qt::StringLiterals;
-using namespace std::chrono_literals;
-
 TEST(XThread, WithoutADisplayEveryQuestionIsAnsweredWithNothing) {
     XConnection nowhere(":4711");
     EXPECT_EQ(nowhere.atom("CLIPBOARD"), XCB_ATOM_NONE);

@@ -7,23 +7,14 @@
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeViews.h"
 #include "support/SoundServer.h"
-#include "support/TestDesk.h"
 
-#include <QCoreApplication>
-#include <QDir>
-#include <QFile>
 #include <QRegularExpression>
-
-#include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
 
 #include <sys/socket.h>
 #include <sys/un.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 // The engine leaks when a model cannot be loaded. Called by LeakSanitizer.
 extern "C" const char* __lsan_default_suppressions();
@@ -134,28 +125,6 @@ struct SpeechTest : RecognizerTest {
 };
 
 } // namespace
-
-TEST_F(SpeechTest, WordsThatAreSpokenAppearInTheField) {
-    const struct {
-        QString file, words;
-    } rows[] = {
-        {spoken(u"please send this message to the whole team before lunch"_s, home.path()),
-         u"please send this message to the whole team before lunch"_s},
-        {READ_ALOUD + u"sense_and_sensibility_01_austen_64kb-0880.wav"_s, u"he was not an ill disposed young man"_s},
-    };
-    startServer();
-    for (const auto& [file, words] : rows) {
-        view.text = u"typed before"_s;
-        listen();
-        ASSERT_TRUE(server->play(file));
-        EXPECT_TRUE(waitUntil([&, expected = words] { return heardShare(expected, field()) >= 0.6; }))
-            << field().toStdString();
-        EXPECT_TRUE(field().startsWith(u"typed before "_s));
-        dictation->micTapped();
-        EXPECT_EQ(status(), QString());
-        EXPECT_TRUE(waitUntil([this] { return !server->hasListener(); })) << "the microphone is let go";
-    }
-}
 
 TEST_F(SpeechTest, AMicrophoneThatCannotBeOpenedIsSaidAndNobodyWaitsForIt) {
     // A sound server that takes connections and never says a word.

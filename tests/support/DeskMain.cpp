@@ -1,24 +1,15 @@
 // main of the programs that test the X11 side in their own process: an X server first, then Qt on it.
 #include "support/TestDesk.h"
 
-#include <QApplication>
-
-#include <gmock/gmock.h>
-
-#include <cstring>
-#include <memory>
-
-namespace ovalin {
-std::unique_ptr<TestDesk> theDesk; // of this test process
-TestDesk& desk() { return *theDesk; }
-} // namespace ovalin
+static std::unique_ptr<TestDesk> theDesk; // of this test process
+TestDesk& ovalin::desk() { return *theDesk; }
 
 int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     if (testing::GTEST_FLAG(list_tests))
         return RUN_ALL_TESTS();
-    ovalin::theDesk = std::make_unique<ovalin::TestDesk>();
-    ovalin::theDesk->enterEnvironment();
+    theDesk = std::make_unique<TestDesk>();
+    theDesk->enterEnvironment();
     qputenv("QT_QPA_PLATFORM", "xcb");
     int status = 0;
     {
@@ -26,6 +17,6 @@ int main(int argc, char** argv) {
         QApplication::setQuitOnLastWindowClosed(false);
         status = RUN_ALL_TESTS();
     }
-    ovalin::theDesk.reset();
+    theDesk.reset();
     return status;
 }

@@ -2,6 +2,8 @@
 
 #include "base/Descriptor.h"
 
+#include <csignal>
+
 #include <sys/resource.h>
 
 #include <vector>
@@ -26,6 +28,23 @@ public:
 private:
     rlimit before{};
     std::vector<Descriptor> taken;
+};
+
+/// While it lives no file can grow beyond `bytes`: what a full disk does, for a process that is root.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        ::getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit now{bytes, before.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &now);
+        ::signal(SIGXFSZ, SIG_IGN);
+    }
+    ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before); }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+private:
+    rlimit before{};
 };
 
 } // namespace ovalin

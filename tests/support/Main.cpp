@@ -1,8 +1,5 @@
 // One main for every test program: the offscreen platform unless a test asked for another, and a HOME that is nobody's.
-#include <QApplication>
-#include <QTemporaryDir>
-
-#include <gmock/gmock.h>
+#include "support/Testing.h"
 
 int main(int argc, char** argv) {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))

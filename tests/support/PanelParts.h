@@ -6,6 +6,9 @@
 #include "panel/PromptField.h"
 #include "panel/Transcript.h"
 #include "panel/Widgets.h"
+#include "support/Testing.h"
+
+#include <QTest>
 
 namespace ovalin {
 
@@ -36,5 +39,11 @@ struct PanelParts {
     GlyphButton *micButton, *historyBtnRef, *helpBtn;
     PillButton *cancelBtn, *replaceBtnRef, *sendBtnRef;
 };
+
+/// Types the text, whatever keys it would take.
+inline void type(QWidget* widget, const QString& text) {
+    for (const QChar letter : text)
+        QTest::sendKeyEvent(QTest::Click, widget, Qt::Key_unknown, QString(letter), Qt::NoModifier);
+}
 
 } // namespace ovalin

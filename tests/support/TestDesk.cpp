@@ -1,19 +1,6 @@
 #include "support/TestDesk.h"
 
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QThread>
-
-#include <csignal>
-#include <stdexcept>
-#include <unistd.h>
-
 namespace ovalin {
-
-using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -28,13 +15,6 @@ const char* const OPENBOX_RC = R"(<?xml version="1.0"?>
     <context name="Titlebar"><mousebind button="Left" action="Press"><action name="Focus"/><action name="Raise"/></mousebind></context>
   </mouse>
 </openbox_config>)";
-
-QByteArray firstLine(QProcess& process, double seconds) {
-    QDeadlineTimer deadline(static_cast<qint64>(seconds * 1000));
-    while (!process.canReadLine() && !deadline.hasExpired() && process.state() != QProcess::NotRunning)
-        process.waitForReadyRead(50);
-    return process.readLine().trimmed();
-}
 
 } // namespace
 
@@ -65,15 +45,10 @@ TestDesk::TestDesk(const Options& options)
     environment.insert(u"DISPLAY"_s, displayName);
 
     if (options.sessionBus) {
-        auto& bus = *programs.emplace_back(std::make_unique<QProcess>());
-        bus.setProcessEnvironment(environment);
-        bus.setWorkingDirectory(home());
-        bus.setChildProcessModifier([] { ::setpgid(0, 0); });
-        bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address=1"_s});
-        const QByteArray address = firstLine(bus, 10);
-        if (address.isEmpty())
-            throw std::runtime_error("dbus-daemon did not start");
-        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromUtf8(address));
+        start(u"/bin/sh"_s, {u"-c"_s, u"exec dbus-daemon --session --nofork --print-address=3 3>bus"_s});
+        if (!waitUntil([this] { return readFile(path(u"bus"_s)).endsWith('\n'); }))
+            throw std::runtime_error("dbus-daemon did not start: " + log(u"sh"_s).toStdString());
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromUtf8(readFile(path(u"bus"_s)).trimmed()));
     }
     if (options.windowManager == WindowManager::Openbox) {
         writeFile(path(u"openbox.xml"_s), OPENBOX_RC);
@@ -170,32 +145,12 @@ QString TestDesk::waitForWindow(const QString& pattern, double seconds) const {
     return id;
 }
 
+QString TestDesk::selection(const char* name) const {
+    return output(u"xclip"_s, {u"-o"_s, u"-selection"_s, QString::fromLatin1(name)});
+}
+
 void TestDesk::screenshot(const QString& file) const { output(u"import"_s, {u"-window"_s, u"root"_s, file}); }
 
 QString TestDesk::log(const QString& program) const { return QString::fromUtf8(readFile(path(program + u".log"_s))); }
-
-bool waitUntil(const std::function<bool()>& condition, double seconds) {
-    const QDeadlineTimer deadline(static_cast<qint64>(seconds * 1000));
-    while (!condition()) {
-        if (deadline.hasExpired())
-            return false;
-        if (QCoreApplication::instance())
-            QCoreApplication::processEvents();
-        QThread::msleep(5);
-    }
-    return true;
-}
-
-QByteArray readFile(const QString& path) {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
-        throw std::runtime_error("cannot write " + path.toStdString());
-}
 
 } // namespace ovalin

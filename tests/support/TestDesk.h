@@ -1,15 +1,6 @@
 #pragma once
 
-#include <QProcess>
-#include <QString>
-#include <QStringList>
-#include <QTemporaryDir>
-
-#include <functional>
-#include <memory>
-#include <vector>
-
-using namespace Qt::StringLiterals;
+#include "support/Testing.h"
 
 namespace ovalin {
 
@@ -68,6 +59,9 @@ public:
     /// The id of the first visible window whose WM_CLASS or title matches, within `seconds`; empty when none came.
     QString waitForWindow(const QString& pattern, double seconds = 15) const;
 
+    /// The text that somebody else owns there, as another program reads it.
+    [[nodiscard]] QString selection(const char* name = "clipboard") const;
+
     /// A picture of the whole screen as PNG.
     void screenshot(const QString& file) const;
 
@@ -80,10 +74,7 @@ private:
     QProcess* windowManager = nullptr;
 };
 
-/// Polls until `condition` holds, serving the event loop meanwhile; false when `seconds` passed first.
-bool waitUntil(const std::function<bool()>& condition, double seconds = 10);
-
-[[nodiscard]] QByteArray readFile(const QString& path);
-void writeFile(const QString& path, const QByteArray& bytes);
+/// That of a program that tests the X11 side in its own process.
+TestDesk& desk();
 
 } // namespace ovalin

@@ -3,20 +3,7 @@
 #include "transform/TransformJob.h"
 
 #include "fakes/FakeDesktop.h"
-#include "support/TestDesk.h"
 
-#include <QDir>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <future>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
-using namespace std::chrono_literals;
 using Kind = JobEnd::Kind;
 
 namespace ovalin {
@@ -46,12 +33,7 @@ struct Jobs : testing::Test {
     Jobs() { QDir(home.path()).mkdir(u"bin"_s); }
     ~Jobs() override { setShellPath(u"/bin/zsh"_s); }
 
-    QString install(const QString& name, const QByteArray& text) {
-        const QString path = home.filePath(name);
-        writeFile(path, text);
-        QFile::setPermissions(path, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        return path;
-    }
+    QString install(const QString& name, const QByteArray& text) { return writeProgram(home.filePath(name), text); }
     void script(ReplaceTarget target, const QByteArray& body) {
         install(u"bin/"_s + replaceScript(target), "#!/bin/zsh\n" + body);
     }
@@ -66,9 +48,7 @@ struct Jobs : testing::Test {
     }
     /// What the stand-in logged of this event.
     QJsonObject agentLog(const char* event) const {
-        const QByteArray lines = readFile(home.filePath(u"agent/log.jsonl"_s));
-        for (const QByteArray& line : lines.split('\n')) {
-            const QJsonObject entry = QJsonDocument::fromJson(line).object();
+        for (const QJsonObject& entry : readJsonLines(home.filePath(u"agent/log.jsonl"_s))) {
             if (entry.value(u"event"_s) == QLatin1String(event))
                 return entry;
         }

@@ -1,10 +1,6 @@
 #include "transform/LiteralReplacement.h"
 #include "transform/ReplaceTarget.h"
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
+#include "support/Testing.h"
 
 TEST(LiteralReplacement, TheWordsThemselvesOrAnInstruction) {
     const struct {

@@ -1,11 +1,8 @@
 #pragma once
 
+#include "support/Testing.h"
 #include <QTcpServer>
 #include <QTcpSocket>
-
-#include <map>
-
-using namespace Qt::StringLiterals;
 
 namespace ovalin {
 
@@ -14,6 +11,7 @@ namespace ovalin {
 class HttpServer {
 public:
     std::map<QByteArray, QByteArray> answers; ///< path to status line and headers; "" never answers, "-" closes at once
+    std::map<QByteArray, QByteArray> pages;   ///< path to the HTML that it answers with instead
     QList<QByteArray> requests;               ///< the heads, in order
 
     explicit HttpServer(const QHostAddress& address = QHostAddress::LocalHost) {
@@ -46,11 +44,13 @@ private:
         for (qsizetype end = head.indexOf("\r\n\r\n"); end >= 0; end = head.indexOf("\r\n\r\n")) {
             requests.append(head.first(end));
             head.remove(0, end + 4);
-            const QByteArray answer = answers[requests.last().split(' ').value(1)];
+            const QByteArray path = requests.last().split(' ').value(1), page = pages[path];
+            const QByteArray answer = page.isEmpty() ? answers[path] : "200 OK\r\nContent-Type: text/html";
             if (answer == "-")
                 return socket->close();
             if (!answer.isEmpty())
-                socket->write("HTTP/1.1 " + answer + "\r\nContent-Length: 0\r\n\r\n");
+                socket->write("HTTP/1.1 " + answer + "\r\nContent-Length: " + QByteArray::number(page.size()) +
+                              "\r\n\r\n" + page);
         }
         socket->setProperty("head", head);
     }
