@@ -95,6 +95,9 @@ public:
     /// May we listen? Denied only when the sound server says so. The answer comes later.
     virtual void requestAccess(QObject* context, std::function<void(bool granted)> answer) = 0;
 
+    /// Why none could be opened now, for people, or an empty text; none is opened. The answer comes later.
+    virtual void look(QObject* context, std::function<void(const QString& wrong)> answer) = 0;
+
     /// Opens the microphone; `started` gets an empty text once it delivers, else why it does not. Not called after
     /// stop(). The tap is called on the audio thread with each block of SOUND_BLOCK samples.
     virtual void start(Tap tap, QObject* context, std::function<void(const QString& error)> started) = 0;

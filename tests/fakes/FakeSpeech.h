@@ -51,6 +51,7 @@ struct FakeMicrophone final : Microphone {
         for (const auto& answer : std::exchange(answers, {}))
             answer();
     }
+    void look(QObject*, std::function<void(const QString&)> answer) override { answer(error); }
     void start(Tap theTap, QObject*, std::function<void(const QString&)> started) override {
         ++starts;
         tap = std::move(theTap);

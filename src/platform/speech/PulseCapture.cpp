@@ -56,6 +56,17 @@ bool PulseCapture::accessGranted() {
     return !denied;
 }
 
+QString PulseCapture::whyNone() {
+    PulseCapture probe({}, {});
+    probe.patience = std::chrono::milliseconds(2000);
+    const std::lock_guard lock(probe.lifecycle);
+    QString error = probe.connect();
+    if (error.isEmpty())
+        error = probe.chooseSource();
+    probe.close();
+    return error;
+}
+
 QString PulseCapture::start() {
     const std::lock_guard lock(lifecycle);
     const QString error = stopping ? u"stopped"_s : open();

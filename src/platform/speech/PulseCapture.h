@@ -25,6 +25,9 @@ public:
     /// Whether the server lets us in, as far as it answers. Blocks for two seconds at most.
     [[nodiscard]] static bool accessGranted();
 
+    /// Why there is no microphone to open; empty when there is one. Blocks for two seconds at most.
+    [[nodiscard]] static QString whyNone();
+
     /// Opens the microphone; empty, or why not. Blocks for a few seconds at most. Once.
     [[nodiscard]] QString start();
 

@@ -12,6 +12,11 @@ void PulseMicrophone::requestAccess(QObject* context, std::function<void(bool)> 
         Queue::UserInitiated, context, [] { return PulseCapture::accessGranted(); }, std::move(answer));
 }
 
+void PulseMicrophone::look(QObject* context, std::function<void(const QString&)> answer) {
+    dispatch.inBackground(
+        Queue::UserInitiated, context, [] { return PulseCapture::whyNone(); }, std::move(answer));
+}
+
 void PulseMicrophone::start(Tap tap, QObject* context, std::function<void(const QString&)> started) {
     stop();
     const auto whose = std::make_shared<std::weak_ptr<PulseCapture>>(); // it cannot know itself before it is made

@@ -16,6 +16,7 @@ public:
     ~PulseMicrophone() override;
 
     void requestAccess(QObject* context, std::function<void(bool)> answer) override;
+    void look(QObject* context, std::function<void(const QString&)> answer) override;
     void start(Tap tap, QObject* context, std::function<void(const QString&)> started) override;
     void stop() override;
 

@@ -47,6 +47,8 @@ VoskRecognizer::~VoskRecognizer() {
 void VoskRecognizer::requestAuthorization(QObject* context, std::function<void(bool)> answer) {
     dispatch.inBackground(Queue::UserInitiated, context, find, [this, answer = std::move(answer)](SpeechFiles found) {
         available = found.complete();
+        if (!available)
+            logLine(u"Ovalin dictate: %1 — `ovalin install-speech` fetches both"_s.arg(found.whatIsMissing()));
         {
             const std::lock_guard lock(mutex);
             files = std::move(found);
@@ -117,6 +119,7 @@ std::optional<Vosk> VoskRecognizer::load(const SpeechFiles& wanted) {
         logLine(u"Ovalin dictate: "_s + engine.error());
         broken.insert(model);
     }
+    logLine(u"Ovalin dictate: no model can be used — `ovalin install-speech` fetches one"_s);
     return std::nullopt;
 }
 

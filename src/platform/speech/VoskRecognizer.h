@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SpeechFiles.h"
+#include "platform/helpers/SpeechFiles.h"
 #include "Vosk.h"
 
 #include "base/Dispatch.h"

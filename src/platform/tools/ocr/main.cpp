@@ -1,5 +1,5 @@
 // ocr: reads a PNG picture from standard input and writes the text in it to standard output, one line of text a line,
-// in reading order. Nothing when there is none.
+// in reading order. Nothing when there is none. With --languages it names those whose data are installed, one a line.
 //
 // Exit status 0: read, or read as far as the deadline allowed. 1: standard error says why not.
 #include <cstdint>
@@ -118,11 +118,20 @@ void recognize(const std::vector<uint8_t>& png) {
     printLines(api);
 }
 
+void printLanguages() {
+    tesseract::TessBaseAPI api;
+    std::vector<std::string> languages;
+    if (api.Init(nullptr, "eng", tesseract::OEM_LSTM_ONLY) == 0)
+        api.GetAvailableLanguagesAsVector(&languages);
+    for (const std::string& language : languages)
+        std::puts(language.c_str());
+}
+
 } // namespace
 
 extern "C" void omp_set_max_active_levels(int levels); // clang brings an <omp.h> of another OpenMP
 
-int main() {
+int main(int argc, char** argv) {
     // Behind everything else: the next opening of the panel may come while we read the picture of the last.
     ::setpriority(PRIO_PROCESS, 0, 15);
     // Its OpenMP threads cost more than they bring: 5 s instead of 0.8 s a window on two cores. Neither
@@ -135,7 +144,10 @@ int main() {
 #endif
     setMsgSeverity(L_SEVERITY_NONE);
     try {
-        recognize(readInput());
+        if (argc > 1 && !std::strcmp(argv[1], "--languages"))
+            printLanguages();
+        else
+            recognize(readInput());
     } catch (const std::exception& e) {
         std::fprintf(stderr, "ocr: %s\n", e.what());
         return 1;

@@ -10,6 +10,8 @@ struct SpeechFiles {
     QString library;
     QStringList models; ///< folders
     [[nodiscard]] bool complete() const { return !library.isEmpty() && !models.isEmpty(); }
+    /// For people; empty when nothing is.
+    [[nodiscard]] QString whatIsMissing() const;
     bool operator==(const SpeechFiles&) const = default;
 };
 

@@ -15,6 +15,13 @@ bool isModel(const QString& folder) {
 
 } // namespace
 
+QString SpeechFiles::whatIsMissing() const {
+    const QString engine = u"the speech engine (libvosk.so)"_s, model = u"a model of the language"_s;
+    if (library.isEmpty())
+        return (models.isEmpty() ? engine + u" and "_s + model + u" are"_s : engine + u" is"_s) + u" missing"_s;
+    return models.isEmpty() ? model + u" is missing"_s : QString();
+}
+
 SpeechFiles findSpeechFiles(const QString& home, const QString& programFolder) {
     SpeechFiles files;
     const QDir own(home + u"/.local/share/ovalin/models"_s);
