@@ -6,6 +6,7 @@
 #include "base/children/ChildEnvironment.h"
 #include "base/children/LiveChild.h"
 #include "base/Log.h"
+#include "base/Version.h"
 #include "capture/SiteOwnership.h"
 #include "capture/WindowShot.h"
 #include "platform/helpers/OcrProcess.h"
@@ -47,11 +48,12 @@ int main(int argc, char** argv) {
         return 1;
     }
 
+    setVerboseLog(command.verbose);
     closeStandardInput();
     std::vector<char*> arguments = platformArguments(argc, argv);
     int count = static_cast<int>(arguments.size()) - 1;
     QCoreApplication::setApplicationName(u"ovalin"_s);
-    QCoreApplication::setApplicationVersion(QStringLiteral(OVALIN_VERSION));
+    QCoreApplication::setApplicationVersion(QLatin1String(VERSION));
     QCoreApplication::setAttribute(Qt::AA_Use96Dpi); // sizes are pixels; a screen's scale factor comes on top
     // The PRIMARY guard refuses claims on purpose; Qt would warn of each.
     QLoggingCategory::setFilterRules(u"qt.qpa.clipboard.warning=false"_s);
@@ -60,9 +62,12 @@ int main(int argc, char** argv) {
     QApplication::setQuitOnLastWindowClosed(false);
 
     const Paths paths = Paths::under(QDir::homePath());
-    SingleInstance instance({paths.runtimeDir, paths.stateDir});
+    const SingleInstance::Folders folders{paths.runtimeDir, paths.stateDir};
+    SingleInstance instance(folders);
     if (!instance.acquire()) {
         logLine(u"Ovalin: another instance is running (pid %1) — exiting"_s.arg(instance.otherPid()));
+        if (!command.background)
+            std::ignore = SingleInstance::send(folders, {{u"command"_s, u"open"_s}}, std::chrono::seconds(2));
         return 0;
     }
 
@@ -92,7 +97,9 @@ int main(int argc, char** argv) {
         {paths, AgentSearch::under(paths.home), std::move(sources),
          [script = paths.binDir + u"/ovalin-replace-web.sh"_s](const QString& url) { return siteOwned(url, script); },
          std::move(config)});
-    instance.listen([&delegate] { delegate.toggle(); });
+    instance.listen([&delegate](const QJsonObject& message, const SingleInstance::Answer& answer) {
+        delegate.serve(message, answer);
+    });
     const Termination termination;
     const auto end = [&](int status) {
         delegate.applicationWillTerminate();

@@ -1,1 +1,9 @@
-complete -W 'toggle install-speech --help --version' ovalin
+_ovalin() {
+    case ${COMP_WORDS[COMP_CWORD-1]} in
+        start-at-login) COMPREPLY=($(compgen -W 'on off' -- "$2")) ;;
+        ovalin | --background | --verbose)
+            COMPREPLY=($(compgen -W 'toggle do ask status doctor start-at-login quit install-speech
+                --background --verbose --help --version' -- "$2")) ;;
+    esac
+}
+complete -F _ovalin ovalin

@@ -80,7 +80,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     program.promptHistory.load();
     program.dispatch.inBackground(
         Queue::Utility, this,
-        [resources = paths.resourcesDir, bin = paths.binDir] { installBundledScripts(resources, bin); },
+        [folders = ScriptFolders{paths.resourcesDir, paths.binDir, paths.stateDir}] { installBundledScripts(folders); },
         [this] {
             if (program.routedRequests)
                 program.routedRequests->takeUp(); // by the script, where it has just come
@@ -110,10 +110,13 @@ void AppDelegate::warmUp() {
 void AppDelegate::toggle() { hotKey.passedOn(program.desktop.keyboardHold.waiting()); }
 
 void AppDelegate::hotkeyFired() {
-    if (opening) {
+    if (opening)
         closePanel();
-        return;
-    }
+    else
+        open();
+}
+
+void AppDelegate::open() {
     if (!descriptorsAreFree()) { // Qt would wait for ever for the one that its picture needs, and the keyboard with it
         logLine(u"Ovalin: too many open files — no panel"_s);
         told({u"Ovalin"_s, u"Too many files are open for the panel to be shown."_s, {}});

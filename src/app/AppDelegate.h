@@ -4,6 +4,7 @@
 #include "HotKey.h"
 #include "Opening.h"
 #include "Program.h"
+#include "SingleInstance.h"
 #include "UserDefaults.h"
 
 namespace ovalin {
@@ -22,6 +23,9 @@ public:
     /// What the hotkey and `ovalin toggle` do.
     void toggle();
 
+    /// Does what a program of the command line asks for (SingleInstance), and answers it.
+    void serve(const QJsonObject& message, const SingleInstance::Answer& answer);
+
 private:
     void warmUp();
     void watchDesktop();
@@ -30,6 +34,10 @@ private:
     void closePanel() { opening.reset(); }
     void told(const RequestNews& news);
     void hotkeyTaken(int status);
+    void open();
+    void submit(const QString& words, const SingleInstance::Answer& answer);
+    [[nodiscard]] QJsonObject ask(const QString& question);
+    void describe(const SingleInstance::Answer& answer);
 
     Program program;
     UserDefaults defaults;

@@ -1,16 +1,13 @@
 #include "CommandLine.h"
 
-#include "SingleInstance.h"
+#include "Commands.h"
 
-#include "base/Paths.h"
-#include "platform/helpers/Tools.h"
+#include "base/Version.h"
 
 #include <QCoreApplication>
 #include <QDir>
-#include <QFile>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -22,77 +19,96 @@ namespace ovalin {
 
 namespace {
 
-const char* const HELP = R"(Usage: ovalin [COMMAND]
+void printHelp() {
+    std::puts("Usage: ovalin [OPTION] [COMMAND]\n\n"
+              "Without a command, starts the background agent; Alt+Space, or the hotkey of the configuration, then\n"
+              "opens its panel over any application. Where it runs already, its panel is opened.\n\nCommands:");
+    for (const Command& command : commands()) {
+        const QByteArray usage = QByteArray(command.name) + ' ' + command.words;
+        std::printf("  %-23s %s\n", usage.constData(), command.help);
+    }
+    std::puts("Options:\n"
+              "  --background            shows nothing, also where it runs already: for the start at login\n"
+              "  --verbose               the log holds your words, not only how many they were\n"
+              "  --help                  this text\n"
+              "  --version               the version\n\n"
+              "Files:\n"
+              "  ~/.config/ovalin/config   your settings: hotkey=, exclude=, appearance=, and more in ovalin(1)\n"
+              "  ~/CLAUDE/system           requests, what became of them, past conversations\n"
+              "  ~/.claude/bin             the scripts that have the agent work\n"
+              "Environment:\n"
+              "  DISPLAY, XDG_RUNTIME_DIR, XDG_CONFIG_HOME, DBUS_SESSION_BUS_ADDRESS, OVALIN_SEARCH_URL\n"
+              "Exit status:\n"
+              "  0 done; 1 it could not be done, or doctor found something; 2 an argument was not understood");
+}
 
-Without a command, starts the background agent; Alt+Space then opens its panel over any application.
-
-Commands:
-  toggle          opens or closes the panel of the running copy, as the hotkey does; bind it to any shortcut
-  install-speech  fetches the speech engine and its model for dictation (70 MB)
-Options:
-  --help          this text
-  --version       the version
-)";
+/// Takes an option with its value; how many arguments that were, 0 when it is none.
+int takeOption(CommandLine& line, const char* option, const char* value) {
+    const auto is = [option](const char* name) { return !std::strcmp(option, name); };
+    if (is("--help") || is("-h"))
+        line.action = CommandLine::Action::Help;
+    else if (is("--version"))
+        line.action = CommandLine::Action::Version;
+    else if (is("--background"))
+        line.background = true;
+    else if (is("--verbose"))
+        line.verbose = true;
+    else if (value && is("-display"))
+        line.display = value;
+    else if (value && is("-platform"))
+        line.platform = value;
+    else if (!value || !is("-name"))
+        return 0;
+    return option[1] == '-' || is("-h") ? 1 : 2;
+}
 
 } // namespace
 
 CommandLine parseCommandLine(int argc, char** argv) {
-    CommandLine command;
-    for (int i = 1; i < argc; ++i) {
-        const char* argument = argv[i];
-        if (!std::strcmp(argument, "--help") || !std::strcmp(argument, "-h"))
-            command.action = CommandLine::Action::Help;
-        if (!std::strcmp(argument, "--version"))
-            command.action = CommandLine::Action::Version;
-        if (!std::strcmp(argument, "toggle"))
-            command.action = CommandLine::Action::Toggle;
-        if (!std::strcmp(argument, "install-speech"))
-            command.action = CommandLine::Action::InstallSpeech;
-        if (command.action != CommandLine::Action::Run)
-            return command;
-        const bool isDisplay = !std::strcmp(argument, "-display"), isPlatform = !std::strcmp(argument, "-platform");
-        const bool known = isDisplay || isPlatform || !std::strcmp(argument, "-name");
-        if (!known || i + 1 == argc) {
-            command.action = CommandLine::Action::Wrong;
-            command.wrong = QString::fromLocal8Bit(argument);
-            return command;
+    CommandLine line;
+    for (int i = 1; i < argc;) {
+        const int taken = takeOption(line, argv[i], i + 1 < argc ? argv[i + 1] : nullptr);
+        if (line.action != CommandLine::Action::Run)
+            return line;
+        const auto all = commands();
+        const auto found =
+            std::ranges::find_if(all, [&](const Command& each) { return !std::strcmp(argv[i], each.name); });
+        if (!taken && found != all.end()) {
+            line.action = CommandLine::Action::Command;
+            line.command = &*found;
+            for (int word = i + 1; word < argc; ++word)
+                line.words += QString::fromLocal8Bit(argv[word]);
+            return line;
         }
-        ++i;
-        if (isDisplay)
-            command.display = argv[i];
-        else if (isPlatform)
-            command.platform = argv[i];
+        if (!taken) {
+            line.action = CommandLine::Action::Wrong;
+            line.wrong = QString::fromLocal8Bit(argv[i]);
+            return line;
+        }
+        i += taken;
     }
-    return command;
+    return line;
 }
 
-int runCommand(const CommandLine& command, int argc, char** argv) {
-    switch (command.action) {
+int runCommand(const CommandLine& line, int argc, char** argv) {
+    switch (line.action) {
     case CommandLine::Action::Help:
-        std::fputs(HELP, stdout);
+        printHelp();
         return 0;
     case CommandLine::Action::Version:
-        std::puts("ovalin " OVALIN_VERSION);
+        std::printf("ovalin %s\n", VERSION_TEXT);
         return 0;
-    case CommandLine::Action::Toggle: {
+    case CommandLine::Action::Command: {
         const QCoreApplication application(argc, argv);
-        const Paths paths = Paths::under(QDir::homePath());
-        const auto wrong = SingleInstance::sendToggle({paths.runtimeDir, paths.stateDir});
-        if (wrong)
-            std::fprintf(stderr, "ovalin: %s\n", qUtf8Printable(*wrong));
-        return wrong ? 1 : 0;
-    }
-    case CommandLine::Action::InstallSpeech: {
-        const QCoreApplication application(argc, argv);
-        const QByteArray script =
-            QFile::encodeName(Tools::folderBeside(QCoreApplication::applicationDirPath()) + u"/install-speech"_s);
-        const QByteArray folder = QFile::encodeName(QDir::homePath() + u"/.local/share/ovalin/speech"_s);
-        ::execl(script.constData(), script.constData(), folder.constData(), nullptr);
-        std::fprintf(stderr, "ovalin: %s: %s\n", script.constData(), std::strerror(errno));
-        return 1;
+        const bool takesWords = *line.command->words != '\0';
+        if (takesWords == line.words.join(QString()).trimmed().isEmpty()) {
+            std::fprintf(stderr, "usage: ovalin %s %s\n", line.command->name, line.command->words);
+            return 2;
+        }
+        return line.command->run({Paths::under(QDir::homePath()), line.words});
     }
     default:
-        std::fprintf(stderr, "ovalin: unknown argument '%s' — see ovalin --help\n", qUtf8Printable(command.wrong));
+        std::fprintf(stderr, "ovalin: unknown argument '%s' — see ovalin --help\n", qUtf8Printable(line.wrong));
         return 2;
     }
 }

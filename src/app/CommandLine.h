@@ -1,21 +1,28 @@
 #pragma once
 
-#include <QString>
+#include <QStringList>
 
 #include <vector>
 
 namespace ovalin {
 
+struct Command;
+
 /// What the command line asks for.
 struct CommandLine {
-    enum class Action { Run, Toggle, InstallSpeech, Help, Version, Wrong };
+    enum class Action { Run, Command, Help, Version, Wrong };
     Action action = Action::Run;
+    const Command* command = nullptr;
+    QStringList words;                              ///< behind the command
     QString wrong;                                  ///< the argument that is not understood
+    bool background = false;                        ///< nothing is to be shown, also when another copy runs
+    bool verbose = false;                           ///< the log may hold the user's words
     QByteArray display;                             ///< the X server to use instead of $DISPLAY
     QByteArray platform = QByteArrayLiteral("xcb"); ///< Qt's, with its options
 };
 
-/// Pure but for reading the arguments; options of Qt's own ("-platform …", "-name …") pass.
+/// Pure but for reading the arguments; options of Qt's own ("-platform …", "-name …") pass. What follows a command is
+/// the command's.
 [[nodiscard]] CommandLine parseCommandLine(int argc, char** argv);
 
 /// Carries out everything but Run and returns the exit status. Needs no display.

@@ -19,6 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto STATUS_SHOWN = 1400ms;
+constexpr auto LONGEST_LOOK = 1200ms;
 
 // Nobody waits longer for a disk; the words are in the program, and on their way.
 constexpr auto LONGEST_KEEPING = 100ms;
@@ -100,9 +101,12 @@ void Opening::connectCapture() {
         if (guard)
             guard->checkSiteOwnership(url);
     };
-    captured->pipeline.applyShotToPendingSubmit = [&lasting = program](const QUuid& token, const QByteArray& shot) {
+    captured->pipeline.applyShotToPendingSubmit = [guard, &lasting = program](const QUuid& token,
+                                                                              const QByteArray& shot) {
         if (lasting.routedRequests)
             lasting.routedRequests->applyShotToPendingSubmit(token, shot);
+        if (guard)
+            guard->sendAwaited();
     };
 }
 
@@ -150,6 +154,8 @@ void Opening::updateCaptureUI(const QString& text) {
 }
 
 void Opening::checkSiteOwnership(const QString& url) {
+    if (isRemotePage(url)) // no picture will come
+        program.dispatch.after(0ms, this, [this] { sendAwaited(); });
     if (!isWebPage(url))
         return;
     program.dispatch.inBackground(
@@ -186,7 +192,18 @@ void Opening::applyIntentInference(bool force) {
     mode.applyIntentInference(panel->prompt(), !context.capText.isEmpty(), force);
 }
 
+void Opening::sendWhenSeen() {
+    sendsWhenSeen = true;
+    program.dispatch.after(LONGEST_LOOK, this, [this] { sendAwaited(); });
+}
+
+void Opening::sendAwaited() {
+    if (sendsWhenSeen)
+        sendTapped();
+}
+
 void Opening::sendTapped() {
+    sendsWhenSeen = false;
     stopRecording();
     const QString instruction = panel->prompt().trimmed();
     const QString word = instruction.toLower();

@@ -30,6 +30,8 @@ public:
     /// Begins to look at what the user works on, unless that cannot be told apart from what is others'.
     void startCapture();
     void showHowto() { cards.showHowto(); }
+    /// Sends the prompt once what is in front is known: its page or its picture, or nothing for a while.
+    void sendWhenSeen();
 
 Q_SIGNALS:
     /// It is to be gone. Nothing of it may be used after that.
@@ -53,6 +55,7 @@ private:
 
     // Submit
     void sendTapped();
+    void sendAwaited();
     void sendAsk(const QString& question);
     void sendDo(const QString& instruction);
     [[nodiscard]] RoutedRequests::Recorded closeWhenKept();
@@ -66,6 +69,7 @@ private:
     void holdKeyboard();
 
     Program& program;
+    bool sendsWhenSeen = false;
     const bool seen; ///< the application can be told apart from others
     const std::shared_ptr<Captured> captured;
     CaptureContext& context;

@@ -1,13 +1,19 @@
 #include "SingleInstance.h"
 
+#include "base/Descriptor.h"
 #include "base/Log.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QLocalSocket>
+#include <QPointer>
 #include <QSysInfo>
+#include <QTimer>
+
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -22,7 +28,8 @@ namespace {
 
 const QByteArray TOGGLE = QByteArrayLiteral("toggle\n");
 const QByteArray DONE = QByteArrayLiteral("ok\n");
-constexpr int WAIT_MS = 2000;
+constexpr qint64 LONGEST_LINE = 1 << 20;
+constexpr std::chrono::seconds SILENCE{5};
 
 QString socketPath(const QString& folder) { return folder + u"/ovalin.socket"_s; }
 QString lockPath(const QString& folder) { return folder + u"/ovalin.lock"_s; }
@@ -41,20 +48,55 @@ bool ownFolder(const QString& folder) {
     return ::lstat(path.constData(), &info) == 0 && S_ISDIR(info.st_mode) && info.st_uid == ::getuid();
 }
 
-void serve(QLocalSocket* peer, const std::function<void()>& toggled) {
+QByteArray toLine(const QJsonObject& object) { return QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n'; }
+
+/// Reads the one line of a client, and answers it.
+void serve(QLocalSocket* peer, const SingleInstance::Serve& reply) {
     QObject::connect(peer, &QLocalSocket::disconnected, peer, &QObject::deleteLater);
-    QObject::connect(peer, &QLocalSocket::readyRead, peer, [peer, toggled] {
+    auto* const silence = new QTimer(peer);
+    QObject::connect(silence, &QTimer::timeout, peer, &QLocalSocket::abort);
+    silence->start(SILENCE);
+    QObject::connect(peer, &QLocalSocket::readyRead, peer, [peer, silence, reply] {
         if (!peer->canReadLine()) {
-            if (peer->bytesAvailable() > 1024)
+            if (peer->bytesAvailable() > LONGEST_LINE)
                 peer->abort();
             return;
         }
-        if (peer->readLine() == TOGGLE) {
-            peer->write(DONE);
-            toggled();
+        peer->disconnect(peer); // one message each
+        silence->stop();
+        QObject::connect(peer, &QLocalSocket::disconnected, peer, &QObject::deleteLater);
+        const QByteArray line = peer->readLine();
+        const bool toggles = line == TOGGLE;
+        const QJsonObject message =
+            toggles ? QJsonObject{{u"command"_s, u"toggle"_s}} : QJsonDocument::fromJson(line).object();
+        if (message.isEmpty()) {
+            peer->disconnectFromServer();
+            return;
         }
-        peer->disconnectFromServer();
+        reply(message, [client = QPointer<QLocalSocket>(peer), toggles](const QJsonObject& answer) {
+            if (!client)
+                return;
+            client->write(toggles ? DONE : toLine(answer));
+            client->flush(); // the program may end next
+            client->disconnectFromServer();
+        });
     });
+}
+
+/// Connected to the running copy, wherever its socket lies; without a connection when none runs.
+void connectTo(QLocalSocket& socket, const SingleInstance::Folders& folders, int limit) {
+    socket.connectToServer(socketPath(folders.runtimeDir));
+    QFile elsewhere(homeLockPath(folders.stateDir));
+    if (socket.waitForConnected(limit) || !elsewhere.open(QIODevice::ReadOnly))
+        return;
+    socket.connectToServer(
+        socketPath(QFile::decodeName(elsewhere.read(4096).split('\n').value(1)))); // of a running copy or a dead one
+    std::ignore = socket.waitForConnected(limit);
+}
+
+bool isLocked(const QString& file) {
+    const Descriptor lock(::open(QFile::encodeName(file).constData(), O_RDONLY | O_CLOEXEC));
+    return lock && ::flock(lock.get(), LOCK_SH | LOCK_NB) != 0;
 }
 
 } // namespace
@@ -102,10 +144,10 @@ bool SingleInstance::takeLock(const QString& file, int& taken) {
     return true;
 }
 
-void SingleInstance::listen(std::function<void()> toggled) {
-    QObject::connect(&server, &QLocalServer::newConnection, this, [this, toggled] {
+void SingleInstance::listen(Serve reply) {
+    QObject::connect(&server, &QLocalServer::newConnection, this, [this, reply = std::move(reply)] {
         while (QLocalSocket* peer = server.nextPendingConnection())
-            serve(peer, toggled);
+            serve(peer, reply);
     });
     server.setSocketOptions(QLocalServer::UserAccessOption);
     QLocalServer::removeServer(
@@ -114,20 +156,43 @@ void SingleInstance::listen(std::function<void()> toggled) {
         logLine(u"Ovalin: `ovalin toggle` will not work — %1"_s.arg(server.errorString()));
 }
 
-std::optional<QString> SingleInstance::sendToggle(const Folders& folders) {
+tl::expected<QJsonObject, QString> SingleInstance::send(const Folders& folders, const QJsonObject& message,
+                                                        std::chrono::milliseconds limit) {
     QLocalSocket socket;
-    QFile elsewhere(homeLockPath(folders.stateDir));
-    socket.connectToServer(socketPath(folders.runtimeDir));
-    if (!socket.waitForConnected(WAIT_MS) && elsewhere.open(QIODevice::ReadOnly))
-        socket.connectToServer(socketPath(
-            QFile::decodeName(elsewhere.read(4096).split('\n').value(1)))); // of a running copy or a dead one
-    if (!socket.waitForConnected(WAIT_MS))
-        return u"Ovalin is not running — start it with `ovalin`"_s;
-    socket.write(TOGGLE);
-    const QDeadlineTimer deadline(WAIT_MS);
-    while (!socket.canReadLine() && socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
+    const QDeadlineTimer deadline(limit);
+    connectTo(socket, folders, static_cast<int>(limit.count()));
+    if (socket.state() != QLocalSocket::ConnectedState)
+        return tl::unexpected(u"Ovalin is not running — start it with `ovalin`"_s);
+    const bool toggles = message.value(u"command"_s) == u"toggle"_s;
+    socket.write(toggles ? TOGGLE : toLine(message));
+    while (!socket.canReadLine() && socket.bytesAvailable() < LONGEST_LINE &&
+           socket.waitForReadyRead(static_cast<int>(deadline.remainingTime()))) {
     }
-    return socket.readLine() == DONE ? std::nullopt : std::optional(u"Ovalin runs but does not answer"_s);
+    const QByteArray line = socket.readLine();
+    if (toggles && line == DONE)
+        return QJsonObject();
+    if (line.isEmpty() && !deadline.hasExpired())
+        return tl::unexpected(u"the running copy does not understand this — `ovalin quit` it or end it, and start it "
+                              "again"_s);
+    const QJsonDocument answer = QJsonDocument::fromJson(line);
+    if (!answer.isObject())
+        return tl::unexpected(u"Ovalin runs but does not answer"_s);
+    if (answer.object().contains(u"error"_s))
+        return tl::unexpected(answer.object().value(u"error"_s).toString());
+    return answer.object();
+}
+
+bool SingleInstance::awaitEnd(const Folders& folders, std::chrono::milliseconds limit) {
+    const QDeadlineTimer deadline(limit);
+    const auto runs = [&] {
+        return isLocked(lockPath(folders.runtimeDir)) || isLocked(homeLockPath(folders.stateDir));
+    };
+    while (runs()) {
+        if (deadline.hasExpired())
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
 }
 
 } // namespace ovalin

@@ -95,10 +95,12 @@ QString readLine(Config& config, const QByteArray& bytes) {
 
 } // namespace
 
-QString configPath(const QString& home) {
+QString configFolder(const QString& home) {
     const QString folder = qEnvironmentVariable("XDG_CONFIG_HOME");
-    return (folder.startsWith(u'/') ? folder : home + u"/.config"_s) + u"/ovalin/config"_s;
+    return folder.startsWith(u'/') ? folder : home + u"/.config"_s;
 }
+
+QString configPath(const QString& home) { return configFolder(home) + u"/ovalin/config"_s; }
 
 Config readConfig(const QString& path) {
     Config config;

@@ -19,7 +19,9 @@ struct Config {
     QStringList complaints; ///< a short line for each line that says nothing we know, with its number
 };
 
-/// $XDG_CONFIG_HOME/ovalin/config, else the one in ~/.config.
+/// $XDG_CONFIG_HOME, else ~/.config.
+[[nodiscard]] QString configFolder(const QString& home);
+/// In there.
 [[nodiscard]] QString configPath(const QString& home);
 
 /// What cannot be used is complained of, and the rest is used. A file that is not there is no complaint. Blocks on the

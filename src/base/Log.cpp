@@ -15,6 +15,8 @@ struct Sink {
     QSet<QString> seen;
 };
 
+bool verbose = false;
+
 Sink& sink() {
     static Sink theSink;
     return theSink;
@@ -41,6 +43,10 @@ void setLogSink(std::function<void(const QString&)> function) {
     sink().function = std::move(function);
     sink().seen.clear();
 }
+
+bool verboseLog() { return verbose; }
+
+void setVerboseLog(bool on) { verbose = on; }
 
 void logOnce(const QString& key, const QString& event) {
     {

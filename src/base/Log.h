@@ -13,6 +13,11 @@ void logLine(const QString& event);
 /// Where lines go instead of standard error, for tests; an empty function restores standard error. Main thread.
 void setLogSink(std::function<void(const QString&)> sink);
 
+/// Whether the user wants to see in the log what they typed and what was captured, not only how long it was. Any
+/// thread; set before there are others.
+[[nodiscard]] bool verboseLog();
+void setVerboseLog(bool on);
+
 /// Logs an event the first time its key is seen and stays quiet about it afterwards. Any thread.
 void logOnce(const QString& key, const QString& event);
 

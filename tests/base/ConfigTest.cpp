@@ -1,24 +1,15 @@
 #include "base/Config.h"
 
-#include <gmock/gmock.h>
+#include "support/Testing.h"
 
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 
 Config read(const QByteArray& text) {
     const QTemporaryDir folder;
-    QFile file(folder.filePath(u"config"_s));
-    EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-    file.close();
-    return readConfig(file.fileName());
+    writeFile(folder.filePath(u"config"_s), text);
+    return readConfig(folder.filePath(u"config"_s));
 }
 
 } // namespace

@@ -1,11 +1,6 @@
 #include "platform/KeyChord.h"
 
-#include <gtest/gtest.h>
-
-#include <QStringList>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
+#include "support/Testing.h"
 
 TEST(KeyChord, IsReadAsPeopleWriteItAndNothingThatTypesIsTaken) {
     struct Row {
