@@ -11,11 +11,13 @@ namespace ovalin {
 
 struct Program;
 
-/// A window goes from the screen at once, and from memory when its own signals are through.
+/// A window goes from the screen at once, and from memory when its own signals are through. They are blocked, not
+/// disconnected: Qt's accessibility hears of the end by one, else it takes the next window at that address for this
+/// one.
 struct CloseLater {
     void operator()(QWidget* window) const {
         window->hide();
-        window->disconnect();
+        window->blockSignals(true);
         window->deleteLater();
     }
 };

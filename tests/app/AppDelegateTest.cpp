@@ -6,6 +6,7 @@
 #include "support/PanelParts.h"
 #include "support/Limits.h"
 
+#include <QAccessible>
 #include <QTest>
 
 using Kind = AccessibleSelection::Kind;
@@ -714,4 +715,12 @@ TEST_F(AppDelegateTest, TheClockTogglesTheListOfPastConversations) {
     close();
     settle();
     EXPECT_FALSE(listIsOpen());
+}
+
+TEST(Shown, AWindowThatIsGoneIsGoneForScreenReadersToo) {
+    Shown<QWidget> window(new QWidget);
+    const QAccessible::Id id = QAccessible::uniqueId(QAccessible::queryAccessibleInterface(window.get()));
+    window.reset();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    EXPECT_EQ(QAccessible::accessibleInterface(id), nullptr) << "the next window at its address would pass for it";
 }
