@@ -106,6 +106,25 @@ TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
     EXPECT_EQ(request.value(u"text"_s).toString(), desk.primary()) << "what Shift+Right left selected";
 }
 
+TEST(Panel, AClickBringsItBackOverWhatCoversIt) {
+    OvalinDesk desk;
+    desk.startOvalin();
+    desk.pressHotkey();
+    ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+    const QRect frame = desk.frameOf(desk.panelWindow());
+    const auto windows = [&desk] { return desk.output(u"xwininfo"_s, {u"-root"_s, u"-children"_s}); };
+    const auto inFront = [&] {
+        return windows().section(u"children:\n"_s, 1).section(u'\n', 0, 0).contains(u"\"Ovalin\""_s);
+    };
+    desk.start(QStringLiteral(STAND_IN), {u"popup"_s, desk.path(u"keys"_s)});
+    const QString popup = desk.waitForWindow(u"stand-in"_s);
+    desk.xdo(u"windowmove %1 %2 %3"_s.arg(popup).arg(frame.left() + 60).arg(frame.top()));
+    desk.xdo(u"windowraise %1"_s.arg(popup));
+    ASSERT_TRUE(waitUntil([&] { return !inFront(); })) << windows().toStdString();
+    desk.xdo(u"mousemove %1 %2 click 1"_s.arg(frame.left() + 20).arg(frame.top() + 12));
+    EXPECT_TRUE(waitUntil(inFront)) << windows().toStdString();
+}
+
 TEST(Panel, ATargetThatDiesUnderThePanelIsNoObstacle) {
     OvalinDesk desk;
     desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");

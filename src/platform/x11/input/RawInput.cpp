@@ -112,9 +112,19 @@ void RawInput::followActiveWindow() {
     handlers.push_back(thread.onEvent(XCB_PROPERTY_NOTIFY, [this](const xcb_generic_event_t& event) {
         const auto& notify = reinterpret_cast<const xcb_property_notify_event_t&>(event);
         if (notify.atom == windows->activeWindowAtom() && notify.window == windows->rootId())
-            activeWindow = windows->active();
+            activeWindowIs(windows->active(), notify.time);
     }));
-    activeWindow = windows->active();
+    activeWindow = workedIn = windows->active();
+}
+
+// What was selected before may be of another window of the application: PRIMARY does not tell.
+void RawInput::activeWindowIs(quint32 window, quint32 time) {
+    activeWindow = window;
+    if (!window || window == workedIn)
+        return;
+    if (workedIn)
+        clock.pressed(time);
+    workedIn = window;
 }
 
 std::pair<QPoint, quint32> RawInput::placeOfPointer() {

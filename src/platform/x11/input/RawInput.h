@@ -45,6 +45,7 @@ private:
     void followKeyMap();
     void readKeyMap();
     void followActiveWindow();
+    void activeWindowIs(quint32 window, quint32 time);
     void resetKeys();
     [[nodiscard]] bool keysSeen() const { return keysSelected && !receivers.keyboardOurs; }
     [[nodiscard]] std::pair<QPoint, quint32> placeOfPointer();
@@ -65,6 +66,7 @@ private:
     bool keyMapStale = true;
     std::optional<WindowReader> windows;
     quint32 activeWindow = 0; // the window manager's; 0: not known
+    quint32 workedIn = 0;     // the last that was known
 };
 
 } // namespace ovalin
