@@ -194,11 +194,12 @@ int measureTransform() {
         return 1;
     file.close();
     file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-    const Subject subject;
+    Subject subject;
+    subject.capApp = u"bench"_s;
     const QString text = u"A line of a text of ten megabytes.\n"_s.repeated(300'000);
     QString result;
     const double job = medianOf([&] {
-        result = runTransform({ReplaceTarget::Plain, u"x"_s, text, u"bench"_s, subject}, {folder.path(), {}, {}}).text;
+        result = runTransform({ReplaceTarget::Plain, u"x"_s, text, subject}, {folder.path(), {}, {}}).text;
     });
     const QString input = folder.filePath(u"input"_s);
     QFile data(input);
