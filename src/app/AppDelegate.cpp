@@ -48,7 +48,8 @@ AppDelegate::AppDelegate(Desktop& desktop, Dispatch& dispatch, Surroundings surr
     for (const QString& complaint : complaints)
         logLine(u"Ovalin: configuration: "_s + complaint);
     if (!complaints.isEmpty())
-        program.next.status = u"configuration: "_s + complaints.constFirst();
+        program.next.status = u"configuration: "_s + complaints.constFirst() +
+                              (complaints.size() > 1 ? u" (1 of %1)"_s.arg(complaints.size()) : QString());
 }
 
 AppDelegate::~AppDelegate() {

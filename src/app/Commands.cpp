@@ -42,6 +42,8 @@ int quit(const CommandCall& call) {
     const int status = ask(call, u"quit"_s);
     if (status == 0 && !SingleInstance::awaitEnd(call.folders(), 10s))
         return failed(u"it has not ended after ten seconds — something that it hands over takes long"_s);
+    if (status == 0)
+        std::puts("Ovalin has ended");
     return status;
 }
 

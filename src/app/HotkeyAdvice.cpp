@@ -32,14 +32,14 @@ constexpr std::array ADVICE{
     Advice{"lxqt", "Preferences → Shortcut Keys, and the line with %1 in ~/.config/openbox/rc.xml."},
     Advice{"xfwm4", "Settings → Window Manager → Keyboard: select the line with %1 and press Clear."},
     Advice{"marco", "Keyboard Shortcuts → Window Management: click the line with %1 and press Backspace."},
-    Advice{"mutter", "gsettings set org.gnome.desktop.wm.keybindings activate-window-menu \"[]\""},
-    Advice{"metacity", "gsettings set org.gnome.desktop.wm.keybindings activate-window-menu \"[]\""},
+    Advice{"mutter", "Run `gsettings set org.gnome.desktop.wm.keybindings activate-window-menu \"[]\"`."},
+    Advice{"metacity", "Run `gsettings set org.gnome.desktop.wm.keybindings activate-window-menu \"[]\"`."},
     Advice{"kwin", "System Settings → Shortcuts: search for %1 and take it away."},
     Advice{"openbox",
            "Copy /etc/xdg/openbox/rc.xml to ~/.config/openbox/rc.xml if there is none, remove the keybind of "
-           "that key there (Alt+Space is written A-space), and run: openbox --reconfigure"},
-    Advice{"i3", "Remove the bindsym line of that key from ~/.config/i3/config (Alt is written Mod1), and run: i3-msg "
-                 "reload"},
+           "that key there (Alt+Space is written A-space), and run `openbox --reconfigure`."},
+    Advice{"i3", "Remove the bindsym line of that key from ~/.config/i3/config (Alt is written Mod1), and run `i3-msg "
+                 "reload`."},
     Advice{"awesome", "Remove the key from ~/.config/awesome/rc.lua, and restart awesome."},
 };
 

@@ -86,9 +86,9 @@ Fact scripts(const Paths& paths) {
     if (!states.changed.isEmpty())
         words += u"changed by you: "_s + states.changed.join(u", "_s);
     if (!states.older.isEmpty())
-        words += u"of an earlier version: "_s + states.older.join(u", "_s);
+        words += u"%1 of an earlier version"_s.arg(states.older.size());
     if (!states.missing.isEmpty())
-        words += u"missing: "_s + states.missing.join(u", "_s);
+        words += u"%1 missing"_s.arg(states.missing.size());
     if (paths.resourcesDir.isEmpty())
         return {State::Off, subject, u"not part of this installation"_s, u"install Ovalin anew"_s};
     if (!states.older.isEmpty() || !states.missing.isEmpty())

@@ -393,7 +393,7 @@ TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
     ASSERT_EQ(fake.notifier.shown.size(), 2u) << "and no more";
     EXPECT_TRUE(fake.notifier.shown[1].body.contains(u"ovalin toggle"_s));
     fake.notifier.shown[1].onAction();
-    EXPECT_TRUE(fake.notifier.shown.back().body.contains(u"openbox --reconfigure"_s));
+    EXPECT_TRUE(fake.notifier.shown.back().body.contains(u"`openbox --reconfigure`."_s));
     restart();
     delegate->applicationDidFinishLaunching();
     EXPECT_EQ(fake.notifier.shown.size(), 3u) << "the offer is made once";
