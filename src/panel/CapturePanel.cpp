@@ -8,7 +8,7 @@
 #include "Transcript.h"
 #include "Widgets.h"
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QKeyEvent>
 #include <QPainter>
 
@@ -22,14 +22,18 @@ constexpr int INSET = 16, SPACING = 10, ROW_SPACING = 8;
 constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, BOTTOM_HEIGHT = 26, TRANSCRIPT_HEIGHT = 240;
 constexpr int COLUMN_WIDTH = CapturePanel::WIDTH - 2 * INSET;
 
-// The hairline keeps a field's edge visible where the glass is as light as the fill.
 void paintFill(QPainter& painter, QRectF area, const QColor& fill) {
     painter.setPen(Qt::NoPen);
     painter.setBrush(fill);
     painter.drawRoundedRect(area, innerRadius, innerRadius);
-    painter.setPen(QPen(QColor(20, 18, 40, 14), 1));
+    painter.setPen(QPen(Palette::colors().edge, 1));
     painter.setBrush(Qt::NoBrush);
     painter.drawRoundedRect(area.adjusted(.5, .5, -.5, -.5), innerRadius - .5, innerRadius - .5);
+}
+
+void paintFocus(QPainter& painter, QRectF area) {
+    painter.setPen(QPen(Palette::accent(), 1.5));
+    painter.drawRoundedRect(area.adjusted(.75, .75, -.75, -.75), innerRadius, innerRadius);
 }
 
 } // namespace
@@ -71,6 +75,8 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
         promptField->setFocus();
         QCoreApplication::sendEvent(promptField, key);
     });
+
+    connect(qApp, &QApplication::focusChanged, this, [this] { update(); });
 
     QWidget* const order[] = {promptField,
                               micButton,
@@ -127,9 +133,7 @@ void CapturePanel::showMode(bool ask) {
 }
 
 void CapturePanel::showHistoryOpen(bool open) {
-    QColor lit = Palette::amethyst();
-    lit.setAlphaF(0.25F);
-    historyBtnRef->setGround(open ? lit : Palette::fillSoft());
+    historyBtnRef->setGround(open ? Palette::colors().lit : Palette::fillSoft());
 }
 
 void CapturePanel::say(const QString& status) { hintField->setStatus(status); }
@@ -229,8 +233,11 @@ void CapturePanel::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     for (const QWidget* view : {static_cast<QWidget*>(previewView), static_cast<QWidget*>(transcriptView)}) {
-        if (view->isVisible())
-            paintFill(painter, view->geometry(), Palette::fill());
+        if (!view->isVisible())
+            continue;
+        paintFill(painter, view->geometry(), Palette::fill());
+        if (view->hasFocus()) // the prompt's caret is its own sign
+            paintFocus(painter, view->geometry());
     }
     paintFill(painter, inputContainer(), Palette::fillInput());
     for (const FlushButton* button : findChildren<FlushButton*>()) {

@@ -16,8 +16,6 @@ namespace {
 
 constexpr int SHRINK = 4;
 constexpr int BLUR_RADIUS = 24;
-// A shade under white, so that the white fills of fields and buttons stand out over white documents too.
-constexpr QColor MATERIAL(234, 234, 237);
 
 // One box blur along a line of pixels that lie `step` apart; edge pixels count as repeated.
 void boxBlurLine(QRgb* line, int length, std::ptrdiff_t step, int radius, std::vector<QRgb>& copy) {
@@ -84,24 +82,32 @@ QBitmap roundedMask(QSize size, qreal radius) {
 }
 
 int readableTintAlpha(const QImage& backdrop) {
-    constexpr int READABLE = 218, LIGHT = 235;
+    const Palette::Colors& colors = Palette::colors();
+    if (colors.opaque)
+        return 255;
     if (backdrop.isNull())
         return 235;
+    const int material = qGray(colors.material.rgb());
+    const bool light = material > colors.readable;
     const QImage sample = backdrop.scaled(24, 8, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    int darkest = 255;
+    int worst = colors.readable;
     for (int y = 0; y < sample.height(); ++y) {
-        for (int x = 0; x < sample.width(); ++x)
-            darkest = std::min(darkest, qGray(sample.pixel(x, y)));
+        for (int x = 0; x < sample.width(); ++x) {
+            const int gray = qGray(sample.pixel(x, y));
+            worst = light ? std::min(worst, gray) : std::max(worst, gray);
+        }
     }
-    return std::clamp(255 * (READABLE - darkest) / std::max(1, LIGHT - darkest), 150, 245);
+    return std::clamp(255 * (colors.readable - worst) / (material - worst), 150, 245);
 }
 
-void Glass::capture(QRect newArea) {
+void Glass::setBackdrop(QRect newArea, const QImage& picture) {
     area = newArea;
     stale = false;
-    sharp = grabbed(area);
+    sharp = picture;
     blurred = rendered = {};
 }
+
+void Glass::capture(QRect newArea) { setBackdrop(newArea, grabbed(newArea)); }
 
 void Glass::prepare(qreal radius, bool sharpCorners) {
     refresh();
@@ -124,7 +130,7 @@ void Glass::extendTo(QRect newArea) {
     const qreal ratio = sharp.devicePixelRatio();
     QImage whole(newArea.size() * ratio, QImage::Format_RGB32);
     whole.setDevicePixelRatio(ratio);
-    whole.fill(Palette::bg());
+    whole.fill(Palette::colors().bg);
     QPainter painter(&whole);
     painter.drawImage(area.topLeft() - newArea.topLeft(), sharp);
     const QRegion uncovered = QRegion(newArea) - QRegion(area);
@@ -159,10 +165,11 @@ void Glass::paint(QPainter& painter, QRectF card, qreal radius, bool sharpCorner
 }
 
 void Glass::render(QPainter& painter, QRectF card, qreal radius, bool sharpCorners) const {
+    const Palette::Colors& colors = Palette::colors();
     painter.setRenderHint(QPainter::Antialiasing);
     if (sharpCorners) {
         if (sharp.isNull())
-            painter.fillRect(card, Palette::bg());
+            painter.fillRect(card, colors.bg);
         else
             painter.drawImage(QPointF(0, 0), sharp);
     }
@@ -176,7 +183,7 @@ void Glass::render(QPainter& painter, QRectF card, qreal radius, bool sharpCorne
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.fillPath(shape, backdrop);
     }
-    QColor upper = MATERIAL.lighter(103), lower = MATERIAL;
+    QColor upper = colors.material.lighter(103), lower = colors.material;
     upper.setAlpha(std::min(255, tintAlpha + 8));
     lower.setAlpha(tintAlpha);
     QLinearGradient tint(card.topLeft(), card.bottomLeft());
@@ -184,11 +191,11 @@ void Glass::render(QPainter& painter, QRectF card, qreal radius, bool sharpCorne
     tint.setColorAt(0.35, lower);
     tint.setColorAt(1, lower);
     painter.fillPath(shape, tint);
-    painter.fillPath(shape, Palette::glassTint());
+    painter.fillPath(shape, colors.glassTint);
     painter.setBrush(Qt::NoBrush);
-    painter.setPen(QPen(QColor(20, 18, 40, 44), 1));
+    painter.setPen(QPen(colors.shade, 1));
     painter.drawRoundedRect(card.adjusted(.5, .5, -.5, -.5), radius - .5, radius - .5);
-    painter.setPen(QPen(Palette::rim(), 1));
+    painter.setPen(QPen(colors.rim, 1));
     painter.drawRoundedRect(card.adjusted(1.5, 1.5, -1.5, -1.5), radius - 1.5, radius - 1.5);
 }
 

@@ -17,6 +17,9 @@ public:
     /// Takes what the screen shows at `area` (root coordinates, logical pixels). One round trip to the X server.
     void capture(QRect area);
 
+    /// The same with a picture in its place.
+    void setBackdrop(QRect area, const QImage& picture);
+
     /// Blurs and paints the ground once, for paint() to copy. To be called while the X server maps the window: there is
     /// nothing else to do just then, and the first frame is done the earlier.
     void prepare(qreal radius, bool sharpCorners);
@@ -53,7 +56,8 @@ private:
 /// the scale of `image`. Pure.
 [[nodiscard]] QImage blurredCopy(const QImage& image, int radius);
 
-/// How opaque the light tint must be for dark text to stay readable over the darkest part of `backdrop`: 0..255. Pure.
+/// How opaque the tint must be for text to stay readable over the darkest part of `backdrop`, or in a dark look the
+/// brightest: 0..255.
 [[nodiscard]] int readableTintAlpha(const QImage& backdrop);
 
 } // namespace ovalin

@@ -33,7 +33,7 @@ HistoryPanel::HistoryPanel(const QList<PastConversation>& conversations, bool is
         addRows(conversations, top);
         return;
     }
-    auto* note = new Label(u"No past conversations yet."_s, 12, Palette::muted().darker(125), this);
+    auto* note = new Label(u"No past conversations yet."_s, 12, Palette::muted(), this);
     note->setFont(Brand::font(12, QFont::Light));
     note->setGeometry(INSET, top, CONTENT_WIDTH, QFontMetrics(note->font()).height());
     setFixedHeight(std::max(LEAST_HEIGHT, top + note->height() + INSET));
@@ -104,19 +104,15 @@ bool HistoryPanel::eventFilter(QObject* watched, QEvent* event) {
 void HistoryPanel::paintEvent(QPaintEvent* event) {
     Card::paintEvent(event);
     QPainter painter(this);
-    const auto alpha = [](QColor color, float opacity) {
-        color.setAlphaF(opacity);
-        return color;
-    };
     for (const int y : separators)
-        painter.fillRect(INSET, y, CONTENT_WIDTH, 1, alpha(Palette::ink(), 0.08F));
+        painter.fillRect(INSET, y, CONTENT_WIDTH, 1, Palette::colors().line);
     painter.setRenderHint(QPainter::Antialiasing);
     for (const HistoryRow* row : shown) {
         const bool current = row == selected;
         if (!current && !row->underMouse() && !row->isDown())
             continue;
-        painter.setPen(current ? QPen(alpha(Palette::amethyst(), 0.7F), 1) : QPen(Qt::NoPen));
-        painter.setBrush(current || row->isDown() ? alpha(Palette::amethyst(), 0.22F) : alpha(Qt::white, 0.5F));
+        painter.setPen(current ? QPen(Palette::accent(), 1) : QPen(Qt::NoPen));
+        painter.setBrush(current || row->isDown() ? Palette::colors().lit : Palette::colors().hover);
         painter.drawRoundedRect(QRectF(row->ground()).adjusted(.5, .5, -.5, -.5), innerRadius, innerRadius);
     }
 }

@@ -45,7 +45,7 @@ void HistoryRow::paintFace(QPainter& painter, QRectF face) {
     painter.drawText(face, Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter | Qt::TextSingleLine, shownTitle);
     painter.setFont(ageFont());
     painter.setLayoutDirection(Qt::LeftToRight);
-    painter.setPen(Palette::muted().darker(125)); // small and light: muted itself drowns on glass
+    painter.setPen(Palette::muted());
     painter.drawText(face.adjusted(ageAt, 0, 0, 0), Qt::AlignLeft | Qt::AlignAbsolute | Qt::AlignVCenter, age);
 }
 

@@ -28,10 +28,10 @@ qreal ModeSegment::cornerRadius() const { return innerRadius - 1; }
 void ModeSegment::paintFace(QPainter& painter, QRectF face) {
     if (selected || underMouse()) {
         painter.setPen(Qt::NoPen);
-        painter.setBrush(selected ? Palette::amethyst() : QColor(255, 255, 255, 60));
+        painter.setBrush(selected ? Palette::amethyst() : Palette::colors().hover);
         painter.drawRoundedRect(face, cornerRadius(), cornerRadius());
     }
-    painter.setPen(selected ? QColor(Qt::white) : Palette::body());
+    painter.setPen(selected ? Palette::onAmethyst() : Palette::body());
     painter.drawText(face, Qt::AlignCenter, text());
 }
 
@@ -53,9 +53,9 @@ void ModeControl::showMode(bool ask) {
 void ModeControl::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
+    painter.setPen(Palette::colors().outline);
     painter.setBrush(Palette::fillSoft());
-    painter.drawRoundedRect(rect(), innerRadius, innerRadius);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(.5, .5, -.5, -.5), innerRadius, innerRadius);
 }
 
 } // namespace ovalin

@@ -40,7 +40,7 @@ void SlimScrollBar::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setPen(Qt::NoPen);
-    painter.setBrush(QColor(26, 26, 26, grabbedAt >= 0 ? 110 : 64));
+    painter.setBrush(grabbedAt >= 0 ? Palette::ink() : Palette::colors().handle);
     painter.drawRoundedRect(handle().adjusted(0, 2, 0, -2), THICKNESS / 2, THICKNESS / 2);
 }
 
@@ -80,7 +80,7 @@ void dressTextView(QAbstractScrollArea& view) {
     QPalette colors = view.palette();
     colors.setColor(QPalette::Base, Qt::transparent);
     colors.setColor(QPalette::Text, Palette::body());
-    colors.setColor(QPalette::Highlight, QColor(140, 137, 231, 120));
+    colors.setColor(QPalette::Highlight, Palette::colors().highlight);
     colors.setColor(QPalette::HighlightedText, Palette::ink());
     view.setPalette(colors);
 }

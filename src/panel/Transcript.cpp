@@ -124,7 +124,7 @@ void Transcript::appendLabel(Speaker speaker) {
         end.movePosition(QTextCursor::End);
     }
     const bool you = speaker == Speaker::You;
-    end.insertText(you ? u"YOU"_s : u"TORVI"_s, labelFormat(you ? Palette::ink() : Palette::amethyst()));
+    end.insertText(you ? u"YOU"_s : u"TORVI"_s, labelFormat(you ? Palette::ink() : Palette::accent()));
     end.insertText(u"\n"_s, bodyFormat());
     forgetAnswer();
     torviBodyStart = end.position();

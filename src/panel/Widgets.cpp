@@ -145,7 +145,7 @@ void StatusLine::paintEvent(QPaintEvent*) {
     QTextLayout layout(text(), font());
     layout.setFormats({{0, bullet ? static_cast<int>(BULLET.size()) : 0, [] {
                             QTextCharFormat format;
-                            format.setForeground(Palette::amethyst());
+                            format.setForeground(Palette::accent());
                             return format;
                         }()}});
     layout.beginLayout();
@@ -176,16 +176,21 @@ qreal FlushButton::cornerRadius() const { return innerRadius; }
 void FlushButton::enterEvent(QEnterEvent*) { update(); }
 void FlushButton::leaveEvent(QEvent*) { update(); }
 
-QColor FlushButton::reacting(QColor color) const {
+QColor FlushButton::reacting(const QColor& color) const {
     if (!isEnabled())
         return color;
-    if (isDown())
-        return color.alpha() == 255 ? color.darker(112) : QColor(226, 224, 240, std::min(255, color.alpha() + 90));
-    if (underMouse() && color.alpha() == 255)
-        return color.lighter(104);
-    if (underMouse())
-        color.setAlpha(std::min(255, color.alpha() + 90));
-    return color;
+    if (color == Palette::amethyst()) // darker, so that its title stays readable
+        return isDown() ? color.darker(115) : underMouse() ? color.darker(106) : color;
+    return isDown() ? Palette::colors().pressed : underMouse() ? Palette::colors().hover : color;
+}
+
+void FlushButton::paintGround(QPainter& painter, QRectF face, const QColor& color) const {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(reacting(color));
+    painter.drawRoundedRect(face, cornerRadius(), cornerRadius());
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(Palette::colors().outline);
+    painter.drawRoundedRect(face.adjusted(.5, .5, -.5, -.5), cornerRadius() - .5, cornerRadius() - .5);
 }
 
 void FlushButton::paintEvent(QPaintEvent*) {
@@ -196,10 +201,10 @@ void FlushButton::paintEvent(QPaintEvent*) {
     paintFace(painter, QRectF(rect()));
     if (hasFocus()) {
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(Palette::amethyst(), 1.5));
+        painter.setPen(QPen(Palette::accent(), 1.5));
         const qreal radius = cornerRadius() - 1;
         painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), radius, radius);
-        painter.setPen(QPen(QColor(255, 255, 255, 200), 1));
+        painter.setPen(QPen(Palette::onAmethyst(), 1));
         painter.drawRoundedRect(QRectF(rect()).adjusted(2.25, 2.25, -2.25, -2.25), radius - 1, radius - 1);
     }
 }
@@ -224,10 +229,8 @@ QSize PillButton::sizeHint() const { return {std::max(72, fontMetrics().horizont
 qreal PillButton::lift() const { return look == Look::Filled ? 1.0 : 0.45; }
 
 void PillButton::paintFace(QPainter& painter, QRectF face) {
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(reacting(look == Look::Filled ? Palette::amethyst() : Palette::fillSoft()));
-    painter.drawRoundedRect(face, innerRadius, innerRadius);
-    painter.setPen(look == Look::Filled ? QColor(Qt::white) : Palette::body());
+    paintGround(painter, face, look == Look::Filled ? Palette::amethyst() : Palette::fillSoft());
+    painter.setPen(look == Look::Filled ? Palette::onAmethyst() : Palette::body());
     painter.drawText(face, Qt::AlignCenter, text());
 }
 
@@ -254,7 +257,7 @@ void GlyphButton::setListening(bool listening) {
     setCheckable(true);
     setChecked(listening);
     setGround(listening ? Palette::amethyst() : Palette::fillSoft());
-    setTint(listening ? QColor(Qt::white) : Palette::muted());
+    setTint(listening ? Palette::onAmethyst() : Palette::muted());
     if (!listening) {
         delete std::exchange(pulse, nullptr);
         return;
@@ -277,11 +280,8 @@ void GlyphButton::paintFace(QPainter& painter, QRectF face) {
     painter.save();
     if (pulse)
         painter.setOpacity(pulse->currentValue().toReal());
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(reacting(ground));
-    painter.drawRoundedRect(face, cornerRadius(), cornerRadius());
-    // Muted strokes drown on white glass; the glyph is what tells the button.
-    const QColor stroke = tint == Palette::muted() ? tint.darker(underMouse() ? 150 : 125) : tint;
+    paintGround(painter, face, ground);
+    const QColor stroke = tint == Palette::muted() && underMouse() ? Palette::ink() : tint;
     painter.translate(face.center());
     switch (glyph) {
     case Glyph::Mic:

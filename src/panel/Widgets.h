@@ -61,8 +61,11 @@ protected:
     void leaveEvent(QEvent*) override;
 
     virtual void paintFace(QPainter& painter, QRectF face) = 0;
-    /// `color`, a little lighter under the pointer and darker while pressed.
-    [[nodiscard]] QColor reacting(QColor color) const;
+    /// The face itself, in `color` or what that becomes under the pointer and while pressed.
+    void paintGround(QPainter& painter, QRectF face, const QColor& color) const;
+
+private:
+    [[nodiscard]] QColor reacting(const QColor& color) const;
 };
 
 /// A button with a title: filled in amethyst, or soft.

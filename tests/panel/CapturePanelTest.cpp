@@ -2,6 +2,7 @@
 
 #include "panel/CutText.h"
 #include "panel/HowtoPanel.h"
+#include "panel/Palette.h"
 
 #include "fakes/FakeDesktop.h"
 #include "support/PanelParts.h"
@@ -83,7 +84,7 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlace) {
     EXPECT_EQ(parts.hintField->pos(), QPoint(16, 146));
     EXPECT_LT(parts.hintField->geometry().right(), parts.cancelBtn->x());
     const QImage picture = panel.grab().toImage();
-    const QColor amethyst(140, 137, 231);
+    const QColor amethyst = Palette::amethyst();
     EXPECT_EQ(picture.pixelColor(parts.sendBtnRef->pos() + QPoint(6, 13)), amethyst) << "Submit is filled";
     EXPECT_EQ(picture.pixelColor(parts.modeControl->pos() + QPoint(6, 12)), amethyst) << "and so is Do";
     const auto ground = [&](QPoint at) { return picture.pixelColor(at).lightness(); };
