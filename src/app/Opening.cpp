@@ -5,6 +5,7 @@
 
 #include "ask/WebSearch.h"
 #include "base/Log.h"
+#include "capture/LeftAlone.h"
 #include "panel/Placement.h"
 #include "transform/Replacement.h"
 
@@ -38,16 +39,19 @@ AskChat::Sources chatSources(Program& program, const CaptureContext& context) {
 
 Opening::Opening(Program& theProgram, const std::optional<FrontApplication>& front)
     : program(theProgram)
-    , seen(front || program.desktop.workspace.seesAllWindows())
+    , leftAlone(whyLeftAlone(front, program.desktop.workspace.seesAllWindows(), program.in.config.exclude))
     , captured(std::make_shared<Captured>(program.dispatch, program.selection, program.in.sources))
     , context(captured->context)
     , panel(new CapturePanel(program.desktop.pasteboard, program.desktop.workspace.compositorRuns()))
     , mode(program)
-    , words(program, *panel, mode)
+    , words(program, *panel, mode, context)
     , cards(program, *panel)
     , chat(program.dispatch, program.linkVerifier, panel->chatView(), context, chatSources(program, context)) {
     context.selectionViaClipboard = program.next.selectionViaClipboard;
-    const FrontApplication application = front.value_or(FrontApplication());
+    context.leftAlone = !leftAlone.isEmpty();
+    if (context.leftAlone)
+        context.capContextMode = u"fetch"_s; // no picture comes, and none is waited for
+    const FrontApplication application = context.leftAlone ? FrontApplication() : front.value_or(FrontApplication());
     context.capApp = application.name.isEmpty() ? u"Unknown"_s : application.name;
     context.capBundle = application.bundleId;
     context.capPID = application.pid;
@@ -136,9 +140,8 @@ void Opening::show() {
 void Opening::holdKeyboard() { program.desktop.keyboardHold.take(static_cast<quint32>(panel->winId())); }
 
 void Opening::startCapture() {
-    if (!seen) {
-        // Without a window to ask, the whole display would be pictured, with what belongs to others.
-        panel->say(u"the window in front is not an X11 one — nothing of it is known"_s);
+    if (context.leftAlone) {
+        panel->say(leftAlone);
         return;
     }
     captured->pipeline.startContextPipeline();
@@ -167,7 +170,7 @@ void Opening::checkSiteOwnership(const QString& url) {
 }
 
 void Opening::showReplaceButton() {
-    const ReplaceButton button = replaceButtonFor(context, context.capText, mode.ask());
+    const ReplaceButton button = replaceButtonFor(context, context.capText, mode.ask() || context.leftAlone);
     panel->setReplaceButton(button.title, button.hidden);
 }
 
@@ -181,7 +184,7 @@ void Opening::modeSet(bool byUser) {
     panel->showMode(mode.ask());
     showReplaceButton();
     showPlaceholder();
-    panel->say({});
+    panel->say(leftAlone);
     if (mode.ask())
         chat.startWarmAsk();
     if (byUser)

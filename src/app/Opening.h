@@ -70,7 +70,7 @@ private:
 
     Program& program;
     bool sendsWhenSeen = false;
-    const bool seen; ///< the application can be told apart from others
+    const QString leftAlone; ///< why nothing is looked at; empty: it is
     const std::shared_ptr<Captured> captured;
     CaptureContext& context;
 

@@ -3,16 +3,19 @@
 #include "Program.h"
 #include "PromptMode.h"
 
+#include "capture/CaptureContext.h"
 #include "panel/CapturePanel.h"
 
 using namespace Qt::StringLiterals;
 
 namespace ovalin {
 
-PromptWords::PromptWords(Program& theProgram, CapturePanel& thePanel, PromptMode& theMode)
+PromptWords::PromptWords(Program& theProgram, CapturePanel& thePanel, PromptMode& theMode,
+                         const CaptureContext& theContext)
     : program(theProgram)
     , panel(thePanel)
-    , mode(theMode) {
+    , mode(theMode)
+    , context(theContext) {
     connect(&panel, &CapturePanel::promptEdited, this, &PromptWords::promptEdited);
     connect(&panel, &CapturePanel::promptWalked, this, &PromptWords::recallPrompt);
 }
@@ -30,8 +33,9 @@ void PromptWords::begin() {
 }
 
 void PromptWords::remember() {
-    // The one place where a prompt is kept: what must not be remembered is held back here.
-    program.promptHistory.remember(panel.prompt());
+    // The one place where a prompt is kept: over a password manager it may hold a secret.
+    if (!context.leftAlone)
+        program.promptHistory.remember(panel.prompt());
 }
 
 std::optional<Undelivered> PromptWords::takeUndelivered() {

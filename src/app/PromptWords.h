@@ -10,6 +10,7 @@ namespace ovalin {
 
 class CapturePanel;
 class PromptMode;
+struct CaptureContext;
 struct Program;
 
 /// The words in the prompt of one opening that were there before it, or outlive it: what was typed earlier, and the
@@ -17,8 +18,8 @@ struct Program;
 class PromptWords final : public QObject {
     Q_OBJECT
 public:
-    /// Panel and mode outlive it.
-    PromptWords(Program& program, CapturePanel& panel, PromptMode& mode);
+    /// All of them outlive it.
+    PromptWords(Program& program, CapturePanel& panel, PromptMode& mode, const CaptureContext& context);
 
     /// Puts in what the last opening has left, else the oldest request that waits for the user.
     void begin();
@@ -41,6 +42,7 @@ private:
     Program& program;
     CapturePanel& panel;
     PromptMode& mode;
+    const CaptureContext& context;
     QString broughtBack; ///< the request in the prompt that could not be handed over
 };
 

@@ -3,6 +3,8 @@
 namespace ovalin {
 
 std::function<SelectedText()> currentFocus(Selection& selection, const CaptureContext& context) {
+    if (context.leftAlone)
+        return [] { return SelectedText(); };
     return [&selection, subject = Subject(context), stored = context.capText, window = context.capTextWindow] {
         SelectedText live = selection.axSelection(subject);
         if (!live.text.isEmpty())

@@ -20,6 +20,7 @@ struct CaptureContext : Subject {
     std::optional<QString> capShotText;
     std::optional<bool> capSiteOwned; ///< absent: not known (yet)
     bool selectionViaClipboard = false;
+    bool leftAlone = false; ///< nothing may be asked or pictured, now or later
 };
 
 /// Reads what is selected in the application now, else gives the stored excerpt. For worker threads.

@@ -31,6 +31,8 @@ ContextPipeline::ContextPipeline(Dispatch& theDispatch, Selection& theSelection,
 ContextPipeline::~ContextPipeline() { closing(); }
 
 void ContextPipeline::startContextPipeline() {
+    if (context.leftAlone)
+        return;
     startSelectionTask();
     startPageTask();
 }

@@ -28,7 +28,8 @@ public:
     ContextPipeline(Dispatch& dispatch, Selection& selection, ContextSources sources, CaptureContext& context);
     ~ContextPipeline() override;
 
-    /// Starts both halves, selection and page/picture. Main thread; returns at once.
+    /// Starts both halves, selection and page/picture, unless what is in front is left alone. Main thread; returns at
+    /// once.
     void startContextPipeline();
 
     /// The panel closes: nobody would read the text of a picture any more; a waiting request still wants the picture.

@@ -32,7 +32,7 @@ SelectionWatch::~SelectionWatch() {
 }
 
 void SelectionWatch::scheduleSelectionRefresh() {
-    if (selectionResolveInFlight)
+    if (selectionResolveInFlight || context.leftAlone)
         return;
     selectionResolveInFlight = true;
     const bool mayUseClipboard = context.selectionViaClipboard || isChromiumFamily(context.capBundle);

@@ -23,6 +23,7 @@ struct AppDelegateTest : testing::Test {
     std::optional<BrowserTab> tab;
     std::optional<QByteArray> png = QByteArrayLiteral("png");
     bool siteIsOwned = false;
+    Config config;
     std::function<std::optional<QString>()> textOfPicture = [] { return std::nullopt; };
     std::unique_ptr<AppDelegate> delegate;
 
@@ -43,7 +44,8 @@ struct AppDelegateTest : testing::Test {
                          AgentSearch{{home.filePath(u".local/bin/claude"_s)}},
                          {[this](const QString&) { return tab; }, [this](qint32) { return png; },
                           [this](const QByteArray&) { return textOfPicture(); }},
-                         [this](const QString&) { return siteIsOwned; }});
+                         [this](const QString&) { return siteIsOwned; },
+                         config});
     }
     void open() {
         dispatch.advance(1);
@@ -131,19 +133,52 @@ TEST_F(AppDelegateTest, TheHotkeyTogglesAndAnUnknownFrontIsNoObstacle) {
     EXPECT_EQ(queued().value(u"source_app"_s), u"Unknown"_s);
 }
 
-TEST_F(AppDelegateTest, OverAWindowThatCannotBeSeenNothingOfOthersIsTaken) {
-    fake.workspace.front.reset();
-    fake.workspace.seesAll = false;
-    openSettled();
-    EXPECT_TRUE(panel().hintField->status().contains(u"not an X11 one"_s));
-    EXPECT_EQ(fake.accessibility.asked, 0);
-    submit(u"note this"_s);
-    settle();
-    dispatch.advance(2);
-    settle();
-    ASSERT_EQ(queueFiles().size(), 1);
-    EXPECT_FALSE(queued().contains(u"screenshot"_s)) << "not the whole display either";
-    EXPECT_EQ(queued().value(u"text"_s).toString(), QString());
+TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
+    const struct {
+        std::optional<FrontApplication> front;
+        const char* said;
+        QStringList exclude;
+    } cases[] = {
+        {std::nullopt, "not an X11 one", {}},
+        {FrontApplication{u"KeePassXC"_s, u"KeePassXC"_s, 1, 1, u"secrets [Locked]"_s}, "KeePassXC is left alone", {}},
+        {FrontApplication{u"Secrets"_s, u"org.gnome.World.Secrets"_s, 1, 1, {}}, "left alone", {}},
+        {FrontApplication{u"x"_s, u"polkit-gnome-authentication-agent-1"_s, 1, 1, {}}, "left alone", {}},
+        {FrontApplication{u"Firefox"_s, u"org.mozilla.firefox"_s, 1, 1, u"My bank/account - Firefox"_s},
+         "Firefox is left alone",
+         {u"*BANK*firefox"_s}},
+        {FrontApplication{u"Diary"_s, u"Diary"_s, 1, 1, {}}, "left alone", {u"diar?"_s}},
+        // And not: these only speak of one.
+        {FrontApplication{u"Firefox"_s, u"org.mozilla.firefox"_s, 1, 1, u"KeePassXC - Wikipedia"_s}, "", {u"bank"_s}},
+    };
+    for (const auto& each : cases) {
+        fake.workspace.front = each.front;
+        fake.workspace.seesAll = false;
+        fake.accessibility.asked = 0;
+        QDir(paths.queueDir).removeRecursively();
+        config.exclude = each.exclude;
+        tab = BrowserTab{u"https://example.org/secret"_s, u"secret"_s};
+        restart();
+        openSettled();
+        const bool alone = *each.said;
+        EXPECT_TRUE(panel().hintField->status().contains(QLatin1String(each.said)));
+        EXPECT_EQ(fake.accessibility.asked > 0, !alone) << each.said;
+        EXPECT_TRUE(panel().replaceBtnRef->isHidden()) << "a page of others, or left alone";
+        fake.eventMonitors.mouseUp();
+        dispatch.advance(1);
+        settle();
+        QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
+        QTest::mouseClick(panel().modeControl->modeSegDo, Qt::LeftButton);
+        EXPECT_TRUE(panel().hintField->status().contains(QLatin1String(each.said))) << "still";
+        submit(u"note this"_s);
+        settle();
+        ASSERT_EQ(queueFiles().size(), 1) << "it waits for no picture";
+        const QByteArray sent = readFile(paths.queueDir + QLatin1Char('/') + queueFiles().first());
+        for (const char* taken : {"the excerpt", "secret", "irefox"})
+            EXPECT_EQ(sent.contains(taken), !alone) << taken << " over " << each.said;
+        EXPECT_FALSE(sent.contains("screenshot"));
+        EXPECT_EQ(readFile(PromptHistory::storePath(paths.systemDir)).contains("note this"), !alone);
+        QFile::remove(PromptHistory::storePath(paths.systemDir));
+    }
 }
 
 TEST_F(AppDelegateTest, WhatIsSentIsTheExcerptAsTheUserLeftItAndAnEmptyInstructionWillDo) {

@@ -136,6 +136,7 @@ std::optional<FrontApplication> X11Workspace::frontmostApplication() {
         application.name = identity.wmClass.isEmpty() ? identity.instance : identity.wmClass;
     application.pid = identity.pid;
     application.window = identity.window;
+    application.title = reader->title(identity.window);
     return application;
 }
 
