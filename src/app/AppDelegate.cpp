@@ -1,12 +1,14 @@
 #include "AppDelegate.h"
 
 #include "AccessibilityOffer.h"
+#include "Forget.h"
 #include "HotkeyAdvice.h"
 #include "RuntimeScripts.h"
 
 #include "base/Descriptor.h"
 #include "base/Log.h"
 #include "panel/Brand.h"
+#include "route/Processed.h"
 
 #include <QApplication>
 
@@ -77,7 +79,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     hotKey.registerHotKey(0);
     const QString& key = program.in.config.hotkey;
     logLine(u"Ovalin ready — %1 to capture"_s.arg(key == Config().hotkey ? u"Opt+Space"_s : key));
-    heartbeat = std::make_unique<Heartbeat>(program.dispatch, paths.heartbeatFile);
+    heartbeat = std::make_unique<Heartbeat>(program.dispatch, paths.heartbeatFile, [this] { sweepOldRequests(); });
     program.promptHistory.load();
     program.dispatch.inBackground(
         Queue::Utility, this,
@@ -87,6 +89,21 @@ void AppDelegate::applicationDidFinishLaunching() {
                 program.routedRequests->takeUp(); // by the script, where it has just come
         });
     program.dispatch.after(500ms, this, [this] { warmUp(); });
+}
+
+void AppDelegate::sweepOldRequests() {
+    if (const int days = program.in.config.processedDays; days > 0)
+        program.dispatch.run(Queue::Files, [paths = program.in.paths, before = program.dispatch.wallClock().addDays(
+                                                                          -days)] { sweepProcessed(paths, before); });
+}
+
+void AppDelegate::forget() {
+    closePanel(); // which still keeps its words
+    program.forget();
+    program.dispatch.run(Queue::Files, [paths = program.in.paths] {
+        const auto undone = forgetAll(paths);
+        logLine(undone ? u"Ovalin: everything is forgotten"_s : u"Ovalin: not all is forgotten — "_s + undone.error());
+    });
 }
 
 void AppDelegate::applicationWillTerminate() {

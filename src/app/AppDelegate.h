@@ -26,8 +26,13 @@ public:
     /// Does what a program of the command line asks for (SingleInstance), and answers it.
     void serve(const QJsonObject& message, const SingleInstance::Answer& answer);
 
+    /// What `ovalin forget` does: the panel closes, and neither memory nor disk keeps the user's words. Returns at
+    /// once.
+    void forget();
+
 private:
     void warmUp();
+    void sweepOldRequests();
     void watchDesktop();
     void hotkeyFired();
     void showPanel(const std::optional<FrontApplication>& front);

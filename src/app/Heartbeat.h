@@ -12,16 +12,19 @@ namespace ovalin {
 /// thread.
 void writeHeartbeat(const QString& file, const QDateTime& time);
 
-/// Writes the heartbeat now and every 60 seconds, as long as the main loop turns. Main thread.
+/// Writes the heartbeat now and every 60 seconds, as long as the main loop turns; `daily` is called now and with the
+/// first beat of each day (UTC). Main thread.
 class Heartbeat final : public QObject {
 public:
-    Heartbeat(Dispatch& dispatch, const QString& file, QObject* parent = nullptr);
+    Heartbeat(Dispatch& dispatch, const QString& file, std::function<void()> daily);
 
 private:
     void beat();
 
     Dispatch& dispatch;
     const QString file;
+    const std::function<void()> daily;
+    QDate day;
 };
 
 } // namespace ovalin

@@ -23,6 +23,15 @@ Replacement* Program::beginReplacement(Replacement::Press press, QObject* openin
                            std::move(press), opening, &replacements);
 }
 
+void Program::forget() {
+    next = {};
+    intentLexicon = {};
+    askHistory.forget();
+    promptHistory.forget();
+    if (routedRequests)
+        routedRequests->forget();
+}
+
 void Program::end() {
     ends.request_stop();
     submissions.reset();

@@ -61,6 +61,9 @@ struct Program {
     /// `opening`: that of the press.
     Replacement* beginReplacement(Replacement::Press press, QObject* opening);
 
+    /// Nothing of what the user has said stays in memory; requests under way go on.
+    void forget();
+
     /// Hands over what is still under way; nothing is submitted afterwards.
     void end();
 

@@ -35,6 +35,9 @@ public:
     /// Tries again to write what could not be written: at the end of the program, before the file work is waited for.
     void saveAgain() { save(Save::IfItFailed); }
 
+    /// Nothing is kept any more; the file is somebody else's to remove.
+    void forget() { entries.clear(); }
+
     /// The next step begins at the newest again.
     void rewind() { at = -1; }
 

@@ -2,6 +2,11 @@
 
 #include "Text.h"
 
+#include <QDir>
+#include <QFile>
+
+#include <unistd.h>
+
 using namespace Qt::StringLiterals;
 
 namespace ovalin {
@@ -30,6 +35,23 @@ FileResult<QString> setAside(const QString& path, const FileVersion& version) {
         return QString();
     }
     return fileFailure("set aside", *target, EEXIST);
+}
+
+FileResult<void> removeStore(const QString& path, StorePart part) {
+    const auto target = endOfLinks(path);
+    if (!target)
+        return tl::unexpected(target.error());
+    const QFileInfo aside(nameBeside(*target, u"unreadable-*"_s));
+    QStringList doomed;
+    for (const QFileInfo& file : aside.dir().entryInfoList({aside.fileName()}, QDir::Files | QDir::Hidden))
+        doomed.append(file.filePath());
+    if (part == StorePart::All)
+        doomed.append(*target);
+    for (const QString& file : std::as_const(doomed)) {
+        if (::unlink(QFile::encodeName(file).constData()) != 0 && errno != ENOENT)
+            return fileFailure("remove", file);
+    }
+    return {};
 }
 
 } // namespace ovalin

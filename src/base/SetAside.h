@@ -9,6 +9,10 @@ namespace ovalin {
 /// an empty text when it is no longer of this version. Blocks: for workers.
 [[nodiscard]] FileResult<QString> setAside(const QString& path, const FileVersion& version);
 
+/// Removes a file of the user's words for good, and what was set aside of it; the latter alone where others share it.
+enum class StorePart { All, SetAside };
+[[nodiscard]] FileResult<void> removeStore(const QString& path, StorePart part = StorePart::All);
+
 /// Reads a file that is to be replaced. What cannot be read stays where it is, and nothing takes its place: it may be
 /// whole. What `parse` refuses is set aside, `what` it was goes to the log, and it counts as an empty file.
 template <class Parse>

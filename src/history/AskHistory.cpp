@@ -99,6 +99,10 @@ void AskHistory::saveAgain() {
     });
 }
 
+void AskHistory::forget() {
+    dispatch.run(Queue::Files, [store = store] { store->waiting.clear(); });
+}
+
 void AskHistory::evictAskHistory(const QString& id) {
     dispatch.run(Queue::Files, [store = store, id] {
         store->update([id](AskHistoryEntries& entries) {

@@ -31,6 +31,9 @@ public:
     /// Tries again to write what could not be written: at the end of the program, before the file work is waited for.
     void saveAgain();
 
+    /// Nothing waits to be written any more; the file is somebody else's to remove.
+    void forget();
+
     /// Forgets a conversation.
     void evictAskHistory(const QString& id);
 

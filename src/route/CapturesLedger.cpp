@@ -184,4 +184,23 @@ tl::expected<void, QString> removeCapture(const QString& capturesFile, const QSt
     });
 }
 
+tl::expected<void, QString> removeCaptures(const QString& capturesFile,
+                                           const std::function<bool(const QString& id)>& goes) {
+    if (!QFileInfo::exists(capturesFile))
+        return {};
+    return changeLedger(capturesFile, [&](QJsonObject ledger) -> std::optional<QJsonObject> {
+        QJsonArray kept;
+        const QJsonArray items = ledger.value(ITEMS).toArray();
+        for (const auto& item : items) {
+            const QString id = item.toObject().value(ID).toString();
+            if (!timeOfId(id) || !goes(id))
+                kept.append(item);
+        }
+        if (kept.size() == items.size())
+            return std::nullopt;
+        ledger[ITEMS] = kept;
+        return ledger;
+    });
+}
+
 } // namespace ovalin

@@ -6,6 +6,8 @@
 
 #include <QByteArray>
 
+#include <functional>
+
 namespace ovalin {
 
 inline const QString QUEUED = QStringLiteral("queued");
@@ -36,5 +38,9 @@ inline const QString NEEDS_ATTENTION = QStringLiteral("needs attention");
 
 /// Takes out the entry of a request that still is "queued".
 [[nodiscard]] tl::expected<void, QString> removeCapture(const QString& capturesFile, const QString& id);
+
+/// Takes out the entries of ours, whatever became of them, that are to go.
+[[nodiscard]] tl::expected<void, QString> removeCaptures(const QString& capturesFile,
+                                                         const std::function<bool(const QString& id)>& goes);
 
 } // namespace ovalin

@@ -62,6 +62,8 @@ public:
     std::optional<Undelivered> takeUndelivered(const QString& id);
     /// Hands it over again, with what its own opening had captured.
     void resubmit(const Undelivered& request, Recorded recorded);
+    /// None waits for the user any more; their files are somebody else's to remove.
+    void forget() { waitingForUser.clear(); }
     /// The user does not want it any more.
     void drop(const Undelivered& request);
 

@@ -13,6 +13,7 @@ using namespace Qt::StringLiterals;
 using namespace ovalin;
 
 TEST(Heartbeat, HoldsTheSecondsAloneEachMinuteAndFollowsNoPlantedLink) {
+    int days = 0;
     QTemporaryDir folder;
     FakeDispatch dispatch;
     const QString file = folder.filePath(u"beat"_s);
@@ -20,10 +21,11 @@ TEST(Heartbeat, HoldsTheSecondsAloneEachMinuteAndFollowsNoPlantedLink) {
     writeFile(victim, "mine");
     QFile::link(victim, file);
     dispatch.wall = dispatch.wall.addMSecs(999);
-    const Heartbeat heartbeat(dispatch, file);
+    const Heartbeat heartbeat(dispatch, file, [&] { ++days; });
     for (int beat = 0; beat < 3; ++beat) {
         EXPECT_EQ(readFile(file), QByteArray::number(dispatch.wall.toSecsSinceEpoch()));
-        dispatch.wall = dispatch.wall.addSecs(60);
+        EXPECT_EQ(days, beat < 2 ? 1 : 2);
+        dispatch.wall = dispatch.wall.addSecs(beat == 1 ? 24 * 3600 : 60);
         dispatch.advance(60);
     }
     EXPECT_EQ(readFile(victim), "mine");
