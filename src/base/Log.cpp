@@ -1,5 +1,7 @@
 #include "Log.h"
 
+#include "Text.h"
+
 #include <QMutex>
 #include <QSet>
 
@@ -36,6 +38,10 @@ void logLine(const QString& event) {
     bytes.append('\n');
     // One write, so that lines of several threads never mix; a reader that went away costs us the line, nothing else.
     [[maybe_unused]] const auto written = ::write(STDERR_FILENO, bytes.constData(), static_cast<size_t>(bytes.size()));
+}
+
+QString forLog(const QString& words) {
+    return verbose ? words : QStringLiteral("(%1 characters)").arg(characterCount(words));
 }
 
 void setLogSink(std::function<void(const QString&)> function) {

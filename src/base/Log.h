@@ -18,6 +18,10 @@ void setLogSink(std::function<void(const QString&)> sink);
 [[nodiscard]] bool verboseLog();
 void setVerboseLog(bool on);
 
+/// The user's words, or those of a page or an answer, as they may stand in the log: their length alone, unless it is
+/// verbose. Any thread.
+[[nodiscard]] QString forLog(const QString& words);
+
 /// Logs an event the first time its key is seen and stays quiet about it afterwards. Any thread.
 void logOnce(const QString& key, const QString& event);
 

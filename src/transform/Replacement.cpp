@@ -66,7 +66,7 @@ Replacement::Found Replacement::look(const Press& press, ReplaceTarget target, c
             .arg(is(ReplaceTarget::File))
             .arg(is(ReplaceTarget::Web))
             .arg(characterCount(found.selected.text))
-            .arg(press.instruction));
+            .arg(forLog(press.instruction)));
     return found;
 }
 

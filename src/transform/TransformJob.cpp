@@ -89,7 +89,7 @@ JobEnd runTransform(const TransformJob& transform, const AgentJob& job) {
     const QString result = printedText(run);
     logLine(u"Ovalin replace: exit=%1 resultLen=%2 result=%3"_s.arg(run.end.number)
                 .arg(characterCount(result))
-                .arg(firstCharacters(result, LOGGED_CHARACTERS)));
+                .arg(forLog(firstCharacters(result, LOGGED_CHARACTERS))));
     const bool edits = editsSource(transform.target);
     if (run.end.succeeded() && !result.isEmpty())
         return {edits ? JobEnd::Kind::Status : JobEnd::Kind::Text, result};

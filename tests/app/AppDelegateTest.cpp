@@ -476,6 +476,7 @@ TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastesInto
         settle();
         EXPECT_FALSE(isOpen());
         EXPECT_EQ(fake.pasteboard.borrowed.last(), u"Acme Corp"_s);
+        EXPECT_EQ(log.count(u"Acme"_s), 0) << "lengths only";
         ASSERT_FALSE(fake.keyboard.pastes.empty());
         EXPECT_EQ(fake.keyboard.pastes.back(), (AppWindow{4711, window ? window : 1})) << "else of the opening";
     }

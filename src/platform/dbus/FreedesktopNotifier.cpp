@@ -40,7 +40,7 @@ void FreedesktopNotifier::notify(const Notification& notification) {
                                         : QStringList{notification.actionLabel};
     if (!buttons.isEmpty())
         asking.insert(ticket, notification);
-    unshown.insert(ticket, u"Ovalin: %1 — %2"_s.arg(notification.title, notification.body));
+    unshown.insert(ticket, u"Ovalin: %1 — %2"_s.arg(notification.title, forLog(notification.body)));
     // Counted from here, not from the call: the bus itself may hang.
     dispatch.after(DEADLINE, &context, [this, ticket] { logUnlessShown(ticket); });
     QMetaObject::invokeMethod(client, [client = client, ticket, title = notification.title, body = notification.body,
