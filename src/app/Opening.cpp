@@ -86,6 +86,7 @@ void Opening::connectPanel() {
         if (!program.desktop.keyboardHold.held())
             holdKeyboard();
     });
+    connect(panel.get(), &CapturePanel::promptChanged, this, &Opening::showWhatComes);
     connect(&words, &PromptWords::changed, this, &Opening::applyIntentInference);
     connect(panel.get(), &CapturePanel::modeDoTapped, this, [this] { mode.choose(false); });
     connect(panel.get(), &CapturePanel::modeAskTapped, this, [this] { mode.choose(true); });
@@ -153,7 +154,7 @@ void Opening::updateCaptureUI(const QString& text) {
     context.capText = text;
     panel->showExcerpt(text, mode.ask());
     showPlaceholder();
-    showReplaceButton();
+    showWhatComes();
 }
 
 void Opening::checkSiteOwnership(const QString& url) {
@@ -170,8 +171,17 @@ void Opening::checkSiteOwnership(const QString& url) {
 }
 
 void Opening::showReplaceButton() {
-    const ReplaceButton button = replaceButtonFor(context, context.capText, mode.ask() || context.leftAlone);
-    panel->setReplaceButton(button.title, button.hidden);
+    const ReplaceButton button = replaceButtonFor(context, panel->prompt(), mode.ask() || context.leftAlone);
+    panel->setReplaceButton(button.title, button.hidden, button.outcome);
+}
+
+void Opening::showWhatComes() {
+    showReplaceButton();
+    const QString alone = u"Return sends the selected text alone"_s;
+    const bool applies =
+        !mode.ask() && panel->prompt().trimmed().isEmpty() && !panel->excerpt().value_or(QString()).isEmpty();
+    if (panel->hint() == (applies ? QString() : alone)) // never over what has been said
+        panel->note(applies ? alone : QString());
 }
 
 void Opening::showPlaceholder() {
@@ -182,9 +192,9 @@ void Opening::showPlaceholder() {
 
 void Opening::modeSet(bool byUser) {
     panel->showMode(mode.ask());
-    showReplaceButton();
     showPlaceholder();
     panel->say(leftAlone);
+    showWhatComes();
     if (mode.ask())
         chat.startWarmAsk();
     if (byUser)

@@ -47,6 +47,7 @@ private:
     void updateCaptureUI(const QString& text);
     void checkSiteOwnership(const QString& url);
     void showReplaceButton();
+    void showWhatComes();
     void showPlaceholder();
 
     // Mode

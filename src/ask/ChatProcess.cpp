@@ -37,7 +37,8 @@ QString fallbackAskPersona() {
            "create something), you have the tools and permission on their machine: say briefly what you are about to "
            "do, "
            "do it, then report the concrete outcome; show real errors verbatim; never claim you lack access. For long "
-           "jobs, do the quick parts and say what remains."_s;
+           "jobs, do the quick parts and say what remains. Write plain text without Markdown: no asterisks, hashes, "
+           "backticks or tables. Links alone may be written as [title](address)."_s;
 }
 
 // What the process has said and the main thread has not heard yet. The child's thread adds, the main thread takes.

@@ -138,6 +138,7 @@ void CapturePanel::showHistoryOpen(bool open) {
 
 void CapturePanel::say(const QString& status) { hintField->setStatus(status); }
 void CapturePanel::note(const QString& text) { hintField->setNote(text); }
+const QString& CapturePanel::hint() const { return hintField->status(); }
 
 QString CapturePanel::prompt() const { return promptField->text(); }
 void CapturePanel::setPrompt(const QString& text) { promptField->setText(text); }
@@ -154,7 +155,9 @@ void CapturePanel::setMicState(bool active, const QString& why) {
         note(why);
 }
 
-void CapturePanel::setReplaceButton(const QString& title, bool hidden) {
+void CapturePanel::setReplaceButton(const QString& title, bool hidden, const QString& outcome) {
+    replaceBtnRef->setToolTip(plainToolTip(outcome));
+    replaceBtnRef->setAccessibleDescription(outcome);
     if (replaceBtnRef->isHidden() == hidden && replaceBtnRef->text() == title)
         return;
     replaceBtnRef->setHidden(hidden);

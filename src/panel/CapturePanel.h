@@ -46,13 +46,15 @@ public:
 
     /// Lights the segment, and names the button that sends.
     void showMode(bool ask);
-    void setReplaceButton(const QString& title, bool hidden);
+    /// `outcome`: what a press would do, as tool tip.
+    void setReplaceButton(const QString& title, bool hidden, const QString& outcome = {});
     void showHistoryOpen(bool open);
 
     /// A status message on the hint line; an empty text clears it.
     void say(const QString& status);
     /// A plain text there.
     void note(const QString& text);
+    [[nodiscard]] const QString& hint() const;
 
     [[nodiscard]] QString prompt() const override;
     void setPrompt(const QString& text) override;

@@ -2,6 +2,7 @@
 
 #include "Brand.h"
 #include "EditMenu.h"
+#include "MarkdownMarks.h"
 #include "Palette.h"
 #include "SlimScrollBar.h"
 #include "Widgets.h"
@@ -29,7 +30,13 @@ constexpr qsizetype SLICE = 1000; // UTF-16 units put in at once
 constexpr int LINK_SLICE = 40;
 constexpr int LONGEST_BLOCK = 1500;  // then it is cut
 constexpr int LONGEST_JOINED = 6000; // laid out at once in a few milliseconds
-constexpr int CONTINUES_BLOCK = 1;   // user state of a block that goes on from the one before it
+
+/// The user state of a layout block.
+enum BlockState {
+    CONTINUES_BLOCK = 1, // it goes on from the one before it
+    YOU_SPEAK,           // a label
+    TORVI_SPEAKS,
+};
 
 QTextCharFormat bodyFormat() {
     QTextCharFormat format;
@@ -125,7 +132,10 @@ void Transcript::appendLabel(Speaker speaker) {
     }
     const bool you = speaker == Speaker::You;
     end.insertText(you ? u"YOU"_s : u"TORVI"_s, labelFormat(you ? Palette::ink() : Palette::accent()));
+    QTextBlock label = end.block();
     end.insertText(u"\n"_s, bodyFormat());
+    label.setUserState(you ? YOU_SPEAK : TORVI_SPEAKS);
+    end.block().setUserState(-1);
     forgetAnswer();
     torviBodyStart = end.position();
 }
@@ -337,19 +347,31 @@ void Transcript::scrollToEnd() { verticalScrollBar()->setValue(verticalScrollBar
 
 QMimeData* Transcript::createMimeDataFromSelection() const {
     const QTextCursor selected = textCursor();
-    QString text;
-    for (QTextBlock block = document()->findBlock(selected.selectionStart());
-         block.isValid() && block.position() < selected.selectionEnd(); block = block.next()) {
+    QString text, part; // the part of one speaker
+    bool torvi = false;
+    const auto takePart = [&] { text += torvi ? withoutMarks(std::exchange(part, {})) : std::exchange(part, {}); };
+    for (QTextBlock block = document()->begin(); block.isValid() && block.position() < selected.selectionEnd();
+         block = block.next()) {
+        if (block.userState() == YOU_SPEAK || block.userState() == TORVI_SPEAKS) {
+            takePart();
+            torvi = block.userState() == TORVI_SPEAKS;
+        }
+        if (block.position() + block.length() <= selected.selectionStart())
+            continue;
         if (block.position() > selected.selectionStart() && block.userState() != CONTINUES_BLOCK)
-            text += QLatin1Char('\n');
+            part += QLatin1Char('\n');
         const int from = std::max(0, selected.selectionStart() - block.position());
-        text += QStringView(block.text()).mid(from, selected.selectionEnd() - block.position() - from);
+        part += QStringView(block.text())
+                    .mid(from, selected.selectionEnd() - block.position() - from)
+                    .toString()
+                    .replace(QChar::LineSeparator, QLatin1Char('\n'));
     }
+    takePart();
     if (document()->findBlock(selected.selectionEnd()).position() == selected.selectionEnd() &&
         selected.selectionEnd() > selected.selectionStart())
         text += QLatin1Char('\n');
     auto* copied = new QMimeData;
-    copied->setText(text.replace(QChar::LineSeparator, QLatin1Char('\n')));
+    copied->setText(text);
     return copied;
 }
 

@@ -374,6 +374,36 @@ TEST_F(AppDelegateTest, AskStartsTheAgentAtTheSwitchAndIsLearnedAndNeverQueued) 
     EXPECT_EQ(panel().sendBtnRef->text(), u"Send"_s) << "as it was meant before";
 }
 
+TEST_F(AppDelegateTest, WhatAPressWouldDoIsSaidBeforeIt) {
+    const struct {
+        const char *selection, *typed, *outcome, *hint;
+    } rows[] = {
+        {"the excerpt", "", "", "Return sends the selected text alone"},
+        {"the excerpt", "shorter", "in place of the selected text, as they stand: “shorter”", ""},
+        {"the excerpt", "replace with 'Acme'", "as they stand: “Acme”", ""},
+        {"the excerpt", "make it shorter", "the agent, which changes it", ""},
+        {"", "", "", ""},
+        {"", "dear all", "at your cursor, as they stand: “dear all”", ""},
+        {"", "write a greeting to all who come to the party", "The agent writes", ""},
+    };
+    for (const auto& row : rows) {
+        fake.accessibility.answer.text = QString::fromUtf8(row.selection);
+        fake.accessibility.answer.kind = *row.selection ? Kind::Text : Kind::NothingSelected;
+        openSettled();
+        typePrompt(QString::fromUtf8(row.typed));
+        const QString outcome = panel().replaceBtnRef->accessibleDescription();
+        EXPECT_TRUE(outcome.contains(QString::fromUtf8(row.outcome))) << outcome.toStdString();
+        EXPECT_EQ(outcome.isEmpty(), !*row.outcome);
+        EXPECT_EQ(panel().hintField->status(), QString::fromUtf8(row.hint)) << row.typed;
+        panel().promptField->setText({});
+        EXPECT_EQ(panel().replaceBtnRef->toolTip(), QString()) << "not what was typed before";
+        EXPECT_EQ(panel().hintField->status().isEmpty(), !*row.selection);
+        QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
+        EXPECT_EQ(panel().hintField->status(), QString()) << "Ask sends no selection alone";
+        close();
+    }
+}
+
 TEST_F(AppDelegateTest, TheReplaceButtonFollowsPageAndOwner) {
     const struct {
         const char *url, *bundle;

@@ -74,6 +74,15 @@ TEST_F(TranscriptTest, ALongParagraphIsCutWhereNobodySeesIt) {
     EXPECT_EQ(lines, whole.firstBlock().layout()->lineCount());
 }
 
+TEST_F(TranscriptTest, AnAnswerIsCopiedWithoutMarksAndTheUsersWordsAsTheyStand) {
+    view.appendTranscript(Speaker::You, u"why **this**?"_s);
+    view.appendTranscript(Speaker::Torvi,
+                          u"# Because\n\nIt is **so**, *really*, in `a*b*c` and __init__:\n* one\n  - two\n"
+                          "```sh\n# ls **/*.txt\n```\n2 * 3 * 4, *.txt and *.md, a ` alone"_s);
+    EXPECT_EQ(copied(), u"YOU\nwhy **this**?\n\nTORVI\nBecause\n\nIt is so, really, in a*b*c and __init__:\n- one\n"
+                        "  - two\n# ls **/*.txt\n2 * 3 * 4, *.txt and *.md, a ` alone"_s);
+}
+
 TEST_F(TranscriptTest, LinksReplaceTheirSourceAcrossCuts) {
     const QString lead = words(600);
     const QString source = u"[the docs](https://a.example/x)"_s;
