@@ -14,7 +14,7 @@ struct FrontApplication {
     QString bundleId; ///< from a table for the applications the program knows, else the WM_CLASS
     qint32 pid = 0;
     quint32 window = 0; ///< X11 window
-    QString title;      ///< of the window
+    QString title{};    ///< of the window
 };
 
 /// What a dock or panel keeps for itself at an edge of the root window (EWMH _NET_WM_STRUT_PARTIAL); device pixels.

@@ -388,7 +388,7 @@ TEST_F(AppDelegateTest, WhatAPressWouldDoIsSaidBeforeIt) {
     };
     for (const auto& row : rows) {
         fake.accessibility.answer.text = QString::fromUtf8(row.selection);
-        fake.accessibility.answer.kind = *row.selection ? Kind::Text : Kind::NothingSelected;
+        fake.accessibility.answer.kind = *row.selection ? Kind::Text : Kind::None;
         openSettled();
         typePrompt(QString::fromUtf8(row.typed));
         const QString outcome = panel().replaceBtnRef->accessibleDescription();
