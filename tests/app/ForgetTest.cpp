@@ -6,17 +6,9 @@
 #include "intent/IntentLexicon.h"
 #include "route/Processed.h"
 #include "route/Undelivered.h"
-#include "support/TestDesk.h"
+#include "support/Testing.h"
 
-#include <QDateTime>
-#include <QDir>
 #include <QDirIterator>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 namespace {
 
