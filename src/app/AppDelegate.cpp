@@ -8,6 +8,7 @@
 #include "base/Descriptor.h"
 #include "base/Log.h"
 #include "panel/Brand.h"
+#include "panel/Palette.h"
 #include "route/Processed.h"
 
 #include <QApplication>
@@ -111,9 +112,31 @@ void AppDelegate::applicationWillTerminate() {
     program.end();
 }
 
+void AppDelegate::dress() {
+    const Config& config = program.in.config;
+    DesktopSettings* const desktop = program.desktop.settings;
+    Palette::Look look = Palette::Look::Light;
+    if (config.appearance == Config::Appearance::Desktop && desktop) {
+        const DesktopLook wanted = desktop->look();
+        look = wanted.dark ? Palette::Look::Dark : wanted.contrast ? Palette::Look::Contrast : Palette::Look::Light;
+    } else if (config.appearance == Config::Appearance::Dark) {
+        look = Palette::Look::Dark;
+    } else if (config.appearance == Config::Appearance::Contrast) {
+        look = Palette::Look::Contrast;
+    }
+    if (look != Palette::look()) {
+        Palette::use(look);
+        QApplication::setPalette(Palette::forWidgets());
+    }
+    program.motion = !config.reducedMotion && (!desktop || desktop->animations());
+    static const int usual = QApplication::cursorFlashTime();
+    QApplication::setCursorFlashTime(program.motion ? usual : 0);
+}
+
 void AppDelegate::warmUp() {
     if (opening)
         return;
+    dress();
     // The first panel would pay for fonts, text shaping, the shadows and the first window: an unseen one pays for it
     // now.
     CapturePanel unseen(program.desktop.pasteboard, program.desktop.workspace.compositorRuns());
@@ -154,6 +177,7 @@ void AppDelegate::open() {
 }
 
 void AppDelegate::showPanel(const std::optional<FrontApplication>& front) {
+    dress();
     opening = std::make_unique<Opening>(program, front);
     connect(opening.get(), &Opening::closed, this, &AppDelegate::closePanel);
     if (!defaults.isSet(HOWTO_SEEN_KEY)) {

@@ -32,6 +32,7 @@ public:
 
 private:
     void warmUp();
+    void dress();
     void sweepOldRequests();
     void watchDesktop();
     void hotkeyFired();

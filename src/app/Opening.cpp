@@ -79,6 +79,7 @@ Opening::~Opening() {
 }
 
 void Opening::connectPanel() {
+    panel->setMotion(program.motion);
     panel->screens = [&workspace = program.desktop.workspace] { return currentScreens(workspace.reservedStrips()); };
     connect(panel.get(), &CapturePanel::submitTapped, this, &Opening::sendTapped);
     connect(panel.get(), &CapturePanel::cancelTapped, this, &Opening::closed);

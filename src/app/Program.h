@@ -57,6 +57,7 @@ struct Program {
     std::unique_ptr<Submissions> submissions;
     NextOpening next;
     bool panelIsOpen = false;
+    bool motion = true; ///< what need not move may
 
     /// `opening`: that of the press.
     Replacement* beginReplacement(Replacement::Press press, QObject* opening);

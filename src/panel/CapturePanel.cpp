@@ -147,6 +147,8 @@ void CapturePanel::setPlaceholder(const QString& text) { promptField->setPlaceho
 void CapturePanel::focusPrompt() { promptField->setFocus(); }
 void CapturePanel::lockPrompt() { promptField->setReadOnly(true); }
 
+void CapturePanel::setMotion(bool moves) { micButton->setPulses(moves); }
+
 void CapturePanel::setMicState(bool active, const QString& why) {
     micButton->setListening(active);
     if (active)

@@ -65,6 +65,9 @@ public:
     /// It can be read, but not changed any more.
     void lockPrompt();
 
+    /// Whether what shows a state may move.
+    void setMotion(bool moves);
+
     [[nodiscard]] bool isShown() const override { return isVisible(); }
     void setMicState(bool active, const QString& note) override;
 

@@ -262,7 +262,7 @@ void GlyphButton::setListening(bool listening) {
         delete std::exchange(pulse, nullptr);
         return;
     }
-    if (pulse)
+    if (pulse || !pulses)
         return;
     pulse = new QVariantAnimation(this);
     pulse->setDuration(2 * PULSE_MS);

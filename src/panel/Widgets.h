@@ -98,6 +98,8 @@ public:
     void setGround(const QColor& color);
     /// The mic's two states: listening (filled, its glyph white, pulsing, and checked to a screen reader), or idle.
     void setListening(bool listening);
+    /// False: listening does not pulse.
+    void setPulses(bool may) { pulses = may; }
     [[nodiscard]] qreal cornerRadius() const override;
 
 protected:
@@ -108,6 +110,7 @@ private:
     Glyph glyph;
     QColor tint;
     QColor ground;
+    bool pulses = true;
     QVariantAnimation* pulse = nullptr;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Accessibility.h"
+#include "platform/DesktopSettings.h"
 #include "platform/EventMonitors.h"
 #include "platform/HotKeys.h"
 #include "platform/Keyboard.h"
@@ -24,6 +25,7 @@ struct Desktop {
     Notifier& notifier;
     SessionEvents& sessionEvents;
     PrimaryGuard& primaryGuard;
+    DesktopSettings* settings = nullptr; ///< none: everything is as it is by default
     Microphone* microphone = nullptr; ///< none: no dictation
     SpeechRecognizer* speechRecognizer = nullptr;
 };

@@ -1,5 +1,7 @@
 #include "X11Desktop.h"
 
+#include "X11Settings.h"
+
 #include "platform/atspi/AtSpiAccessibility.h"
 #include "platform/dbus/FreedesktopNotifier.h"
 #include "platform/dbus/Logind.h"
@@ -56,7 +58,8 @@ struct X11Desktop::Parts {
         , keyboard(
               hold, [this](bool sending) { markSynthetic(sending); }, hotkey)
         , accessibility(dispatch, frontTitle)
-        , notifier(dispatch) {
+        , notifier(dispatch)
+        , settings(dispatch) {
         monitors.setOwnWindows([this](QPoint rootPosition, quint32 topWindow, quint32 time) {
             return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time);
         });
@@ -93,6 +96,7 @@ struct X11Desktop::Parts {
     Logind logind;
     X11PrimaryGuard guard;
     X11Windows windows;
+    X11Settings settings;
     EventMonitors::Handle outside = 0;
 };
 
@@ -101,8 +105,8 @@ X11Desktop::X11Desktop(Dispatch& dispatch, KeyChord hotkey)
 X11Desktop::~X11Desktop() = default;
 
 Desktop X11Desktop::desktop() {
-    return {parts->hotKeys, parts->workspace, parts->accessibility, parts->pasteboard, parts->keyboard,
-            parts->hold,    parts->monitors,  parts->notifier,      parts->logind,     parts->guard};
+    return {parts->hotKeys,  parts->workspace, parts->accessibility, parts->pasteboard, parts->keyboard, parts->hold,
+            parts->monitors, parts->notifier,  parts->logind,        parts->guard,      &parts->settings};
 }
 
 Windows& X11Desktop::windows() { return parts->windows; }

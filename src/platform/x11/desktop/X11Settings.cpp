@@ -1,0 +1,157 @@
+#include "X11Settings.h"
+
+#include "platform/dbus/BusAddress.h"
+#include "platform/x11/QtConnection.h"
+#include "platform/x11/RootWindow.h"
+#include "platform/x11/XProperty.h"
+#include "platform/x11/XReply.h"
+
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QtEndian>
+
+#include <xcb/xcb.h>
+
+using namespace Qt::StringLiterals;
+
+namespace ovalin {
+
+namespace {
+
+constexpr int CALL_MS = 1000;
+
+/// 0 where nobody says; worker threads.
+int portalScheme(BusLink& link) {
+    const auto bus = link.connection(sessionBusAddress, QDeadlineTimer(CALL_MS));
+    if (!bus)
+        return 0;
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s, u"/org/freedesktop/portal/desktop"_s,
+                                       u"org.freedesktop.portal.Settings"_s, u"Read"_s);
+    call.setAutoStartService(false);
+    call << u"org.freedesktop.appearance"_s << u"color-scheme"_s;
+    QVariant value = bus->call(call, QDBus::Block, CALL_MS).arguments().value(0);
+    while (value.metaType() == QMetaType::fromType<QDBusVariant>())
+        value = value.value<QDBusVariant>().variant();
+    return value.toInt();
+}
+
+class Reader {
+public:
+    explicit Reader(const QByteArray& theBytes)
+        : bytes(theBytes)
+        , big(!theBytes.isEmpty() && theBytes[0] == 1) {}
+
+    bool has(qsizetype count) const { return count >= 0 && at + count <= bytes.size(); }
+    quint32 number(qsizetype size) {
+        if (!has(size))
+            return fail();
+        const char* from = bytes.constData() + at;
+        at += size;
+        if (size == 1)
+            return static_cast<quint8>(*from);
+        if (size == 2)
+            return big ? qFromBigEndian<quint16>(from) : qFromLittleEndian<quint16>(from);
+        return big ? qFromBigEndian<quint32>(from) : qFromLittleEndian<quint32>(from);
+    }
+    QByteArray text(qsizetype length) {
+        if (!has(length)) {
+            fail();
+            return {};
+        }
+        const QByteArray found = bytes.mid(at, length);
+        skip((length + 3) / 4 * 4);
+        return found;
+    }
+    void skip(qsizetype count) { at += count; }
+    [[nodiscard]] bool failed() const { return at > bytes.size(); }
+
+private:
+    quint32 fail() {
+        at = bytes.size() + 1;
+        return 0;
+    }
+    const QByteArray& bytes;
+    const bool big;
+    qsizetype at = 0;
+};
+
+} // namespace
+
+QHash<QByteArray, QVariant> parseXSettings(const QByteArray& bytes) {
+    enum Type { Integer, String, Color };
+    QHash<QByteArray, QVariant> settings;
+    Reader reader(bytes);
+    reader.skip(8); // byte order, serial number
+    for (quint32 left = reader.number(4); left > 0 && !reader.failed(); --left) {
+        const quint32 type = reader.number(1);
+        reader.skip(1);
+        const QByteArray name = reader.text(reader.number(2));
+        reader.skip(4); // when it was last changed
+        QVariant value;
+        if (type == Integer)
+            value = static_cast<int>(reader.number(4));
+        else if (type == String)
+            value = QString::fromUtf8(reader.text(reader.number(4)));
+        else if (type == Color)
+            reader.skip(8);
+        else
+            break;
+        if (!reader.failed() && value.isValid())
+            settings.insert(name, value);
+    }
+    return settings;
+}
+
+DesktopLook lookOf(const QHash<QByteArray, QVariant>& settings) {
+    const QString theme = settings.value("Net/ThemeName").toString().toLower();
+    const bool inverse = theme.contains(u"inverse"_s); // HighContrastInverse
+    return {theme.contains(u"dark"_s) || inverse || settings.value("Gtk/ApplicationPreferDarkTheme").toInt() == 1,
+            theme.contains(u"highcontrast"_s) && !inverse};
+}
+
+X11Settings::X11Settings(Dispatch& theDispatch)
+    : dispatch(theDispatch)
+    , link(std::make_shared<BusLink>(u"settings"_s)) {
+    if (xcb_connection_t* connection = qtConnection()) {
+        const QByteArray name = "_XSETTINGS_S" + QByteArray::number(screenNumber());
+        const char* const names[] = {name.constData(), "_XSETTINGS_SETTINGS"};
+        const auto atoms = internAtoms(connection, names);
+        selection = atoms[0];
+        property = atoms[1];
+    }
+}
+
+void X11Settings::askPortal() {
+    if (std::exchange(asking, true))
+        return;
+    dispatch.inBackground(
+        Queue::Utility, &context, [link = link] { return portalScheme(*link); },
+        [this](int found) {
+            asking = false;
+            scheme = found;
+        });
+}
+
+QHash<QByteArray, QVariant> X11Settings::settings() const {
+    xcb_connection_t* connection = qtConnection();
+    if (!connection || !selection)
+        return {};
+    const XReply<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
+    if (!reply || !reply->owner)
+        return {};
+    return parseXSettings(takeBytes(connection, askProperty(connection, reply->owner, property)));
+}
+
+DesktopLook X11Settings::look() {
+    DesktopLook look = lookOf(settings());
+    if (scheme != 0)
+        look.dark = scheme == 1;
+    askPortal();
+    return look;
+}
+
+bool X11Settings::animations() { return settings().value("Gtk/EnableAnimations", 1).toInt() != 0; }
+
+} // namespace ovalin
