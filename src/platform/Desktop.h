@@ -26,7 +26,7 @@ struct Desktop {
     SessionEvents& sessionEvents;
     PrimaryGuard& primaryGuard;
     DesktopSettings* settings = nullptr; ///< none: everything is as it is by default
-    Microphone* microphone = nullptr; ///< none: no dictation
+    Microphone* microphone = nullptr;    ///< none: no dictation
     SpeechRecognizer* speechRecognizer = nullptr;
 };
 
