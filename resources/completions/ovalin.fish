@@ -7,6 +7,7 @@ complete -c ovalin -n __fish_use_subcommand -a doctor -d 'The same, with what he
 complete -c ovalin -n __fish_use_subcommand -a start-at-login -d 'Have it started at each login, or not'
 complete -c ovalin -n '__fish_seen_subcommand_from start-at-login' -a 'on off'
 complete -c ovalin -n __fish_use_subcommand -a quit -d 'End the running copy'
+complete -c ovalin -n __fish_use_subcommand -a forget -d 'Remove past conversations, prompts and finished requests'
 complete -c ovalin -n __fish_use_subcommand -a install-speech -d 'Fetch the speech engine and its model'
 complete -c ovalin -l background -d 'Show nothing'
 complete -c ovalin -l verbose -d 'Log words, not only lengths'

@@ -98,13 +98,16 @@ void AppDelegate::sweepOldRequests() {
                                                                           -days)] { sweepProcessed(paths, before); });
 }
 
-void AppDelegate::forget() {
+void AppDelegate::forget(const std::function<void()>& done) {
     closePanel(); // which still keeps its words
     program.forget();
-    program.dispatch.run(Queue::Files, [paths = program.in.paths] {
-        const auto undone = forgetAll(paths);
-        logLine(undone ? u"Ovalin: everything is forgotten"_s : u"Ovalin: not all is forgotten — "_s + undone.error());
-    });
+    program.dispatch.inBackground(
+        Queue::Files, this, [paths = program.in.paths] { return forgetAll(paths); },
+        [done](const FileResult<qsizetype>& undone) {
+            logLine(undone ? u"Ovalin: everything is forgotten"_s
+                           : u"Ovalin: not all is forgotten — "_s + undone.error());
+            done();
+        });
 }
 
 void AppDelegate::applicationWillTerminate() {

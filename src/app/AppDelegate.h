@@ -26,9 +26,9 @@ public:
     /// Does what a program of the command line asks for (SingleInstance), and answers it.
     void serve(const QJsonObject& message, const SingleInstance::Answer& answer);
 
-    /// What `ovalin forget` does: the panel closes, and neither memory nor disk keeps the user's words. Returns at
-    /// once.
-    void forget();
+    /// What `ovalin forget` does: the panel closes, and neither memory nor disk keeps the user's words. `done` comes
+    /// later.
+    void forget(const std::function<void()>& done);
 
 private:
     void warmUp();

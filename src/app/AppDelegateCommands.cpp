@@ -53,6 +53,8 @@ void AppDelegate::serve(const QJsonObject& message, const SingleInstance::Answer
         answer({});
         if (!opening)
             open();
+    } else if (command == u"forget"_s) {
+        forget([answer] { answer({}); });
     } else if (command == u"quit"_s) {
         logLine(u"Ovalin: asked to quit"_s);
         answer({});

@@ -100,8 +100,8 @@ int runCommand(const CommandLine& line, int argc, char** argv) {
         return 0;
     case CommandLine::Action::Command: {
         const QCoreApplication application(argc, argv);
-        const bool takesWords = *line.command->words != '\0';
-        if (takesWords == line.words.join(QString()).trimmed().isEmpty()) {
+        const char first = *line.command->words;
+        if (first != '[' && (first != '\0') == line.words.join(QString()).trimmed().isEmpty()) {
             std::fprintf(stderr, "usage: ovalin %s %s\n", line.command->name, line.command->words);
             return 2;
         }

@@ -1,5 +1,6 @@
 #include "Commands.h"
 
+#include "Forget.h"
 #include "StartAtLogin.h"
 #include "Status.h"
 
@@ -60,6 +61,17 @@ int startAtLogin(const CommandCall& call) {
     return 0;
 }
 
+int forget(const CommandCall& call) {
+    const bool sure = call.words == QStringList(u"--yes"_s);
+    if (!sure && !call.words.isEmpty()) {
+        std::fputs("usage: ovalin forget [--yes]\n", stderr);
+        return 2;
+    }
+    return runForget(call.paths, sure, [&call] {
+        std::ignore = SingleInstance::send(call.folders(), {{u"command"_s, u"forget"_s}}, 10s); // if one runs
+    });
+}
+
 int installSpeech(const CommandCall& call) {
     const QByteArray script =
         QFile::encodeName(Tools::folderBeside(QCoreApplication::applicationDirPath()) + u"/install-speech"_s);
@@ -79,6 +91,7 @@ constexpr std::array COMMANDS{
     Command{"doctor", "", "the same, with what helps for each thing that is off", printDoctor},
     Command{"start-at-login", "on|off", "has it started at each login, or not", startAtLogin},
     Command{"quit", "", "ends the running copy; requests on their way go on", quit},
+    Command{"forget", "[--yes]", "removes past conversations, prompts and finished requests, after asking", forget},
     Command{"install-speech", "", "fetches the speech engine and its model for dictation (70 MB)", installSpeech},
 };
 

@@ -21,7 +21,7 @@ struct CommandCall {
 /// for it goes by SingleInstance.
 struct Command {
     const char* name;
-    const char* words; ///< what follows it, for people; empty: nothing may
+    const char* words; ///< what follows it, for people; empty: nothing may; in brackets: nothing need
     const char* help;
     int (*run)(const CommandCall& call); ///< returns the exit status
 };

@@ -374,6 +374,24 @@ TEST_F(AppDelegateTest, AskStartsTheAgentAtTheSwitchAndIsLearnedAndNeverQueued) 
     EXPECT_EQ(panel().sendBtnRef->text(), u"Send"_s) << "as it was meant before";
 }
 
+TEST_F(AppDelegateTest, WhatIsForgottenDoesNotComeBackFromMemory) {
+    openSettled();
+    typePrompt(u"a secret"_s);
+    bool done = false;
+    delegate->serve({{u"command"_s, u"forget"_s}}, [&](const QJsonObject&) { done = true; });
+    EXPECT_FALSE(isOpen());
+    settle();
+    EXPECT_TRUE(done);
+    open();
+    EXPECT_EQ(panel().promptField->text(), QString());
+    QTest::keyClick(panel().promptField, Qt::Key_Up);
+    EXPECT_EQ(panel().promptField->text(), QString());
+    close();
+    delegate.reset();
+    settle();
+    EXPECT_FALSE(readFile(PromptHistory::storePath(paths.systemDir)).contains("secret"));
+}
+
 TEST_F(AppDelegateTest, WhatAPressWouldDoIsSaidBeforeIt) {
     const struct {
         const char *selection, *typed, *outcome, *hint;
