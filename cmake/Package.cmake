@@ -23,7 +23,8 @@ endfunction()
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/packed)
 install_compressed(${resources}/man/ovalin.1 ovalin.1 ${CMAKE_INSTALL_MANDIR}/man1)
 install_compressed(${PROJECT_SOURCE_DIR}/packaging/changelog changelog ${CMAKE_INSTALL_DOCDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright ${PROJECT_SOURCE_DIR}/docs/PRIVACY.md
+  ${PROJECT_SOURCE_DIR}/docs/USE.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 find_program(RSVG_CONVERT rsvg-convert) # the icon in fixed sizes too, for desktops that draw no SVG
 if(RSVG_CONVERT)
