@@ -9,6 +9,16 @@ namespace ovalin {
 
 namespace {
 
+template <class Value>
+QVariantList one(Value value) {
+    return {QVariant::fromValue(std::move(value))};
+}
+/// As the value of a property.
+template <class Value>
+QVariantList property(Value value) {
+    return one(QDBusVariant(QVariant::fromValue(std::move(value))));
+}
+
 const QString NOTHING = u"/org/a11y/atspi/null"_s;
 
 /// GTK 4's form of a cache item.
@@ -129,73 +139,67 @@ QStringList FakeTree::matches(const QDBusMessage& message) const {
 
 std::optional<QVariantList> FakeTree::textReply(const FakeObject& object, const QDBusMessage& message) const {
     const QString method = message.member();
+    const auto characters = object.text->toUcs4();
+    const int first = message.arguments().value(0).toInt();
     if (method == "GetNSelections"_L1)
-        return QVariantList{object.selected ? 1 : 0};
+        return one(object.selected ? 1 : 0);
     if (method == "GetSelection"_L1) {
         const auto range = object.selected.value_or(std::pair(-1, -1));
         return QVariantList{range.first, range.second};
     }
-    if (method == "GetText"_L1) {
-        const auto characters = object.text->toUcs4();
-        const auto from = message.arguments().at(0).toInt();
-        return QVariantList{QString::fromUcs4(reinterpret_cast<const char32_t*>(characters.constData()) + from,
-                                              message.arguments().at(1).toInt() - from)};
-    }
-    if (method == "GetLinkIndex"_L1) {
-        const auto characters = object.text->toUcs4();
-        const auto at = message.arguments().at(0).toInt();
-        return QVariantList{static_cast<int>(std::count(characters.begin(), characters.begin() + at, 0xFFFCU))};
-    }
+    if (method == "GetText"_L1)
+        return one(QString::fromUcs4(reinterpret_cast<const char32_t*>(characters.constData()) + first,
+                                     message.arguments().at(1).toInt() - first));
+    if (method == "GetLinkIndex"_L1)
+        return one(static_cast<int>(std::count(characters.begin(), characters.begin() + first, 0xFFFCU)));
     if (method == "GetLink"_L1)
-        return QVariantList{QVariant::fromValue(ref(object.embedded.value(message.arguments().at(0).toInt())))};
+        return one(ref(object.embedded.value(first)));
     return std::nullopt;
 }
 
 std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
-    const QString method = message.member();
+    const QString path = message.path();
+    const QString method = message.member() == "Get"_L1 ? message.arguments().value(1).toString() : message.member();
     if (method == "GetAddress"_L1)
-        return QVariantList{address()};
-    if (message.path() == "/org/a11y/atspi/accessible/root"_L1)
-        return QVariantList{QVariant::fromValue(refs({u"/app"_s}))};
+        return one(address());
+    if (path == "/org/a11y/atspi/accessible/root"_L1)
+        return one(refs({u"/app"_s}));
     if (method == "GetItems"_L1 && finds == Finds::ByCache) {
         QList<CacheItem> items;
-        for (const auto& [path, object] : objects)
-            items << CacheItem{ref(path), interfaces(object), object.role, words(object)};
-        return QVariantList{QVariant::fromValue(items)};
+        for (const auto& [at, object] : objects)
+            items << CacheItem{ref(at), interfaces(object), object.role, words(object)};
+        return one(items);
     }
-    const auto found = objects.find(message.path());
+    const auto found = objects.find(path);
     if (found == objects.end())
         return std::nullopt;
     const FakeObject& object = found->second;
     if (method == "GetMatches"_L1 && finds == Finds::ByCollection)
-        return QVariantList{QVariant::fromValue(refs(matches(message)))};
+        return one(refs(matches(message)));
     if (method == "GetChildAtIndex"_L1)
-        return QVariantList{
-            QVariant::fromValue(ref(object.children.value(message.arguments().at(0).toInt(), NOTHING)))};
+        return one(ref(object.children.value(message.arguments().at(0).toInt(), NOTHING)));
     if (method == "GetIndexInParent"_L1) {
-        const auto parent = objects.find(parentOf(message.path()));
-        return QVariantList{
-            parent == objects.end() ? -1 : static_cast<int>(parent->second.children.indexOf(message.path()))};
+        const auto parent = objects.find(parentOf(path));
+        return one(parent == objects.end() ? -1 : static_cast<int>(parent->second.children.indexOf(path)));
     }
-    if (method == "Get"_L1 && message.arguments().value(1).toString() == "CharacterCount"_L1)
-        return QVariantList{
-            QVariant::fromValue(QDBusVariant(static_cast<int>(object.text.value_or(QString()).toUcs4().size())))};
+    if (method == "CharacterCount"_L1)
+        return property(static_cast<int>(object.text.value_or(QString()).toUcs4().size()));
     if (method == "GetChildren"_L1)
-        return QVariantList{QVariant::fromValue(refs(object.children))};
+        return one(refs(object.children));
     if (method == "GetState"_L1)
-        return QVariantList{QVariant::fromValue(words(object))};
+        return one(words(object));
     if (method == "GetRole"_L1)
-        return QVariantList{object.role};
+        return one(object.role);
     if (method == "GetInterfaces"_L1)
-        return QVariantList{interfaces(object)};
+        return one(interfaces(object));
     if (method == "GetObject"_L1)
-        return QVariantList{QVariant::fromValue(ref(message.path()))};
+        return one(ref(path));
     if (method == "GetAttributes"_L1)
-        return QVariantList{QVariant::fromValue(object.document)};
-    if (method == "Get"_L1 && message.arguments().value(1).toString() == "Name"_L1)
-        return QVariantList{QVariant::fromValue(QDBusVariant(object.name))};
-    if (method == "Get"_L1 && message.arguments().value(1).toString() == "Parent"_L1)
-        return QVariantList{QVariant::fromValue(QDBusVariant(QVariant::fromValue(ref(parentOf(message.path())))))};
+        return one(object.document);
+    if (method == "Name"_L1)
+        return property(object.name);
+    if (method == "Parent"_L1)
+        return property(ref(parentOf(path)));
     return object.text ? textReply(object, message) : std::nullopt;
 }
 

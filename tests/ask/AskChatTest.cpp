@@ -71,8 +71,7 @@ struct AskChatTest : testing::Test {
 
 TEST_F(AskChatTest, WhatTheRealAgentPrintsBecomesTheAnswer) {
     const struct {
-        const char* recorded;
-        const char* answer;
+        const char *recorded, *answer;
         bool stored;
     } ROWS[] = {
         {"plain", "Hello there, this is the mock.", true},

@@ -76,16 +76,6 @@ TEST_F(LogindTest, WhateverMayBringALockerIsTold) {
     EXPECT_TRUE(waitUntil([&] { return locked == before + 2; }));
 }
 
-TEST_F(LogindTest, AManagerThatStartsLaterOrAgainIsHeard) {
-    Logind logind(bus.address, {});
-    count(logind);
-    for (int start = 0; start < 2; ++start) {
-        FakeLoginManager manager(bus.address, Lookup::ByProcess);
-        EXPECT_TRUE(wakeIsHeard(manager));
-        EXPECT_TRUE(lockIsHeard(manager));
-    }
-}
-
 TEST_F(LogindTest, StaysSilentWithoutAManagerABusOrAnAnswer) {
     for (const QString& address : {bus.address, u""_s, u"unix:path=/nonexistent"_s, u"no address at all"_s}) {
         Logind logind(address, {});

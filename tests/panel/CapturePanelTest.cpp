@@ -269,10 +269,6 @@ TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
     ASSERT_GT(field.document()->blockCount(), 1);
     qsizetype caret = text.size();
     QRandomGenerator random(11);
-    const auto check = [&](const char* what) {
-        EXPECT_TRUE(field.text() == text) << what;
-        EXPECT_EQ(CutText::lengthBefore(*field.document(), field.textCursor().position()), caret) << what;
-    };
     const auto toABlocksEnd = [&] {
         const QTextBlock block =
             field.document()->findBlockByNumber(static_cast<int>(random.bounded(field.document()->blockCount() - 1)));
@@ -281,43 +277,27 @@ TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
         field.setTextCursor(cursor);
         caret = CutText::lengthBefore(*field.document(), cursor.position());
     };
+    const auto paste = [&] {
+        pasteboard.readable = QString(static_cast<int>(random.bounded(3000)), QLatin1Char('y')) + QLatin1Char('\n');
+        text.insert(caret, *pasteboard.readable);
+        caret += pasteboard.readable->size();
+    };
+    const std::pair<QKeyCombination, std::function<void()>> keys[] = {
+        {Qt::Key_Left, [&] { caret = std::max<qsizetype>(caret - 1, 0); }},
+        {Qt::Key_Right, [&] { caret = std::min(caret + 1, text.size()); }},
+        {Qt::Key_Backspace, [&] { caret > 0 ? text.remove(--caret, 1) : text; }},
+        {Qt::Key_Delete, [&] { text.remove(caret, 1); }},
+        {Qt::Key_X, [&] { text.insert(caret++, QLatin1Char('x')); }},
+        {Qt::SHIFT | Qt::Key_Insert, paste},
+    };
     for (int i = 0; i < 200 && !HasFailure(); ++i) {
         if (i % 3 == 0 && field.document()->blockCount() > 1)
             toABlocksEnd();
-        switch (random.bounded(6)) {
-        case 0:
-            QTest::keyClick(&field, Qt::Key_Left);
-            caret = std::max<qsizetype>(caret - 1, 0);
-            check("left");
-            break;
-        case 1:
-            QTest::keyClick(&field, Qt::Key_Right);
-            caret = std::min(caret + 1, text.size());
-            check("right");
-            break;
-        case 2:
-            QTest::keyClick(&field, Qt::Key_Backspace);
-            if (caret > 0)
-                text.remove(--caret, 1);
-            check("backspace");
-            break;
-        case 3:
-            QTest::keyClick(&field, Qt::Key_Delete);
-            text.remove(caret, 1);
-            check("delete");
-            break;
-        case 4:
-            type(&field, u"x"_s);
-            text.insert(caret++, QLatin1Char('x'));
-            check("a letter");
-            break;
-        default:
-            pasteboard.readable = QString(static_cast<int>(random.bounded(3000)), QLatin1Char('y')) + QLatin1Char('\n');
-            QTest::keyClick(&field, Qt::Key_Insert, Qt::ShiftModifier);
-            text.insert(caret, *pasteboard.readable);
-            caret += pasteboard.readable->size();
-            check("a paste");
-        }
+        const auto& [key, changes] = keys[random.bounded(static_cast<int>(std::size(keys)))];
+        changes();
+        QTest::keyClick(&field, key.key(), key.keyboardModifiers());
+        EXPECT_TRUE(field.text() == text) << key.key();
+        EXPECT_EQ(CutText::lengthBefore(*field.document(), field.textCursor().position()), caret) << key.key();
     }
     QTest::keyClick(&field, Qt::Key_A, Qt::ControlModifier);
     EXPECT_TRUE(field.selectedText() == text);

@@ -17,6 +17,11 @@ struct TranscriptTest : testing::Test {
         view.resize(448, 240);
         view.show();
     }
+    /// More of the answer, shown.
+    void answer(const QString& text) {
+        view.appendAnswer(text);
+        view.flush();
+    }
     [[nodiscard]] QString copied() {
         view.selectAll();
         view.copy();
@@ -46,8 +51,7 @@ TEST_F(TranscriptTest, BlocksFollowUnderTheirLabelsWithABlankLineBetween) {
     view.appendTranscript(Speaker::You, u"why?"_s);
     view.beginAnswer();
     view.appendAnswer(u"be"_s);
-    view.appendAnswer(u"cause\nof it"_s);
-    view.flush();
+    answer(u"cause\nof it"_s);
     EXPECT_EQ(copied(), u"YOU\nwhy?\n\nTORVI\nbecause\nof it"_s);
 }
 
@@ -106,24 +110,20 @@ TEST_F(TranscriptTest, VoidTextIsTakenBackWhetherItShowsOrNot) {
     for (const qsizetype length : {qsizetype{5}, shown.size(), shown.size() + 3}) {
         view.clearConversation();
         view.beginAnswer();
-        view.appendAnswer(shown);
-        view.flush();
+        answer(shown);
         view.appendAnswer(waiting);
         view.truncateAnswer(length);
-        view.appendAnswer(u"and more"_s);
-        view.flush();
+        answer(u"and more"_s);
         EXPECT_EQ(copied(), u"TORVI\n"_s + (shown + waiting).left(length) + u"and more"_s);
     }
 }
 
 TEST_F(TranscriptTest, FollowsTheTextOnlyWhileTheUserIsAtItsEnd) {
     view.beginAnswer();
-    view.appendAnswer(words(2000));
-    view.flush();
+    answer(words(2000));
     EXPECT_TRUE(atEnd());
     view.verticalScrollBar()->setValue(40);
-    view.appendAnswer(words(200));
-    view.flush();
+    answer(words(200));
     EXPECT_EQ(view.verticalScrollBar()->value(), 40);
     view.appendTranscript(Speaker::You, u"next"_s);
     EXPECT_TRUE(atEnd());
@@ -131,8 +131,7 @@ TEST_F(TranscriptTest, FollowsTheTextOnlyWhileTheUserIsAtItsEnd) {
 
 TEST_F(TranscriptTest, ASelectionToTheEndStaysWhatItWas) {
     view.beginAnswer();
-    view.appendAnswer(u"one two"_s);
-    view.flush();
+    answer(u"one two"_s);
     view.moveCursor(QTextCursor::End);
     view.moveCursor(QTextCursor::PreviousWord, QTextCursor::KeepAnchor);
     QTextCursor toEnd = view.textCursor();
@@ -140,8 +139,7 @@ TEST_F(TranscriptTest, ASelectionToTheEndStaysWhatItWas) {
     toEnd.setPosition(from);
     toEnd.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
     view.setTextCursor(toEnd);
-    view.appendAnswer(u" three"_s);
-    view.flush();
+    answer(u" three"_s);
     EXPECT_EQ(view.textCursor().selectedText(), u"two"_s);
 }
 

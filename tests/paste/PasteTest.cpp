@@ -69,8 +69,7 @@ struct PasteTest : testing::Test {
 TEST_F(PasteTest, ReplacesTheSelectionInEveryKindOfApplicationAndTheClipboardIsAsItWas) {
     const struct {
         Kind kind;
-        const char* text;
-        const char* name;
+        const char *text, *name;
         bool empty = false; // the clipboard before
     } rows[] = {{Kind::Gtk, "Grüße, 世界 🙂\nzwei Zeilen", "GTK"},
                 {Kind::Qt, "Grüße, 世界 🙂\nzwei Zeilen", "Qt", true},

@@ -6,10 +6,7 @@ namespace {
 
 TEST(BundleIds, KnowsBrowsersByClassOrDesktopFile) {
     const struct {
-        const char* instance;
-        const char* wmClass;
-        const char* desktopId;
-        const char* bundle;
+        const char *instance, *wmClass, *desktopId, *bundle;
     } rows[] = {
         {"google-chrome", "Google-chrome", "", "com.google.Chrome"},
         {"google-chrome (/home/u/profile)", "Google-chrome", "", "com.google.Chrome"},
@@ -46,11 +43,7 @@ TEST(DesktopEntries, AreFoundByClassIdOrProgramAndSpeakTheUsersLanguage) {
                                     QString::fromLatin1(locale));
     };
     const struct {
-        const char* locale;
-        const char* wmClass;
-        const char* instance;
-        const char* program;
-        const char* name;
+        const char *locale, *wmClass, *instance, *program, *name;
     } rows[] = {
         {"C", "Editor", "", "", "My Editor"},
         {"C", "Unknown", "", "editor", "My Editor"},

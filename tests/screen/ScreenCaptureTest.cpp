@@ -10,8 +10,7 @@
 #include <QPainter>
 #include <QWidget>
 
-#include <netinet/in.h>
-#include <sys/socket.h>
+#include <QTcpServer>
 
 namespace ovalin {
 
@@ -266,24 +265,16 @@ TEST(ScreenCapture, AWindowThatClosesMeanwhileGivesAWholePictureOrNone) {
 
 TEST(ScreenCapture, AnXServerThatNeverAnswersIsGivenUp) {
     QTemporaryDir folder;
-    const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* generic = reinterpret_cast<sockaddr*>(&address);
-    socklen_t size = sizeof address;
-    ASSERT_EQ(::bind(listener, generic, size), 0); // a free port
-    ASSERT_EQ(::listen(listener, 1), 0);           // the kernel takes the call, nobody answers
-    ASSERT_EQ(::getsockname(listener, generic, &size), 0);
+    QTcpServer mute; // the kernel takes the call, and nobody answers
+    ASSERT_TRUE(mute.listen(QHostAddress::LocalHost));
     QProcess process;
     auto environment = desk().environment;
-    environment.insert(u"DISPLAY"_s, u"127.0.0.1:%1"_s.arg(ntohs(address.sin_port) - 6000));
+    environment.insert(u"DISPLAY"_s, u"127.0.0.1:%1"_s.arg(mute.serverPort() - 6000));
     process.setProcessEnvironment(environment);
     process.start(tool(), {u"-x"_s, u"-m"_s, u"-tpng"_s, folder.filePath(u"shot.png"_s)});
     EXPECT_TRUE(waitUntil([&] { return process.state() == QProcess::NotRunning; }, 30));
     EXPECT_EQ(process.exitCode(), 1);
     EXPECT_EQ(process.readAllStandardError(), "screencapture: the X server took too long\n");
-    ::close(listener);
 }
 
 } // namespace

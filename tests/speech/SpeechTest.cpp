@@ -8,13 +8,11 @@
 #include "fakes/FakeViews.h"
 #include "support/SoundServer.h"
 
+#include <QLocalServer>
 #include <QRegularExpression>
 
 #include <cmath>
 #include <random>
-
-#include <sys/socket.h>
-#include <sys/un.h>
 
 // The engine leaks when a model cannot be loaded. Called by LeakSanitizer.
 extern "C" const char* __lsan_default_suppressions();
@@ -127,17 +125,11 @@ struct SpeechTest : RecognizerTest {
 } // namespace
 
 TEST_F(SpeechTest, AMicrophoneThatCannotBeOpenedIsSaidAndNobodyWaitsForIt) {
-    // A sound server that takes connections and never says a word.
-    const QByteArray silent = home.filePath(u"silent"_s).toUtf8();
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, silent.constData(), static_cast<size_t>(silent.size()));
-    ASSERT_EQ(::bind(socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(::listen(socket, 8), 0);
+    QLocalServer mute; // takes connections and never says a word
+    ASSERT_TRUE(mute.listen(home.filePath(u"mute"_s)));
     const SoundServer onlyMonitor(SoundServer::Source::OnlyMonitor);
-    for (const QByteArray& where :
-         {QByteArray("unix:/nowhere"), onlyMonitor.address().toUtf8(), QByteArray("unix:") + silent}) {
+    for (const QByteArray& where : {QByteArray("unix:/nowhere"), onlyMonitor.address().toUtf8(),
+                                    QByteArray("unix:") + mute.fullServerName().toUtf8()}) {
         qputenv("PULSE_SERVER", where);
         dictation->micTapped();
         EXPECT_EQ(status(), LISTENING);
@@ -145,7 +137,6 @@ TEST_F(SpeechTest, AMicrophoneThatCannotBeOpenedIsSaidAndNobodyWaitsForIt) {
         EXPECT_EQ(status(), u"microphone start failed"_s) << where.toStdString();
         EXPECT_FALSE(dictation->isRecording());
     }
-    ::close(socket);
     EXPECT_EQ(log.count(u"Ovalin: audio engine start failed — "_s), 3);
 }
 

@@ -49,8 +49,7 @@ TEST(LiteralReplacement, TheWordsThemselvesOrAnInstruction) {
 
 TEST(ReplaceTarget, TheFirstMatchWins) {
     const struct {
-        const char* bundle;
-        const char* url;
+        const char *bundle, *url;
         bool owned;
         const char* script;
     } rows[] = {
