@@ -15,7 +15,7 @@ QVariantList one(Value value) {
 }
 /// As the value of a property.
 template <class Value>
-QVariantList property(Value value) {
+QVariantList propertyValue(Value value) {
     return one(QDBusVariant(QVariant::fromValue(std::move(value))));
 }
 
@@ -183,7 +183,7 @@ std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
         return one(parent == objects.end() ? -1 : static_cast<int>(parent->second.children.indexOf(path)));
     }
     if (method == "CharacterCount"_L1)
-        return property(static_cast<int>(object.text.value_or(QString()).toUcs4().size()));
+        return propertyValue(static_cast<int>(object.text.value_or(QString()).toUcs4().size()));
     if (method == "GetChildren"_L1)
         return one(refs(object.children));
     if (method == "GetState"_L1)
@@ -197,9 +197,9 @@ std::optional<QVariantList> FakeTree::reply(const QDBusMessage& message) const {
     if (method == "GetAttributes"_L1)
         return one(object.document);
     if (method == "Name"_L1)
-        return property(object.name);
+        return propertyValue(object.name);
     if (method == "Parent"_L1)
-        return property(ref(parentOf(path)));
+        return propertyValue(ref(parentOf(path)));
     return object.text ? textReply(object, message) : std::nullopt;
 }
 

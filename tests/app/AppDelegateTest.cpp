@@ -284,6 +284,12 @@ TEST_F(AppDelegateTest, WhatCouldNotBeSentIsDroppedOrPutOffByTheUserAlone) {
     settle();
     open();
     EXPECT_EQ(panel().promptField->text(), u"second"_s) << "after a restart";
+    QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
+    QTest::keyClick(panel().promptField, Qt::Key_Return);
+    settle();
+    close();
+    open();
+    EXPECT_EQ(panel().promptField->text(), QString()) << "asked, it is no request any more";
 }
 
 TEST_F(AppDelegateTest, UpBringsBackWhatStoodInThePromptHoweverItWasClosed) {
@@ -796,6 +802,7 @@ TEST_F(AppDelegateTest, TheClockTogglesTheListOfPastConversations) {
     QTest::mouseClick(panel().helpBtn, Qt::LeftButton);
     EXPECT_FALSE(listIsOpen()) << "one card at a time";
     click();
+    EXPECT_FALSE(shown<HowtoPanel>()) << "nor the other way";
     close();
     settle();
     EXPECT_FALSE(listIsOpen());

@@ -34,17 +34,17 @@ struct AskChatTest : testing::Test {
         LiveChild::awaitEnds();
     }
 
-    /// `script`: run by zsh with the folder as $D; `next` prints the recorded stream $1 and `say` an answer.
+    /// `script`: run by zsh with the folder as $D, and a word for each line that an agent prints.
     void start(const QByteArray& script) {
         const QString path = folder.filePath(u"ask-stream.sh"_s);
-        writeProgram(path,
-                     "#!/bin/zsh\nD='" + folder.path().toUtf8() + "'\nprint $$ $OVALIN_ASK_RESUME >> $D/starts\n" +
-                         "recorded() { cat " OVALIN_TESTS_DIR "/ask/recorded/$1.jsonl }\n"
-                         "delta() { print -r '{\"type\":\"stream_event\",\"session_id\":\"" +
-                         SESSION +
-                         "\",\"event\":{\"type\":\"content_block_delta\",\"delta\":{\"text\":\"'$1'\"}}}' }\n"
-                         "result() { print -r '{\"type\":\"result\",\"subtype\":\"'$1'\",\"result\":\"'$2'\"}' }\n" +
-                         script);
+        writeProgram(path, "#!/bin/zsh\nD='" + folder.path().toUtf8() + "'; S=" + SESSION + R"sh(
+print $$ $OVALIN_ASK_RESUME >> $D/starts
+recorded() { cat )sh" OVALIN_TESTS_DIR R"sh(/ask/recorded/$1.jsonl }
+event() { print -r '{"type":"stream_event","session_id":"'$S'","event":'$1'}' }
+delta() { event '{"type":"content_block_delta","delta":{"text":"'$1'"}}' }
+tool() { event '{"type":"content_block_start","content_block":{"type":"tool_use","name":"'$1'"}}' }
+result() { print -r '{"type":"result","subtype":"'$1'","result":"'$2'"}' }
+)sh" + script);
         chat.emplace(dispatch, verifier, view, context,
                      AskChat::Sources{{path, AgentSearch{}},
                                       [this](const QString&) { return search(); },
@@ -214,7 +214,8 @@ TEST_F(AskChatTest, ARefusedResumeCostsOneReturn) {
         {Idle, "result error_during_execution; read -r line; exit 1"},
         {Searching, "while [[ ! -e $D/go ]] { sleep 0.01 }; result error_during_execution; exit 1"},
         {Written, "read -r line; result error_during_execution; exit 1"},
-        {Begun, "read -r line; delta Half; result error_during_execution; sleep 60"}};
+        {Begun, "read -r line; delta Half; result error_during_execution; sleep 60"},
+        {Begun, "read -r line; tool Bash; result error_during_execution; sleep 60"}};
     for (const auto& row : rows) {
         const int when = row.first;
         const QByteArray& refusal = row.second;
@@ -245,7 +246,7 @@ TEST_F(AskChatTest, ARefusedResumeCostsOneReturn) {
         EXPECT_EQ(evicted, QStringList{QString::fromLatin1(SESSION)}) << when;
         if (when == Begun) {
             EXPECT_TRUE(stored.empty()) << "what has been begun is not done twice";
-            EXPECT_EQ(answer(), u"Half"_s);
+            EXPECT_NE(answer(), u"new"_s);
             continue;
         }
         EXPECT_EQ(answer(), u"new"_s) << when;
@@ -319,11 +320,9 @@ TEST_F(AskChatTest, TheLinksOfAnAnswerAreCheckedAndThoseThatAreGoneLeadToASearch
 }
 
 TEST_F(AskChatTest, WhatTheAgentDoesShowsUntilItSpeaks) {
-    start(
-        "tool() { print -r '{\"type\":\"stream_event\",\"event\":{\"type\":\"content_block_start\",\"content_block\":{"
-        "\"type\":\"tool_use\",\"name\":\"'$1'\"}}}' }; go() { until [[ -e $D/$1 ]] { sleep 0.01 } }\n"
-        "read -r line; tool Bash; go 1; delta text; go 2; tool Read; go 3; result success; tool Edit; touch $D/4; "
-        "sleep 60\n");
+    start("go() { until [[ -e $D/$1 ]] { sleep 0.01 } }\n"
+          "read -r line; tool Bash; go 1; delta text; go 2; tool Read; go 3; result success; tool Edit; touch $D/4; "
+          "sleep 60\n");
     ask("do it");
     const std::pair<const char*, const char*> rows[] = {
         {"running a command…", "1"}, {"", "2"}, {"reading files…", "3"}};

@@ -101,10 +101,7 @@ public:
     bool waitFor(size_t count) {
         return waitUntil([&] { return shown.size() >= count; });
     }
-    void press(uint id) {
-        tell(PATH, NAME, "ActionInvoked", {id, u"button0"_s});
-        dismiss(id);
-    }
+    void press(uint id) { tell(PATH, NAME, "ActionInvoked", {id, u"button0"_s}); }
     void dismiss(uint id) { tell(PATH, NAME, "NotificationClosed", {id, 2U}); }
 
 private:
