@@ -66,6 +66,17 @@ qsizetype characterCount(const QString& text) {
     return count;
 }
 
+QString onOneLine(const QString& text, qsizetype most) {
+    QString line;
+    for (const QChar character : firstCharacters(text.trimmed(), most)) {
+        const char16_t code = character.unicode();
+        if ((code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069))
+            continue;
+        line += character.category() == QChar::Other_Control ? u' ' : character;
+    }
+    return line.simplified();
+}
+
 QString isoTimestamp(const QDateTime& time) {
     return time.toUTC().toString(u"yyyy-MM-ddTHH:mm:ss"_s) + QLatin1Char('Z');
 }

@@ -14,6 +14,10 @@ namespace ovalin {
 /// How many user-perceived characters the text has.
 [[nodiscard]] qsizetype characterCount(const QString& text);
 
+/// What another program wrote, for the screen: its first `most` characters on one line, white space and control
+/// characters as single blanks, without the overrides of the writing direction (UAX #9), which would reach beyond it.
+[[nodiscard]] QString onOneLine(const QString& text, qsizetype most);
+
 /// ISO 8601 internet date-time in UTC, whole seconds: 2026-11-16T19:30:00Z.
 [[nodiscard]] QString isoTimestamp(const QDateTime& time);
 

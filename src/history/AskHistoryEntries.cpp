@@ -86,19 +86,6 @@ QJsonObject withTurn(QJsonObject entry, const AskTurn& turn, const QDateTime& no
     return entry;
 }
 
-/// White space, line ends and control characters as single blanks; overrides of the writing direction, which would
-/// reach beyond the text, are dropped.
-QString onOneLine(const QString& text) {
-    QString line;
-    for (const QChar character : firstCharacters(text.trimmed(), LONGEST_TITLE)) {
-        const char16_t code = character.unicode();
-        if ((code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069))
-            continue;
-        line += character.category() == QChar::Other_Control ? QLatin1Char(' ') : character;
-    }
-    return line.simplified();
-}
-
 } // namespace
 
 tl::expected<AskHistoryEntries, QString> parseAskHistory(const QByteArray& bytes) {
@@ -168,7 +155,7 @@ std::optional<QJsonObject> entryWithId(const AskHistoryEntries& entries, const Q
 QString entryTitle(const QJsonObject& entry) {
     for (const QString& key : {TITLE, FIRST}) {
         if (entry.value(key).isString()) {
-            if (const QString line = onOneLine(entry.value(key).toString()); !line.isEmpty())
+            if (const QString line = onOneLine(entry.value(key).toString(), LONGEST_TITLE); !line.isEmpty())
                 return line;
         }
     }

@@ -3,6 +3,8 @@
 #include "Brand.h"
 #include "Palette.h"
 
+#include "base/Text.h"
+
 #include <QImage>
 #include <QPainter>
 #include <QPainterPath>
@@ -21,7 +23,8 @@ constexpr qreal SHADOW_OFFSET = 2.5;
 constexpr qreal SHADOW_OPACITY = 0.28;
 constexpr qreal DISABLED_OPACITY = 0.45;
 const QString BULLET = u"● "_s;
-constexpr int PULSE_MS = 700; // from full to half, and as long back
+constexpr qsizetype LONGEST_STATUS = 500; // user-perceived characters; two lines show
+constexpr int PULSE_MS = 700;             // from full to half, and as long back
 
 void softenAlpha(QImage& image, int radius) {
     std::vector<uchar> line;
@@ -130,7 +133,8 @@ StatusLine::StatusLine(QWidget* parent)
 void StatusLine::setStatus(const QString& text) { show(text, true); }
 void StatusLine::setNote(const QString& text) { show(text, false); }
 
-void StatusLine::show(const QString& text, bool withBullet) {
+void StatusLine::show(const QString& words, bool withBullet) {
+    const QString text = onOneLine(words, LONGEST_STATUS); // some of them are those of other programs
     message = text;
     bullet = withBullet;
     setText(text.isEmpty() || !bullet ? text : BULLET + text);

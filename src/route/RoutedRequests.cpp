@@ -35,7 +35,7 @@ QString lastLine(const QString& log, qint64 from) {
     QFile file(log);
     if (!file.open(QIODevice::ReadOnly) || !file.seek(std::max(from, file.size() - 4096)))
         return {};
-    return firstCharacters(QString::fromUtf8(file.readAll()).trimmed().section(QLatin1Char('\n'), -1).trimmed(), 200);
+    return onOneLine(QString::fromUtf8(file.readAll()).trimmed().section(u'\n', -1), 200);
 }
 
 } // namespace

@@ -41,9 +41,8 @@ QString printedText(const ChildRun& run) {
 }
 
 QString oneLine(const QString& printed) {
-    QString line = printed.trimmed().section(QLatin1Char('\n'), 0, 0);
-    line.removeIf([](QChar letter) { return letter.category() == QChar::Other_Control; });
-    return characterCount(line) <= LONGEST_LINE ? line : firstCharacters(line, LONGEST_LINE) + u"…"_s;
+    const QString line = printed.trimmed().section(u'\n', 0, 0), shown = onOneLine(line, LONGEST_LINE);
+    return characterCount(line) <= LONGEST_LINE ? shown : shown + u'…';
 }
 
 QString withReason(const QString& sentence, const ChildRun& run) {

@@ -34,7 +34,7 @@ TEST_F(NotifierTest, ShowsTheTextAsItIsWrittenWhateverTheServiceReadsIntoIt) {
         FakeNotifications service(bus.address);
         service.capabilities = row.capabilities;
         FreedesktopNotifier notifier(dispatch, bus.address);
-        notifier.notify({u"<T> & %2"_s, u"a < b & <b>c</b> \"d\" %1"_s, {}, {}});
+        notifier.notify({u"<T>\n\u202e& %2\u0007"_s, u"a < b & <b>c</b> \"d\" %1"_s, {}, {}});
         ASSERT_TRUE(service.waitFor(1));
         EXPECT_EQ(service.shown[0].title, u"<T> & %2"_s);
         EXPECT_EQ(service.shown[0].body, row.body);
@@ -89,16 +89,14 @@ TEST_F(NotifierTest, WhatAHungBusDoesNotTakeIsSaidInTheLogAndTheNextIsShown) {
     {
         const Stopped hung = bus.hang();
         notifier.notify(withButton(u"one"_s));
-        ASSERT_TRUE(waitForLog(1));
+        ASSERT_TRUE(waitForLog(1)); // the service may show it when the bus goes on
     }
-    EXPECT_TRUE(service.waitFor(1));
     {
         const Stopped hung = bus.hang();
         notifier.notify(withButton(u"two"_s));
         // Had that waited for an answer, it would have given up by now, and nothing would be shown.
     }
-    ASSERT_TRUE(service.waitFor(2));
-    EXPECT_EQ(service.shown[1].title, u"two"_s);
+    EXPECT_TRUE(waitUntil([&] { return !service.shown.empty() && service.shown.back().title == u"two"_s; }));
     EXPECT_EQ(log.lines, QStringList{u"Ovalin: one — (4 characters)"_s});
 }
 

@@ -175,6 +175,8 @@ TEST_F(CapturePanelTest, ALongExcerptIsShownInPartAndKeptWholeUntilItIsEdited) {
     parts.previewView->undo();
     EXPECT_EQ(parts.previewView->excerpt(), text);
     EXPECT_EQ(parts.hintField->status(), QString());
+    panel.say(u"the \u202eagent's\nown words"_s);
+    EXPECT_EQ(parts.hintField->status(), u"the agent's own words"_s);
 }
 
 TEST_F(CapturePanelTest, BlanksAndLineEndsAreSentAsTheyAre) {

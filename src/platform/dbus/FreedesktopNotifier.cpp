@@ -2,6 +2,7 @@
 
 #include "NotificationClient.h"
 #include "base/Log.h"
+#include "base/Text.h"
 
 namespace ovalin {
 
@@ -10,6 +11,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::milliseconds DEADLINE(2000);
+constexpr qsizetype LONGEST_TITLE = 200; // user-perceived characters; services cut what does not fit
+constexpr qsizetype LONGEST_BODY = 1000;
 
 } // namespace
 
@@ -34,17 +37,20 @@ FreedesktopNotifier::~FreedesktopNotifier() = default;
 
 void FreedesktopNotifier::notify(const Notification& notification) {
     const quint64 ticket = ++lastTicket;
+    // Names of applications and reasons of agents are among the words.
+    const QString title = onOneLine(notification.title, LONGEST_TITLE);
+    const QString body = onOneLine(notification.body, LONGEST_BODY);
     QStringList buttons;
     if (notification.onAction && !notification.actionLabel.isEmpty())
         buttons = notification.onSecond ? QStringList{notification.actionLabel, notification.secondLabel}
                                         : QStringList{notification.actionLabel};
     if (!buttons.isEmpty())
         asking.insert(ticket, notification);
-    unshown.insert(ticket, u"Ovalin: %1 — %2"_s.arg(notification.title, forLog(notification.body)));
+    unshown.insert(ticket, u"Ovalin: %1 — %2"_s.arg(title, forLog(body)));
     // Counted from here, not from the call: the bus itself may hang.
     dispatch.after(DEADLINE, &context, [this, ticket] { logUnlessShown(ticket); });
-    QMetaObject::invokeMethod(client, [client = client, ticket, title = notification.title, body = notification.body,
-                                       buttons] { client->show(ticket, title, body, buttons); });
+    QMetaObject::invokeMethod(
+        client, [client = client, ticket, title, body, buttons] { client->show(ticket, title, body, buttons); });
 }
 
 void FreedesktopNotifier::logUnlessShown(quint64 ticket) {
