@@ -7,6 +7,7 @@
 
 #include "base/Descriptor.h"
 #include "base/Log.h"
+#include "panel/Announcer.h"
 #include "panel/Brand.h"
 #include "panel/Palette.h"
 #include "route/Processed.h"
@@ -75,6 +76,7 @@ void AppDelegate::watchDesktop() {
 void AppDelegate::applicationDidFinishLaunching() {
     const Paths& paths = program.in.paths;
     Brand::registerFonts(paths.resourcesDir);
+    installAccessibleRoles();
     program.intentLexicon = IntentLexicon::load(IntentLexicon::storePath(paths.systemDir));
     offerAccessibility(program.desktop.accessibility, program.desktop.notifier, defaults);
     hotKey.registerHotKey(0);
@@ -181,9 +183,13 @@ void AppDelegate::open() {
 
 void AppDelegate::showPanel(const std::optional<FrontApplication>& front) {
     dress();
+    const bool first = !defaults.isSet(HOWTO_SEEN_KEY);
+    if (first && program.next.status.isEmpty())
+        program.next.status =
+            u"what you send goes to Claude, which works here with all your permissions — see PRIVACY.md"_s;
     opening = std::make_unique<Opening>(program, front);
     connect(opening.get(), &Opening::closed, this, &AppDelegate::closePanel);
-    if (!defaults.isSet(HOWTO_SEEN_KEY)) {
+    if (first) {
         // The flag is a file: written once the panel is on the screen.
         program.dispatch.after(0ms, this, [this] { defaults.set(HOWTO_SEEN_KEY); });
         program.dispatch.after(350ms, opening.get(), [shown = opening.get()] { shown->showHowto(); });

@@ -44,7 +44,9 @@ void Cards::showHowto() {
                                     program.desktop.workspace.compositorRuns()));
     connect(howtoPanel.get(), &HowtoPanel::dismissed, this, [this] { howtoPanel.reset(); });
     howtoPanel->keepWithin(mostHeightBeside(panel.geometry(), panel.screens()));
+    panel.windowHandle()->installEventFilter(howtoPanel.get()); // the panel keeps the keyboard
     const QPoint corner = openBeside(*howtoPanel);
+    panel.announce(u"How Ovalin works, Tab leads there"_s);
     logLine(u"Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5"_s.arg(corner.x())
                 .arg(corner.y())
                 .arg(howtoPanel->width())
@@ -84,6 +86,7 @@ void Cards::openHistoryPanel(const AskHistoryEntries& entries) {
     connect(&panel, &CapturePanel::promptChanged, historyPanel.get(), &HistoryPanel::deselect);
     panel.windowHandle()->installEventFilter(historyPanel.get()); // the panel keeps the keyboard
     openBeside(*historyPanel);
+    panel.announce(u"Past conversations, %1"_s.arg(conversations.size()));
 }
 
 void Cards::closeHistoryPanel() {

@@ -5,6 +5,7 @@
 
 #include "ask/WebSearch.h"
 #include "base/Log.h"
+#include "base/Text.h"
 #include "capture/LeftAlone.h"
 #include "panel/Placement.h"
 #include "transform/Replacement.h"
@@ -20,6 +21,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto STATUS_SHOWN = 1400ms;
+constexpr qsizetype LONGEST_SPOKEN = 200; // of an excerpt, to a screen reader
 constexpr auto LONGEST_LOOK = 1200ms;
 
 // Nobody waits longer for a disk; the words are in the program, and on their way.
@@ -137,6 +139,7 @@ void Opening::show() {
     panel->openAt(placeUnderPointer(QCursor::pos(), panel->size(), panel->screens()));
     holdKeyboard();
     panel->prepareGlass(); // while the X server maps the window
+    panel->announce(u"Ovalin over %1"_s.arg(context.capApp));
 }
 
 void Opening::holdKeyboard() { program.desktop.keyboardHold.take(static_cast<quint32>(panel->winId())); }
@@ -152,6 +155,7 @@ void Opening::startCapture() {
 }
 
 void Opening::updateCaptureUI(const QString& text) {
+    panel->announce(text.isEmpty() ? u"nothing selected"_s : u"selected: "_s + firstCharacters(text, LONGEST_SPOKEN));
     context.capText = text;
     panel->showExcerpt(text, mode.ask());
     showPlaceholder();

@@ -1,5 +1,6 @@
 #include "CapturePanel.h"
 
+#include "Announcer.h"
 #include "Brand.h"
 #include "ModeControl.h"
 #include "Palette.h"
@@ -40,6 +41,7 @@ void paintFocus(QPainter& painter, QRectF area) {
 
 CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     : GlassWindow(u"Ovalin"_s, isComposited)
+    , announcer(new Announcer(this))
     , modeControl(new ModeControl(this))
     , previewView(new PreviewTextView(pasteboard, this))
     , emptyNoteRef(new Label(u"No selection captured. Your prompt still applies to what's shown on screen."_s, 11,
@@ -71,6 +73,7 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
                 edited ? u"only the first %L1 characters of the excerpt, as edited"_s.arg(PreviewTextView::SHOWN_LENGTH)
                        : QString());
     });
+    connect(transcriptView, &Transcript::spoken, this, &CapturePanel::announce);
     connect(transcriptView, &Transcript::typed, this, [this](QKeyEvent* key) {
         promptField->setFocus();
         QCoreApplication::sendEvent(promptField, key);
@@ -127,6 +130,8 @@ std::optional<QString> CapturePanel::excerpt() const {
 }
 
 void CapturePanel::showMode(bool ask) {
+    if (isVisible() && modeControl->modeSegAsk->isChecked() != ask)
+        announce(ask ? u"Ask"_s : u"Do"_s);
     modeControl->showMode(ask);
     sendBtnRef->setTitle(ask ? u"Send"_s : u"Submit"_s);
     layOut();
@@ -136,8 +141,19 @@ void CapturePanel::showHistoryOpen(bool open) {
     historyBtnRef->setGround(open ? Palette::colors().lit : Palette::fillSoft());
 }
 
-void CapturePanel::say(const QString& status) { hintField->setStatus(status); }
-void CapturePanel::note(const QString& text) { hintField->setNote(text); }
+void CapturePanel::say(const QString& status) {
+    if (status != hint())
+        announce(status);
+    hintField->setStatus(status);
+}
+
+void CapturePanel::note(const QString& text) {
+    if (text != hint())
+        announce(text);
+    hintField->setNote(text);
+}
+
+void CapturePanel::announce(const QString& text) { announcer->say(text); }
 const QString& CapturePanel::hint() const { return hintField->status(); }
 
 QString CapturePanel::prompt() const { return promptField->text(); }
@@ -170,6 +186,8 @@ void CapturePanel::setReplaceButton(const QString& title, bool hidden, const QSt
 
 void CapturePanel::setBusy(Busy with, bool busy) {
     (with == Busy::Answering ? answering : replacing) = busy;
+    if (with == Busy::Answering && !busy)
+        transcriptView->endVoice();
     sendBtnRef->setEnabled(!answering && !replacing);
     replaceBtnRef->setEnabled(!replacing);
     // A button that is disabled under the focus hands it on to the next one, where a blank would press it.

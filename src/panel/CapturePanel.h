@@ -10,6 +10,7 @@
 
 namespace ovalin {
 
+class Announcer;
 class ChatView;
 class GlyphButton;
 class Label;
@@ -55,6 +56,8 @@ public:
     /// A plain text there.
     void note(const QString& text);
     [[nodiscard]] const QString& hint() const;
+    /// For a screen reader alone.
+    void announce(const QString& text);
 
     [[nodiscard]] QString prompt() const override;
     void setPrompt(const QString& text) override;
@@ -112,6 +115,7 @@ private:
     void growBy(int height);
     [[nodiscard]] QRect inputContainer() const;
 
+    Announcer* const announcer;
     ModeControl* const modeControl;
     PreviewTextView* const previewView;
     Label* const emptyNoteRef;

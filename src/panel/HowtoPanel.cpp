@@ -1,11 +1,15 @@
 #include "HowtoPanel.h"
 
+#include "Announcer.h"
 #include "Brand.h"
 #include "Palette.h"
 #include "SlimScrollBar.h"
 
+#include <QAccessible>
+#include <QKeyEvent>
 #include <QPainter>
 #include <QScrollArea>
+#include <QScrollBar>
 #include <QTextLayout>
 
 #include <cmath>
@@ -89,7 +93,8 @@ private:
 HowtoPanel::HowtoPanel(const QString& hotkey, const QString& installPage, bool isComposited)
     : Card(u"How Ovalin works"_s, isComposited)
     , lines(new QScrollArea(this))
-    , gotIt(new PillButton(u"Got it"_s, PillButton::Look::Filled, this)) {
+    , gotIt(new PillButton(u"Got it"_s, PillButton::Look::Filled, this))
+    , announcer(new Announcer(this)) {
     connect(gotIt, &PillButton::clicked, this, &HowtoPanel::dismissed);
     auto* title = new Label(u"How Ovalin works"_s, 14, Palette::ink(), this);
     title->setFont(Brand::signature(14));
@@ -100,6 +105,7 @@ HowtoPanel::HowtoPanel(const QString& hotkey, const QString& installPage, bool i
     for (const Line& line : LINES) {
         QString lead = QString::fromUtf8(line.lead), text = QString::fromUtf8(line.text);
         auto* label = new LeadLine(lead.replace(u"%2"_s, hotkey), text.replace(u"%1"_s, installPage), page);
+        spoken.append(label->text());
         label->move(0, bottom + SPACING);
         bottom += SPACING + label->height();
     }
@@ -117,6 +123,56 @@ void HowtoPanel::keepWithin(int most) {
     setFixedSize(WIDTH, std::max(std::min(fitting, most), LEAST_HEIGHT));
     gotIt->move(LEFT, height() - TOP - gotIt->height());
     lines->resize(TEXT_WIDTH + SlimScrollBar::WIDTH, gotIt->y() - SPACING - lines->y());
+}
+
+bool HowtoPanel::eventFilter(QObject* watched, QEvent* event) {
+    if (isVisible() && event->type() == QEvent::KeyPress && handleKey(*static_cast<QKeyEvent*>(event)))
+        return true;
+    return Card::eventFilter(watched, event);
+}
+
+bool HowtoPanel::handleKey(const QKeyEvent& event) {
+    QScrollBar* const bar = lines->verticalScrollBar();
+    if (!entered) {
+        enter(event.key() == Qt::Key_Tab && event.modifiers() == Qt::NoModifier);
+        return entered;
+    }
+    switch (event.key()) {
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Space:
+    case Qt::Key_Escape:
+        Q_EMIT dismissed();
+        return true;
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+        bar->triggerAction(event.key() == Qt::Key_Up ? QScrollBar::SliderSingleStepSub
+                                                     : QScrollBar::SliderSingleStepAdd);
+        return true;
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+        bar->triggerAction(event.key() == Qt::Key_PageUp ? QScrollBar::SliderPageStepSub
+                                                         : QScrollBar::SliderPageStepAdd);
+        return true;
+    case Qt::Key_Shift: // on the way to Shift+Tab
+        return false;
+    default:
+        enter(false);
+        return false;
+    }
+}
+
+void HowtoPanel::enter(bool inside) {
+    if (entered == inside)
+        return;
+    entered = inside;
+    gotIt->setRinged(inside);
+    if (!inside)
+        return;
+    QAccessibleEvent focused(gotIt, QAccessible::Focus); // no window of ours has the focus: said by hand
+    QAccessible::updateAccessibility(&focused);
+    for (const QString& line : std::as_const(spoken))
+        announcer->say(line);
 }
 
 void HowtoPanel::paintEvent(QPaintEvent* event) {

@@ -3,9 +3,12 @@
 #include "Card.h"
 #include "Widgets.h"
 
+class QKeyEvent;
 class QScrollArea;
 
 namespace ovalin {
+
+class Announcer;
 
 /// The small card that explains in nine lines what the program does. Made anew each time.
 class HowtoPanel final : public Card {
@@ -24,11 +27,19 @@ Q_SIGNALS:
     void dismissed();
 
 protected:
+    /// As a filter of the capture panel's window, which holds the keyboard: Tab leads into the card and out of it.
+    bool eventFilter(QObject* watched, QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
 
 private:
+    bool handleKey(const QKeyEvent& event);
+    void enter(bool inside);
+
     QScrollArea* const lines;
     PillButton* const gotIt;
+    Announcer* const announcer;
+    QStringList spoken;
+    bool entered = false;
     int fitting = 0;
 };
 

@@ -26,7 +26,8 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto FRAME = 33ms, BUDGET = 8ms;
-constexpr qsizetype SLICE = 1000; // UTF-16 units put in at once
+constexpr auto BETWEEN_WORDS_SPOKEN = 1s; // what comes faster is spoken together
+constexpr qsizetype SLICE = 1000;         // UTF-16 units put in at once
 constexpr int LINK_SLICE = 40;
 constexpr int LONGEST_BLOCK = 1500;  // then it is cut
 constexpr int LONGEST_JOINED = 6000; // laid out at once in a few milliseconds
@@ -164,10 +165,23 @@ void Transcript::beginAnswer() {
 
 void Transcript::appendAnswer(const QString& text) {
     waiting += presentable(text);
+    voice.add(text);
+    if (Clock::now() - lastSpoken >= BETWEEN_WORDS_SPOKEN) {
+        if (const QString complete = voice.takeComplete(); !complete.isEmpty()) {
+            lastSpoken = Clock::now();
+            Q_EMIT spoken(withoutMarks(complete));
+        }
+    }
     schedule();
 }
 
+void Transcript::endVoice() {
+    if (const QString rest = voice.takeRest(); !rest.isEmpty())
+        Q_EMIT spoken(withoutMarks(rest));
+}
+
 void Transcript::truncateAnswer(qsizetype length) {
+    voice.clear();
     if (length >= shownLength) {
         waiting.truncate(length - shownLength);
     } else {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Sentences.h"
+
 #include "views/ChatView.h"
 
 #include <QTextBrowser>
@@ -31,8 +33,12 @@ public:
 
     /// Shows at once whatever is still waiting.
     void flush();
+    /// The answer is over: its last words are spoken too.
+    void endVoice();
 
 Q_SIGNALS:
+    /// Sentences of the answer that streams, for a voice.
+    void spoken(const QString& text);
     /// A key that types: it belongs in the prompt.
     void typed(QKeyEvent* event);
 
@@ -63,6 +69,8 @@ private:
     std::vector<qsizetype> cuts;     // in the answer, ascending: where a layout block was cut
     std::vector<LinkSpan> spansLeft; // still to be turned into links, from the last one on
     bool linkifying = false;
+    Sentences voice;
+    std::chrono::steady_clock::time_point lastSpoken;
     QTimer timer;
     std::chrono::steady_clock::time_point nextTurn;
 };

@@ -139,7 +139,7 @@ void StatusLine::show(const QString& words, bool withBullet) {
     bullet = withBullet;
     setText(text.isEmpty() || !bullet ? text : BULLET + text);
     setToolTip(plainToolTip(text));
-    setAccessibleDescription(text); // the name is taken, so this is what a screen reader says
+    setAccessibleName(text.isEmpty() ? u"Status"_s : text);
 }
 
 void StatusLine::paintEvent(QPaintEvent*) {
@@ -180,6 +180,11 @@ qreal FlushButton::cornerRadius() const { return innerRadius; }
 void FlushButton::enterEvent(QEnterEvent*) { update(); }
 void FlushButton::leaveEvent(QEvent*) { update(); }
 
+void FlushButton::setRinged(bool isRinged) {
+    ringed = isRinged;
+    update();
+}
+
 QColor FlushButton::reacting(const QColor& color) const {
     if (!isEnabled())
         return color;
@@ -203,7 +208,7 @@ void FlushButton::paintEvent(QPaintEvent*) {
     if (!isEnabled())
         painter.setOpacity(DISABLED_OPACITY);
     paintFace(painter, QRectF(rect()));
-    if (hasFocus()) {
+    if (hasFocus() || ringed) {
         painter.setBrush(Qt::NoBrush);
         painter.setPen(QPen(Palette::accent(), 1.5));
         const qreal radius = cornerRadius() - 1;

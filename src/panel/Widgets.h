@@ -55,6 +55,9 @@ public:
     [[nodiscard]] virtual qreal lift() const { return 0; }
     [[nodiscard]] virtual qreal cornerRadius() const;
 
+    /// Shows the ring of the focus in a window that never has it.
+    void setRinged(bool isRinged);
+
 protected:
     void paintEvent(QPaintEvent*) override;
     void enterEvent(QEnterEvent*) override;
@@ -66,6 +69,8 @@ protected:
 
 private:
     [[nodiscard]] QColor reacting(const QColor& color) const;
+
+    bool ringed = false;
 };
 
 /// A button with a title: filled in amethyst, or soft.

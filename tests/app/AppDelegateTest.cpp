@@ -456,6 +456,7 @@ TEST_F(AppDelegateTest, TheFirstOpeningEverExplainsItselfOnce) {
     QFile::remove(QDir::homePath() + u"/.config/ovalin/ovalin.conf"_s);
     restart();
     open();
+    EXPECT_TRUE(panel().hintField->status().contains(u"what you send goes to"_s));
     dispatch.advance(0.34);
     EXPECT_EQ(log.count(u"Ovalin howto: shown"_s), 0);
     dispatch.advance(0.02);
