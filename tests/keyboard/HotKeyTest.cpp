@@ -126,8 +126,12 @@ TEST_F(HotKey, KeysThatFollowThePressWaitForThePanelInOrder) {
     hold.take(static_cast<quint32>(panel.winId()));
     keys.pressHandled();
     EXPECT_TRUE(waitUntil([&] { return panel.line.text() == u"abc"_s; })) << panel.line.text().toStdString();
+    tap("ctrl+alt+space");
     tap("alt+space");
     EXPECT_TRUE(waitUntil([&] { return fired == 2; })) << "through our own hold";
+    tap("d");
+    EXPECT_TRUE(waitUntil([&] { return panel.line.text().endsWith(u'd'); }));
+    EXPECT_EQ(fired, 2) << "another chord is not ours";
     desk().end(editor.process);
 }
 
