@@ -14,11 +14,12 @@
 #include "platform/helpers/Tools.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QFileInfo>
 #include <QLocale>
-#include <QStorageInfo>
 
 #include <cstdio>
+#include <filesystem>
 
 using namespace Qt::StringLiterals;
 
@@ -30,7 +31,7 @@ using namespace std::chrono_literals;
 using State = Fact::State;
 using Running = std::optional<QJsonObject>;
 
-constexpr qint64 LEAST_ROOM = qint64{100} << 20;
+constexpr std::uintmax_t LEAST_ROOM = std::uintmax_t{100} << 20; // bytes
 
 const QString NOT_KNOWN = u"not known while Ovalin does not run"_s;
 
@@ -162,9 +163,12 @@ Fact desktop(const Running& running) {
 }
 
 Fact room(const QString& home) {
-    const QStorageInfo disk(home);
-    const QString words = QLocale::c().formattedDataSize(disk.bytesAvailable()) + u" free in the home folder"_s;
-    if (disk.bytesAvailable() >= LEAST_ROOM)
+    std::error_code wrong;
+    const auto free = std::filesystem::space(QFile::encodeName(home).toStdString(), wrong).available;
+    if (wrong)
+        return {State::Unknown, u"disk"_s, u"not known"_s};
+    const QString words = QLocale::c().formattedDataSize(static_cast<qint64>(free)) + u" free in the home folder"_s;
+    if (free >= LEAST_ROOM)
         return {State::Well, u"disk"_s, words};
     return {State::Off, u"disk"_s, words, u"make room, or requests cannot be written"_s};
 }
