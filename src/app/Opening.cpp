@@ -239,7 +239,7 @@ void Opening::sendTapped() {
 }
 
 void Opening::sendAsk(const QString& question) {
-    if (!question.isEmpty() && !chat.streaming())
+    if (!question.isEmpty() && !chat.streaming() && !context.leftAlone)
         mode.recordIntentCommit(question, true);
     words.remember(); // the field is emptied
     panel->revealTranscript();
@@ -258,7 +258,7 @@ void Opening::sendDo(const QString& instruction) {
         return;
     }
     program.submissions->submit(instruction, panel->excerpt(), captured, closeWhenKept());
-    if (!instruction.isEmpty())
+    if (!instruction.isEmpty() && !context.leftAlone)
         mode.recordIntentCommit(instruction, false);
 }
 

@@ -4,6 +4,7 @@
 #include "SlimScrollBar.h"
 
 #include <QContextMenuEvent>
+#include <QTextBlock>
 
 namespace ovalin {
 
@@ -12,6 +13,18 @@ PlainEdit::PlainEdit(Pasteboard& pasteboard, QWidget* parent)
     , clipboards(pasteboard) {
     dressTextView(*this);
     setTabChangesFocus(true);
+    connect(this, &QPlainTextEdit::textChanged, this, &PlainEdit::alignAsItReads);
+}
+
+// The layout of plain text knows the direction of each line, but leaves all of them at the left.
+void PlainEdit::alignAsItReads() {
+    QTextOption option = document()->defaultTextOption();
+    const bool fromRight = document()->firstBlock().text().isRightToLeft();
+    const Qt::Alignment wanted = fromRight ? Qt::AlignRight : Qt::AlignLeft;
+    if (option.alignment() == wanted)
+        return;
+    option.setAlignment(wanted);
+    document()->setDefaultTextOption(option);
 }
 
 void PlainEdit::keyPressEvent(QKeyEvent* event) {

@@ -7,7 +7,7 @@
 namespace ovalin {
 
 /// What the panel's editable fields share: pastes are read through the Pasteboard, which never blocks, and the menu is
-/// the usual one. Tab moves the focus on.
+/// the usual one. Tab moves the focus on. A text that begins from right to left stands at the right.
 class PlainEdit : public QPlainTextEdit {
     Q_OBJECT
 public:
@@ -22,6 +22,7 @@ protected:
     virtual void insertPasted(const QString& text) { insertPlainText(text); }
 
 private:
+    void alignAsItReads();
     void pasteFrom(Pasteboard::Selection selection);
 
     Pasteboard& clipboards;

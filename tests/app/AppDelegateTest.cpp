@@ -1,5 +1,7 @@
 #include "app/AppDelegate.h"
 
+#include "intent/CommitLog.h"
+
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeDispatch.h"
 #include "fakes/FakeSpeech.h"
@@ -177,7 +179,9 @@ TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
             EXPECT_EQ(sent.contains(taken), !alone) << taken << " over " << each.said;
         EXPECT_FALSE(sent.contains("screenshot"));
         EXPECT_EQ(readFile(PromptHistory::storePath(paths.systemDir)).contains("note this"), !alone);
+        EXPECT_EQ(readFile(commitLogPath(paths.systemDir)).contains("note"), !alone);
         QFile::remove(PromptHistory::storePath(paths.systemDir));
+        QFile::remove(commitLogPath(paths.systemDir));
     }
 }
 

@@ -311,6 +311,17 @@ TEST_F(CapturePanelTest, ALongPromptIsEditedLikeAShortOne) {
     EXPECT_EQ(field.text(), QString());
 }
 
+TEST_F(CapturePanelTest, WhatReadsFromTheRightStandsThere) {
+    for (const auto& [text, fromRight] : {std::pair(u"שלום עולם"_s, true), std::pair(u"hello"_s, false)}) {
+        panel.showExcerpt(text, false);
+        parts.promptField->setText(text);
+        for (QPlainTextEdit* field : std::initializer_list<QPlainTextEdit*>{parts.previewView, parts.promptField}) {
+            field->moveCursor(QTextCursor::Start);
+            EXPECT_EQ(field->cursorRect().x() > field->viewport()->width() / 2, fromRight) << text.toStdString();
+        }
+    }
+}
+
 TEST(HowtoPanelTest, FitsItsText) {
     HowtoPanel card(u"⌥Space"_s, u"https://example.org/install"_s, false);
     EXPECT_EQ(card.width(), 340);
