@@ -139,7 +139,7 @@ void StatusLine::show(const QString& words, bool withBullet) {
     bullet = withBullet;
     setText(text.isEmpty() || !bullet ? text : BULLET + text);
     setToolTip(plainToolTip(text));
-    setAccessibleName(text.isEmpty() ? u"Status"_s : text);
+    setAccessibleDescription(text); // its name is for scripts; a screen reader hears it from the Announcer
 }
 
 void StatusLine::paintEvent(QPaintEvent*) {

@@ -94,7 +94,7 @@ TEST(Ask, WithoutAnAgentTheUserIsToldWhereToGetIt) {
     AskDesk desk("{}");
     QFile::remove(desk.path(u".local/bin/claude"_s));
     desk.ask(u"is anybody there?"_s);
-    EXPECT_TRUE(desk.waitForConversation(u"and run `claude` once to sign in]"_s)) << desk.conversation().toStdString();
+    EXPECT_TRUE(desk.waitForConversation(u"and run claude once to sign in]"_s)) << desk.conversation().toStdString();
     desk.click(desk.inTranscript());
     desk.keepPicture(u"ask-no-agent"_s);
 }
