@@ -2,8 +2,6 @@
 
 #include <QRegularExpression>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 namespace ovalin {
@@ -11,32 +9,34 @@ namespace ovalin {
 namespace {
 
 // Compared with names and identifiers; a title may speak of them without being one.
-const QString SECRETS[] = {u"*keepass*"_s,      u"bitwarden*"_s, u"1password*"_s,      u"enpass*"_s,
-                           u"proton pass*"_s,   u"buttercup*"_s, u"secrets"_s,         u"*.secrets"_s,
-                           u"*passwordsafe*"_s, u"seahorse*"_s,  u"*.seahorse*"_s,     u"passwords and keys"_s,
-                           u"*kwallet*"_s,      u"qtpass*"_s,    u"gopass*"_s,         u"rofi-pass*"_s,
-                           u"pass-*"_s,         u"keysmith*"_s,  u"*authenticator*"_s, u"gcr-prompter*"_s,
-                           u"pinentry*"_s,      u"*polkit*"_s,   u"*policykit*"_s,     u"*askpass*"_s,
-                           u"lxqt-sudo*"_s,     u"gksu*"_s,      u"kdesu*"_s};
+const QStringList SECRETS = {u"*keepass*"_s,      u"bitwarden*"_s, u"1password*"_s,      u"enpass*"_s,
+                             u"proton pass*"_s,   u"buttercup*"_s, u"secrets"_s,         u"*.secrets"_s,
+                             u"*passwordsafe*"_s, u"seahorse*"_s,  u"*.seahorse*"_s,     u"passwords and keys"_s,
+                             u"*kwallet*"_s,      u"qtpass*"_s,    u"gopass*"_s,         u"rofi-pass*"_s,
+                             u"pass-*"_s,         u"keysmith*"_s,  u"*authenticator*"_s, u"gcr-prompter*"_s,
+                             u"pinentry*"_s,      u"*polkit*"_s,   u"*policykit*"_s,     u"*askpass*"_s,
+                             u"lxqt-sudo*"_s,     u"gksu*"_s,      u"kdesu*"_s};
 
-// Not Qt's conversion: there a star stops at a slash.
-bool matches(const QString& text, const QString& pattern) {
-    QString expression = QRegularExpression::escape(pattern);
-    expression.replace(u"\\*"_s, u".*"_s).replace(u"\\?"_s, u"."_s);
+/// Any of the patterns, as a whole. Not Qt's conversion: there a star stops at a slash.
+QRegularExpression anyOf(const QStringList& patterns) {
+    QString expression = QRegularExpression::escape(patterns.join(u'\n'));
+    expression.replace(u"\\*"_s, u".*"_s).replace(u"\\?"_s, u"."_s).replace(u"\\\n"_s, u"|"_s);
     return QRegularExpression(QRegularExpression::anchoredPattern(expression),
                               QRegularExpression::CaseInsensitiveOption |
-                                  QRegularExpression::DotMatchesEverythingOption)
-        .match(text)
-        .hasMatch();
+                                  QRegularExpression::DotMatchesEverythingOption);
 }
 
 bool isExcluded(const FrontApplication& front, const QStringList& exclude) {
-    const auto named = [&](const QString& pattern) {
-        return matches(front.name, pattern) || matches(front.bundleId, pattern);
+    static const QRegularExpression secrets = anyOf(SECRETS);
+    const auto matches = [](const QRegularExpression& patterns, const QString& text) {
+        return patterns.match(text).hasMatch();
     };
-    return std::ranges::any_of(SECRETS, named) || std::ranges::any_of(exclude, [&](const QString& pattern) {
-               return named(pattern) || matches(front.title, pattern);
-           });
+    if (matches(secrets, front.name) || matches(secrets, front.bundleId))
+        return true;
+    if (exclude.isEmpty())
+        return false;
+    const QRegularExpression own = anyOf(exclude);
+    return matches(own, front.name) || matches(own, front.bundleId) || matches(own, front.title);
 }
 
 } // namespace
