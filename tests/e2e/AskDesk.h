@@ -32,14 +32,10 @@ struct AskDesk : OvalinDesk {
         open();
     }
     void open() {
-        pressHotkey();
-        ASSERT_TRUE(waitForPanel(true)) << log().toStdString();
+        ASSERT_TRUE(opensPanel());
         panel = panelWindow();
     }
-    void ask(const QString& question) {
-        type(question);
-        pressKey(u"Return"_s);
-    }
+    void ask(const QString& question) { enter(question); }
     [[nodiscard]] std::vector<QJsonObject> agentLog(const QString& event) const {
         auto found = readJsonLines(path(u"agent/log.jsonl"_s));
         std::erase_if(found, [&](const QJsonObject& entry) { return entry.value(u"event"_s).toString() != event; });

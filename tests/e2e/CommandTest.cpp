@@ -32,7 +32,6 @@ TEST(Command, AWrongOneIsSaidAndNoneNeedsADisplay) {
 
 TEST(Command, HasTheRunningCopyDoIt) {
     OvalinDesk desk;
-    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     writeFile(desk.path(u".config/ovalin/config"_s), "hotkey=Ctrl+F9\nnonsense\n");
     desk.startOvalin({u"--background"_s});
     EXPECT_TRUE(desk.log().contains(u"Ovalin ready — Ctrl+F9 to capture"_s)) << desk.log().toStdString();

@@ -18,13 +18,11 @@ TEST(DoPath, SelectPressTypeReturn) {
     desk.pressKey(u"ctrl+a"_s);
     ASSERT_TRUE(waitUntil([&] { return desk.primary().startsWith(u"Grüße"_s); }));
 
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+    ASSERT_TRUE(desk.opensPanel());
     EXPECT_EQ(desk.activeWindow(), editor) << "the activation stays with the editor";
     EXPECT_TRUE(desk.primary().startsWith(u"Grüße"_s)) << "and the selection";
 
-    desk.type(u"make it 'friendlier'; keep $HOME"_s);
-    desk.pressKey(u"Return"_s);
+    desk.enter(u"make it 'friendlier'; keep $HOME"_s);
     ASSERT_TRUE(desk.waitForPanel(false));
     const QJsonObject request = desk.waitForRequest();
     EXPECT_EQ(request.value(u"prompt"_s), u"make it 'friendlier'; keep $HOME"_s) << desk.log().toStdString();
@@ -48,16 +46,15 @@ TEST(DoPath, SelectPressTypeReturn) {
 
 TEST(DoPath, TheBundledRouterHasTheAgentDoIt) {
     OvalinDesk desk;
+    QFile::remove(desk.path(u".claude/bin/capture-router.sh"_s));
     desk.installScript(u".local/bin/claude"_s,
                        "#!/bin/sh\nfile=${2##*Queue file: }\n"
                        "~/.claude/bin/ovalin-ledger set \"$(basename \"$file\" .json)\" ready 'noted'\n");
     desk.startOvalin();
     ASSERT_TRUE(desk.waitForLog(u"bundled runtime scripts"_s));
     desk.openEditor("some text\n");
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true));
-    desk.type(u"note this"_s);
-    desk.pressKey(u"Return"_s);
+    ASSERT_TRUE(desk.opensPanel());
+    desk.enter(u"note this"_s);
     const QDir processed(desk.systemDir() + u"/capture-queue/processed"_s);
     EXPECT_TRUE(waitUntil([&] { return processed.exists() && !processed.isEmpty(); }))
         << readFile(desk.path(u".claude/logs/capture-router.log"_s)).toStdString();

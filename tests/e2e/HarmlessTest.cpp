@@ -21,7 +21,6 @@ void reachableByTheTree(OvalinDesk& desk, bool reachable) {
 
 TEST(Harmless, NoKeyReachesWhatItWouldHarmHeldOrNot) {
     OvalinDesk desk;
-    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
     for (const bool knownToTheTree : {false, true}) {
         const QString kind = knownToTheTree ? u"terminal"_s : u"keys"_s;
@@ -39,8 +38,7 @@ TEST(Harmless, NoKeyReachesWhatItWouldHarmHeldOrNot) {
         for (const QString& close : {u"Escape"_s, u"Return"_s, u"space"_s}) {
             SCOPED_TRACE((kind + u' ' + close).toStdString());
             const bool hotkeyHeld = close == u"space"_s;
-            desk.pressHotkey();
-            ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+            ASSERT_TRUE(desk.opensPanel());
             desk.type(u"some words"_s);
             waitUntil([] { return false; }, 0.3); // presses within a quarter of a second count once
             if (hotkeyHeld)
@@ -67,7 +65,6 @@ TEST(Harmless, NoKeyReachesWhatItWouldHarmHeldOrNot) {
 
 TEST(Harmless, WhatIsSelectedInAnotherWindowOfTheApplicationIsNoneOfThisOne) {
     OvalinDesk desk;
-    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
     for (const bool knownToTheTree : {true, false}) {
         SCOPED_TRACE(knownToTheTree);
@@ -79,11 +76,9 @@ TEST(Harmless, WhatIsSelectedInAnotherWindowOfTheApplicationIsNoneOfThisOne) {
             return desk.primary() == u"the first text"_s;
         }));
         desk.xdotool({u"windowactivate"_s, u"--sync"_s, second});
-        desk.pressHotkey();
-        ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+        ASSERT_TRUE(desk.opensPanel());
         const QString prompt = knownToTheTree ? u"note what the tree says"_s : u"note what it does not say"_s;
-        desk.type(prompt);
-        desk.pressKey(u"Return"_s);
+        desk.enter(prompt);
         EXPECT_EQ(desk.waitForRequest(prompt).value(u"text"_s), QString());
         ASSERT_TRUE(desk.waitForPanel(false));
         desk.xdotool({u"windowclose"_s, second});

@@ -18,6 +18,7 @@ OvalinDesk::OvalinDesk(const Options& options)
     // The first opening's help card is a test of its own.
     writeFile(path(u".config/ovalin/ovalin.conf"_s),
               "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true\n");
+    installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     environment.insert(u"QT_LINUX_ACCESSIBILITY_ALWAYS_ON"_s, u"1"_s);
     environment.insert(u"IS_SANDBOX"_s, u"1"_s);
 }
@@ -95,6 +96,13 @@ void OvalinDesk::pressHotkey() const {
     waitUntil([this] { return !sinceHotkey.isValid() || sinceHotkey.hasExpired(DEBOUNCE); });
     pressKey(u"alt+space"_s);
     sinceHotkey.start();
+}
+
+testing::AssertionResult OvalinDesk::opensPanel() const {
+    pressHotkey();
+    if (waitForPanel(true))
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << log().toStdString();
 }
 
 bool OvalinDesk::waitForPanel(bool open, double seconds) const {

@@ -7,7 +7,7 @@
 
 namespace ovalin {
 
-/// A desktop on which the real program runs, driven from outside as a user would.
+/// A desktop on which the real program runs, driven from outside as a user would. Its router does nothing.
 class OvalinDesk : public TestDesk {
 public:
     explicit OvalinDesk(const Options& options = {});
@@ -39,6 +39,13 @@ public:
     /// Alt+Space, once the last such press is long enough ago not to count as the same.
     void pressHotkey() const;
     void type(const QString& text) const { xdotool({u"type"_s, u"--delay"_s, u"8"_s, text}); }
+    /// The text, and Return.
+    void enter(const QString& text) const {
+        type(text);
+        pressKey(u"Return"_s);
+    }
+    /// Whether the hotkey opens the panel.
+    [[nodiscard]] testing::AssertionResult opensPanel() const;
     /// The panel's window while it shows, else empty.
     [[nodiscard]] QString panelWindow() const;
     bool waitForPanel(bool open, double seconds = 10) const;

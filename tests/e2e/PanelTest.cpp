@@ -20,12 +20,9 @@ TEST(Panel, WorksWithoutAWindowManagerAndWithNothingOpen) {
     TestDesk::Options options;
     options.windowManager = TestDesk::WindowManager::None;
     OvalinDesk desk(options);
-    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
-    desk.type(u"remember the milk"_s);
-    desk.pressKey(u"Return"_s);
+    ASSERT_TRUE(desk.opensPanel());
+    desk.enter(u"remember the milk"_s);
     const QJsonObject request = desk.waitForRequest();
     EXPECT_EQ(request.value(u"prompt"_s), u"remember the milk"_s);
     EXPECT_EQ(request.value(u"source_app"_s), u"Unknown"_s);
@@ -55,8 +52,7 @@ TEST(Panel, NamesAreThereForScreenReadersAndScripts) {
     desk.startOvalin();
     desk.openEditor("text to see\n");
     desk.pressKey(u"ctrl+a"_s);
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true));
+    ASSERT_TRUE(desk.opensPanel());
     EXPECT_TRUE(desk.output(u"xprop"_s, {u"-id"_s, desk.panelWindow(), u"WM_CLASS"_s}).contains(u"ovalin"_s));
     AtSpiBus bus(desk.environment.value(u"DBUS_SESSION_BUS_ADDRESS"_s));
     QSet<QString> names;
@@ -79,13 +75,11 @@ TEST(Panel, NamesAreThereForScreenReadersAndScripts) {
 
 TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
     OvalinDesk desk;
-    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
     const QString editor = desk.openEditor("firstword secondword\n");
     desk.xdotool({u"windowmove"_s, u"--sync"_s, editor, u"20"_s, u"20"_s});
     desk.xdotool({u"mousemove"_s, u"1000"_s, u"500"_s});
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true));
+    ASSERT_TRUE(desk.opensPanel());
     desk.type(u"in the panel "_s);
     // A double click on the first word selects it in the application below.
     desk.xdotool({u"mousemove"_s, u"--window"_s, editor, u"30"_s, u"60"_s});
@@ -99,8 +93,7 @@ TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
     const QString panel = desk.panelWindow();
     desk.xdotool({u"mousemove"_s, u"--window"_s, panel, u"300"_s, QString::number(desk.frameOf(panel).height() - 68)});
     desk.xdotool({u"click"_s, u"1"_s});
-    desk.type(u"and again"_s);
-    desk.pressKey(u"Return"_s);
+    desk.enter(u"and again"_s);
     const QJsonObject request = desk.waitForRequest();
     EXPECT_EQ(request.value(u"prompt"_s), u"in the panel and again"_s) << desk.log().toStdString();
     EXPECT_EQ(request.value(u"text"_s).toString(), desk.primary()) << "what Shift+Right left selected";
@@ -109,8 +102,7 @@ TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
 TEST(Panel, AClickBringsItBackOverWhatCoversIt) {
     OvalinDesk desk;
     desk.startOvalin();
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+    ASSERT_TRUE(desk.opensPanel());
     const QRect frame = desk.frameOf(desk.panelWindow());
     const auto windows = [&desk] { return desk.output(u"xwininfo"_s, {u"-root"_s, u"-children"_s}); };
     const auto inFront = [&] {
@@ -127,13 +119,10 @@ TEST(Panel, AClickBringsItBackOverWhatCoversIt) {
 
 TEST(Panel, ATargetThatDiesUnderThePanelIsNoObstacle) {
     OvalinDesk desk;
-    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
     desk.openEditor("soon gone\n");
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true));
+    ASSERT_TRUE(desk.opensPanel());
     desk.output(u"pkill"_s, {u"-KILL"_s, u"-f"_s, desk.path(u"document.txt"_s)});
-    desk.type(u"still works"_s);
-    desk.pressKey(u"Return"_s);
+    desk.enter(u"still works"_s);
     EXPECT_EQ(desk.waitForRequest().value(u"prompt"_s), u"still works"_s);
 }

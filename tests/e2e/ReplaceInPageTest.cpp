@@ -29,8 +29,7 @@ TEST(ReplaceInPage, TheSourceOfALocalPageAndOfAnOwnSiteIsEdited) {
                 return desk.primary().contains(u"more"_s);
             },
             20));
-        desk.pressHotkey();
-        ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+        ASSERT_TRUE(desk.opensPanel());
         waitUntil([] { return false; }, 2); // the page's address comes
         desk.type(u"new <words>"_s);
         desk.keepPicture(u"replace-in-page"_s);

@@ -4,8 +4,7 @@
 namespace {
 
 void openPanel(const OvalinDesk& desk, const QString& prompt) {
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+    ASSERT_TRUE(desk.opensPanel());
     desk.type(prompt);
 }
 

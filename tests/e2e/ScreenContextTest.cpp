@@ -40,7 +40,6 @@ double shareOfPage(const QImage& image) {
 
 TEST(ScreenContext, AChromiumPageIsNamedAndALocalOnePictured) {
     BrowserDesk desk;
-    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalin();
     const QString title = u"\"q\" 'q' \\ & $(id) — 😀"_s;
     writeFile(desk.folder() + u"/page.html"_s,
@@ -53,12 +52,10 @@ TEST(ScreenContext, AChromiumPageIsNamedAndALocalOnePictured) {
         desk.startChromium(address);
         ASSERT_TRUE(shows(desk, address, title)) << desk.TestDesk::log(u"chromium"_s).toStdString();
         desk.xdotool({u"mousemove"_s, u"640"_s, u"400"_s});
-        desk.pressHotkey();
-        ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+        ASSERT_TRUE(desk.opensPanel());
         waitUntil([] { return false; }, 1.5); // it looks
         desk.keepPicture(host);
-        desk.type(host);
-        desk.pressKey(u"Return"_s);
+        desk.enter(host);
         ASSERT_TRUE(desk.waitForPanel(false)) << desk.log().toStdString();
         const QJsonObject request = desk.waitForRequest(host);
         EXPECT_EQ(text(request, "source_url"), address) << desk.log().toStdString();
@@ -79,16 +76,13 @@ TEST(ScreenContext, AChromiumPageIsNamedAndALocalOnePictured) {
 
 TEST(ScreenContext, TheTextOnTheScreenIsRead) {
     OvalinDesk desk;
-    desk.installScript(u".claude/bin/capture-router.sh"_s, "#!/bin/sh\n");
     desk.startOvalinWith(u"ocr"_s, "#!/bin/sh\n\"$TOOLS/ocr\" \"$@\"; touch \"$HOME/read\"\n");
     desk.openEditor(QByteArray("Sphinx of black quartz judge my vow\n").repeated(5));
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true)) << desk.log().toStdString();
+    ASSERT_TRUE(desk.opensPanel());
     // A request waits for the picture, but not for what it says.
     EXPECT_TRUE(waitUntil([&] { return QFileInfo::exists(desk.path(u"read"_s)); }, 30));
     waitUntil([] { return false; }, 0.5);
-    desk.type(u"read"_s);
-    desk.pressKey(u"Return"_s);
+    desk.enter(u"read"_s);
     const QJsonObject request = desk.waitForRequest();
     EXPECT_TRUE(text(request, "screen_text").contains(u"black quartz"_s)) << desk.log().toStdString();
     EXPECT_GE(QImage(text(request, "screenshot")).width(), 300);

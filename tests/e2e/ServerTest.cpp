@@ -28,8 +28,7 @@ TEST(Server, APlatformThatTheEnvironmentNamesForOtherProgramsIsNoObstacle) {
     OvalinDesk desk;
     desk.environment.insert(u"QT_QPA_PLATFORM"_s, u"wayland"_s);
     desk.startOvalin();
-    desk.pressHotkey();
-    EXPECT_TRUE(desk.waitForPanel(true));
+    EXPECT_TRUE(desk.opensPanel());
 }
 
 TEST(Server, WhatItLacksIsSaidAndThePanelOpensAllTheSame) {
@@ -49,10 +48,8 @@ TEST(Server, WhenItGoesAwayTheProgramEndsInOrderAndARequestOnItsWayIsKept) {
     OvalinDesk desk;
     desk.openEditor("text\n");
     desk.startOvalinWith(u"screencapture"_s, "#!/bin/sh\nsleep 3\n");
-    desk.pressHotkey();
-    ASSERT_TRUE(desk.waitForPanel(true));
-    desk.type(u"note this"_s);
-    desk.pressKey(u"Return"_s);
+    ASSERT_TRUE(desk.opensPanel());
+    desk.enter(u"note this"_s);
     ASSERT_TRUE(desk.waitForPanel(false));
     ASSERT_TRUE(desk.requests().empty()) << "waits for its picture";
     desk.killServer();
