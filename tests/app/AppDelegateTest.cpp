@@ -290,7 +290,10 @@ TEST_F(AppDelegateTest, WhatCouldNotBeSentIsDroppedOrPutOffByTheUserAlone) {
     EXPECT_EQ(panel().promptField->text(), u"second"_s) << "after a restart";
     QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
     QTest::keyClick(panel().promptField, Qt::Key_Return);
-    settle();
+    EXPECT_TRUE(waitUntil([this] {
+        settle();
+        return panel().sendBtnRef->isEnabled();
+    })) << "answered";
     close();
     open();
     EXPECT_EQ(panel().promptField->text(), QString()) << "asked, it is no request any more";
