@@ -10,7 +10,7 @@ bool askIsChosen(const OvalinDesk& desk) {
     const QRect panel = desk.frameOf(desk.panelWindow());
     const QString file = desk.path(u"screen.png"_s);
     desk.screenshot(file);
-    return (QImage(file).pixel(panel.topLeft() + QPoint(81, 28)) & 0xffffff) == 0x635fde; // left in the Ask segment
+    return QImage(file).pixelColor(panel.topLeft() + QPoint(81, 28)).saturation() > 100; // left in the Ask segment
 }
 
 } // namespace
