@@ -49,15 +49,6 @@ TEST(LineReader, LinesAreTheSameHoweverTheyArrive) {
     }
 }
 
-TEST(LineReader, AGiantLineCostsOnlyItself) {
-    QByteArrayList lines;
-    LineReader reader(1 << 20);
-    feed(reader, "before\n" + QByteArray(5 << 20, 'x') + "\nafter\n", 65536, [&](std::string_view line) {
-        lines.append({line.data(), static_cast<qsizetype>(line.size())});
-    });
-    EXPECT_EQ(lines, (QByteArrayList{"before", "after"}));
-}
-
 TEST(StreamProtocol, ALineMeansWhatItsMembersSay) {
     const struct {
         const char* line;

@@ -285,15 +285,3 @@ TEST_F(DictationTest, ARecogniserThatOnlyFailsEndsTheRecordingWithANote) {
     click();
     EXPECT_TRUE(dictation->isRecording()) << "it may be tried again";
 }
-
-TEST_F(DictationTest, StartAndStopInQuickSuccessionLeavesNothingRunning) {
-    for (int i = 0; i < 20; ++i) {
-        click();
-        hear(u"word%1"_s.arg(i));
-        dispatch.advance(0.2);
-    }
-    expectIdle();
-    EXPECT_EQ(field().count(u"word"_s), 10) << "those of the ten recordings";
-    dispatch.advance(5);
-    EXPECT_TRUE(std::ranges::all_of(recognizer.segments, [](const auto& segment) { return segment->cancelled; }));
-}

@@ -119,7 +119,15 @@ QRect OvalinDesk::frameOf(const QString& window) const {
 
 void OvalinDesk::pressReplace() const {
     const QString panel = panelWindow();
-    const QSize size = frameOf(panel).size();
+    QSize size;
+    QElapsedTimer steady; // it grows when it has found out what is in front
+    waitUntil([&] {
+        if (const QSize now = frameOf(panel).size(); now != size) {
+            size = now;
+            steady.start();
+        }
+        return steady.hasExpired(300);
+    });
     xdotool({u"mousemove"_s, u"--window"_s, panel, QString::number(size.width() - 140),
              QString::number(size.height() - 32), u"click"_s, u"1"_s});
 }
