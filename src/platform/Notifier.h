@@ -13,10 +13,12 @@ struct Notification {
     std::function<void()> onAction; ///< called on the main thread when the button is pressed
     QString secondLabel{};          ///< of one more button
     std::function<void()> onSecond{};
+    std::function<void()> onClick{}; ///< on the text; for what does no harm, since a click there is no consent
 };
 
 /// Desktop notifications (org.freedesktop.Notifications). Main thread; never waits. Where nobody shows notifications
-/// the text goes to the log, so that it is said at least once. One with a button stays until it is answered or closed.
+/// the text goes to the log, so that it is said at least once. One with a button stays until it is answered or closed;
+/// one that says the same as an earlier one takes its place.
 class Notifier {
 public:
     virtual ~Notifier() = default;

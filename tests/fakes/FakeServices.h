@@ -91,6 +91,7 @@ public:
         QString title, body;
         QStringList actions;
         QVariantMap hints;
+        uint id = 0; ///< that of an earlier one, when it takes its place
     };
     explicit FakeNotifications(const QString& address)
         : BusService(address, NAME) {}
@@ -101,7 +102,7 @@ public:
     bool waitFor(size_t count) {
         return waitUntil([&] { return shown.size() >= count; });
     }
-    void press(uint id) { tell(PATH, NAME, "ActionInvoked", {id, u"button0"_s}); }
+    void press(uint id, const QString& action = u"button0"_s) { tell(PATH, NAME, "ActionInvoked", {id, action}); }
     void dismiss(uint id) { tell(PATH, NAME, "NotificationClosed", {id, 2U}); }
 
 private:
@@ -111,9 +112,11 @@ private:
             return QVariantList{capabilities};
         if (message.member() != "Notify"_L1)
             return {};
+        const uint replaces = given.value(1).toUInt();
         shown.push_back({given.value(3).toString(), given.value(4).toString(), given.value(5).toStringList(),
-                         qdbus_cast<QVariantMap>(given.value(6))});
-        return QVariantList{static_cast<uint>(shown.size())};
+                         qdbus_cast<QVariantMap>(given.value(6)),
+                         replaces > 0 ? replaces : static_cast<uint>(shown.size() + 1)});
+        return QVariantList{shown.back().id};
     }
     inline static const QString NAME = u"org.freedesktop.Notifications"_s, PATH = u"/org/freedesktop/Notifications"_s;
 };

@@ -58,6 +58,30 @@ TEST_F(NotifierTest, AButtonActsOnceAndOnlyUntilItsNotificationIsClosed) {
     EXPECT_THAT(pressed, ElementsAre("three", "two"));
 }
 
+TEST_F(NotifierTest, OneThatSaysTheSameTakesThePlaceOfTheEarlierAndAClickActs) {
+    FakeNotifications service(bus.address);
+    FreedesktopNotifier notifier(dispatch, bus.address);
+    const auto showsAs = [&](const QString& body, const char* click) {
+        Notification notification{u"title"_s, body, {}, {}};
+        notification.onClick = [this, click] { pressed.emplace_back(click); };
+        const size_t before = service.shown.size();
+        notifier.notify(notification);
+        return service.waitFor(before + 1) ? service.shown.back().id : 0;
+    };
+    const struct {
+        QString body;
+        const char* click;
+        uint id;
+    } rows[] = {{u"one"_s, "first", 1}, {u"two"_s, "second", 2}, {u"one"_s, "third", 1}};
+    for (const auto& row : rows)
+        EXPECT_EQ(showsAs(row.body, row.click), row.id) << row.click;
+    service.press(1, u"default"_s);
+    service.dismiss(1);
+    EXPECT_TRUE(waitUntil([&] { return !pressed.empty(); }));
+    EXPECT_THAT(pressed, ElementsAre("third"));
+    EXPECT_EQ(showsAs(u"one"_s, "fourth"), 4U) << "the earlier one is gone";
+}
+
 TEST_F(NotifierTest, WhatNobodyShowsIsSaidInTheLog) {
     const QString addresses[] = {bus.address, u""_s, u"unix:path=/nonexistent"_s, u"no address at all"_s};
     for (const QString& address : addresses) {

@@ -28,7 +28,9 @@ FreedesktopNotifier::FreedesktopNotifier(Dispatch& theDispatch, const QString& b
     QObject::connect(client, &NotificationClient::closed, &context, [this](quint64 ticket) { asking.remove(ticket); });
     QObject::connect(client, &NotificationClient::pressed, &context, [this](quint64 ticket, qsizetype button) {
         const Notification asked = asking.take(ticket);
-        if (const auto& act = button == 0 ? asked.onAction : asked.onSecond)
+        if (const auto& act = button == NotificationClient::CLICK ? asked.onClick
+                              : button == 0                       ? asked.onAction
+                                                                  : asked.onSecond)
             act();
     });
 }
@@ -44,13 +46,16 @@ void FreedesktopNotifier::notify(const Notification& notification) {
     if (notification.onAction && !notification.actionLabel.isEmpty())
         buttons = notification.onSecond ? QStringList{notification.actionLabel, notification.secondLabel}
                                         : QStringList{notification.actionLabel};
-    if (!buttons.isEmpty())
+    const bool clickable = notification.onClick != nullptr;
+    if (!buttons.isEmpty() || clickable)
         asking.insert(ticket, notification);
     unshown.insert(ticket, u"Ovalin: %1 — %2"_s.arg(title, forLog(body)));
     // Counted from here, not from the call: the bus itself may hang.
     dispatch.after(DEADLINE, &context, [this, ticket] { logUnlessShown(ticket); });
     QMetaObject::invokeMethod(
-        client, [client = client, ticket, title, body, buttons] { client->show(ticket, title, body, buttons); });
+        client, [client = client, request = NotificationClient::Request{ticket, title, body, buttons, clickable}] {
+            client->show(request);
+        });
 }
 
 void FreedesktopNotifier::logUnlessShown(quint64 ticket) {

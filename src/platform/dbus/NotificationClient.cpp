@@ -1,5 +1,6 @@
 #include "NotificationClient.h"
 
+#include <QCryptographicHash>
 #include <QDBusPendingCallWatcher>
 #include <QVariantMap>
 
@@ -13,10 +14,17 @@ constexpr int CALL_MS = 2000;
 
 const auto SERVICE = u"org.freedesktop.Notifications"_s;
 const auto PATH = u"/org/freedesktop/Notifications"_s;
-const auto BUTTON = u"button"_s; // with its number; not "default": a click on the text is no consent
+const auto BUTTON = u"button"_s;   // with its number
+const auto DEFAULT = u"default"_s; // a click on the text
+constexpr qsizetype MOST_REMEMBERED = 50;
 
 QDBusMessage methodCall(const QString& method) {
     return QDBusMessage::createMethodCall(SERVICE, PATH, SERVICE, method);
+}
+
+QString textOf(const NotificationClient::Request& request) {
+    const QByteArray text = (request.title + QChar() + request.body).toUtf8();
+    return QString::fromLatin1(QCryptographicHash::hash(text, QCryptographicHash::Sha1).toHex());
 }
 
 QString escaped(QString text) {
@@ -30,8 +38,9 @@ QString escaped(QString text) {
 bool NotificationClient::connected() {
     if (bus && bus->isConnected())
         return true;
+    if (bus)
+        forgetAllBut(QString());
     bus.reset();
-    forgetAllBut(QString());
     bus.emplace(address);
     if (!bus->isConnected())
         return false;
@@ -49,49 +58,75 @@ void NotificationClient::call(const QDBusMessage& message, std::function<void(co
     });
 }
 
-void NotificationClient::show(quint64 ticket, const QString& title, const QString& body, const QStringList& buttons) {
+void NotificationClient::show(const Request& request) {
     if (!connected()) {
-        Q_EMIT failed(ticket);
+        Q_EMIT failed(request.ticket);
         return;
     }
     // Asked each time: another service may have taken over since the last one.
     call(methodCall(u"GetCapabilities"_s), [=, this](const QDBusMessage& reply) {
         if (reply.type() == QDBusMessage::ErrorMessage && QDBusError(reply).type() != QDBusError::UnknownMethod) {
-            Q_EMIT failed(ticket);
-            return;
-        }
-        const QStringList capabilities = reply.arguments().value(0).toStringList();
-        const bool markup = capabilities.contains(u"body-markup"_s);
-        send(ticket, title, markup ? escaped(body) : body, buttons);
-    });
-}
-
-void NotificationClient::send(quint64 ticket, const QString& title, const QString& body, const QStringList& buttons) {
-    if (!connected()) {
-        Q_EMIT failed(ticket);
-        return;
-    }
-    QStringList actions;
-    for (qsizetype i = 0; i < buttons.size(); ++i)
-        actions += {BUTTON + QString::number(i), buttons[i]};
-    const QVariantMap hints{{u"desktop-entry"_s, u"ovalin"_s}};
-    constexpr uint replaces = 0;
-    const int timeout = buttons.isEmpty() ? -1 : 0; // as long as the service likes, or until it is answered
-    QDBusMessage message = methodCall(u"Notify"_s);
-    message << u"Ovalin"_s << replaces << u"ovalin"_s << title << body << actions << hints << timeout;
-    call(message, [this, ticket, hasButton = !actions.isEmpty()](const QDBusMessage& reply) {
-        if (reply.type() != QDBusMessage::ReplyMessage) {
-            Q_EMIT failed(ticket);
+            Q_EMIT failed(request.ticket);
             return;
         }
         forgetAllBut(reply.service());
-        if (hasButton)
-            tickets.insert({reply.service(), reply.arguments().value(0).toUInt()}, ticket);
-        Q_EMIT shown(ticket);
+        const QStringList capabilities = reply.arguments().value(0).toStringList();
+        const bool markup = capabilities.contains(u"body-markup"_s);
+        send(request, markup ? escaped(request.body) : request.body);
     });
 }
 
+/// 0: nothing that may still be there.
+uint NotificationClient::saidBefore(const Request& request) const {
+    const QString text = textOf(request);
+    for (const auto& [earlier, id] : known.ids) {
+        if (earlier == text)
+            return id;
+    }
+    return 0;
+}
+
+void NotificationClient::send(const Request& request, const QString& body) {
+    if (!connected()) {
+        Q_EMIT failed(request.ticket);
+        return;
+    }
+    QStringList actions;
+    for (qsizetype i = 0; i < request.buttons.size(); ++i)
+        actions += {BUTTON + QString::number(i), request.buttons[i]};
+    if (request.clickable)
+        actions += {DEFAULT, u"Show"_s};
+    const QVariantMap hints{{u"desktop-entry"_s, u"ovalin"_s}};
+    const int timeout = request.buttons.isEmpty() ? -1 : 0; // as long as the service likes, or until it is answered
+    QDBusMessage message = methodCall(u"Notify"_s);
+    message << u"Ovalin"_s << saidBefore(request) << u"ovalin"_s << request.title << body << actions << hints
+            << timeout;
+    call(message, [this, request, hasAction = !actions.isEmpty()](const QDBusMessage& reply) {
+        if (reply.type() != QDBusMessage::ReplyMessage) {
+            Q_EMIT failed(request.ticket);
+            return;
+        }
+        forgetAllBut(reply.service());
+        const uint id = reply.arguments().value(0).toUInt();
+        remember(textOf(request), id);
+        if (tickets.contains({reply.service(), id})) // it has taken the place of that one
+            Q_EMIT closed(tickets.take({reply.service(), id}));
+        if (hasAction)
+            tickets.insert({reply.service(), id}, request.ticket);
+        Q_EMIT shown(request.ticket);
+    });
+}
+
+void NotificationClient::remember(const QString& text, uint id) {
+    known.ids.removeIf([&](const auto& earlier) { return earlier.first == text || earlier.second == id; });
+    known.ids.append({text, id});
+    if (known.ids.size() > MOST_REMEMBERED)
+        known.ids.removeFirst();
+}
+
 void NotificationClient::forgetAllBut(const QString& service) {
+    if (known.service != service)
+        known = {service, {}};
     tickets.removeIf([&](const auto& entry) {
         const bool gone = entry.key().service != service;
         if (gone)
@@ -103,12 +138,16 @@ void NotificationClient::forgetAllBut(const QString& service) {
 void NotificationClient::actionInvoked(const QDBusMessage& message) {
     const auto ticket = tickets.constFind({message.service(), message.arguments().value(0).toUInt()});
     const QString button = message.arguments().value(1).toString();
-    if (ticket != tickets.cend() && button.startsWith(BUTTON))
+    if (ticket != tickets.cend() && button == DEFAULT)
+        Q_EMIT pressed(*ticket, CLICK);
+    else if (ticket != tickets.cend() && button.startsWith(BUTTON))
         Q_EMIT pressed(*ticket, button.mid(BUTTON.size()).toLongLong());
 }
 
 void NotificationClient::notificationClosed(const QDBusMessage& message) {
     const Shown gone{message.service(), message.arguments().value(0).toUInt()};
+    if (gone.service == known.service)
+        known.ids.removeIf([&](const auto& earlier) { return earlier.second == gone.id; });
     if (tickets.contains(gone))
         Q_EMIT closed(tickets.take(gone));
 }

@@ -4,6 +4,7 @@
 
 #include <QDBusMessage>
 #include <QHash>
+#include <QList>
 #include <QObject>
 #include <QStringList>
 
@@ -18,15 +19,34 @@ class NotificationClient final : public QObject {
     Q_OBJECT
 
 public:
+    static constexpr qsizetype CLICK = -1;
+
     explicit NotificationClient(const QString& busAddress)
         : address(busAddress) {}
 
+    struct Request {
+        quint64 ticket = 0;
+        QString title, body;
+        QStringList buttons;
+        bool clickable = false; ///< the text itself
+    };
+
+    /// What was shown last, for one that says the same to take its place.
+    struct Said {
+        QString service;                     ///< whose ids these are
+        QList<std::pair<QString, uint>> ids; ///< by a digest of the text, the latest last
+    };
+    [[nodiscard]] const Said& said() const { return known; }
+    /// What another client has shown.
+    void setSaid(const Said& said) { known = said; }
+
     /// Ends in `shown` or `failed`; each call to the service has two seconds.
-    void show(quint64 ticket, const QString& title, const QString& body, const QStringList& buttons);
+    void show(const Request& request);
 
 Q_SIGNALS:
     void shown(quint64 ticket);
     void failed(quint64 ticket);
+    /// `button`: CLICK for a click on the text.
     void pressed(quint64 ticket, qsizetype button);
     void closed(quint64 ticket);
 
@@ -45,13 +65,16 @@ private:
 
     bool connected();
     void call(const QDBusMessage& message, std::function<void(const QDBusMessage& reply)> done);
-    void send(quint64 ticket, const QString& title, const QString& body, const QStringList& buttons);
+    void send(const Request& request, const QString& body);
+    [[nodiscard]] uint saidBefore(const Request& request) const;
+    void remember(const QString& text, uint id);
     /// What an earlier service showed went with it.
     void forgetAllBut(const QString& service);
 
     QString address;
     std::optional<BusConnection> bus;
-    QHash<Shown, quint64> tickets; // of notifications with a button that may still be pressed
+    QHash<Shown, quint64> tickets; // of notifications with something that may still be pressed
+    Said known;
 };
 
 } // namespace ovalin
