@@ -15,6 +15,7 @@ namespace ovalin {
 FileResult<qsizetype> forgetAll(const Paths& paths) {
     const QString stores[] = {
         AskHistory::storePath(paths.systemDir),
+        AskHistory::archivePath(paths.systemDir),
         PromptHistory::storePath(paths.systemDir),
         IntentLexicon::storePath(paths.systemDir),
         commitLogPath(paths.systemDir),

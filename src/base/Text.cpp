@@ -77,6 +77,12 @@ QString onOneLine(const QString& text, qsizetype most) {
     return line.simplified();
 }
 
+QString folded(const QString& text) {
+    QString letters = text.normalized(QString::NormalizationForm_KD);
+    letters.removeIf([](QChar character) { return character.category() == QChar::Mark_NonSpacing; });
+    return letters.toCaseFolded().replace(u'ß', "ss"_L1);
+}
+
 QString isoTimestamp(const QDateTime& time) {
     return time.toUTC().toString(u"yyyy-MM-ddTHH:mm:ss"_s) + QLatin1Char('Z');
 }

@@ -18,6 +18,9 @@ namespace ovalin {
 /// characters as single blanks, without the overrides of the writing direction (UAX #9), which would reach beyond it.
 [[nodiscard]] QString onOneLine(const QString& text, qsizetype most);
 
+/// The text for a search: neither case nor accents count.
+[[nodiscard]] QString folded(const QString& text);
+
 /// ISO 8601 internet date-time in UTC, whole seconds: 2026-11-16T19:30:00Z.
 [[nodiscard]] QString isoTimestamp(const QDateTime& time);
 

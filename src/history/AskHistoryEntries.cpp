@@ -1,8 +1,7 @@
 #include "AskHistoryEntries.h"
 
-#include "RelTime.h"
-
 #include "base/Json.h"
+#include "base/RelTime.h"
 #include "base/Text.h"
 
 #include <QJsonArray>
@@ -18,6 +17,7 @@ namespace {
 
 constexpr qsizetype LONGEST_UNFINISHED = 8000; // UTF-16 units
 constexpr qsizetype MOST_ENTRIES = 20;
+constexpr qsizetype MOST_ARCHIVED = 1000;
 constexpr qsizetype MOST_PREVIEW_LINES = 6;
 constexpr qsizetype FIRST_LENGTH = 120;   // user-perceived characters
 constexpr qsizetype PREVIEW_LENGTH = 700; // the same
@@ -127,9 +127,18 @@ Stored storeTurn(AskHistoryEntries& entries, const AskTurn& turn, const QDateTim
                  {FIRST, firstCharacters(turn.opening(), FIRST_LENGTH)}};
     }
     entries.prepend(withTurn(entry, turn, now));
-    while (entries.size() > MOST_ENTRIES)
-        entries.removeLast();
     return stored;
+}
+
+AskHistoryEntries takeSurplus(AskHistoryEntries& entries) {
+    const AskHistoryEntries surplus = entries.mid(MOST_ENTRIES);
+    entries.resize(std::min(entries.size(), MOST_ENTRIES));
+    return surplus;
+}
+
+void putAway(AskHistoryEntries& archive, const AskHistoryEntries& surplus) {
+    archive = surplus + archive;
+    archive.resize(std::min(archive.size(), MOST_ARCHIVED));
 }
 
 bool setTitle(AskHistoryEntries& entries, const QString& id, const QString& title) {

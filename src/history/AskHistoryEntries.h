@@ -37,9 +37,15 @@ struct AskTurn {
 
 enum class Stored { Updated, Created };
 
-/// Stores the turn with the first entry of its session, or with a new one; that is the front one afterwards. At most 20
-/// entries are kept, each with the last three exchanges.
+/// Stores the turn with the first entry of its session, or with a new one; that is the front one afterwards. An entry
+/// keeps the last three exchanges.
 Stored storeTurn(AskHistoryEntries& entries, const AskTurn& turn, const QDateTime& now);
+
+/// Takes out what is beyond the 20 that are kept.
+[[nodiscard]] AskHistoryEntries takeSurplus(AskHistoryEntries& entries);
+
+/// Puts it into the archive, which keeps the newest 1,000.
+void putAway(AskHistoryEntries& archive, const AskHistoryEntries& surplus);
 
 /// Sets the title of the first entry with this id; false when there is none.
 bool setTitle(AskHistoryEntries& entries, const QString& id, const QString& title);

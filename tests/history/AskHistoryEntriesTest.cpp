@@ -1,5 +1,5 @@
 #include "history/AskHistoryEntries.h"
-#include "history/RelTime.h"
+#include "base/RelTime.h"
 #include "support/Testing.h"
 
 namespace {
@@ -88,13 +88,10 @@ TEST(AskHistoryEntries, ValuesOfOtherKindsCountAsMissing) {
     }
 }
 
-TEST(AskHistoryEntries, TextsAreCutBetweenCharactersAndTheOldestEntriesFallOff) {
+TEST(AskHistoryEntries, TextsAreCutBetweenCharacters) {
     const QString family = u"👩‍👩‍👧"_s;
     AskHistoryEntries all;
-    for (int i = 0; i < 25; ++i)
-        storeTurn(all, turn(QString::number(i), family.repeated(701), family.repeated(700)), NOW);
-    EXPECT_EQ(all.size(), 20);
-    EXPECT_EQ(ids(all).first() + QLatin1Char(' ') + ids(all).last(), u"24 5"_s);
+    storeTurn(all, turn(u"a"_s, family.repeated(701), family.repeated(700)), NOW);
     EXPECT_EQ(all[0][u"first"_s].toString(), family.repeated(120));
     for (const PreviewLine& line : previewLines(all[0]))
         EXPECT_EQ(line.text, family.repeated(700));

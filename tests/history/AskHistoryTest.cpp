@@ -51,6 +51,57 @@ TEST_F(AskHistoryTest, TurnsAreStoredInTheOrderOfTheCallsAndReadAfterwards) {
     EXPECT_EQ(files(), QStringList{u"ovalin-ask-history.json"_s});
 }
 
+TEST_F(AskHistoryTest, WhatTheTwentyDropGoesIntoTheArchiveAndComesBackWhenItGoesOn) {
+    const QString archive = folder.filePath(u"CLAUDE/system/ovalin-ask-history-archive.json"_s);
+    const auto archived = [&] { return parseAskHistory(readFile(archive)).value(); };
+    const auto found = [&](const QString& words) {
+        QStringList ids;
+        history.loadIndex(&history, [&](const std::shared_ptr<const ConversationIndex>& index) {
+            for (const QJsonObject& entry : index->find(words, 8))
+                ids.append(entry[u"id"_s].toString());
+        });
+        settle();
+        return ids.join(QLatin1Char(' '));
+    };
+    for (int i = 0; i < 24; ++i)
+        store(u"id%1"_s.arg(i), i == 1 ? u"Où est le CAFÉ, Straße 7?"_s : u"question %1"_s.arg(i));
+    settle();
+    EXPECT_EQ(stored().size(), 20);
+    ASSERT_EQ(archived().size(), 4);
+    EXPECT_EQ(archived()[0][u"id"_s], u"id3"_s) << "the newest first";
+    EXPECT_EQ(QFile::permissions(archive) & 0x077, QFile::Permissions());
+    const struct {
+        const char *words, *ids;
+    } rows[] = {{"cafe ou", "id1"},
+                {"STRASSE", "id1"},
+                {"caf\u00e9 question", ""},
+                {"question 2 ", "id23 id22 id21 id20 id12 id2"},
+                {"because question 0", "id20 id10 id0"},
+                {"zebra", ""}};
+    for (const auto& row : rows)
+        EXPECT_EQ(found(QString::fromUtf8(row.words)), QString::fromUtf8(row.ids)) << row.words;
+
+    store(u"id1"_s, u"and now?"_s);
+    settle();
+    EXPECT_EQ(stored()[0][u"turns"_s].toInt(), 2) << "it goes on";
+    EXPECT_EQ(archived().size(), 4) << "another has taken its place";
+    QString first;
+    history.findAskSession(&history, u"id4"_s, [&](const auto& entry) { first = (*entry)[u"first"_s].toString(); });
+    history.evictAskHistory(u"id0"_s);
+    history.evictAskHistory(u"id1"_s);
+    settle();
+    EXPECT_EQ(first, u"question 4"_s);
+    EXPECT_EQ(found(u"cafe"_s) + found(u"question 0"_s), u"id20 id10"_s);
+    EXPECT_FALSE(readFile(archive).contains("id0") || readFile(file).contains("id1\""));
+
+    writeFile(archive, "[nonsense");
+    store(u"new"_s);
+    store(u"newer"_s);
+    settle();
+    EXPECT_EQ(archived().size(), 1);
+    EXPECT_EQ(QDir(QFileInfo(archive).path()).entryList({u"*archive-unreadable*"_s}).size(), 1);
+}
+
 TEST_F(AskHistoryTest, ATurnWithoutSessionOrQuestionIsNotStored) {
     store({});
     store(u"a"_s, {});
