@@ -2,7 +2,7 @@
 
 #include "AnswerLinks.h"
 
-#include "base/children/ChildProcess.h"
+#include "base/DesktopOpen.h"
 #include "base/Log.h"
 
 using namespace Qt::StringLiterals;
@@ -17,10 +17,7 @@ void openLink(Dispatch& dispatch, QObject* context, const QString& target,
         return;
     }
     dispatch.inBackground(
-        Queue::UserInitiated, context,
-        [address] {
-            return launchDetached({u"/usr/bin/xdg-open"_s, {address}, {}, {}});
-        },
+        Queue::UserInitiated, context, [address] { return openOnDesktop(address); },
         [problem = std::move(problem)](const tl::expected<void, QString>& opened) {
             if (!opened) {
                 logLine(u"Ovalin: a link was not opened — "_s + opened.error());

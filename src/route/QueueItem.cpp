@@ -60,11 +60,15 @@ QString requestId(const QDateTime& time, quint32 random) {
     return u"cap-%1-%2"_s.arg(time.toMSecsSinceEpoch()).arg(random, 4, 16, QLatin1Char('0'));
 }
 
+void submittedAt(QueueItem& item, const QDateTime& time) {
+    item.id = requestId(time, QRandomGenerator::global()->bounded(65535U));
+    item.ts = isoTimestamp(time);
+}
+
 QueueItem makeQueueItem(const QString& instruction, const QString& excerpt, const Subject& subject,
                         const QString& contextMode, const QDateTime& time) {
     QueueItem item;
-    item.id = requestId(time, QRandomGenerator::global()->bounded(65535U));
-    item.ts = isoTimestamp(time);
+    submittedAt(item, time);
     item.text = excerpt;
     item.sourceApp = subject.capApp;
     item.sourceBundle = subject.capBundle;

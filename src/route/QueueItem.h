@@ -33,6 +33,9 @@ struct QueueItem {
     [[nodiscard]] static std::optional<QueueItem> fromEntry(const QJsonObject& entry);
 };
 
+/// Makes a request of the item that is submitted at `time`, with an id of its own.
+void submittedAt(QueueItem& item, const QDateTime& time);
+
 /// "cap-", the milliseconds since 1970, "-", and `random` (0 to 65534) as four hexadecimal digits.
 [[nodiscard]] QString requestId(const QDateTime& time, quint32 random);
 

@@ -5,6 +5,8 @@
 #include "base/children/ProcessTree.h"
 #include "base/Text.h"
 #include "route/CapturesLedger.h"
+#include "route/RequestList.h"
+#include "route/RunningRouters.h"
 
 #include <QFile>
 
@@ -21,6 +23,7 @@ constexpr std::chrono::milliseconds SCREENSHOT_WAIT(1200);
 // A login shell that hangs must not hold up the end of the program for long.
 constexpr std::chrono::milliseconds PROBE_AT_THE_END(2000);
 
+const QString STOPPED = u"stopped by you"_s;
 const QString ATTENTION = u"Ovalin — needs attention"_s;
 
 /// The request as a notification names it.
@@ -118,6 +121,7 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
     /// What is to be said when the router has ended.
     [[nodiscard]] std::optional<RequestNews> outcome(const QueueItem& item, const RouterLaunch& launch) const {
         if (launch.script) { // it has told everything itself, but not in the panel
+            const bool untold = readMark(queueFilePath(paths.queueDir, item.id)).untold;
             const auto ledger = readWholeFile(paths.capturesFile).and_then([](const FileContents& file) {
                 return parseLedger(file.bytes);
             });
@@ -125,7 +129,13 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
             const QString summary = entry[u"result"_s][u"summary"_s].toString();
             const bool missing = entry[u"status"_s].toString() == NEEDS_ATTENTION &&
                                  summary.startsWith(agentMissingMessage().section(QLatin1Char(' '), 0, 3));
-            return missing ? std::optional(RequestNews{{}, {}, agentMissingMessage()}) : std::nullopt;
+            const QString hint = missing ? agentMissingMessage() : QString();
+            if (summary == STOPPED) // by who would be told
+                return std::nullopt;
+            if (untold && !entry.isEmpty()) // unless we can: a click on ours leads somewhere
+                return RequestNews{u"Ovalin — "_s + entry[u"status"_s].toString(), summary + u" — "_s + nameOf(item),
+                                   hint, item.id};
+            return missing ? std::optional(RequestNews{{}, {}, hint}) : std::nullopt;
         }
         const QString printed = lastLine(paths.routerLog, launch.logBefore);
         const QString summary =
@@ -133,7 +143,7 @@ struct RoutedRequests::Delivery : std::enable_shared_from_this<Delivery> {
         const auto settled = settleCapture(paths.capturesFile, item.id, NEEDS_ATTENTION, summary);
         if (!settled.value_or(false))
             return std::nullopt;
-        return RequestNews{ATTENTION, nameOf(item) + u": "_s + summary, {}};
+        return RequestNews{ATTENTION, nameOf(item) + u": "_s + summary, {}, item.id};
     }
 };
 
@@ -174,7 +184,8 @@ void RoutedRequests::takeUp() {
                 tell({ATTENTION,
                       names.join(u", "_s) + u": begun when Ovalin or the computer stopped, and nobody knows how far it "
                                             "came. Send it again if it is still wanted."_s,
-                      {}});
+                      {},
+                      found.interrupted.first().id});
         });
 }
 
@@ -243,6 +254,36 @@ void RoutedRequests::drop(const Undelivered& request) {
     });
 }
 
+void RoutedRequests::runAgain(const QString& id, const Said& done) {
+    dispatch.inBackground(
+        Queue::Files, this, [delivery = delivery, id] { return storedRequest(delivery->paths, id); },
+        [this, done](const std::optional<Undelivered>& found) {
+            if (!found) {
+                done(u"what was asked is gone — nothing was sent"_s);
+                return;
+            }
+            QueueItem item = found->item;
+            submittedAt(item, dispatch.wallClock());
+            record(item, {});
+            finalizeRoutedItem(item, found->shot);
+            done(u"sent again, as a request of its own"_s);
+        });
+}
+
+void RoutedRequests::stop(const QString& id, const Said& done) {
+    dispatch.inBackground(
+        Queue::Jobs, this,
+        [delivery = delivery, id] {
+            return endRouter(id, [&] {
+                // First: the router says no more than what stands there.
+                if (const auto settled = settleCapture(delivery->paths.capturesFile, id, NEEDS_ATTENTION, STOPPED);
+                    !settled)
+                    logLine(u"Ovalin: captures change failed — "_s + settled.error());
+            });
+        },
+        [done](bool ended) { done(ended ? u"stopped"_s : u"it is not at work any more"_s); });
+}
+
 void RoutedRequests::takeBack(const Undelivered& request, bool kept) {
     const auto later = std::find_if(waitingForUser.begin(), waitingForUser.end(), [&](const Undelivered& other) {
         return timeOfId(other.item.id) > timeOfId(request.item.id);
@@ -258,12 +299,12 @@ void RoutedRequests::takeBack(const Undelivered& request, bool kept) {
 
 void RoutedRequests::launched(const QueueItem& item, const RouterLaunch& launch) {
     if (launch.start == RouterStart::AgentMissing) {
-        tell({u"Ovalin"_s, agentMissingMessage(), agentMissingMessage()});
+        tell({u"Ovalin"_s, agentMissingMessage(), agentMissingMessage(), item.id});
     } else if (launch.start == RouterStart::LaunchFailed) {
         tell({ATTENTION,
               u"%1: %2. It waits in the queue until Ovalin starts again."_s.arg(shortReason(launch.reason),
                                                                                 nameOf(item)),
-              shortReason(launch.reason)});
+              shortReason(launch.reason), item.id});
     } else {
         watch.follow(item.id, [this, item, launch] {
             dispatch.inBackground(

@@ -23,6 +23,7 @@ struct RequestNews {
     QString title; ///< of a notification; empty: somebody else has told already
     QString body;
     QString hint; ///< may be empty
+    QString id{}; ///< of the one request that it is about
 };
 
 /// Do requests on their way from the panel to the router: ledger entry, a short wait for a screenshot that is still
@@ -32,6 +33,7 @@ struct RequestNews {
 class RoutedRequests final : public QObject {
 public:
     using Recorded = std::function<void()>;
+    using Said = std::function<void(const QString& status)>;
 
     RoutedRequests(Dispatch& dispatch, const Paths& paths, const AgentSearch& search, QObject* parent = nullptr);
     ~RoutedRequests() override;
@@ -66,6 +68,12 @@ public:
     void forget() { waitingForUser.clear(); }
     /// The user does not want it any more.
     void drop(const Undelivered& request);
+
+    /// Sends the words of an earlier request, and what its opening had captured, once more, as a request of its own.
+    /// `done` gets what to say.
+    void runAgain(const QString& id, const Said& done);
+    /// Ends the router of a request, if it is proven to be ours, and says so in the ledger. `done` gets what to say.
+    void stop(const QString& id, const Said& done);
 
     [[nodiscard]] const std::optional<QueueItem>& waitingItem() const { return pendingItem; }
     [[nodiscard]] const std::optional<QUuid>& waitingToken() const { return pendingToken; }

@@ -1,5 +1,7 @@
 #include "Router.h"
 
+#include "RunningRouters.h"
+
 #include "base/AgentLine.h"
 #include "base/children/ChildProcess.h"
 #include "base/WholeFile.h"
@@ -18,6 +20,10 @@ namespace {
 QString backgroundLine(const QString& command, const QString& log) {
     return u"mkdir -p \"$HOME/.claude/logs\"; nohup "_s + command + u" >> "_s + shellQuoted(log) + u" 2>&1 &"_s;
 }
+
+const QByteArray LOG_BEFORE = "log ";
+
+QByteArray markText(qint64 logBefore) { return LOG_BEFORE + QByteArray::number(logBefore) + '\n'; }
 
 } // namespace
 
@@ -55,6 +61,18 @@ QString routerMark(const QString& queueFile) {
     return file.dir().filePath(u"started/"_s + file.completeBaseName());
 }
 
+RouterMark readMark(const QString& queueFile) {
+    RouterMark mark;
+    const auto file = readWholeFile(routerMark(queueFile));
+    mark.exists = file && file->version.exists;
+    for (const QByteArray& line : file ? file->bytes.split('\n') : QByteArrayList()) {
+        if (line.startsWith(LOG_BEFORE))
+            mark.logBefore = line.mid(LOG_BEFORE.size()).toLongLong();
+        mark.untold |= line == "untold";
+    }
+    return mark;
+}
+
 RouterLaunch spawnRouter(const QString& queueFile, const Paths& paths, const AgentSearch& search) {
     RouterLaunch launch;
     launch.script = scriptExists(paths.routerScript);
@@ -64,17 +82,20 @@ RouterLaunch spawnRouter(const QString& queueFile, const Paths& paths, const Age
         return launch;
     }
     const QString mark = routerMark(queueFile);
-    const auto marked =
-        ensureFolder(QFileInfo(mark).path()).and_then([&] { return replaceIfUnchanged(mark, FileContents{}, {}); });
+    launch.logBefore = QFileInfo(paths.routerLog).size();
+    const auto marked = ensureFolder(QFileInfo(mark).path()).and_then([&] {
+        return replaceIfUnchanged(mark, FileContents{}, markText(launch.logBefore));
+    });
     if (!marked || *marked == Replaced::Changed) {
         launch.start = marked ? RouterStart::MarkedBefore : RouterStart::NotMarked;
         launch.reason = marked ? QString() : marked.error();
         return launch;
     }
-    launch.logBefore = QFileInfo(paths.routerLog).size();
     const QString line = launch.script ? routerScriptLine(paths.routerScript, queueFile, paths.routerLog)
                                        : routerAgentLine(*agent, queueFile, paths.routerLog);
-    if (const auto launched = launchDetached(shellCommand(line)); !launched) {
+    if (const auto launched =
+            launchDetached(shellCommand(line, routerVariables(QFileInfo(queueFile).completeBaseName())));
+        !launched) {
         logLine(u"Ovalin: router spawn failed — "_s + launched.error());
         QFile::remove(mark);
         launch.reason = launched.error();

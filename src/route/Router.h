@@ -5,6 +5,8 @@
 
 #include <QString>
 
+#include <optional>
+
 namespace ovalin {
 
 /// What the agent is told to do with a queue file when no router script is installed.
@@ -19,6 +21,14 @@ namespace ovalin {
 /// The mark of a request whose router has been launched, a file in `started/` beside the queue file: whoever makes it
 /// may launch, once and for ever. Without one no router has ever seen the request.
 [[nodiscard]] QString routerMark(const QString& queueFile);
+
+/// What it says.
+struct RouterMark {
+    bool exists = false;
+    std::optional<qint64> logBefore; ///< bytes: what the router prints comes behind them
+    bool untold = false;             ///< the router has ended and leaves it to us to tell the user
+};
+[[nodiscard]] RouterMark readMark(const QString& queueFile);
 
 enum class RouterStart { Launched, LaunchFailed, AgentMissing, NotMarked, MarkedBefore };
 

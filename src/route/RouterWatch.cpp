@@ -1,5 +1,7 @@
 #include "RouterWatch.h"
 
+#include "RunningRouters.h"
+
 #include "base/children/ProcessTree.h"
 
 #include <QSocketNotifier>
@@ -23,10 +25,14 @@ void RouterWatch::follow(const QString& id, const std::function<void()>& ended) 
 
 void RouterWatch::look(const QString& id, const std::function<void()>& ended, bool missedBefore) {
     dispatch.inBackground(
-        Queue::UserInitiated, this, [name = id.toUtf8()] { return processesNaming(name); },
-        [this, id, ended, missedBefore](const std::vector<pid_t>& routers) {
-            if (!routers.empty()) // the shell that launches the agent ends before it
-                waitFor(routers.back(), [this, id, ended] { look(id, ended, false); });
+        Queue::UserInitiated, this,
+        [id] {
+            const auto routers = runningRouters().values(id);
+            return routers.isEmpty() ? 0 : *std::max_element(routers.begin(), routers.end());
+        },
+        [this, id, ended, missedBefore](pid_t router) {
+            if (router > 0) // the shell that launches the agent ends before it
+                waitFor(router, [this, id, ended] { look(id, ended, false); });
             else if (!missedBefore) // one that is being launched can be missed
                 dispatch.after(SECOND_LOOK, this, [this, id, ended] { look(id, ended, true); });
             else

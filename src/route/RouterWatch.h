@@ -8,13 +8,12 @@
 
 namespace ovalin {
 
-/// Tells when nobody works on a request any more. A router is no child of ours: it is known by the request's id in its
-/// command line. Main thread.
+/// Tells when nobody works on a request any more. Main thread.
 class RouterWatch final : public QObject {
 public:
     explicit RouterWatch(Dispatch& dispatch, QObject* parent = nullptr);
 
-    /// Calls `ended` once, on the main thread, when no process names the id.
+    /// Calls `ended` once, on the main thread, when no router of the id is at work.
     void follow(const QString& id, const std::function<void()>& ended);
 
 private:

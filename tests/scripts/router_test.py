@@ -58,6 +58,23 @@ class RouterTest(ScriptTest):
         self.assertEqual(self.route()[0], 0)
         self.assertFalse(os.path.exists(self.path("again")), "what is ready is not done again")
 
+    def test_telling_is_left_to_the_copy_of_ovalin_that_launched_it_while_that_lives(self):
+        mark = QUEUE + "started/cap-1-00ff"
+        with open("/proc/self/stat") as stat:
+            started = stat.read().rpartition(")")[2].split()[19]
+        living = "%d:%s" % (os.getpid(), started)
+        for watcher, marked, told in (("", True, True), ("x", True, True), ("%d:1" % os.getpid(), True, True),
+                                      (living, False, True), (living, True, False)):
+            with self.subTest(watcher=watcher, marked=marked):
+                self.setUp()
+                self.install_agent(OBEDIENT)
+                if marked:
+                    self.write(mark, "log 7\n")
+                self.assertEqual(self.route(OVALIN_WATCHER=watcher)[0], 0)
+                self.assertEqual(os.path.exists(self.path("notices")), told)
+                if marked:
+                    self.assertEqual(self.read(mark).decode(), "log 7\n" + ("" if told else "untold\n"))
+
     def test_no_request_is_lost_silently(self):
         for agent, reason in [
             (None, "Claude Code not found — install it from https://claude.ai/code"),

@@ -70,6 +70,30 @@ std::vector<Descriptor> processesWith(const QByteArray& variable) {
     return processes;
 }
 
+QMultiHash<QByteArray, pid_t> processesByVariable(const QByteArray& name) {
+    QMultiHash<QByteArray, pid_t> found;
+    forEachProcess(u"environ"_s, [&](pid_t pid, const QByteArray& environment) {
+        for (const QByteArray& variable : environment.split('\0')) {
+            if (variable.startsWith(name + '='))
+                found.insert(variable.mid(name.size() + 1), pid);
+        }
+    });
+    return found;
+}
+
+QByteArray commandLineOf(pid_t pid) {
+    QFile line(u"/proc/%1/cmdline"_s.arg(pid));
+    return line.open(QIODevice::ReadOnly) ? line.readAll() : QByteArray();
+}
+
+QString ownProcessName() {
+    QFile stat(u"/proc/self/stat"_s);
+    const QByteArray text = stat.open(QIODevice::ReadOnly) ? stat.readAll() : QByteArray();
+    const auto fields = text.mid(text.lastIndexOf(')') + 1).simplified().split(' ');
+    constexpr qsizetype STARTED = 19; // proc(5), field 22, behind the name
+    return u"%1:%2"_s.arg(::getpid()).arg(QString::fromLatin1(fields.value(STARTED)));
+}
+
 std::vector<pid_t> processesNaming(const QByteArray& text) {
     std::vector<pid_t> found;
     // One that has ended and was not waited for has no command line any more.

@@ -3,6 +3,8 @@
 #include "base/Descriptor.h"
 
 #include <QByteArray>
+#include <QMultiHash>
+#include <QString>
 
 #include <chrono>
 #include <sys/types.h>
@@ -20,6 +22,15 @@ namespace ovalin {
 
 /// The processes of this user with "NAME=value" in the environment that they were started with.
 [[nodiscard]] std::vector<Descriptor> processesWith(const QByteArray& variable);
+
+/// The same, whatever the value, by their value.
+[[nodiscard]] QMultiHash<QByteArray, pid_t> processesByVariable(const QByteArray& name);
+
+/// What the process was started with; empty for one that has ended.
+[[nodiscard]] QByteArray commandLineOf(pid_t pid);
+
+/// Names this process, as long as it lives: no later one with its number is meant.
+[[nodiscard]] QString ownProcessName();
 
 /// The other processes that have this text in their command line.
 [[nodiscard]] std::vector<pid_t> processesNaming(const QByteArray& text);
