@@ -1,6 +1,8 @@
 // What remembering costs: the store of a turn in a full history against the bare cost of reading, writing and syncing
-// the same bytes, the main thread's share of it, and the time from the click on the clock to the list on the screen.
+// the same bytes, the main thread's share of it, the time from the click on the clock to the list on the screen, and
+// searches in a full archive.
 // Usage: bench_history [ROUNDS [FOLDER]], on a display for the list.
+#include "NoPasteboard.h"
 #include "base/Descriptor.h"
 #include "base/WholeFile.h"
 #include "history/AskHistory.h"
@@ -128,6 +130,7 @@ void openings(const QString& file, int rounds) {
     QtDispatch dispatch;
     AskHistory history(dispatch, file, {});
     Samples samples;
+    NoPasteboard pasteboard;
     for (int i = 0; i < rounds; ++i) {
         std::unique_ptr<HistoryPanel> panel;
         std::unique_ptr<FirstFrame> frame;
@@ -136,7 +139,8 @@ void openings(const QString& file, int rounds) {
                 QList<PastConversation> conversations;
                 for (const QJsonObject& entry : entries)
                     conversations.append(*pastConversation(entry, dispatch.wallClock()));
-                panel = std::make_unique<HistoryPanel>(conversations, false);
+                panel = std::make_unique<HistoryPanel>(pasteboard, false);
+                panel->setConversations(conversations);
                 frame = std::make_unique<FirstFrame>(panel.get());
                 panel->openAt({100, 100});
             });
@@ -146,6 +150,57 @@ void openings(const QString& file, int rounds) {
         });
     }
     samples.print("clock to list on the screen");
+}
+
+/// Twenty that are listed and a full archive, their previews full of words.
+AskHistoryEntries manyEntries(int count) {
+    static const char* const WORDS[] = {"Größe",  "answer", "caffè",  "question",  "über",  "river", "Montréal", "list",
+                                        "number", "señor",  "window", "paragraph", "łódka", "train", "quarter",  "ice"};
+    AskHistoryEntries entries;
+    for (int i = 0; i < count; ++i) {
+        const auto words = [i](int from) {
+            QString text;
+            for (int word = 0; text.size() < 690; ++word)
+                text += QString::fromUtf8(WORDS[(i * 7 + from * 5 + word * word) % 16]) + QString::number(i) + u' ';
+            return text;
+        };
+        AskHistoryEntries one;
+        for (int exchange = 0; exchange < 3; ++exchange)
+            storeTurn(one, {turn(i).sessionId, u"Editor"_s, std::nullopt, words(exchange), words(exchange + 3), false},
+                      QDateTime::currentDateTimeUtc());
+        entries += one;
+    }
+    return entries;
+}
+
+void searches(const QString& file, int rounds) {
+    const QString archive = QFileInfo(file).path() + u"/ovalin-ask-history-archive.json"_s;
+    (void)replaceFile(archive, askHistoryBytes(manyEntries(1000)));
+    std::printf("a full archive: %lld bytes\n", static_cast<long long>(QFileInfo(archive).size()));
+    QtDispatch dispatch;
+    AskHistory history(dispatch, file, {});
+    std::shared_ptr<const ConversationIndex> index;
+    Samples first, one, rare, none;
+    first.time([&] {
+        history.loadIndex(&history, [&](const std::shared_ptr<const ConversationIndex>& read) { index = read; });
+        while (!index)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    });
+    for (int i = 0; i < rounds; ++i) {
+        one.time([&] { (void)index->find(u"grosse"_s, 8); });
+        rare.time([&] { (void)index->find(u"caffe999"_s, 8); });
+        none.time([&] { (void)index->find(u"senor zebra"_s, 8); });
+    }
+    first.print("the first letter: read and folded, once");
+    one.print("a search for what is in many");
+    rare.print("for what is in the last one");
+    none.print("for what is nowhere");
+    DirectDispatch direct;
+    AskHistory storing(direct, file, {});
+    Samples full;
+    for (int i = 0; i < std::min(rounds, 20); ++i)
+        full.time([&] { storing.persistAskTurn(turn(5000 + i)); });
+    full.print("a new conversation, the archive rewritten");
 }
 
 } // namespace
@@ -159,4 +214,5 @@ int main(int argc, char** argv) {
     fill(file);
     stores(file, rounds);
     openings(file, rounds);
+    searches(file, rounds);
 }

@@ -196,11 +196,28 @@ void AppDelegate::showPanel(const std::optional<FrontApplication>& front) {
     }
 }
 
+void AppDelegate::showRequests(const QString& id) {
+    if (!opening)
+        open();
+    if (opening)
+        opening->showRequests(id);
+}
+
+Notification AppDelegate::notificationOf(const RequestNews& news) {
+    Notification notification{news.title, news.body, {}, {}};
+    if (!news.id.isEmpty())
+        notification.onClick = [guard = QPointer(this), id = news.id] {
+            if (guard)
+                guard->showRequests(id);
+        };
+    return notification;
+}
+
 void AppDelegate::told(const RequestNews& news) {
     if (!news.hint.isEmpty())
         program.next.status = news.hint;
     if (!news.title.isEmpty())
-        program.desktop.notifier.notify({news.title, news.body, {}, {}});
+        program.desktop.notifier.notify(notificationOf(news));
 }
 
 void AppDelegate::hotkeyTaken(int status) {

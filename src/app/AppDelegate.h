@@ -25,6 +25,8 @@ public:
 
     /// Does what a program of the command line asks for (SingleInstance), and answers it.
     void serve(const QJsonObject& message, const SingleInstance::Answer& answer);
+    /// Opens the panel, unless it is open, with the card of requests. `id`: the one to begin at; may be empty.
+    void showRequests(const QString& id = {});
 
     /// What `ovalin forget` does: the panel closes, and neither memory nor disk keeps the user's words. `done` comes
     /// later.
@@ -39,6 +41,7 @@ private:
     void showPanel(const std::optional<FrontApplication>& front);
     void closePanel() { opening.reset(); }
     void told(const RequestNews& news);
+    [[nodiscard]] Notification notificationOf(const RequestNews& news);
     void hotkeyTaken(int status);
     void open();
     void submit(const QString& words, const SingleInstance::Answer& answer);

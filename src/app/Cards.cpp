@@ -21,14 +21,22 @@ Cards::Cards(Program& theProgram, CapturePanel& thePanel)
     , panel(thePanel) {
     connect(&panel, &CapturePanel::helpTapped, this, &Cards::helpTapped);
     connect(&panel, &CapturePanel::historyTapped, this, &Cards::historyTapped);
+    connect(&panel, &CapturePanel::requestsTapped, this, &Cards::requestsTapped);
 }
 
-Cards::~Cards() { closeHistoryPanel(); }
+Cards::~Cards() { closeAll(); }
 
-QPoint Cards::openBeside(Card& card) {
-    const QPoint corner = placeBeside(panel.geometry(), card.size(), panel.screens());
-    card.openAt(corner);
-    return corner;
+void Cards::closeAll() {
+    howtoPanel.reset();
+    history.reset();
+    requests.reset();
+    light();
+}
+
+void Cards::light() {
+    panel.showCardOpen(history    ? CapturePanel::OpenCard::History
+                       : requests ? CapturePanel::OpenCard::Requests
+                                  : CapturePanel::OpenCard::None);
 }
 
 void Cards::helpTapped() {
@@ -39,13 +47,14 @@ void Cards::helpTapped() {
 }
 
 void Cards::showHowto() {
-    closeHistoryPanel();
+    closeAll();
     howtoPanel.reset(new HowtoPanel(hotkeySign(program.in.config.hotkey), AGENT_INSTALL_PAGE,
                                     program.desktop.workspace.compositorRuns()));
     connect(howtoPanel.get(), &HowtoPanel::dismissed, this, [this] { howtoPanel.reset(); });
     howtoPanel->keepWithin(mostHeightBeside(panel.geometry(), panel.screens()));
     panel.windowHandle()->installEventFilter(howtoPanel.get()); // the panel keeps the keyboard
-    const QPoint corner = openBeside(*howtoPanel);
+    const QPoint corner = placeBeside(panel.geometry(), howtoPanel->size(), panel.screens());
+    howtoPanel->openAt(corner);
     panel.announce(u"How Ovalin works, Tab leads there"_s);
     logLine(u"Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5"_s.arg(corner.x())
                 .arg(corner.y())
@@ -55,46 +64,37 @@ void Cards::showHowto() {
 }
 
 void Cards::historyTapped() {
-    if (historyPanel || historyOpening)
-        closeHistoryPanel();
-    else
-        showHistoryPanel();
-}
-
-void Cards::showHistoryPanel() {
-    howtoPanel.reset();
-    panel.showHistoryOpen(true);
-    historyOpening = std::make_unique<QObject>();
-    program.askHistory.loadAskHistory(historyOpening.get(), [this](const AskHistoryEntries& entries) {
-        historyOpening.reset();
-        openHistoryPanel(entries);
-    });
-}
-
-void Cards::openHistoryPanel(const AskHistoryEntries& entries) {
-    QList<PastConversation> conversations;
-    for (const QJsonObject& entry : entries) {
-        if (auto conversation = pastConversation(entry, program.dispatch.wallClock()))
-            conversations.append(*std::move(conversation));
-    }
-    historyPanel.reset(new HistoryPanel(conversations, program.desktop.workspace.compositorRuns()));
-    connect(historyPanel.get(), &HistoryPanel::rowTapped, this,
-            [this](const QString& id) { Q_EMIT chosen(id, false); });
-    connect(historyPanel.get(), &HistoryPanel::rowEntered, this,
-            [this](const QString& id) { Q_EMIT chosen(id, true); });
-    connect(historyPanel.get(), &HistoryPanel::dismissed, this, &Cards::closeHistoryPanel);
-    connect(&panel, &CapturePanel::promptChanged, historyPanel.get(), &HistoryPanel::deselect);
-    panel.windowHandle()->installEventFilter(historyPanel.get()); // the panel keeps the keyboard
-    openBeside(*historyPanel);
-    panel.announce(u"Past conversations, %1"_s.arg(conversations.size()));
+    const bool wasOpen = history != nullptr;
+    closeAll();
+    if (wasOpen)
+        return;
+    history = std::make_unique<HistoryCard>(program, panel);
+    connect(history.get(), &HistoryCard::chosen, this, &Cards::chosen);
+    connect(history.get(), &HistoryCard::dismissed, this, &Cards::closeHistoryPanel);
+    light();
 }
 
 void Cards::closeHistoryPanel() {
-    historyOpening.reset();
-    if (historyPanel)
-        panel.windowHandle()->removeEventFilter(historyPanel.get());
-    historyPanel.reset();
-    panel.showHistoryOpen(false);
+    history.reset();
+    light();
+}
+
+void Cards::requestsTapped() {
+    if (requests)
+        closeAll();
+    else
+        showRequests({});
+}
+
+void Cards::showRequests(const QString& id) {
+    closeAll();
+    requests = std::make_unique<RequestsCard>(program, panel, id);
+    connect(requests.get(), &RequestsCard::dismissed, this, &Cards::closeAll);
+    connect(requests.get(), &RequestsCard::putBack, this, [this](const QString& words) {
+        closeAll();
+        Q_EMIT putBack(words);
+    });
+    light();
 }
 
 } // namespace ovalin

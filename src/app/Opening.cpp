@@ -97,6 +97,7 @@ void Opening::connectPanel() {
     connect(panel.get(), &CapturePanel::micTapped, this, &Opening::micTapped);
     connect(&mode, &PromptMode::modeSet, this, &Opening::modeSet);
     connect(&cards, &Cards::chosen, this, &Opening::conversationChosen);
+    connect(&cards, &Cards::putBack, &words, &PromptWords::putBack);
 }
 
 void Opening::connectCapture() {
@@ -317,8 +318,7 @@ void Opening::conversationChosen(const QString& id, bool byReturn) {
 }
 
 void Opening::resumeAskSession(const QString& id) {
-    program.askHistory.loadAskHistory(this, [this, id](const AskHistoryEntries& entries) {
-        const auto entry = entryWithId(entries, id);
+    program.askHistory.findAskSession(this, id, [this](const std::optional<QJsonObject>& entry) {
         if (!entry || chat.streaming()) // a question may have been quicker than the file
             return;
         chat.resumeAskSession(*pastConversation(*entry, program.dispatch.wallClock()),

@@ -32,6 +32,8 @@ public:
     void showHowto() { cards.showHowto(); }
     /// Sends the prompt once what is in front is known: its page or its picture, or nothing for a while.
     void sendWhenSeen();
+    /// `id`: the request to begin at; may be empty.
+    void showRequests(const QString& id) { cards.showRequests(id); }
 
 Q_SIGNALS:
     /// It is to be gone. Nothing of it may be used after that.

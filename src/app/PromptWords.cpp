@@ -38,6 +38,15 @@ void PromptWords::remember() {
         program.promptHistory.remember(panel.prompt());
 }
 
+void PromptWords::putBack(const QString& text) {
+    remember();
+    broughtBack.clear(); // it comes back at the next opening
+    mode.choose(false);
+    panel.setPrompt(text);
+    panel.focusPrompt();
+    Q_EMIT changed(true);
+}
+
 std::optional<Undelivered> PromptWords::takeUndelivered() {
     return program.routedRequests->takeUndelivered(std::exchange(broughtBack, {}));
 }

@@ -27,6 +27,9 @@ public:
     /// Keeps what stands there; for before it is emptied.
     void remember();
 
+    /// Puts these in; what stands there is kept as remember() does.
+    void putBack(const QString& text);
+
     /// The request that stands there; it is the caller's then.
     [[nodiscard]] std::optional<Undelivered> takeUndelivered();
 

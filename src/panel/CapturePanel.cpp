@@ -23,20 +23,6 @@ constexpr int INSET = 16, SPACING = 10, ROW_SPACING = 8;
 constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, BOTTOM_HEIGHT = 26, TRANSCRIPT_HEIGHT = 240;
 constexpr int COLUMN_WIDTH = CapturePanel::WIDTH - 2 * INSET;
 
-void paintFill(QPainter& painter, QRectF area, const QColor& fill) {
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(fill);
-    painter.drawRoundedRect(area, innerRadius, innerRadius);
-    painter.setPen(QPen(Palette::colors().edge, 1));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(area.adjusted(.5, .5, -.5, -.5), innerRadius - .5, innerRadius - .5);
-}
-
-void paintFocus(QPainter& painter, QRectF area) {
-    painter.setPen(QPen(Palette::accent(), 1.5));
-    painter.drawRoundedRect(area.adjusted(.75, .75, -.75, -.75), innerRadius, innerRadius);
-}
-
 } // namespace
 
 CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
@@ -55,7 +41,8 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
     , sendBtnRef(new PillButton(u"Submit"_s, PillButton::Look::Filled, this))
     , historyBtnRef(
           new GlyphButton(GlyphButton::Glyph::History, u"Past conversations"_s, u"Past conversations"_s, this))
-    , helpBtn(new GlyphButton(GlyphButton::Glyph::Help, u"How Ovalin works"_s, u"How Ovalin works"_s, this)) {
+    , helpBtn(new GlyphButton(GlyphButton::Glyph::Help, u"How Ovalin works"_s, u"How Ovalin works"_s, this))
+    , requestsBtn(new GlyphButton(GlyphButton::Glyph::Requests, u"Requests"_s, u"Requests"_s, this)) {
     previewView->hide();
     emptyNoteRef->hide();
     transcriptView->hide();
@@ -81,17 +68,9 @@ CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
 
     connect(qApp, &QApplication::focusChanged, this, [this] { update(); });
 
-    QWidget* const order[] = {promptField,
-                              micButton,
-                              cancelBtn,
-                              replaceBtnRef,
-                              sendBtnRef,
-                              historyBtnRef,
-                              helpBtn,
-                              modeControl->modeSegDo,
-                              modeControl->modeSegAsk,
-                              previewView,
-                              transcriptView};
+    QWidget* const order[] = {promptField, micButton,     cancelBtn, replaceBtnRef,          sendBtnRef,
+                              requestsBtn, historyBtnRef, helpBtn,   modeControl->modeSegDo, modeControl->modeSegAsk,
+                              previewView, transcriptView};
     for (size_t i = 1; i < std::size(order); ++i)
         setTabOrder(order[i - 1], order[i]);
     promptField->setFocus();
@@ -110,6 +89,7 @@ void CapturePanel::connectControls() {
     connect(modeControl->modeSegAsk, &ModeSegment::clicked, this, &CapturePanel::modeAskTapped);
     connect(micButton, &GlyphButton::clicked, this, &CapturePanel::micTapped);
     connect(historyBtnRef, &GlyphButton::clicked, this, &CapturePanel::historyTapped);
+    connect(requestsBtn, &GlyphButton::clicked, this, &CapturePanel::requestsTapped);
     connect(helpBtn, &GlyphButton::clicked, this, &CapturePanel::helpTapped);
 }
 
@@ -137,8 +117,10 @@ void CapturePanel::showMode(bool ask) {
     layOut();
 }
 
-void CapturePanel::showHistoryOpen(bool open) {
-    historyBtnRef->setGround(open ? Palette::colors().lit : Palette::fillSoft());
+void CapturePanel::showCardOpen(OpenCard open) {
+    const QColor lit = Palette::colors().lit, unlit = Palette::fillSoft();
+    historyBtnRef->setGround(open == OpenCard::History ? lit : unlit);
+    requestsBtn->setGround(open == OpenCard::Requests ? lit : unlit);
 }
 
 void CapturePanel::say(const QString& status) {
@@ -161,6 +143,7 @@ void CapturePanel::setPrompt(const QString& text) { promptField->setText(text); 
 void CapturePanel::clearPrompt() { promptField->clear(); }
 void CapturePanel::setPlaceholder(const QString& text) { promptField->setPlaceholder(text); }
 void CapturePanel::focusPrompt() { promptField->setFocus(); }
+bool CapturePanel::promptHasFocus() const { return focusWidget() == promptField; }
 void CapturePanel::lockPrompt() { promptField->setReadOnly(true); }
 
 void CapturePanel::setMotion(bool moves) { micButton->setPulses(moves); }
@@ -224,6 +207,7 @@ void CapturePanel::layOut() {
     modeControl->move(INSET, INSET);
     helpBtn->move(width() - INSET - 20, INSET);
     historyBtnRef->move(helpBtn->x() - ROW_SPACING - 20, INSET);
+    requestsBtn->move(historyBtnRef->x() - ROW_SPACING - 20, INSET);
     const int top = INSET + MODE_HEIGHT + SPACING;
     previewView->setGeometry(INSET, top, COLUMN_WIDTH, previewHeightC);
     emptyNoteRef->setGeometry(INSET, top, COLUMN_WIDTH, NOTE_HEIGHT);

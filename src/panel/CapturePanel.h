@@ -49,7 +49,9 @@ public:
     void showMode(bool ask);
     /// `outcome`: what a press would do, as tool tip.
     void setReplaceButton(const QString& title, bool hidden, const QString& outcome = {});
-    void showHistoryOpen(bool open);
+    /// Which of the cards that its buttons open is there; the button is lit.
+    enum class OpenCard { None, History, Requests };
+    void showCardOpen(OpenCard open);
 
     /// A status message on the hint line; an empty text clears it.
     void say(const QString& status);
@@ -65,6 +67,7 @@ public:
     void clearPrompt();
     void setPlaceholder(const QString& text);
     void focusPrompt() override;
+    [[nodiscard]] bool promptHasFocus() const;
     /// It can be read, but not changed any more.
     void lockPrompt();
 
@@ -95,6 +98,7 @@ Q_SIGNALS:
     void replaceTapped();
     void micTapped();
     void historyTapped();
+    void requestsTapped();
     void helpTapped();
     /// The user has changed the prompt. `anew`: nothing is left of what stood there.
     void promptEdited(const QString& text, bool anew);
@@ -128,6 +132,7 @@ private:
     PillButton* const sendBtnRef;
     GlyphButton* const historyBtnRef;
     GlyphButton* const helpBtn;
+    GlyphButton* const requestsBtn;
 
     bool answering = false;
     bool replacing = false;

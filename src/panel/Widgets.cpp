@@ -121,6 +121,21 @@ void Label::paintEvent(QPaintEvent*) {
                      fontMetrics().elidedText(text(), Qt::ElideRight, width()));
 }
 
+void paintFill(QPainter& painter, QRectF area, const QColor& fill) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(fill);
+    painter.drawRoundedRect(area, innerRadius, innerRadius);
+    painter.setPen(QPen(Palette::colors().edge, 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(area.adjusted(.5, .5, -.5, -.5), innerRadius - .5, innerRadius - .5);
+}
+
+void paintFocus(QPainter& painter, QRectF area) {
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(Palette::accent(), 1.5));
+    painter.drawRoundedRect(area.adjusted(.75, .75, -.75, -.75), innerRadius, innerRadius);
+}
+
 QString plainToolTip(const QString& text) {
     return text.isEmpty() ? QString() : u"<qt>%1</qt>"_s.arg(text.toHtmlEscaped());
 }
@@ -306,6 +321,22 @@ void GlyphButton::paintFace(QPainter& painter, QRectF face) {
         painter.drawArc(QRectF(-4.6, -4.6, 9.2, 9.2), 165 * 16, -315 * 16);
         painter.drawPolyline(QPolygonF({{-6.1, -1.9}, {-4.5, -.2}, {-2.6, -1.5}}));
         painter.drawPolyline(QPolygonF({{0, -2.6}, {0, .2}, {1.9, 1.3}}));
+        break;
+    case Glyph::Requests: // a list with ticks
+        strokePen(painter, stroke, 1.2);
+        for (const qreal y : {-3.4, 0.0, 3.4}) {
+            painter.drawLine(QPointF(-1.6, y), QPointF(4.6, y));
+            painter.drawPolyline(QPolygonF({{-5, y}, {-4.2, y + .8}, {-3, y - .9}}));
+        }
+        break;
+    case Glyph::Back:
+        strokePen(painter, stroke, 1.4);
+        painter.drawPolyline(QPolygonF({{1.6, -3.6}, {-2, 0}, {1.6, 3.6}}));
+        break;
+    case Glyph::Remove:
+        strokePen(painter, stroke, 1.2);
+        painter.drawLine(QPointF(-2.8, -2.8), QPointF(2.8, 2.8));
+        painter.drawLine(QPointF(-2.8, 2.8), QPointF(2.8, -2.8));
         break;
     case Glyph::Help:
         painter.setFont(Brand::font(11, QFont::Normal));

@@ -10,6 +10,11 @@ namespace ovalin {
 /// `strength` is the opacity of what casts the shadow.
 void paintSoftLift(QPainter& painter, QRectF button, qreal radius, qreal strength);
 
+/// Paints the ground of a field: the hairline keeps its edge visible where the glass is as light as the fill.
+void paintFill(QPainter& painter, QRectF area, const QColor& fill);
+/// Around a field that has the focus.
+void paintFocus(QPainter& painter, QRectF area);
+
 /// A tool tip that wraps and shows the text as it is: Qt would take what looks like markup for markup.
 [[nodiscard]] QString plainToolTip(const QString& text);
 
@@ -91,11 +96,11 @@ private:
     Look look;
 };
 
-/// A button with a drawn glyph: the mic (32 x 32), the clock of the past conversations and the help mark (20 x 20).
+/// A button with a drawn glyph: the mic is 32 x 32, all others 20 x 20.
 class GlyphButton final : public FlushButton {
     Q_OBJECT
 public:
-    enum class Glyph { Mic, History, Help };
+    enum class Glyph { Mic, History, Help, Requests, Back, Remove };
     GlyphButton(Glyph glyph, const QString& name, const QString& toolTip, QWidget* parent);
 
     void setTint(const QColor& color);

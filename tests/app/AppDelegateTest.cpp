@@ -823,3 +823,81 @@ TEST(Shown, AWindowThatIsGoneIsGoneForScreenReadersToo) {
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_EQ(QAccessible::accessibleInterface(id), nullptr) << "the next window at its address would pass for it";
 }
+
+TEST_F(AppDelegateTest, AConversationIsFoundByTabAndRemovedAtTheSecondPress) {
+    const QString file = AskHistory::storePath(paths.systemDir);
+    writeFile(file, R"({"sessions": [{"id": "a", "title": "Milk"}, {"id": "b", "title": "Café", "preview":
+        [{"r": "you", "t": "where is the zebra?"}]}, {"id": "c", "title": "cafeteria"}]})");
+    openSettled();
+    QTest::mouseClick(panel().historyBtnRef, Qt::LeftButton);
+    settle();
+    const auto press = [](Qt::Key key) { QTest::keyClick(shown<CapturePanel>()->windowHandle(), key); };
+    const auto rows = [] {
+        QStringList titles;
+        for (const ListRow* row : shown<HistoryPanel>()->rows())
+            titles.append(row->id());
+        return titles.join(QLatin1Char(' '));
+    };
+    typePrompt(u"x"_s);
+    EXPECT_EQ(rows() + panel().promptField->text(), u"a b cx"_s) << "nothing but Tab leads into the field";
+    press(Qt::Key_Tab);
+    for (const auto& [key, found] : {std::pair(Qt::Key_C, "b c"), {Qt::Key_A, "b c"}, {Qt::Key_Z, ""}}) {
+        press(key);
+        settle();
+        EXPECT_EQ(rows(), QLatin1String(found));
+    }
+    press(Qt::Key_Backspace);
+    press(Qt::Key_Backspace);
+    settle();
+    press(Qt::Key_Down);
+    press(Qt::Key_Delete);
+    settle();
+    EXPECT_EQ(rows(), u"b c"_s) << "asked once";
+    press(Qt::Key_Delete);
+    settle();
+    EXPECT_EQ(rows(), u"c"_s);
+    EXPECT_FALSE(readFile(file).contains("zebra"));
+    press(Qt::Key_Escape);
+    settle();
+    EXPECT_EQ(rows(), u"a c"_s) << "Escape ends the search first";
+    press(Qt::Key_Tab); // out of the card
+    press(Qt::Key_Backtab);
+    press(Qt::Key_End);
+    press(Qt::Key_Y);
+    EXPECT_EQ(panel().promptField->text(), u"xy"_s);
+    press(Qt::Key_Escape);
+    EXPECT_FALSE(listIsOpen());
+    EXPECT_TRUE(isOpen());
+}
+
+TEST_F(AppDelegateTest, TheNotificationOfARequestsEndLeadsToItsRow) {
+    writeProgram(paths.routerScript, "#!/bin/sh\nid=$(basename \"$1\" .json)\nfolder=$(dirname \"$1\")\n"
+                                     "sed -i 's/\"queued\"/\"ready\", \"result\": {\"summary\": \"noted\"}/' "
+                                     "\"$folder/../captures.json\"\necho untold >> \"$folder/started/$id\"\n");
+    writeFile(paths.routerLog, {}); // the shell's HOME is another one
+    int sent = 0;
+    for (const char* words : {"first", "second"}) {
+        dispatch.wall = dispatch.wall.addSecs(1);
+        openSettled();
+        submit(QLatin1String(words));
+        settle();
+        ASSERT_EQ(queueFiles().size(), ++sent);
+        const QString mark = paths.queueDir + u"/started/"_s + queued(sent - 1)[u"id"_s].toString();
+        ASSERT_TRUE(waitUntil([&] { return readFile(mark).contains("untold"); }));
+        EXPECT_TRUE(waitUntil([&] {
+            settle();
+            dispatch.advance(0.3);
+            return fake.notifier.shown.size() == static_cast<size_t>(sent);
+        })) << log.all();
+    }
+    EXPECT_EQ(fake.notifier.shown[0].title, u"Ovalin — ready"_s);
+    EXPECT_EQ(fake.notifier.shown[0].body, u"noted — “first”"_s);
+    ASSERT_FALSE(isOpen());
+    dispatch.advance(1);
+    fake.notifier.shown[0].onClick();
+    settle();
+    ASSERT_TRUE(isOpen());
+    const auto* card = shown<RequestsPanel>();
+    ASSERT_TRUE(card && card->rows().size() == 2);
+    EXPECT_EQ(card->selectedRow(), card->rows()[1]);
+}

@@ -1,4 +1,5 @@
 #include "e2e/OvalinDesk.h"
+#include "platform/atspi/AtSpiBus.h"
 
 namespace ovalin {
 
@@ -9,6 +10,14 @@ const QString BINARY = QStringLiteral(OVALIN_BINARY);
 TestDesk::Options withOddHome(TestDesk::Options options) {
     options.folderName = u"-it's a \"home\" "_s;
     return options;
+}
+
+void collectNames(const AtSpiQuery& query, const AtSpiRef& object, QSet<QString>& names, int depth = 0) {
+    names.insert(query.name(query.beginName(object)));
+    if (depth < 8) {
+        for (const AtSpiRef& child : query.children(object))
+            collectNames(query, child, names, depth + 1);
+    }
 }
 
 } // namespace
@@ -107,6 +116,16 @@ testing::AssertionResult OvalinDesk::opensPanel() const {
 
 bool OvalinDesk::waitForPanel(bool open, double seconds) const {
     return waitUntil([&] { return panelWindow().isEmpty() != open; }, seconds);
+}
+
+QSet<QString> OvalinDesk::accessibleNames() const {
+    QSet<QString> names;
+    AtSpiBus bus(environment.value(u"DBUS_SESSION_BUS_ADDRESS"_s));
+    if (const auto query = bus.open(QDeadlineTimer(3000))) {
+        if (const auto application = query->application(static_cast<qint32>(program->processId())))
+            collectNames(*query, *application, names);
+    }
+    return names;
 }
 
 QRect OvalinDesk::frameOf(const QString& window) const {

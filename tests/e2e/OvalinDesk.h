@@ -3,6 +3,7 @@
 #include "support/TestDesk.h"
 
 #include <QElapsedTimer>
+#include <QSet>
 #include <QRect>
 
 namespace ovalin {
@@ -57,6 +58,8 @@ public:
 
     /// A press of the button between Cancel and Submit.
     void pressReplace() const;
+    /// The names of all that the program shows, as a screen reader gets them.
+    [[nodiscard]] QSet<QString> accessibleNames() const;
 
     [[nodiscard]] QString activeWindow() const { return xdotool({u"getactivewindow"_s}); }
     [[nodiscard]] QString primary() const { return selection("primary"); }

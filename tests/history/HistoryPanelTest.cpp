@@ -1,7 +1,8 @@
 #include "panel/HistoryPanel.h"
 
 #include "history/AskHistoryEntries.h"
-#include "panel/HistoryRow.h"
+#include "fakes/FakeDesktop.h"
+#include "panel/ListRow.h"
 #include "support/Testing.h"
 
 #include <QKeyEvent>
@@ -33,6 +34,15 @@ QList<PastConversation> many(int count) {
     return past(entries);
 }
 
+/// The card as it is opened with these.
+std::unique_ptr<HistoryPanel> listed(const QList<PastConversation>& conversations) {
+    static FakePasteboard none;
+    auto panel = std::make_unique<HistoryPanel>(none, false);
+    panel->setConversations(conversations);
+    panel->openAt({0, 0});
+    return panel;
+}
+
 bool press(HistoryPanel& panel, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
     return panel.handleKey(QKeyEvent(QEvent::KeyPress, key, modifiers));
 }
@@ -40,14 +50,16 @@ bool press(HistoryPanel& panel, Qt::Key key, Qt::KeyboardModifiers modifiers = Q
 } // namespace
 
 TEST(HistoryPanelTest, ListsTheNewestEightInOneColumn) {
-    const HistoryPanel panel(many(20), false);
+    const auto card = listed(many(20));
+    HistoryPanel& panel = *card;
     ASSERT_EQ(panel.rows().size(), 8);
     int bottom = 0;
-    for (const HistoryRow* row : panel.rows()) {
+    for (const ListRow* row : panel.rows()) {
         EXPECT_EQ(row->size(), QSize(308, 26));
-        EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(row->geometry()));
-        EXPECT_GT(row->y(), bottom);
-        bottom = row->geometry().bottom();
+        EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(QRect(row->mapTo(&panel, QPoint()), row->size())));
+        const int top = row->mapTo(&panel, QPoint()).y();
+        EXPECT_GT(top, bottom);
+        bottom = top + row->height() - 1;
     }
     EXPECT_EQ(panel.width(), 340);
     EXPECT_EQ(panel.height(), bottom + 1 + 16);
@@ -56,24 +68,26 @@ TEST(HistoryPanelTest, ListsTheNewestEightInOneColumn) {
 }
 
 TEST(HistoryPanelTest, AnEmptyHistorySaysSo) {
-    const HistoryPanel panel({}, false);
+    const auto card = listed({});
+    HistoryPanel& panel = *card;
     EXPECT_GE(panel.height(), 90);
     QStringList texts;
     for (const QLabel* label : panel.findChildren<QLabel*>())
-        texts.append(label->text());
+        texts += label->isVisible() ? QStringList{label->text()} : QStringList();
     EXPECT_EQ(texts, (QStringList{u"Past conversations"_s, u"No past conversations yet."_s}));
 }
 
 TEST(HistoryPanelTest, EntriesWithoutIdGetNoRowAndOddOnesNoAge) {
-    const HistoryPanel panel(past({QJsonObject(), {{u"id"_s, 3}}, {{u"id"_s, u"a"_s}}}), false);
+    const auto card = listed(past({QJsonObject(), {{u"id"_s, 3}}, {{u"id"_s, u"a"_s}}}));
+    HistoryPanel& panel = *card;
     ASSERT_EQ(panel.rows().size(), 1);
     EXPECT_EQ(panel.rows()[0]->accessibleName(), u"(conversation)"_s);
 }
 
 TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
     const auto picture = [](const QString& title) {
-        HistoryPanel panel(past({entry(u"a"_s, title, true)}), false);
-        HistoryRow* row = panel.rows()[0];
+        const auto panel = listed(past({entry(u"a"_s, title, true)}));
+        ListRow* row = panel->rows()[0];
         return std::pair(row->grab().toImage(), row->toolTip());
     };
     const auto [longOne, tip] = picture(QString(300, QLatin1Char('m')));
@@ -86,7 +100,8 @@ TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
 }
 
 TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
-    HistoryPanel panel(many(3), false);
+    const auto card = listed(many(3));
+    HistoryPanel& panel = *card;
     const QSignalSpy tapped(&panel, &HistoryPanel::rowEntered), dismissed(&panel, &HistoryPanel::dismissed);
     EXPECT_FALSE(press(panel, Qt::Key_Return)) << "the prompt's, as long as no row is selected";
     EXPECT_FALSE(press(panel, Qt::Key_A));
@@ -106,8 +121,8 @@ TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
 }
 
 TEST(HistoryPanelTest, AClickOpensARow) {
-    HistoryPanel panel(many(3), false);
-    panel.openAt({0, 0});
+    const auto card = listed(many(3));
+    HistoryPanel& panel = *card;
     const QSignalSpy tapped(&panel, &HistoryPanel::rowTapped);
     QTest::mouseClick(panel.rows()[2], Qt::LeftButton);
     ASSERT_EQ(tapped.size(), 1);

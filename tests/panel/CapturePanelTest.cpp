@@ -71,10 +71,10 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlace) {
     panel.showExcerpt(u"text"_s, false); // 480 x 188
     panel.setReplaceButton(u"Replace"_s, false);
     const std::pair<const QWidget*, QRect> rows[] = {
-        {parts.modeControl, {16, 16, 116, 24}},  {parts.historyBtnRef, {416, 16, 20, 20}},
-        {parts.helpBtn, {444, 16, 20, 20}},      {parts.previewView, {16, 50, 448, 44}},
-        {parts.promptField, {26, 104, 398, 32}}, {parts.micButton, {432, 104, 32, 32}},
-        {parts.emptyNoteRef, {16, 50, 448, 14}},
+        {parts.modeControl, {16, 16, 116, 24}},   {parts.requestsBtn, {388, 16, 20, 20}},
+        {parts.historyBtnRef, {416, 16, 20, 20}}, {parts.helpBtn, {444, 16, 20, 20}},
+        {parts.previewView, {16, 50, 448, 44}},   {parts.promptField, {26, 104, 398, 32}},
+        {parts.micButton, {432, 104, 32, 32}},    {parts.emptyNoteRef, {16, 50, 448, 14}},
     };
     for (const auto& [widget, place] : rows)
         EXPECT_EQ(widget->geometry(), place) << widget->accessibleName().toStdString();
@@ -216,6 +216,7 @@ TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {
                                    parts.cancelBtn,
                                    parts.replaceBtnRef,
                                    parts.sendBtnRef,
+                                   parts.requestsBtn,
                                    parts.historyBtnRef,
                                    parts.helpBtn,
                                    parts.previewView,

@@ -22,7 +22,7 @@ struct PanelParts {
         , hintField(panel.findChild<StatusLine*>()) {
         const auto glyphs = panel.findChildren<GlyphButton*>();
         const auto pills = panel.findChildren<PillButton*>();
-        micButton = glyphs.at(0), historyBtnRef = glyphs.at(1), helpBtn = glyphs.at(2);
+        micButton = glyphs.at(0), historyBtnRef = glyphs.at(1), helpBtn = glyphs.at(2), requestsBtn = glyphs.at(3);
         cancelBtn = pills.at(0), replaceBtnRef = pills.at(1), sendBtnRef = pills.at(2);
         for (Label* label : panel.findChildren<Label*>()) {
             if (label != hintField)
@@ -36,7 +36,7 @@ struct PanelParts {
     Transcript* transcriptView;
     PromptField* promptField;
     StatusLine* hintField;
-    GlyphButton *micButton, *historyBtnRef, *helpBtn;
+    GlyphButton *micButton, *historyBtnRef, *helpBtn, *requestsBtn;
     PillButton *cancelBtn, *replaceBtnRef, *sendBtnRef;
 };
 

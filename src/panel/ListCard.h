@@ -1,0 +1,102 @@
+#pragma once
+
+#include "Card.h"
+#include "ListRow.h"
+#include "Placement.h"
+
+#include <QPointer>
+
+#include <functional>
+
+class QKeyEvent;
+class QScrollArea;
+
+namespace ovalin {
+
+class CapturePanel;
+class Pasteboard;
+class SearchField;
+
+/// A card with a list that can be searched. The capture panel keeps the keyboard; as an event filter of its window the
+/// card takes the few keys that operate the list. Only when the user goes into the card, by Tab or a click into a field
+/// of it, do all keys go there, until they leave it.
+class ListCard : public Card {
+    Q_OBJECT
+public:
+    /// What the list shows, the newest first, and a line below it. Rows that stay keep their place and selection.
+    void setItems(const QList<ListItem>& items, const QString& below = {});
+    [[nodiscard]] const QList<ListRow*>& rows() const { return shown; }
+    [[nodiscard]] ListRow* selectedRow() const { return selected; }
+    /// Also brings it into view.
+    void selectRow(const QString& id);
+
+    /// Shows it there, no higher than there is room, and takes the keys that the panel gets until it is gone.
+    void openBeside(CapturePanel& panel);
+    /// All keys are the panel's again.
+    void leave();
+
+    /// Up, Down and the page keys select a row, Return takes the selected one, Delete removes it (at the second press),
+    /// Escape dismisses. False: the key is none of ours.
+    virtual bool handleKey(const QKeyEvent& event);
+
+    /// Return belongs to the prompt again. For words that come into the prompt.
+    void deselect();
+
+Q_SIGNALS:
+    /// The row with this id was chosen.
+    void rowTapped(const QString& id);
+    /// The same by Return.
+    void rowEntered(const QString& id);
+    void removeWanted(const QString& id);
+    /// Neither case nor accents are to count; empty: all are to show.
+    void searched(const QString& words);
+    void dismissed();
+
+protected:
+    ListCard(const QString& title, const QString& emptyNote, Pasteboard& pasteboard, bool composited);
+
+    static constexpr int INSET = 16, CONTENT_WIDTH = WIDTH - 2 * INSET;
+
+    [[nodiscard]] int listTop() const;
+    void setHeading(const QString& text, int left);
+    /// Shows the list with its search field, or makes room for something else of this height.
+    void showList(bool visible, int otherHeight = 0);
+    /// Gives the keys to this child.
+    void enter(QWidget* child);
+    [[nodiscard]] bool isEntered() const { return entered; }
+
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+private:
+    class Page;
+
+    void addRows(const QList<ListItem>& items);
+    void connectRow(ListRow* row);
+    void fit(int wanted);
+    void select(qsizetype index);
+    void remove(ListRow& row);
+    bool keyPressed(QKeyEvent& event);
+    bool walk(bool forward);
+    [[nodiscard]] QList<QWidget*> stops() const;
+    [[nodiscard]] bool isSearching() const;
+
+    Label* const header;
+    SearchField* const field;
+    Label* const note;
+    QScrollArea* const list;
+    Page* const page;
+    const QString emptyNote;
+    QList<ListRow*> shown;
+    ListRow* selected = nullptr;
+    bool listVisible = true;
+    int mostHeight = 10000;
+    int listHeight = 0;
+
+    QPointer<CapturePanel> panel;
+    QPointer<QWidget> prompt; ///< gets what the input method composes
+    bool entered = false;
+};
+
+} // namespace ovalin
