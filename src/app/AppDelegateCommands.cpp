@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 #include <QPointer>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace ovalin {
@@ -68,9 +70,19 @@ void AppDelegate::submit(const QString& words, const SingleInstance::Answer& ans
     Subject nothing;
     nothing.capApp = u"Unknown"_s;
     const QueueItem item = makeQueueItem(words, {}, nothing, u"fetch"_s, program.dispatch.wallClock());
-    program.routedRequests->submit(item, QUuid::createUuid(), {}, [answer, id = item.id] {
-        answer({{u"said"_s, u"handed over as %1"_s.arg(id)}});
-    });
+    program.routedRequests->submit(item, QUuid::createUuid());
+    // Behind its own work.
+    program.dispatch.inBackground(
+        Queue::Files, this, [] {},
+        [this, answer, id = item.id] {
+            if (!program.routedRequests)
+                return;
+            const auto& waiting = program.routedRequests->undelivered();
+            const auto back = std::ranges::find(waiting, id, [](const Undelivered& each) { return each.item.id; });
+            answer(back == waiting.end()
+                       ? QJsonObject{{u"said"_s, u"handed over as %1"_s.arg(id)}}
+                       : error(u"not handed over, %1 — the words wait in the panel"_s.arg(back->reason)));
+        });
 }
 
 QJsonObject AppDelegate::ask(const QString& question) {

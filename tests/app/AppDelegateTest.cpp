@@ -505,6 +505,25 @@ TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
     EXPECT_TRUE(fake.notifier.shown.back().body.startsWith(u"Too many files"_s));
 }
 
+TEST_F(AppDelegateTest, ARequestFromOutsideIsHandedOverOrItsWordsWaitInThePanel) {
+    QJsonObject answer;
+    const auto submitFromOutside = [&] {
+        delegate->serve({{u"command"_s, u"do"_s}, {u"words"_s, u"water the plants"_s}},
+                        [&](const QJsonObject& given) { answer = given; });
+        settle();
+    };
+    writeFile(home.filePath(u"CLAUDE"_s), "a file where the folder should be");
+    submitFromOutside();
+    EXPECT_TRUE(answer.value(u"error"_s).toString().contains(u"not a directory"_s));
+    open();
+    EXPECT_EQ(panel().promptField->text(), u"water the plants"_s);
+    close();
+    QFile::remove(home.filePath(u"CLAUDE"_s));
+    submitFromOutside();
+    ASSERT_EQ(queueFiles().size(), 1);
+    EXPECT_EQ(answer.value(u"said"_s).toString(), u"handed over as "_s + queued().value(u"id"_s).toString());
+}
+
 TEST_F(AppDelegateTest, NoAgentIsSaidByNotificationAndOnTheNextOpening) {
     QFile::remove(paths.routerScript);
     openSettled();
