@@ -32,6 +32,7 @@ struct AppDelegateTest : testing::Test {
     AppDelegateTest() {
         paths.heartbeatFile = home.filePath(u"heartbeat"_s);
         paths.runtimeDir = home.filePath(u"run"_s);
+        paths.resourcesDir.clear(); // its scripts would be installed, and look for an agent
         fake.accessibility.answer = {Kind::Text, u"the excerpt"_s, false};
         // The router is a script, so that no test looks for an agent on this machine.
         writeProgram(paths.routerScript, "#!/bin/sh\n");
