@@ -20,24 +20,6 @@ struct PasteKey : testing::Test {
 
 } // namespace
 
-TEST_F(PasteKey, EveryLayoutHasOne) {
-    const Editor editor = openEditor(u"old"_s);
-    for (const char* layout : {"us", "de", "ru"}) {
-        const QString text = u"text for "_s + QString::fromLatin1(layout);
-        setSelection("clipboard", text);
-        tap("ctrl+a");
-        desk().output(u"setxkbmap"_s, {u"-layout"_s, QString::fromLatin1(layout)});
-        EXPECT_EQ(send(place(editor)), Sent::Yes) << layout;
-        desk().output(u"setxkbmap"_s, {u"us"_s});
-        EXPECT_TRUE(waitUntil([&] {
-            tap("ctrl+a");
-            return clipboard("primary") == text;
-        })) << layout
-            << ": " << clipboard("primary").toStdString();
-    }
-    desk().end(editor.process);
-}
-
 TEST_F(PasteKey, OnlyTheWindowThatWasMeantComesToTheFront) {
     const Editor wanted = openEditor(u"wanted"_s), other = openEditor(u"other"_s);
     EXPECT_EQ(send(place(wanted)), Sent::NoTarget) << "behind the other";

@@ -11,7 +11,7 @@
 
 namespace {
 
-struct MonitorsTest : testing::Test {
+struct MonitorsTest : testing::Test, XSide {
     MonitorsTest() {
         keyUps = monitors.onKeyUp([this](const EventMonitors::KeyUp& key) {
             seen += key.key == EventMonitors::Key::Arrow ? 'r' : key.key == EventMonitors::Key::A ? 'a' : 'o';
@@ -37,10 +37,6 @@ struct MonitorsTest : testing::Test {
         return seen;
     }
 
-    XThread thread;
-    ActivityClock clock;
-    SyntheticKeys synthetic;
-    X11Monitors monitors{thread, clock, synthetic};
     EventMonitors::Handle keyUps = 0;
     std::string seen;
 };

@@ -10,8 +10,11 @@ namespace {
 /// Limits that a slow machine keeps, for tests that are not about them.
 constexpr PasteboardLimits PATIENT{20s, 20s, {20s, 32 * 1024 * 1024}};
 
-struct PasteboardTest : testing::Test {
-    PasteboardTest() { settle(thread); }
+struct PasteboardTest : testing::Test, XSide {
+    PasteboardTest()
+        : XSide({}, PATIENT) {
+        settle(thread);
+    }
     ~PasteboardTest() override {
         pasteboard.restore({false, {}, ~quint64{0}}); // the next test finds no owner
     }
@@ -43,11 +46,6 @@ struct PasteboardTest : testing::Test {
     }
 
     XConnection server;
-    XThread thread;
-    ActivityClock clock;
-    SyntheticKeys synthetic;
-    X11Monitors monitors{thread, clock, synthetic};
-    X11Pasteboard pasteboard{thread, clock, PATIENT};
 };
 
 const QByteArray& largeText() {
@@ -242,13 +240,10 @@ TEST_F(PasteboardTest, ASelectionFromBeforeOurStartIsFreshUntilAPress) {
         earlier = std::make_unique<SelectionServer>(ownerThread, XCB_ATOM_PRIMARY);
         EXPECT_TRUE(earlier->own(textContent(u"earlier"_s)));
     });
-    XThread lateThread;
-    ActivityClock lateClock;
-    X11Monitors lateMonitors(lateThread, lateClock, synthetic);
-    X11Pasteboard late(lateThread, lateClock, PATIENT);
+    XSide late({}, PATIENT);
     const auto read = [&](Freshness freshness) {
-        settle(lateThread);
-        return late.primaryText(static_cast<qint32>(::getpid()), freshness).value_or(QString());
+        settle(late.thread);
+        return late.pasteboard.primaryText(static_cast<qint32>(::getpid()), freshness).value_or(QString());
     };
     EXPECT_EQ(read(Freshness::SinceLastInput), u"earlier"_s);
     desk().xdo(u"key x"_s);

@@ -23,6 +23,18 @@ struct Program {
     QProcess& process;
 };
 
+/// The X side as the program ties it together.
+struct XSide {
+    explicit XSide(const QByteArray& display = {}, const PasteboardLimits& limits = {})
+        : thread(display)
+        , pasteboard(thread, clock, limits) {}
+    XThread thread;
+    ActivityClock clock;
+    SyntheticKeys synthetic;
+    X11Monitors monitors{thread, clock, synthetic};
+    X11Pasteboard pasteboard;
+};
+
 /// Lets the X thread handle all that the server has sent so far.
 inline void settle(XThread& thread) {
     const Deadline deadline = deadlineIn(std::chrono::seconds(10));

@@ -5,18 +5,14 @@ TEST(XThread, WithoutADisplayEveryQuestionIsAnsweredWithNothing) {
     EXPECT_EQ(nowhere.atom("CLIPBOARD"), XCB_ATOM_NONE);
     EXPECT_EQ(nowhere.makeHiddenWindow(0), XCB_WINDOW_NONE);
     EXPECT_FALSE(nowhere.serverTime(deadlineIn(1s)));
-    XThread thread(":4711");
-    EXPECT_FALSE(thread.alive());
-    EXPECT_EQ(thread.call(deadlineIn(1min), [] { return 1; }), std::nullopt);
-    ActivityClock clock;
-    SyntheticKeys synthetic;
-    X11Monitors monitors(thread, clock, synthetic);
-    monitors.setKeyboardOurs(true);
-    X11Pasteboard pasteboard(thread, clock);
-    EXPECT_EQ(pasteboard.primaryText(1, Pasteboard::Freshness::Any), std::nullopt);
-    EXPECT_FALSE(pasteboard.snapshot());
-    pasteboard.restore({});
-    pasteboard.readText(Pasteboard::Selection::Clipboard, qApp, [](const QString&) { FAIL(); });
+    XSide x(":4711");
+    EXPECT_FALSE(x.thread.alive());
+    EXPECT_EQ(x.thread.call(deadlineIn(1min), [] { return 1; }), std::nullopt);
+    x.monitors.setKeyboardOurs(true);
+    EXPECT_EQ(x.pasteboard.primaryText(1, Pasteboard::Freshness::Any), std::nullopt);
+    EXPECT_FALSE(x.pasteboard.snapshot());
+    x.pasteboard.restore({});
+    x.pasteboard.readText(Pasteboard::Selection::Clipboard, qApp, [](const QString&) { FAIL(); });
 }
 
 TEST(XThread, TimersRunInTheirOrderAndCancelledOnesNot) {
@@ -38,34 +34,26 @@ TEST(XThread, AQuestionNobodyAnswersEndsAtItsDeadline) {
 }
 
 TEST(XThread, SleepsWhileNothingHappens) {
-    XThread thread;
-    ActivityClock clock;
-    SyntheticKeys synthetic;
-    X11Monitors monitors(thread, clock, synthetic);
-    X11Pasteboard pasteboard(thread, clock);
-    settle(thread);
-    const quint64 before = thread.wakeups();
+    XSide x;
+    settle(x.thread);
+    const quint64 before = x.thread.wakeups();
     desk().output(u"sleep"_s, {u"0.5"_s});
-    EXPECT_LE(thread.wakeups(), before + 1) << "the last one may still be on its way to sleep";
+    EXPECT_LE(x.thread.wakeups(), before + 1) << "the last one may still be on its way to sleep";
 }
 
 TEST(XThread, EndsQuietlyWithTheServerAndFreesWhoWaits) {
     auto server =
         std::make_unique<TestDesk>(TestDesk::Options{TestDesk::WindowManager::None, false, u"64x64x24"_s, {}});
-    XThread thread(server->display().toUtf8());
-    ActivityClock clock;
-    SyntheticKeys synthetic;
-    X11Monitors monitors(thread, clock, synthetic);
-    X11Pasteboard pasteboard(thread, clock);
-    settle(thread);
-    ASSERT_TRUE(clock.read().watching);
+    XSide x(server->display().toUtf8());
+    settle(x.thread);
+    ASSERT_TRUE(x.clock.read().watching);
 
     std::atomic<bool> freed = false;
-    std::thread waiting([&] { freed = thread.ask<int>(deadlineIn(1min), [](const auto&) {}) == std::nullopt; });
+    std::thread waiting([&] { freed = x.thread.ask<int>(deadlineIn(1min), [](const auto&) {}) == std::nullopt; });
     server.reset();
     waiting.join();
     EXPECT_TRUE(freed);
-    EXPECT_FALSE(thread.alive());
-    EXPECT_FALSE(pasteboard.snapshot());
-    monitors.setKeyboardOurs(true);
+    EXPECT_FALSE(x.thread.alive());
+    EXPECT_FALSE(x.pasteboard.snapshot());
+    x.monitors.setKeyboardOurs(true);
 }
