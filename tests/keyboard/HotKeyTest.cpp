@@ -118,11 +118,17 @@ TEST_F(HotKey, KeysThatFollowThePressWaitForThePanelInOrder) {
     ASSERT_EQ(keys.registerHotKey(), 0);
     X11KeyboardHold hold(dispatch);
     PanelWindow panel;
-    keys.pressed = [this](quint32) { ++fired; };
+    quint32 at = 0;
+    keys.pressed = [&](quint32 time) {
+        ++fired;
+        at = time;
+    };
     tap("alt+space");
     for (const char* key : {"a", "b", "c"})
         tap(key);
     EXPECT_TRUE(waitUntil([&] { return fired == 1; }));
+    EXPECT_TRUE(keys.pressedSince(at)) << "a click that was not beside the panel";
+    EXPECT_FALSE(keys.pressedSince(at + 1)) << "one that was";
     hold.take(static_cast<quint32>(panel.winId()));
     keys.pressHandled();
     EXPECT_TRUE(waitUntil([&] { return panel.line.text() == u"abc"_s; })) << panel.line.text().toStdString();

@@ -67,7 +67,7 @@ TEST_F(MonitorsTest, WhatIsTypedWhileTheKeyboardIsOursIsNotSeen) {
 TEST_F(MonitorsTest, RemovedMonitorsHearNothing) {
     monitors.removeMonitor(keyUps);
     int presses = 0;
-    const auto handle = monitors.onPressOutside([&](QPoint) { ++presses; });
+    const auto handle = monitors.onPressOutside([&](quint32) { ++presses; });
     seen.clear();
     xdo(u"key shift+Right mousemove 600 400 click 1"_s);
     EXPECT_TRUE(waitUntil([&] { return presses == 1; }));
@@ -79,10 +79,7 @@ TEST_F(MonitorsTest, ButtonsCountOutsideOurWindowsByWhereTheyWentDown) {
     monitors.setOwnWindows([](QPoint at, quint32, quint32) { return OURS.contains(at); });
     std::string log;
     (void)monitors.onLeftMouseUp([&] { log += 'u'; });
-    (void)monitors.onPressOutside([&](QPoint at) {
-        EXPECT_FALSE(OURS.contains(at));
-        log += 'p';
-    });
+    (void)monitors.onPressOutside([&](quint32) { log += 'p'; });
     const struct {
         const char* why;
         QString actions;

@@ -63,7 +63,10 @@ struct X11Desktop::Parts {
         monitors.setOwnWindows([this](QPoint rootPosition, quint32 topWindow, quint32 time) {
             return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time);
         });
-        outside = monitors.onPressOutside([this](QPoint) { hold.pressOutside(); });
+        outside = monitors.onPressOutside([this](quint32 time) {
+            if (!hotKeys.pressedSince(time)) // such a click was not beside the panel: it opened later
+                hold.pressOutside();
+        });
         monitors.onKeyDown(hotKeys.watchdog(thread));
         hold.heldChanged = [this](bool held) { monitors.setKeyboardOurs(held); };
         logind.willLock = [this] { hold.letGo(); };

@@ -32,7 +32,7 @@ void InputReceivers::buttonPressed(bool left, quint32 time, QPoint position, qui
     if (left)
         leftPressOutside = outside;
     if (outside)
-        callAll(pressOutside, position);
+        callAll(pressOutside, time);
 }
 
 // A drag belongs to the window it began in, wherever it ends.

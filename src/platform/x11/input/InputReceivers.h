@@ -22,7 +22,7 @@ struct InputReceivers {
     Handle lastHandle = 0;
     std::map<Handle, std::function<void()>> leftUp;
     std::map<Handle, std::function<void(const EventMonitors::KeyUp&)>> keyUp;
-    std::map<Handle, std::function<void(QPoint)>> pressOutside;
+    std::map<Handle, std::function<void(quint32 time)>> pressOutside;
     std::function<bool(QPoint, quint32, quint32)> isOurs;
     bool leftPressOutside = true;
 

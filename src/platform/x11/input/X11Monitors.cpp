@@ -24,7 +24,7 @@ EventMonitors::Handle X11Monitors::onKeyUp(std::function<void(const KeyUp&)> see
     return receivers->add(receivers->keyUp, std::move(seen));
 }
 
-EventMonitors::Handle X11Monitors::onPressOutside(std::function<void(QPoint)> seen) {
+EventMonitors::Handle X11Monitors::onPressOutside(std::function<void(quint32 time)> seen) {
     return receivers->add(receivers->pressOutside, std::move(seen));
 }
 

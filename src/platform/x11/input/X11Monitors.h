@@ -26,9 +26,8 @@ public:
     [[nodiscard]] Handle onKeyUp(std::function<void(const KeyUp&)> seen) override;
     void removeMonitor(Handle handle) override;
 
-    /// A button other than the wheel went down outside our own windows, at this position of the root window (device
-    /// pixels).
-    [[nodiscard]] Handle onPressOutside(std::function<void(QPoint)> seen);
+    /// A button other than the wheel went down outside our own windows, at this time of the X server.
+    [[nodiscard]] Handle onPressOutside(std::function<void(quint32 time)> seen);
 
     /// Calls `isHotkey` on the X thread with each key that goes down, and the modifiers beside it. A key that it says
     /// is ours changes nobody's selection.

@@ -176,11 +176,16 @@ bool X11HotKeys::keyPressed(const xcb_key_press_event_t& event) {
     if (!seen.fits(event.state))
         return false;
     down = true;
+    pressedAt = event.time;
     if (pressed)
         pressed(event.time);
     else
         pressHandled();
     return true;
+}
+
+bool X11HotKeys::pressedSince(quint32 time) const {
+    return pressedAt && static_cast<qint32>(*pressedAt - time) >= 0; // it wraps: signed distance
 }
 
 bool X11HotKeys::keyReleased(const xcb_key_press_event_t& event) {

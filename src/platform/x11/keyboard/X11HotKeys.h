@@ -49,6 +49,10 @@ public:
     /// main thread does nothing about it for a second, the keyboard is let go, since nobody could type anywhere.
     [[nodiscard]] std::function<bool(quint8 key, quint8 modifiers)> watchdog(XThread& thread) const;
 
+    /// Whether the hotkey went down last after that X server time. Clicks come by another connection, and may come
+    /// late.
+    [[nodiscard]] bool pressedSince(quint32 time) const;
+
     bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
 
 private:
@@ -82,7 +86,8 @@ private:
     bool lookPending = false;
 
     bool down = false;
-    quint32 releasedAt = 0; // X server time of the last release of our press
+    std::optional<quint32> pressedAt; // X server time
+    quint32 releasedAt = 0;           // X server time of the last release of our press
     QObject context;
 };
 
