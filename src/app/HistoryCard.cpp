@@ -46,10 +46,10 @@ void HistoryCard::search(const QString& words) {
     wanted = words.simplified();
     if (wanted.isEmpty())
         load();
-    else
-        find();
+    find();
 }
 
+// The index is there before the first letter is.
 void HistoryCard::find() {
     if (!index) {
         if (!std::exchange(indexing, true))
@@ -60,11 +60,13 @@ void HistoryCard::find() {
             });
         return;
     }
+    if (wanted.isEmpty())
+        return;
     program.dispatch.inBackground(
         Queue::UserInitiated, this,
         [searched = index, words = wanted] { return searched->find(words, HistoryPanel::MOST_ROWS); },
         [this, words = wanted](const AskHistoryEntries& found) {
-            if (words == wanted && !words.isEmpty()) // typed on meanwhile
+            if (words == wanted) // else they have typed on meanwhile
                 show(found);
         });
 }

@@ -299,6 +299,8 @@ void ListCard::enter(QWidget* child) {
         QApplication::setActiveWindow(this);
     }
     child->setFocus(Qt::TabFocusReason);
+    if (child == field)
+        Q_EMIT searched(field->text());
 }
 
 void ListCard::leave() {

@@ -48,7 +48,7 @@ Q_SIGNALS:
     /// The same by Return.
     void rowEntered(const QString& id);
     void removeWanted(const QString& id);
-    /// Neither case nor accents are to count; empty: all are to show.
+    /// Neither case nor accents are to count; empty: all are to show. Also when the user goes into the field.
     void searched(const QString& words);
     void dismissed();
 
