@@ -53,11 +53,13 @@ void HistoryCard::search(const QString& words) {
 void HistoryCard::find() {
     if (!index) {
         if (!std::exchange(indexing, true))
-            program.askHistory.loadIndex(this, [this](const std::shared_ptr<const ConversationIndex>& read) {
-                indexing = false;
-                index = read;
-                find();
-            });
+            program.askHistory.loadIndex(
+                this, [this, before = removed](const std::shared_ptr<const ConversationIndex>& read) {
+                    indexing = false;
+                    if (before == removed) // else it knows one that is gone
+                        index = read;
+                    find();
+                });
         return;
     }
     if (wanted.isEmpty())
@@ -74,6 +76,7 @@ void HistoryCard::find() {
 void HistoryCard::remove(const QString& id) {
     program.askHistory.evictAskHistory(id);
     index.reset();
+    ++removed;
     if (wanted.isEmpty())
         load();
     else

@@ -39,6 +39,7 @@ private:
     QString wanted; ///< the words of the search
     std::shared_ptr<const ConversationIndex> index;
     bool indexing = false;
+    int removed = 0; ///< conversations
 };
 
 } // namespace ovalin
