@@ -24,9 +24,9 @@ struct ForgetTest : testing::Test {
         const QString processed = paths.queueDir + u"/processed/"_s;
         const QString& system = paths.systemDir;
         for (const QString& file :
-             {AskHistory::storePath(system), PromptHistory::storePath(system), IntentLexicon::storePath(system),
-              commitLogPath(system), paths.routerLog, processed + DONE + u".json"_s, processed + DONE + u".png"_s,
-              processed + ASKS + u".json"_s, processed + DROPPED + u".json"_s,
+             {AskHistory::storePath(system), AskHistory::archivePath(system), PromptHistory::storePath(system),
+              IntentLexicon::storePath(system), commitLogPath(system), paths.routerLog, processed + DONE + u".json"_s,
+              processed + DONE + u".png"_s, processed + ASKS + u".json"_s, processed + DROPPED + u".json"_s,
               system + u"/ovalin-prompts-unreadable-2026.json"_s, system + u"/captures-unreadable-2026.json"_s,
               undeliveredFolders(system, paths.runtimeDir).first() + u"/cap-5-0005.json"_s,
               paths.queueDir + QLatin1Char('/') + UNDONE + u".json"_s})
