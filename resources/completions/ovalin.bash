@@ -2,7 +2,7 @@ _ovalin() {
     case ${COMP_WORDS[COMP_CWORD-1]} in
         start-at-login) COMPREPLY=($(compgen -W 'on off' -- "$2")) ;;
         ovalin | --background | --verbose)
-            COMPREPLY=($(compgen -W 'toggle do ask status doctor start-at-login quit forget install-speech
+            COMPREPLY=($(compgen -W 'toggle do ask requests status doctor start-at-login quit forget install-speech
                 --background --verbose --help --version' -- "$2")) ;;
     esac
 }

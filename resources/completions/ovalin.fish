@@ -2,6 +2,7 @@ complete -c ovalin -f
 complete -c ovalin -n __fish_use_subcommand -a toggle -d 'Open or close the panel'
 complete -c ovalin -n __fish_use_subcommand -a do -d 'Have it done in the background'
 complete -c ovalin -n __fish_use_subcommand -a ask -d 'Open the panel and ask'
+complete -c ovalin -n __fish_use_subcommand -a requests -d 'Open the list of requests'
 complete -c ovalin -n __fish_use_subcommand -a status -d 'Tell whether it runs and what it has to work with'
 complete -c ovalin -n __fish_use_subcommand -a doctor -d 'The same, with what helps'
 complete -c ovalin -n __fish_use_subcommand -a start-at-login -d 'Have it started at each login, or not'

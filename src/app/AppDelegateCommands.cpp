@@ -57,6 +57,9 @@ void AppDelegate::serve(const QJsonObject& message, const SingleInstance::Answer
             open();
     } else if (command == u"forget"_s) {
         forget([answer] { answer({}); });
+    } else if (command == u"requests"_s) {
+        answer({});
+        showRequests();
     } else if (command == u"quit"_s) {
         logLine(u"Ovalin: asked to quit"_s);
         answer({});

@@ -87,6 +87,8 @@ constexpr std::array COMMANDS{
             [](const CommandCall& call) { return ask(call, u"do"_s, 10s); }},
     Command{"ask", "WORDS", "opens the panel and asks about what is in front",
             [](const CommandCall& call) { return ask(call, u"ask"_s); }},
+    Command{"requests", "", "opens the panel with the list of requests and what became of them",
+            [](const CommandCall& call) { return ask(call, u"requests"_s); }},
     Command{"status", "", "tells whether it runs, and what it has to work with", printStatus},
     Command{"doctor", "", "the same, with what helps for each thing that is off", printDoctor},
     Command{"start-at-login", "on|off", "has it started at each login, or not", startAtLogin},

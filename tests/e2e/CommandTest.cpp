@@ -46,6 +46,15 @@ TEST(Command, HasTheRunningCopyDoIt) {
     EXPECT_EQ(request.value(u"text"_s), QString());
     EXPECT_FALSE(request.contains(u"screenshot"_s) || request.contains(u"source_url"_s));
 
+    expectRun(desk, {u"requests"_s}, 0, {});
+    EXPECT_TRUE(waitUntil([&] {
+        return !desk.xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Requests$"_s}).isEmpty();
+    })) << "the list";
+    EXPECT_TRUE(desk.waitForPanel(true)) << "beside its panel";
+    desk.keepPicture(u"command-requests"_s);
+    desk.pressKey(u"ctrl+F9"_s);
+    EXPECT_TRUE(desk.waitForPanel(false));
+
     expectRun(desk, {u"--background"_s}, 0, u"another instance is running"_s);
     EXPECT_FALSE(desk.waitForPanel(true, 0.5));
     for (int start = 0; start < 2; ++start) {
