@@ -121,21 +121,6 @@ TEST_F(AppDelegateTest, ARequestTravelsFromTheHotkeyToTheQueue) {
     EXPECT_EQ(ledger().first().toObject().value(u"id"_s), item.value(u"id"_s));
 }
 
-TEST_F(AppDelegateTest, TheHotkeyTogglesAndAnUnknownFrontIsNoObstacle) {
-    open();
-    dispatch.advance(0.1);
-    delegate->toggle();
-    EXPECT_TRUE(isOpen()) << "too soon after the first press";
-    dispatch.advance(0.3);
-    delegate->toggle();
-    EXPECT_FALSE(isOpen());
-    fake.workspace.front.reset();
-    open();
-    submit(u"note this"_s);
-    settle();
-    EXPECT_EQ(queued().value(u"source_app"_s), u"Unknown"_s);
-}
-
 TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
     const struct {
         std::optional<FrontApplication> front;

@@ -1,16 +1,6 @@
 #include "app/Heartbeat.h"
 
 #include "fakes/FakeDispatch.h"
-#include "support/TestDesk.h"
-
-#include <QDir>
-#include <QFileInfo>
-#include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 
 TEST(Heartbeat, HoldsTheSecondsAloneEachMinuteAndFollowsNoPlantedLink) {
     int days = 0;

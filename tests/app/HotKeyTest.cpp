@@ -3,10 +3,6 @@
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeDispatch.h"
 
-#include <gmock/gmock.h>
-
-using namespace Qt::StringLiterals;
-using namespace ovalin;
 using testing::ElementsAre;
 
 namespace {

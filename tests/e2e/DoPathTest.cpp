@@ -43,23 +43,3 @@ TEST(DoPath, SelectPressTypeReturn) {
         return desk.primary().contains(u"typed after"_s);
     }));
 }
-
-TEST(DoPath, TheBundledRouterHasTheAgentDoIt) {
-    OvalinDesk desk;
-    QFile::remove(desk.path(u".claude/bin/capture-router.sh"_s));
-    desk.installScript(u".local/bin/claude"_s,
-                       "#!/bin/sh\nfile=${2##*Queue file: }\n"
-                       "~/.claude/bin/ovalin-ledger set \"$(basename \"$file\" .json)\" ready 'noted'\n");
-    desk.startOvalin();
-    ASSERT_TRUE(desk.waitForLog(u"bundled runtime scripts"_s));
-    desk.openEditor("some text\n");
-    ASSERT_TRUE(desk.opensPanel());
-    desk.enter(u"note this"_s);
-    const QDir processed(desk.systemDir() + u"/capture-queue/processed"_s);
-    EXPECT_TRUE(waitUntil([&] { return processed.exists() && !processed.isEmpty(); }))
-        << readFile(desk.path(u".claude/logs/capture-router.log"_s)).toStdString();
-    ASSERT_EQ(ledgerItems(desk).size(), 1);
-    const QJsonObject entry = ledgerItems(desk)[0].toObject();
-    EXPECT_EQ(entry.value(u"status"_s), u"ready"_s);
-    EXPECT_EQ(entry.value(u"prompt"_s), u"note this"_s);
-}

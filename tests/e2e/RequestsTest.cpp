@@ -12,16 +12,14 @@ struct RequestsDesk : OvalinDesk {
     std::optional<FakeNotifications> notifications;
 
     RequestsDesk() {
+        QFile::remove(path(u".claude/bin/capture-router.sh"_s)); // the bundled one
         installScript(u".local/bin/claude"_s, PATIENT_AGENT);
         notifications.emplace(environment.value(u"DBUS_SESSION_BUS_ADDRESS"_s));
         startOvalin();
         waitForLog(u"bundled runtime scripts"_s);
         openEditor("some text\n");
     }
-    void open() {
-        pressHotkey();
-        ASSERT_TRUE(waitForPanel(true)) << log().toStdString();
-    }
+    void open() { ASSERT_TRUE(opensPanel()); }
     void openCard() {
         const QPoint button = frameOf(panelWindow()).topLeft() + QPoint(398, 26);
         xdotool({u"mousemove"_s, QString::number(button.x()), QString::number(button.y()), u"click"_s, u"1"_s});
@@ -47,8 +45,7 @@ struct RequestsDesk : OvalinDesk {
 TEST(Requests, OneIsFollowedRunAgainStoppedAndItsWordsPutBack) {
     RequestsDesk desk;
     desk.open();
-    desk.type(u"note this"_s);
-    desk.pressKey(u"Return"_s);
+    desk.enter(u"note this"_s);
     ASSERT_TRUE(desk.waitForPanel(false));
     desk.open();
     desk.openCard();
@@ -83,8 +80,7 @@ TEST(Requests, OneIsFollowedRunAgainStoppedAndItsWordsPutBack) {
     desk.press({u"Down"_s, u"Return"_s});
     EXPECT_TRUE(desk.says(u"All requests"_s));
     desk.press({u"Tab"_s, u"Tab"_s, u"Tab"_s, u"Return"_s});
-    desk.type(u" again"_s);
-    desk.pressKey(u"Return"_s);
+    desk.enter(u" again"_s);
     EXPECT_FALSE(desk.waitForRequest(u"note this again"_s).isEmpty());
     EXPECT_EQ(desk.notifications->shown.size(), 1U) << "who stops one is not told";
     desk.open();

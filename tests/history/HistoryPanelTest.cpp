@@ -3,7 +3,6 @@
 #include "history/AskHistoryEntries.h"
 #include "fakes/FakeDesktop.h"
 #include "panel/ListRow.h"
-#include "support/Testing.h"
 
 #include <QKeyEvent>
 #include <QSignalSpy>
@@ -50,38 +49,36 @@ bool press(HistoryPanel& panel, Qt::Key key, Qt::KeyboardModifiers modifiers = Q
 } // namespace
 
 TEST(HistoryPanelTest, ListsTheNewestEightInOneColumn) {
-    const auto card = listed(many(20));
-    HistoryPanel& panel = *card;
-    ASSERT_EQ(panel.rows().size(), 8);
+    const auto panel = listed(many(20));
+    ASSERT_EQ(panel->rows().size(), 8);
     int bottom = 0;
-    for (const ListRow* row : panel.rows()) {
+    for (const ListRow* row : panel->rows()) {
         EXPECT_EQ(row->size(), QSize(308, 26));
-        EXPECT_TRUE(panel.rect().adjusted(16, 16, -16, -16).contains(QRect(row->mapTo(&panel, QPoint()), row->size())));
-        const int top = row->mapTo(&panel, QPoint()).y();
+        EXPECT_TRUE(
+            panel->rect().adjusted(16, 16, -16, -16).contains(QRect(row->mapTo(panel.get(), QPoint()), row->size())));
+        const int top = row->mapTo(panel.get(), QPoint()).y();
         EXPECT_GT(top, bottom);
         bottom = top + row->height() - 1;
     }
-    EXPECT_EQ(panel.width(), 340);
-    EXPECT_EQ(panel.height(), bottom + 1 + 16);
-    EXPECT_EQ(panel.rows()[0]->accessibleName(), u"Title 0, 1h ago"_s);
-    EXPECT_EQ(panel.rows()[1]->accessibleName(), u"Title 1, 1h ago · unfinished"_s);
+    EXPECT_EQ(panel->width(), 340);
+    EXPECT_EQ(panel->height(), bottom + 1 + 16);
+    EXPECT_EQ(panel->rows()[0]->accessibleName(), u"Title 0, 1h ago"_s);
+    EXPECT_EQ(panel->rows()[1]->accessibleName(), u"Title 1, 1h ago · unfinished"_s);
 }
 
 TEST(HistoryPanelTest, AnEmptyHistorySaysSo) {
-    const auto card = listed({});
-    HistoryPanel& panel = *card;
-    EXPECT_GE(panel.height(), 90);
+    const auto panel = listed({});
+    EXPECT_GE(panel->height(), 90);
     QStringList texts;
-    for (const QLabel* label : panel.findChildren<QLabel*>())
+    for (const QLabel* label : panel->findChildren<QLabel*>())
         texts += label->isVisible() ? QStringList{label->text()} : QStringList();
     EXPECT_EQ(texts, (QStringList{u"Past conversations"_s, u"No past conversations yet."_s}));
 }
 
 TEST(HistoryPanelTest, EntriesWithoutIdGetNoRowAndOddOnesNoAge) {
-    const auto card = listed(past({QJsonObject(), {{u"id"_s, 3}}, {{u"id"_s, u"a"_s}}}));
-    HistoryPanel& panel = *card;
-    ASSERT_EQ(panel.rows().size(), 1);
-    EXPECT_EQ(panel.rows()[0]->accessibleName(), u"(conversation)"_s);
+    const auto panel = listed(past({QJsonObject(), {{u"id"_s, 3}}, {{u"id"_s, u"a"_s}}}));
+    ASSERT_EQ(panel->rows().size(), 1);
+    EXPECT_EQ(panel->rows()[0]->accessibleName(), u"(conversation)"_s);
 }
 
 TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
@@ -100,31 +97,29 @@ TEST(HistoryPanelTest, AnAgeShowsWholeBesideATitleOfAnyLength) {
 }
 
 TEST(HistoryPanelTest, KeysSelectOpenAndDismiss) {
-    const auto card = listed(many(3));
-    HistoryPanel& panel = *card;
-    const QSignalSpy tapped(&panel, &HistoryPanel::rowEntered), dismissed(&panel, &HistoryPanel::dismissed);
-    EXPECT_FALSE(press(panel, Qt::Key_Return)) << "the prompt's, as long as no row is selected";
-    EXPECT_FALSE(press(panel, Qt::Key_A));
-    EXPECT_FALSE(press(panel, Qt::Key_Down, Qt::ControlModifier));
-    EXPECT_TRUE(press(panel, Qt::Key_Up));
-    EXPECT_EQ(panel.selectedRow(), panel.rows()[2]);
+    const auto panel = listed(many(3));
+    const QSignalSpy tapped(panel.get(), &HistoryPanel::rowEntered), dismissed(panel.get(), &HistoryPanel::dismissed);
+    EXPECT_FALSE(press(*panel, Qt::Key_Return)) << "the prompt's, as long as no row is selected";
+    EXPECT_FALSE(press(*panel, Qt::Key_A));
+    EXPECT_FALSE(press(*panel, Qt::Key_Down, Qt::ControlModifier));
+    EXPECT_TRUE(press(*panel, Qt::Key_Up));
+    EXPECT_EQ(panel->selectedRow(), panel->rows()[2]);
     for (int i = 0; i < 5; ++i)
-        EXPECT_TRUE(press(panel, Qt::Key_Up));
-    EXPECT_TRUE(press(panel, Qt::Key_Down, Qt::KeypadModifier));
-    EXPECT_TRUE(press(panel, Qt::Key_Enter, Qt::KeypadModifier));
+        EXPECT_TRUE(press(*panel, Qt::Key_Up));
+    EXPECT_TRUE(press(*panel, Qt::Key_Down, Qt::KeypadModifier));
+    EXPECT_TRUE(press(*panel, Qt::Key_Enter, Qt::KeypadModifier));
     ASSERT_EQ(tapped.size(), 1);
     EXPECT_EQ(tapped[0][0].toString(), u"1"_s);
-    panel.deselect();
-    EXPECT_FALSE(press(panel, Qt::Key_Return)) << "it belongs to the prompt again";
-    EXPECT_TRUE(press(panel, Qt::Key_Escape));
+    panel->deselect();
+    EXPECT_FALSE(press(*panel, Qt::Key_Return)) << "it belongs to the prompt again";
+    EXPECT_TRUE(press(*panel, Qt::Key_Escape));
     EXPECT_EQ(dismissed.size(), 1);
 }
 
 TEST(HistoryPanelTest, AClickOpensARow) {
-    const auto card = listed(many(3));
-    HistoryPanel& panel = *card;
-    const QSignalSpy tapped(&panel, &HistoryPanel::rowTapped);
-    QTest::mouseClick(panel.rows()[2], Qt::LeftButton);
+    const auto panel = listed(many(3));
+    const QSignalSpy tapped(panel.get(), &HistoryPanel::rowTapped);
+    QTest::mouseClick(panel->rows()[2], Qt::LeftButton);
     ASSERT_EQ(tapped.size(), 1);
     EXPECT_EQ(tapped[0][0].toString(), u"2"_s);
 }

@@ -5,7 +5,6 @@
 #include "views/ChatView.h"
 
 #include "fakes/FakeDesktop.h"
-#include "support/Testing.h"
 
 #include <QAccessible>
 #include <QSignalSpy>

@@ -194,15 +194,6 @@ TEST_F(CapturePanelTest, BlanksAndLineEndsAreSentAsTheyAre) {
     EXPECT_FALSE(parts.previewView->edited());
 }
 
-TEST_F(CapturePanelTest, TheExcerptHasTheSameInsetOnBothSides) {
-    for (const int lines : {1, 40}) {
-        panel.showExcerpt(QString(u"word word\n"_s).repeated(lines), false);
-        const QWidget* text = parts.previewView->viewport();
-        EXPECT_EQ(text->x(), 10);
-        EXPECT_EQ(text->width(), PREVIEW_TEXT_WIDTH);
-    }
-}
-
 TEST_F(CapturePanelTest, TabReachesEveryControlAndComesBack) {
     panel.showExcerpt(u"text"_s, false);
     QSet<QWidget*> reached;

@@ -1,13 +1,10 @@
 #include "panel/Glass.h"
 #include "panel/Palette.h"
+#include "support/Testing.h"
 
 #include <QPainter>
 
-#include <gtest/gtest.h>
-
 #include <cmath>
-
-using namespace ovalin;
 
 namespace {
 
