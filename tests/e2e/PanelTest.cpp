@@ -3,12 +3,25 @@
 
 #include <QSet>
 
+namespace {
+
+/// Whether no window of the screen is above the panel's.
+bool isInFront(const OvalinDesk& desk) {
+    const QString windows = desk.output(u"xwininfo"_s, {u"-root"_s, u"-children"_s});
+    return windows.section(u"children:\n"_s, 1).section(u'\n', 0, 0).contains(u"\"Ovalin\""_s);
+}
+
+} // namespace
+
 TEST(Panel, WorksWithoutAWindowManagerAndWithNothingOpen) {
     TestDesk::Options options;
     options.windowManager = TestDesk::WindowManager::None;
     OvalinDesk desk(options);
     desk.startOvalin();
     ASSERT_TRUE(desk.opensPanel());
+    desk.start(QStringLiteral(STAND_IN), {u"keys"_s, desk.path(u"keys"_s)});
+    ASSERT_FALSE(desk.waitForWindow(u"stand-in"_s).isEmpty());
+    EXPECT_TRUE(waitUntil([&] { return isInFront(desk); })) << "of a window that nobody puts below it";
     desk.enter(u"remember the milk"_s);
     const QJsonObject request = desk.waitForRequest();
     EXPECT_EQ(request.value(u"prompt"_s), u"remember the milk"_s);
@@ -86,17 +99,13 @@ TEST(Panel, AClickBringsItBackOverWhatCoversIt) {
     desk.startOvalin();
     ASSERT_TRUE(desk.opensPanel());
     const QRect frame = desk.frameOf(desk.panelWindow());
-    const auto windows = [&desk] { return desk.output(u"xwininfo"_s, {u"-root"_s, u"-children"_s}); };
-    const auto inFront = [&] {
-        return windows().section(u"children:\n"_s, 1).section(u'\n', 0, 0).contains(u"\"Ovalin\""_s);
-    };
     desk.start(QStringLiteral(STAND_IN), {u"popup"_s, desk.path(u"keys"_s)});
     const QString popup = desk.waitForWindow(u"stand-in"_s);
     desk.xdo(u"windowmove %1 %2 %3"_s.arg(popup).arg(frame.left() + 60).arg(frame.top()));
     desk.xdo(u"windowraise %1"_s.arg(popup));
-    ASSERT_TRUE(waitUntil([&] { return !inFront(); })) << windows().toStdString();
+    ASSERT_TRUE(waitUntil([&] { return !isInFront(desk); }));
     desk.xdo(u"mousemove %1 %2 click 1"_s.arg(frame.left() + 20).arg(frame.top() + 12));
-    EXPECT_TRUE(waitUntil(inFront)) << windows().toStdString();
+    EXPECT_TRUE(waitUntil([&] { return isInFront(desk); }));
 }
 
 TEST(Panel, ATargetThatDiesUnderThePanelIsNoObstacle) {

@@ -102,6 +102,13 @@ void X11KeyboardHold::windowMapped(quint32 window) {
     cover = window;
 }
 
+// A client's window right on the root: no window manager has put it below ours.
+void X11KeyboardHold::stayAbove() {
+    const quint32 above = XCB_STACK_MODE_ABOVE;
+    xcb_configure_window(qtConnection(), wanted, XCB_CONFIG_WINDOW_STACK_MODE, &above);
+    xcb_flush(qtConnection());
+}
+
 void X11KeyboardHold::take(quint32 window) {
     wanted = window;
     lent = 0;
@@ -243,8 +250,8 @@ bool X11KeyboardHold::nativeEventFilter(const QByteArray&, void* message, qintpt
         return false;
     if (event->response_type == XCB_MAP_NOTIFY) {
         const auto* mapped = reinterpret_cast<const xcb_map_notify_event_t*>(event);
-        if (mapped->override_redirect && mapped->event == rootWindow(qtConnection()))
-            windowMapped(mapped->window);
+        if (mapped->event == rootWindow(qtConnection()))
+            mapped->override_redirect ? windowMapped(mapped->window) : stayAbove();
         if (!wanted)
             return false;
     }

@@ -51,6 +51,7 @@ private:
     void lend();
     void watchForCovers();
     void windowMapped(quint32 window);
+    void stayAbove();
     void takeFocus(quint32 window);
     void giveFocusBack();
     void restartIdleClock();
