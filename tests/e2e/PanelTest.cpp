@@ -107,13 +107,3 @@ TEST(Panel, AClickBringsItBackOverWhatCoversIt) {
     desk.xdo(u"mousemove %1 %2 click 1"_s.arg(frame.left() + 20).arg(frame.top() + 12));
     EXPECT_TRUE(waitUntil([&] { return isInFront(desk); }));
 }
-
-TEST(Panel, ATargetThatDiesUnderThePanelIsNoObstacle) {
-    OvalinDesk desk;
-    desk.startOvalin();
-    desk.openEditor("soon gone\n");
-    ASSERT_TRUE(desk.opensPanel());
-    desk.output(u"pkill"_s, {u"-KILL"_s, u"-f"_s, desk.path(u"document.txt"_s)});
-    desk.enter(u"still works"_s);
-    EXPECT_EQ(desk.waitForRequest().value(u"prompt"_s), u"still works"_s);
-}
