@@ -59,6 +59,7 @@ RequestsPanel::RequestsPanel(Pasteboard& pasteboard, bool isComposited)
     connect(back, &GlyphButton::clicked, this, &RequestsPanel::showRequests);
     dressTextView(*text);
     text->setReadOnly(true);
+    text->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn); // the right inset: it shows only what can be scrolled
     text->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
     text->setAccessibleName(u"Request"_s);
     text->document()->setDocumentMargin(0);
