@@ -9,6 +9,10 @@ install(DIRECTORY ${resources}/applications ${resources}/icons ${resources}/meta
 install(FILES ${resources}/completions/ovalin.bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME ovalin)
 install(FILES ${resources}/completions/_ovalin DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 install(FILES ${resources}/completions/ovalin.fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d)
+if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr") # the package leaves it to `ovalin install-speech`
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/speech/ DESTINATION ${CMAKE_INSTALL_DATADIR}/ovalin/speech
+    USE_SOURCE_PERMISSIONS OPTIONAL)
+endif()
 configure_file(${resources}/systemd/ovalin.service.in ovalin.service @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/ovalin.service DESTINATION lib/systemd/user)
 
@@ -18,6 +22,7 @@ function(install_compressed file name folder)
   add_custom_command(OUTPUT ${packed} DEPENDS ${file}
     COMMAND sh -c "'${GZIP}' -9nc '${file}' > '${packed}'" VERBATIM)
   add_custom_target(packed_${name} ALL DEPENDS ${packed})
+  add_dependencies(ovalin_program packed_${name})
   install(FILES ${packed} DESTINATION ${folder})
 endfunction()
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/packed)
@@ -38,6 +43,7 @@ if(RSVG_CONVERT)
     install(FILES ${icon} DESTINATION ${CMAKE_INSTALL_DATADIR}/${folder})
   endforeach()
   add_custom_target(icons ALL DEPENDS ${icons})
+  add_dependencies(ovalin_program icons)
 endif()
 
 set(CPACK_GENERATOR DEB)
