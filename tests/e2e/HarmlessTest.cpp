@@ -49,9 +49,8 @@ TEST(Harmless, NoKeyReachesWhatItWouldHarmHeldOrNot) {
             desk.xdotool({u"keyup"_s, close});
             if (hotkeyHeld)
                 desk.xdotool({u"keyup"_s, u"alt"_s});
-            // Of what is not known, only what copies in every common toolkit is asked.
+            // Of what is not known (yet), only what copies in every common toolkit is asked.
             EXPECT_EQ(keys().replace("Ctrl+Ins\n", "").toStdString(), "");
-            EXPECT_TRUE(!knownToTheTree || !keys().contains("Ctrl"));
             desk.xdotool({u"windowfocus"_s, window});
         }
         EXPECT_TRUE(waitUntil([&] {
