@@ -1,3 +1,4 @@
+#include "panel/Brand.h"
 #include "panel/CapturePanel.h"
 
 #include "panel/CutText.h"
@@ -66,7 +67,7 @@ TEST_F(CapturePanelTest, KeysReachThePromptPastAFilterThatKeepsThem) {
     EXPECT_EQ(parts.promptField->text(), u"a"_s);
 }
 
-TEST_F(CapturePanelTest, EveryControlHasItsPlace) {
+TEST_F(CapturePanelTest, EveryControlHasItsPlaceAndFont) {
     panel.showMode(false);
     panel.showExcerpt(u"text"_s, false); // 480 x 188
     panel.setReplaceButton(u"Replace"_s, false);
@@ -84,6 +85,16 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlace) {
         EXPECT_EQ(last[i + 1]->geometry().topLeft() - last[i]->geometry().topRight(), QPoint(9, 0));
     EXPECT_EQ(parts.hintField->pos(), QPoint(16, 146));
     EXPECT_LT(parts.hintField->geometry().right(), parts.cancelBtn->x());
+    const std::tuple<const QWidget*, double, QFont::Weight> fonts[] = {
+        {parts.previewView, 12.5, QFont::Light}, {parts.promptField, 13, QFont::Normal},
+        {parts.emptyNoteRef, 11, QFont::Normal}, {parts.hintField, 10, QFont::Normal},
+        {parts.cancelBtn, 13, QFont::Medium},    {parts.replaceBtnRef, 13, QFont::Medium},
+        {parts.sendBtnRef, 13, QFont::Medium},
+    };
+    for (const auto& [widget, pixels, weight] : fonts) {
+        EXPECT_EQ(widget->font(), Brand::font(pixels, weight)) << widget->accessibleName().toStdString();
+        EXPECT_NEAR(widget->font().pointSizeF(), pixels * 0.75, 0.01) << widget->accessibleName().toStdString();
+    }
     const QImage picture = panel.grab().toImage();
     const QColor amethyst = Palette::amethyst();
     EXPECT_EQ(picture.pixelColor(parts.sendBtnRef->pos() + QPoint(6, 13)), amethyst) << "Submit is filled";
