@@ -4,10 +4,11 @@
 
 namespace {
 
-// Is done when it is told to be.
-const QByteArray PATIENT_AGENT =
-    "#!/bin/sh\nfile=${2##*Queue file: }\nwhile [ -d ~ ] && [ ! -e ~/go ]; do sleep 0.1; done\n"
-    "~/.claude/bin/ovalin-ledger set \"$(basename \"$file\" .json)\" ready 'noted it'\n";
+// Is done when it is told to be, or after half a minute: the router outlives the program, and must not outlive the
+// test.
+const QByteArray PATIENT_AGENT = "#!/bin/sh\nfile=${2##*Queue file: }\nleft=300\n"
+                                 "while [ ! -e ~/go ] && [ $left -gt 0 ]; do sleep 0.1; left=$((left - 1)); done\n"
+                                 "~/.claude/bin/ovalin-ledger set \"$(basename \"$file\" .json)\" ready 'noted it'\n";
 
 struct RequestsDesk : OvalinDesk {
     std::optional<FakeNotifications> notifications;
@@ -19,6 +20,10 @@ struct RequestsDesk : OvalinDesk {
         startOvalin();
         waitForLog(u"bundled runtime scripts"_s);
         openEditor("some text\n");
+    }
+    ~RequestsDesk() {
+        writeFile(path(u"go"_s), {});
+        waitUntil([] { return false; }, 0.5); // each looks ten times a second
     }
     void open() { ASSERT_TRUE(opensPanel()); }
     void openCard() {
