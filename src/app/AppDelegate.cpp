@@ -170,7 +170,10 @@ void AppDelegate::open() {
     }
     program.desktop.accessibility.keyboardIsTaken();
     const auto start = std::chrono::steady_clock::now();
-    const auto front = program.desktop.workspace.frontmostApplication();
+    Workspace& workspace = program.desktop.workspace;
+    auto front = workspace.frontmostApplication();
+    if (front && !program.in.config.exclude.isEmpty())
+        front->title = workspace.title(front->window);
     const double workspaceMs = millisecondsSince(start);
     showPanel(front);
     const double totalMs = millisecondsSince(start);

@@ -14,7 +14,7 @@ struct FrontApplication {
     QString bundleId; ///< from a table for the applications the program knows, else the WM_CLASS
     qint32 pid = 0;
     quint32 window = 0; ///< X11 window
-    QString title{};    ///< of the window
+    QString title{};    ///< of the window, where somebody has asked for it
 };
 
 /// What a dock or panel keeps for itself at an edge of the root window (EWMH _NET_WM_STRUT_PARTIAL); device pixels.
@@ -37,6 +37,8 @@ public:
 
     /// The docks and panels of all monitors.
     [[nodiscard]] virtual std::vector<ReservedStrip> reservedStrips() = 0;
+
+    [[nodiscard]] virtual QString title(quint32 window) = 0;
 
     /// What the window manager calls itself; empty when none runs.
     [[nodiscard]] virtual QString windowManager() = 0;

@@ -29,6 +29,7 @@ struct FakeWorkspace final : Workspace {
     bool compositorRuns() override { return composited; }
     std::vector<ReservedStrip> reservedStrips() override { return strips; }
     QString manager = u"Openbox"_s;
+    QString title(quint32) override { return front ? front->title : QString(); }
     QString windowManager() override { return manager; }
     bool seesAllWindows() override { return seesAll; }
 };

@@ -6,6 +6,7 @@
 #include "platform/x11/XProperty.h"
 #include "platform/x11/XReply.h"
 
+#include <QCoreApplication>
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QtEndian>
@@ -113,13 +114,53 @@ DesktopLook lookOf(const QHash<QByteArray, QVariant>& settings) {
 X11Settings::X11Settings(Dispatch& theDispatch)
     : dispatch(theDispatch)
     , link(std::make_shared<BusLink>(u"settings"_s)) {
-    if (xcb_connection_t* connection = qtConnection()) {
-        const QByteArray name = "_XSETTINGS_S" + QByteArray::number(screenNumber());
-        const char* const names[] = {name.constData(), "_XSETTINGS_SETTINGS"};
-        const auto atoms = internAtoms(connection, names);
-        selection = atoms[0];
-        property = atoms[1];
+    xcb_connection_t* connection = qtConnection();
+    if (!connection)
+        return;
+    const QByteArray name = "_XSETTINGS_S" + QByteArray::number(screenNumber());
+    const char* const names[] = {name.constData(), "_XSETTINGS_SETTINGS", "MANAGER"};
+    const auto atoms = internAtoms(connection, names);
+    selection = atoms[0];
+    property = atoms[1];
+    announced = atoms[2];
+    addWindowEvents(connection, rootWindow(connection), XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    qApp->installNativeEventFilter(this);
+    read();
+}
+
+X11Settings::~X11Settings() {
+    if (qApp)
+        qApp->removeNativeEventFilter(this);
+}
+
+void X11Settings::read() {
+    readPending = false;
+    xcb_connection_t* connection = qtConnection();
+    const XReply<xcb_get_selection_owner_reply_t> reply(
+        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
+    owner = reply ? reply->owner : 0;
+    settings.clear();
+    if (!owner)
+        return;
+    addWindowEvents(connection, owner, XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    settings = parseXSettings(takeBytes(connection, askProperty(connection, owner, property)));
+}
+
+bool X11Settings::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
+    const auto* event = static_cast<const xcb_generic_event_t*>(message);
+    bool changed = false;
+    if (event->response_type == XCB_PROPERTY_NOTIFY) {
+        const auto* notify = static_cast<const xcb_property_notify_event_t*>(message);
+        changed = owner && notify->window == owner && notify->atom == property;
+    } else if (event->response_type == XCB_DESTROY_NOTIFY) {
+        changed = owner && static_cast<const xcb_destroy_notify_event_t*>(message)->window == owner;
+    } else if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE) { // a manager that has just begun
+        const auto* told = static_cast<const xcb_client_message_event_t*>(message);
+        changed = told->type == announced && told->data.data32[1] == selection;
     }
+    if (changed && !std::exchange(readPending, true))
+        dispatch.after(std::chrono::milliseconds(0), &context, [this] { read(); });
+    return false;
 }
 
 void X11Settings::askPortal() {
@@ -133,25 +174,14 @@ void X11Settings::askPortal() {
         });
 }
 
-QHash<QByteArray, QVariant> X11Settings::settings() const {
-    xcb_connection_t* connection = qtConnection();
-    if (!connection || !selection)
-        return {};
-    const XReply<xcb_get_selection_owner_reply_t> reply(
-        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr));
-    if (!reply || !reply->owner)
-        return {};
-    return parseXSettings(takeBytes(connection, askProperty(connection, reply->owner, property)));
-}
-
 DesktopLook X11Settings::look() {
-    DesktopLook look = lookOf(settings());
+    DesktopLook look = lookOf(settings);
     if (scheme != 0)
         look.dark = scheme == 1;
     askPortal();
     return look;
 }
 
-bool X11Settings::animations() { return settings().value("Gtk/EnableAnimations", 1).toInt() != 0; }
+bool X11Settings::animations() { return settings.value("Gtk/EnableAnimations", 1).toInt() != 0; }
 
 } // namespace ovalin

@@ -4,6 +4,7 @@
 #include "platform/DesktopSettings.h"
 #include "platform/dbus/BusLink.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QByteArray>
 #include <QHash>
 #include <QVariant>
@@ -12,25 +13,31 @@
 
 namespace ovalin {
 
-/// The XSETTINGS of the desktop (freedesktop.org, Xsettings 0.5), two round trips to the X server, and over them the
-/// colour scheme of its portal (org.freedesktop.portal.Settings). That is asked in the background, so what it says
-/// counts from the next look on; no portal is started for it.
-class X11Settings final : public DesktopSettings {
+/// The XSETTINGS of the desktop (freedesktop.org, Xsettings 0.5), read at the start and when they change, so that an
+/// opening asks nobody; and over them the colour scheme of its portal (org.freedesktop.portal.Settings). That is asked
+/// in the background, so what it says counts from the next look on; no portal is started for it.
+class X11Settings final : public DesktopSettings, public QAbstractNativeEventFilter {
 public:
     explicit X11Settings(Dispatch& dispatch);
+    ~X11Settings() override;
 
     [[nodiscard]] DesktopLook look() override;
     [[nodiscard]] bool animations() override;
 
+    bool nativeEventFilter(const QByteArray& type, void* message, qintptr* result) override;
+
 private:
-    [[nodiscard]] QHash<QByteArray, QVariant> settings() const;
+    void read();
     void askPortal();
 
     Dispatch& dispatch;
     QObject context;
     const std::shared_ptr<BusLink> link;
-    quint32 selection = 0, property = 0; // atoms
-    int scheme = 0;                      // of the portal: 1 dark, 2 light
+    quint32 selection = 0, property = 0, announced = 0; // atoms
+    quint32 owner = 0;                                  // of the selection: the settings are a property of that window
+    QHash<QByteArray, QVariant> settings;
+    bool readPending = false;
+    int scheme = 0; // of the portal: 1 dark, 2 light
     bool asking = false;
 };
 

@@ -136,7 +136,6 @@ std::optional<FrontApplication> X11Workspace::frontmostApplication() {
         application.name = identity.wmClass.isEmpty() ? identity.instance : identity.wmClass;
     application.pid = identity.pid;
     application.window = identity.window;
-    application.title = reader->title(identity.window);
     return application;
 }
 
@@ -198,6 +197,8 @@ std::vector<ReservedStrip> X11Workspace::reservedStrips() {
     }
     return strips;
 }
+
+QString X11Workspace::title(quint32 window) { return reader ? reader->title(window) : QString(); }
 
 QString X11Workspace::windowManager() {
     const quint32 manager = reader ? reader->windowManager() : 0;

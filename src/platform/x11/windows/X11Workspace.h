@@ -25,6 +25,7 @@ public:
 
     [[nodiscard]] bool compositorRuns() override;
     [[nodiscard]] std::vector<ReservedStrip> reservedStrips() override;
+    [[nodiscard]] QString title(quint32 window) override;
     [[nodiscard]] QString windowManager() override;
     [[nodiscard]] bool seesAllWindows() override { return !waylandSession; }
 
