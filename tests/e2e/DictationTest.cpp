@@ -25,7 +25,13 @@ TEST(Dictation, ASpokenQuestionTurnsToAskAndASpokenTaskIsHandedOver) {
     desk.openEditor("An excerpt.\n");
     const auto openAndListen = [&] {
         ASSERT_TRUE(desk.opensPanel());
-        const QRect panel = desk.frameOf(desk.panelWindow());
+        QRect panel; // once it has grown for its note
+        QElapsedTimer resting;
+        ASSERT_TRUE(waitUntil([&] {
+            if (const QRect was = std::exchange(panel, desk.frameOf(desk.panelWindow())); was != panel)
+                resting.start();
+            return resting.hasExpired(500);
+        }));
         desk.xdotool({u"mousemove"_s, QString::number(panel.right() - 31), QString::number(panel.bottom() - 67),
                       u"click"_s, u"1"_s});
         ASSERT_TRUE(waitUntil([&] { return sound.hasListener(); })) << desk.log().toStdString();

@@ -3,6 +3,8 @@
 #include <QDeadlineTimer>
 #include <QThread>
 
+#include <filesystem>
+
 namespace ovalin {
 
 bool waitUntil(const std::function<bool()>& condition, double seconds) {
@@ -48,8 +50,10 @@ void writeFile(const QString& path, const QByteArray& bytes) {
 }
 
 QString writeProgram(const QString& path, const QByteArray& text) {
-    writeFile(path, text);
-    QFile::setPermissions(path, QFile::Permissions(0x7755));
+    const QString written = path + u".new"_s; // no program can be written to while it is being started
+    writeFile(written, text);
+    QFile::setPermissions(written, QFile::Permissions(0x7755));
+    std::filesystem::rename(written.toStdString(), path.toStdString());
     return path;
 }
 
