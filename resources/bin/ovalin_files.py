@@ -189,8 +189,10 @@ def lock(path, patience=2.0):
             try:
                 fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
                 break
-            except OSError:
+            except BlockingIOError:
                 time.sleep(0.005)
+            except OSError:
+                break  # this file system has no locks
         yield
     finally:
         os.close(descriptor)

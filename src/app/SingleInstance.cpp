@@ -94,9 +94,18 @@ void connectTo(QLocalSocket& socket, const SingleInstance::Folders& folders, int
     std::ignore = socket.waitForConnected(limit);
 }
 
-bool isLocked(const QString& file) {
+/// For file systems that refuse every lock: whether a copy is there to answer.
+bool someoneListens(const SingleInstance::Folders& folders) {
+    QLocalSocket socket;
+    connectTo(socket, folders, 200);
+    return socket.state() == QLocalSocket::ConnectedState;
+}
+
+bool isHeld(const QString& file, const SingleInstance::Folders& folders) {
     const Descriptor lock(::open(QFile::encodeName(file).constData(), O_RDONLY | O_CLOEXEC));
-    return lock && ::flock(lock.get(), LOCK_SH | LOCK_NB) != 0;
+    if (!lock || ::flock(lock.get(), LOCK_SH | LOCK_NB) == 0)
+        return false;
+    return errno == EWOULDBLOCK || someoneListens(folders);
 }
 
 } // namespace
@@ -131,7 +140,8 @@ bool SingleInstance::takeLock(const QString& file, int& taken) {
         logLine(u"Ovalin: cannot open the lock %1 — %2"_s.arg(file, QString::fromLocal8Bit(strerror(errno))));
         return true;
     }
-    if (::flock(taken, LOCK_EX | LOCK_NB) != 0) {
+    const bool refused = ::flock(taken, LOCK_EX | LOCK_NB) != 0;
+    if (refused && (errno == EWOULDBLOCK || someoneListens(folders))) {
         char text[32] = {};
         [[maybe_unused]] const auto got = ::pread(taken, text, sizeof text - 1, 0);
         holder = QByteArray(text).split('\n').constFirst().toLongLong();
@@ -185,7 +195,7 @@ tl::expected<QJsonObject, QString> SingleInstance::send(const Folders& folders, 
 bool SingleInstance::awaitEnd(const Folders& folders, std::chrono::milliseconds limit) {
     const QDeadlineTimer deadline(limit);
     const auto runs = [&] {
-        return isLocked(lockPath(folders.runtimeDir)) || isLocked(homeLockPath(folders.stateDir));
+        return isHeld(lockPath(folders.runtimeDir), folders) || isHeld(homeLockPath(folders.stateDir), folders);
     };
     while (runs()) {
         if (deadline.hasExpired())

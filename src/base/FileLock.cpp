@@ -16,7 +16,8 @@ FileLock::FileLock(const QString& path, std::chrono::milliseconds patience)
     const QDeadlineTimer deadline(patience);
     while (file && !locked) {
         locked = ::flock(file.get(), LOCK_EX | LOCK_NB) == 0;
-        if (locked || deadline.hasExpired())
+        const bool refused = !locked && errno != EWOULDBLOCK && errno != EINTR; // by the file system, for good
+        if (locked || refused || deadline.hasExpired())
             return;
         QThread::msleep(5);
     }

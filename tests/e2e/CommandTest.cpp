@@ -72,6 +72,18 @@ TEST(Command, HasTheRunningCopyDoIt) {
     EXPECT_EQ(desk.requests().size(), 1u);
 }
 
+TEST(Command, AFileSystemWithoutLocksIsNoOtherCopyAndHoldsNothingUp) {
+    OvalinDesk desk;
+    desk.environment.insert(u"LD_PRELOAD"_s, QStringLiteral(NO_LOCKS));
+    desk.startOvalin({u"--background"_s});
+    expectRun(desk, {u"do"_s, u"water the plants"_s}, 0, u"handed over as cap-"_s);
+    expectRun(desk, {u"do"_s, u"feed the cat"_s}, 0, u"handed over as cap-"_s);
+    EXPECT_EQ(readJson(desk.path(u"CLAUDE/system/captures.json"_s))[u"items"_s].toArray().size(), 2);
+    expectRun(desk, {u"--background"_s}, 0, u"another instance is running"_s);
+    expectRun(desk, {u"quit"_s}, 0, u"has ended"_s);
+    EXPECT_TRUE(waitUntil([&] { return desk.ovalin().state() == QProcess::NotRunning; }));
+}
+
 TEST(Command, AskSendsTheQuestionWithWhatIsInFront) {
     AskDesk desk("{}");
     desk.pressKey(u"Escape"_s);
