@@ -186,6 +186,12 @@ void RoutedRequests::takeUp() {
                                             "came. Send it again if it is still wanted."_s,
                       {},
                       found.interrupted.first().id});
+            if (found.left > 0)
+                tell({u"Ovalin — requests are waiting"_s,
+                      u"%1 of earlier days wait for another start, or to be run from the list of requests."_s.arg(
+                          found.left),
+                      {},
+                      {}});
         });
 }
 

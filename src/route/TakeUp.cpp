@@ -12,6 +12,7 @@
 #include <QJsonArray>
 #include <QThread>
 
+#include <algorithm>
 #include <map>
 
 using namespace Qt::StringLiterals;
@@ -22,6 +23,8 @@ namespace {
 
 // What was asked longer ago is hardly wanted any more, and nobody expects it to begin.
 constexpr qint64 LONGEST_AGO = qint64{30} * 24 * 3600 * 1000;
+
+constexpr qsizetype MOST_LAUNCHED = 20;
 
 // Another copy is done with a temporary file by then.
 constexpr qint64 AT_WORK_MS = 60'000;
@@ -122,15 +125,20 @@ TakenUp takeUpRequests(const Paths& paths, const QDateTime& startedAt) {
     const auto ledger = readLedger(paths.capturesFile);
     if (!ledger)
         return found;
+    QList<QueueItem> waiting;
     for (const auto& [key, item] : queuedRequests(*ledger, paths, startedAt.toMSecsSinceEpoch())) {
         if (undeliveredIds.contains(item.id) || places.processed(item.id))
             continue;
         if (!QFile::exists(routerMark(places.queueFile(item.id)))) {
-            if (queueFileStands(item, places))
-                found.launch.append(item);
+            waiting.append(item);
         } else if (!hasRouter(item.id) && settleInterrupted(item, paths)) {
             found.interrupted.append(item);
         }
+    }
+    found.left = std::max<qsizetype>(waiting.size() - MOST_LAUNCHED, 0);
+    for (const QueueItem& item : waiting.sliced(found.left)) {
+        if (queueFileStands(item, places))
+            found.launch.append(item);
     }
     return found;
 }

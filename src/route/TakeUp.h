@@ -9,7 +9,8 @@ namespace ovalin {
 
 /// What a start-up finds of the requests that an earlier run, killed perhaps, has left.
 struct TakenUp {
-    QList<QueueItem> launch;      ///< in the queue, their router was never launched; oldest first
+    QList<QueueItem> launch;      ///< in the queue, their router was never launched; the newest, oldest first
+    qsizetype left = 0;           ///< more of these, for a later start: all at once would be too much for a machine
     QList<QueueItem> interrupted; ///< launched, nobody works on them, nobody said how they ended: now "needs attention"
     QList<Undelivered> undelivered; ///< oldest first
 };

@@ -84,6 +84,19 @@ TEST_F(TakeUp, OnlyWhatNeverHadARouterIsLaunched) {
     EXPECT_TRUE(takeUpRequests(paths, start).interrupted.isEmpty()) << "said once";
 }
 
+TEST_F(TakeUp, OfManyTheNewestAreLaunchedAndTheOthersLeftAsTheyAre) {
+    QStringList newest;
+    for (int i = 0; i < 23; ++i) {
+        record(request(QString::number(i), 100 - i));
+        if (i >= 3)
+            newest.append(QString::number(i));
+    }
+    const TakenUp found = takeUpRequests(paths, start);
+    EXPECT_EQ(prompts(found.launch), newest);
+    EXPECT_EQ(found.left, 3);
+    EXPECT_EQ(QDir(paths.queueDir).entryList({u"*.json"_s}, QDir::Files).size(), 20);
+}
+
 TEST_F(TakeUp, ALivingRouterIsLeftInPeace) {
     const QueueItem running = request(u"long work"_s);
     record(running);
