@@ -50,16 +50,18 @@ struct Key {
 };
 
 bool readExclude(Config& config, const QString& value) {
+    const qsizetype before = config.exclude.size();
     for (const QString& each : value.split(u',')) {
         if (const QString trimmed = each.trimmed(); !trimmed.isEmpty())
             config.exclude += trimmed;
     }
-    return true;
+    return config.exclude.size() > before;
 }
 
 constexpr std::array KEYS{
     Key{"hotkey", "a key such as Alt+Space",
         [](Config& config, const QString& value) {
+            config.hotkeys += value;
             config.hotkey = value;
             return true;
         }},

@@ -11,6 +11,7 @@ struct Config {
     enum class Appearance { Light, Dark, Contrast, Desktop };
 
     QString hotkey = QStringLiteral("Alt+Space"); ///< as written
+    QStringList hotkeys;                          ///< of all lines, of which the last counts
     QStringList exclude;                          ///< names, identifiers or title patterns (* and ?), besides our own
     int processedDays = 30;                       ///< how long requests that are done stay on the disk; 0: for ever
     Appearance appearance = Appearance::Light;

@@ -111,6 +111,10 @@ KeyChord hotkeyOf(Config& config) {
         config.complaints.prepend(u"the hotkey %1 — Alt+Space is used"_s.arg(chord.error()));
         chord = KeyChord();
     }
+    for (const QString& earlier : config.hotkeys.first(std::max<qsizetype>(config.hotkeys.size() - 1, 0))) {
+        if (const auto read = KeyChord::parse(earlier.left(40)); !read)
+            config.complaints += u"the hotkey %1 — a later line counts"_s.arg(read.error());
+    }
     config.hotkey = chord->name();
     return *chord;
 }

@@ -30,7 +30,7 @@ TEST(Config, EveryKeyIsTaken) {
 TEST(Config, NonsenseInALineIsToldWithItsNumberAndTheRestIsUsed) {
     for (const QByteArray nonsense :
          {"gibberish", "=", "hotkye=Alt+F1", "hotkey=", "processed_days=-1", "processed_days=9e9", "appearance=pink",
-          "reduced_motion=maybe", "exclude=\xff\xfe", "[section]", "\x01\x02"}) {
+          "reduced_motion=maybe", "exclude=\xff\xfe", "exclude=, ,", "[section]", "\x01\x02"}) {
         const Config config = read("hotkey=Alt+F1\n" + nonsense + "\nprocessed_days=7");
         ASSERT_EQ(config.complaints.size(), 1) << nonsense.constData();
         EXPECT_TRUE(config.complaints[0].startsWith(u"line 2 "_s)) << qPrintable(config.complaints[0]);
