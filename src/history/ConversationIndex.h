@@ -17,7 +17,7 @@ public:
 private:
     struct Indexed {
         QJsonObject entry;
-        QString text;
+        QByteArray text; ///< UTF-8, in which the C library searches fastest
     };
     QList<Indexed> all;
 };
