@@ -79,11 +79,12 @@ int main(int argc, char** argv) {
     X11Desktop x11(dispatch, hotkeyOf(config));
     logMissingExtensions();
     OcrProcess recognizer(tools.ocr);
-    WindowShots shots(x11.windows(), recognizer, tools);
+    WindowShots shots(x11.windows(), recognizer, tools, std::chrono::seconds(5), config.exclude);
     ContextSources sources{
         [tools](const QString& bundle) { return browserTabInfoViaOsascript(bundle, tools.osascript); },
         [&shots](qint32 pid) { return shots.captureWindowPNG(pid); },
         [&shots](const QByteArray& png) { return shots.ocrText(png); },
+        leftAloneAmong(x11.windows(), config.exclude),
     };
     PulseMicrophone microphone(dispatch);
     VoskRecognizer speech(dispatch, [home = paths.home, program = QCoreApplication::applicationDirPath()] {

@@ -24,6 +24,8 @@ constexpr auto STATUS_SHOWN = 1400ms;
 constexpr qsizetype LONGEST_SPOKEN = 200; // of an excerpt, to a screen reader
 constexpr auto LONGEST_LOOK = 1200ms;
 
+const QString LEFT_ALONE_NOW = u"this page is left alone — nothing of it is carried along"_s;
+
 // Nobody waits longer for a disk; the words are in the program, and on their way.
 constexpr auto LONGEST_KEEPING = 100ms;
 
@@ -153,6 +155,7 @@ void Opening::startCapture() {
     captured->pipeline.startContextPipeline();
     selectionWatch.emplace(program.desktop.eventMonitors, program.dispatch, program.selection, context);
     selectionWatch->updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
+    selectionWatch->leftAlone = [this] { panel->say(LEFT_ALONE_NOW); };
 }
 
 void Opening::updateCaptureUI(const QString& text) {

@@ -6,7 +6,7 @@ Program::Program(Desktop& theDesktop, Dispatch& theDispatch, Surroundings surrou
     : desktop(theDesktop)
     , dispatch(theDispatch)
     , in(std::move(surroundings))
-    , selection(desktop.accessibility, desktop.pasteboard, desktop.keyboard)
+    , selection(desktop.accessibility, desktop.pasteboard, desktop.keyboard, {}, in.sources.leftAloneNow)
     , paste(desktop, dispatch)
     , askHistory(dispatch, AskHistory::storePath(in.paths.systemDir), in.agent, ends.get_token())
     , promptHistory(dispatch, PromptHistory::storePath(in.paths.systemDir))

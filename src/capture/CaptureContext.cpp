@@ -9,7 +9,7 @@ std::function<SelectedText()> currentFocus(Selection& selection, const CaptureCo
         SelectedText live = selection.axSelection(subject);
         if (!live.text.isEmpty())
             return live;
-        return SelectedText{stored, live.source, live.focus, window ? window : live.window};
+        return SelectedText{stored, live.source, live.focus, window ? window : live.window, live.leftAlone};
     };
 }
 

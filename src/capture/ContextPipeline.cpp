@@ -47,7 +47,11 @@ void ContextPipeline::startSelectionTask() {
 }
 
 void ContextPipeline::startPageTask() {
-    const auto read = [tabInfo = sources.browserTabInfo, bundle = context.capBundle] { return tabInfo(bundle); };
+    const auto read = [tabInfo = sources.browserTabInfo, leftAloneNow = sources.leftAloneNow,
+                       subject = Subject(context)]() -> std::optional<BrowserTab> {
+        auto tab = tabInfo(subject.capBundle);
+        return tab && leftAloneNow && leftAloneNow(subject.capWindow, tab->title) ? std::nullopt : tab;
+    };
     dispatch.inBackground(Queue::UserInitiated, this, read, [this](const std::optional<BrowserTab>& tab) {
         const bool remote = tab && isRemotePage(tab->url);
         if (tab) {

@@ -19,6 +19,7 @@ struct ContextSources {
     std::function<std::optional<BrowserTab>(const QString& bundleId)> browserTabInfo;
     std::function<std::optional<QByteArray>(qint32 pid)> captureWindowPNG;
     std::function<std::optional<QString>(const QByteArray& png)> ocrText;
+    LeftAloneNow leftAloneNow = {};
 };
 
 /// Fills the capture record of one opening in the background. Its end drops what is on its way.

@@ -2,6 +2,8 @@
 
 #include <QRegularExpression>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace ovalin {
@@ -26,17 +28,12 @@ QRegularExpression anyOf(const QStringList& patterns) {
                                   QRegularExpression::DotMatchesEverythingOption);
 }
 
-bool isExcluded(const FrontApplication& front, const QStringList& exclude) {
+bool isExcluded(const QStringList& names, const QString& title, const QStringList& exclude) {
     static const QRegularExpression secrets = anyOf(SECRETS);
-    const auto matches = [](const QRegularExpression& patterns, const QString& text) {
-        return patterns.match(text).hasMatch();
+    const auto matchAny = [](const QRegularExpression& patterns, const QStringList& texts) {
+        return std::ranges::any_of(texts, [&](const QString& text) { return patterns.match(text).hasMatch(); });
     };
-    if (matches(secrets, front.name) || matches(secrets, front.bundleId))
-        return true;
-    if (exclude.isEmpty())
-        return false;
-    const QRegularExpression own = anyOf(exclude);
-    return matches(own, front.name) || matches(own, front.bundleId) || matches(own, front.title);
+    return matchAny(secrets, names) || (!exclude.isEmpty() && matchAny(anyOf(exclude), names + QStringList(title)));
 }
 
 } // namespace
@@ -45,8 +42,24 @@ QString whyLeftAlone(const std::optional<FrontApplication>& front, bool seesAllW
     // Without a window to ask, the whole display would be pictured, with what belongs to others.
     if (!front)
         return seesAllWindows ? QString() : u"the window in front is not an X11 one — nothing of it is known"_s;
-    return isExcluded(*front, exclude) ? u"%1 is left alone — nothing of it is carried along"_s.arg(front->name)
-                                       : QString();
+    return isExcluded({front->name, front->bundleId}, front->title, exclude)
+               ? u"%1 is left alone — nothing of it is carried along"_s.arg(front->name)
+               : QString();
+}
+
+bool isLeftAlone(const WindowInfo& window, const QStringList& exclude) {
+    return isExcluded({window.name}, window.title, exclude);
+}
+
+LeftAloneNow leftAloneAmong(Windows& windows, const QStringList& exclude) {
+    if (exclude.isEmpty()) // of a process that was none of the others when the panel opened
+        return {};
+    return [&windows, exclude](quint32 window, const QString& title) {
+        return isExcluded({}, title, exclude) ||
+               std::ranges::any_of(windows.onScreenWindows(), [&](const WindowInfo& each) {
+                   return each.id == window && isLeftAlone(each, exclude);
+               });
+    };
 }
 
 } // namespace ovalin

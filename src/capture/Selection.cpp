@@ -45,22 +45,32 @@ bool isChromiumBased(const Subject& subject) {
 
 bool isChromiumFamily(const QString& bundleId) { return inChromiumFamily(bundleId); }
 
-Selection::Selection(Accessibility& theAccessibility, Pasteboard& thePasteboard, Keyboard& theKeyboard, Sleep theSleep)
+Selection::Selection(Accessibility& theAccessibility, Pasteboard& thePasteboard, Keyboard& theKeyboard, Sleep theSleep,
+                     LeftAloneNow theLeftAloneNow)
     : accessibility(theAccessibility)
     , pasteboard(thePasteboard)
     , keyboard(theKeyboard)
-    , sleep(theSleep ? std::move(theSleep) : [](std::chrono::milliseconds time) {
-        QThread::msleep(static_cast<unsigned long>(time.count()));
-    }) {}
+    , sleep(theSleep
+                ? std::move(theSleep)
+                : [](std::chrono::milliseconds time) { QThread::msleep(static_cast<unsigned long>(time.count())); })
+    , leftAloneNow(std::move(theLeftAloneNow)) {}
 
 std::optional<QString> Selection::freshPrimary(qint32 pid) {
     const auto primary = pasteboard.primaryText(pid, Pasteboard::Freshness::SinceLastInput);
     return primary ? trimmedOrAbsent(withoutMasks(primary->trimmed())) : std::nullopt;
 }
 
+SelectedText Selection::unlessLeftAlone(const SelectedText& found) const {
+    if (!leftAloneNow || !leftAloneNow(found.window, {}))
+        return found;
+    return {{}, SelectedText::Source::Tree, found.focus, found.window, true};
+}
+
 SelectedText Selection::axSelection(const Subject& subject) {
-    if (subject.capPID < 1)
-        return {};
+    return subject.capPID < 1 ? SelectedText() : unlessLeftAlone(read(subject));
+}
+
+SelectedText Selection::read(const Subject& subject) {
     const AccessibleSelection tree = accessibility.selection(subject.window());
     using Kind = AccessibleSelection::Kind;
     using Source = SelectedText::Source;
@@ -92,14 +102,15 @@ SelectedText Selection::axSelection(const Subject& subject) {
 }
 
 SelectedText Selection::axSelectionOrGrab(const Subject& subject) {
-    SelectedText read = axSelection(subject);
-    if (read.source != SelectedText::Source::Nobody)
-        return read;
-    if (const auto grabbed = clipboardGrab(subject.capPID, read.focus)) {
-        read.text = *grabbed;
-        read.source = SelectedText::Source::Copy;
+    SelectedText found = axSelection(subject);
+    if (found.source != SelectedText::Source::Nobody)
+        return found;
+    if (const auto grabbed = clipboardGrab(subject.capPID, found.focus)) {
+        found.text = *grabbed;
+        found.source = SelectedText::Source::Copy;
+        return unlessLeftAlone(found);
     }
-    return read;
+    return found;
 }
 
 std::optional<QString> Selection::clipboardGrab(qint32 pid, FocusKind focus) {

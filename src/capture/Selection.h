@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LeftAlone.h"
 #include "Subject.h"
 
 #include "platform/Keyboard.h"
@@ -28,6 +29,7 @@ struct SelectedText {
     Source source = Source::Nobody;
     FocusKind focus = FocusKind::Unknown; ///< what the keyboard focus was in
     quint32 window = 0;                   ///< X11 window that it is selected in; 0: not known
+    bool leftAlone = false;               ///< nothing may be read there by now
 };
 
 /// Reads the selected text of an application. All reads are for worker threads, several at once; each is bounded.
@@ -35,7 +37,8 @@ class Selection {
 public:
     using Sleep = std::function<void(std::chrono::milliseconds)>;
 
-    Selection(Accessibility& accessibility, Pasteboard& pasteboard, Keyboard& keyboard, Sleep sleep = {});
+    Selection(Accessibility& accessibility, Pasteboard& pasteboard, Keyboard& keyboard, Sleep sleep = {},
+              LeftAloneNow leftAloneNow = {});
 
     /// The selection without touching the application's state: from the accessibility tree, else the PRIMARY selection
     /// if the process owns it and it is fresher than the user's last input.
@@ -51,11 +54,15 @@ public:
 
 private:
     [[nodiscard]] std::optional<QString> freshPrimary(qint32 pid);
+    [[nodiscard]] SelectedText read(const Subject& subject);
+    /// What was read, unless its window is left alone by now.
+    [[nodiscard]] SelectedText unlessLeftAlone(const SelectedText& found) const;
 
     Accessibility& accessibility;
     Pasteboard& pasteboard;
     Keyboard& keyboard;
     Sleep sleep;
+    const LeftAloneNow leftAloneNow;
 };
 
 } // namespace ovalin

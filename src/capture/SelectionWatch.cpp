@@ -42,6 +42,8 @@ void SelectionWatch::scheduleSelectionRefresh() {
     dispatch.after(REFRESH_DELAY, this, [this, read] {
         dispatch.inBackground(Queue::UserInitiated, this, read, [this](const SelectedText& found) {
             selectionResolveInFlight = false;
+            if (found.leftAlone)
+                leftAlone();
             if (found.text.isEmpty())
                 return;
             context.capTextWindow = found.window; // the same words may be selected in another one now

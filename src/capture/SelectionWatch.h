@@ -21,6 +21,8 @@ public:
 
     /// The excerpt changed; never called with an empty text.
     std::function<void(const QString& text)> updateCaptureUI;
+    /// The application shows by now what is left alone: the excerpt stays as it was.
+    std::function<void()> leftAlone;
 
 private:
     /// Reads the selection again 0.18 s from now, unless such a read is under way.

@@ -11,6 +11,8 @@
 #include <QImage>
 #include <QImageReader>
 
+#include <algorithm>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -100,24 +102,31 @@ std::optional<QByteArray> downscalePNG(const QString& path, int maxW) {
 }
 
 WindowShots::WindowShots(Windows& theWindows, TextRecognizer& theRecognizer, Tools theTools,
-                         std::chrono::milliseconds thePatience)
+                         std::chrono::milliseconds thePatience, QStringList theExclude)
     : windows(theWindows)
     , recognizer(theRecognizer)
     , tools(std::move(theTools))
-    , patience(thePatience) {}
+    , patience(thePatience)
+    , exclude(std::move(theExclude)) {}
 
-std::optional<quint32> WindowShots::frontWindowID(qint32 pid) const {
-    return pid < 1 ? std::nullopt : ovalin::frontWindowID(windows.onScreenWindows(), pid);
+bool WindowShots::mayPicture(const std::vector<WindowInfo>& onScreen, std::optional<quint32> window) const {
+    return std::ranges::none_of(onScreen, [&](const WindowInfo& each) {
+        return (!window || each.id == *window) && isLeftAlone(each, exclude);
+    });
 }
 
 std::optional<QByteArray> WindowShots::captureWindowPNG(qint32 pid) const {
+    const auto onScreen = windows.onScreenWindows();
+    const auto window = frontWindowID(onScreen, pid);
+    if (!mayPicture(onScreen, window))
+        return std::nullopt;
     const ShotFile file;
     if (file.path().isEmpty()) {
         logOnce(u"shot file"_s, u"Ovalin: no file for a screenshot in the temporary folder"_s);
         return std::nullopt;
     }
     QStringList arguments{u"-x"_s};
-    if (const auto window = frontWindowID(pid))
+    if (window)
         arguments << u"-l"_s << QString::number(*window);
     else
         arguments << u"-m"_s;
@@ -129,6 +138,8 @@ std::optional<QByteArray> WindowShots::captureWindowPNG(qint32 pid) const {
     const ChildRun run = runToEnd({tools.screencapture, arguments, {}, {}}, options);
     // Whether there is a picture says the file, not the program's status.
     auto png = downscalePNG(file.path(), SHOT_MAX_WIDTH);
+    if (png && !mayPicture(windows.onScreenWindows(), window)) // it may show another page by now
+        return std::nullopt;
     if (!png)
         logLine(u"Ovalin: no screenshot: %1"_s.arg(run.timedOut ? u"it took too long"_s : run.end.describe()));
     return png;

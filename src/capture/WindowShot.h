@@ -1,5 +1,7 @@
 #pragma once
 
+#include "LeftAlone.h"
+
 #include "platform/TextRecognizer.h"
 #include "platform/Windows.h"
 #include "platform/helpers/Tools.h"
@@ -27,23 +29,26 @@ inline constexpr int SHOT_MAX_WIDTH = 1400;
 /// Takes and reads screenshots. All of it blocks: worker threads, several at once if need be.
 class WindowShots {
 public:
-    /// References: the caller keeps them alive. `patience`: how long the screenshot program may take.
+    /// References: the caller keeps them alive. `patience`: how long the screenshot program may take. `exclude`: what
+    /// is left alone besides password managers.
     WindowShots(Windows& windows, TextRecognizer& recognizer, Tools tools,
-                std::chrono::milliseconds patience = std::chrono::seconds(5));
+                std::chrono::milliseconds patience = std::chrono::seconds(5), QStringList exclude = {});
 
-    [[nodiscard]] std::optional<quint32> frontWindowID(qint32 pid) const;
-
-    /// PNG of the application's main window, or of the main display when it has none; at most SHOT_MAX_WIDTH wide.
+    /// PNG of the application's main window, or of the main display when it has none; at most SHOT_MAX_WIDTH wide. None
+    /// of a window that is left alone, nor of a display with such a one.
     [[nodiscard]] std::optional<QByteArray> captureWindowPNG(qint32 pid) const;
 
     /// The text in a picture, trimmed; absent when there is none.
     [[nodiscard]] std::optional<QString> ocrText(const QByteArray& png) const;
 
 private:
+    [[nodiscard]] bool mayPicture(const std::vector<WindowInfo>& onScreen, std::optional<quint32> window) const;
+
     Windows& windows;
     TextRecognizer& recognizer;
     const Tools tools;
     const std::chrono::milliseconds patience;
+    const QStringList exclude;
 };
 
 } // namespace ovalin

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QRect>
-#include <QtGlobal>
+#include <QString>
 
 #include <vector>
 
@@ -12,6 +12,8 @@ struct WindowInfo {
     qint32 ownerPid = 0; ///< 0 when nobody knows
     int layer = 0;       ///< 0 = ordinary windows; docks, the desktop, notifications, menus lie in others
     QRect frame;         ///< root coordinates, without the window manager's decoration
+    QString name{};      ///< what the application calls itself: the WM_CLASS
+    QString title{};
 };
 
 /// The windows that are on the screen now.

@@ -17,6 +17,8 @@ constexpr double A_MOMENT = 0.3; // seconds; what takes longer is not pasted wit
 
 /// Whether what is in the application now is still what it was when the button was pressed, as far as it says.
 std::optional<NotPasted> changed(const SelectedText& before, const SelectedText& now) {
+    if (now.leftAlone)
+        return NotPasted::Elsewhere;
     const bool focusKnown = before.focus != FocusKind::Unknown && now.focus != FocusKind::Unknown;
     if ((focusKnown && before.focus != now.focus) || (before.window && now.window && before.window != now.window))
         return NotPasted::Elsewhere;
@@ -71,6 +73,8 @@ Replacement::Found Replacement::look(const Press& press, ReplaceTarget target, c
 }
 
 QString Replacement::whyNot() const {
+    if (found->selected.leftAlone)
+        return u"this page is left alone — nothing was begun"_s;
     if (press.instruction.isEmpty())
         return found->insert() ? u"type the text to insert first"_s : u"type how to transform it first"_s;
     if (editsSource(target))

@@ -24,7 +24,7 @@ struct AppDelegateTest : testing::Test {
     Paths paths = Paths::under(home.path());
     std::optional<BrowserTab> tab;
     std::optional<QByteArray> png = QByteArrayLiteral("png");
-    bool siteIsOwned = false;
+    bool siteIsOwned = false, secretByNow = false;
     Config config;
     std::function<std::optional<QString>()> textOfPicture = [] { return std::nullopt; };
     std::unique_ptr<AppDelegate> delegate;
@@ -46,7 +46,8 @@ struct AppDelegateTest : testing::Test {
             Surroundings{paths,
                          AgentSearch{{home.filePath(u".local/bin/claude"_s)}},
                          {[this](const QString&) { return tab; }, [this](qint32) { return png; },
-                          [this](const QByteArray&) { return textOfPicture(); }},
+                          [this](const QByteArray&) { return textOfPicture(); },
+                          [this](quint32, const QString&) { return secretByNow; }},
                          [this](const QString&) { return siteIsOwned; },
                          config});
     }
@@ -168,6 +169,29 @@ TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
         EXPECT_EQ(readFile(commitLogPath(paths.systemDir)).contains("note"), !alone);
         QFile::remove(PromptHistory::storePath(paths.systemDir));
         QFile::remove(commitLogPath(paths.systemDir));
+    }
+}
+
+TEST_F(AppDelegateTest, NothingIsTakenOfAPageThatComesUnderTheOpenPanelAndIsLeftAlone) {
+    for (const bool duringLook : {false, true}) {
+        tab = BrowserTab{u"https://example.org/"_s, duringLook ? u"secret"_s : u"Open"_s};
+        fake.accessibility.answer = {Kind::Text, u"the excerpt"_s, false};
+        secretByNow = duringLook;
+        openSettled();
+        secretByNow = true;
+        fake.accessibility.answer.text = u"secret"_s;
+        fake.eventMonitors.mouseUp();
+        dispatch.advance(1);
+        settle();
+        EXPECT_TRUE(panel().hintField->status().contains(u"left alone"_s));
+        replace();
+        settle();
+        EXPECT_THAT(fake.keyboard.pastes, testing::IsEmpty());
+        submit(u"note this"_s);
+        settle();
+        EXPECT_EQ(ledger().first()[u"text"_s].toString(), duringLook ? QString() : u"the excerpt"_s);
+        EXPECT_FALSE(readFile(paths.capturesFile).contains("secret"));
+        secretByNow = false;
     }
 }
 

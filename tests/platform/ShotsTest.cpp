@@ -16,7 +16,13 @@ Tools builtTools() { return Tools::under(Tools::folderBeside(QCoreApplication::a
 
 struct FakeWindows final : Windows {
     std::vector<WindowInfo> list;
-    std::vector<WindowInfo> onScreenWindows() override { return list; }
+    QString nextTitle; ///< of all, once they have been listed
+    std::vector<WindowInfo> onScreenWindows() override {
+        const auto listed = list;
+        for (WindowInfo& each : list)
+            each.title = nextTitle.isEmpty() ? each.title : nextTitle;
+        return listed;
+    }
 };
 
 struct FakeRecognizer final : TextRecognizer {
@@ -80,10 +86,10 @@ protected:
         return writeProgram(other.filePath(u"script"_s), "#!/bin/sh\n" + lines + "\n");
     }
 
-    std::optional<QByteArray> captureWith(const QString& program, qint32 pid = 7) {
+    std::optional<QByteArray> captureWith(const QString& program, qint32 pid = 7, const QStringList& exclude = {}) {
         Tools tools;
         tools.screencapture = program;
-        return WindowShots(windows, recognizer, tools, 300ms).captureWindowPNG(pid);
+        return WindowShots(windows, recognizer, tools, 300ms, exclude).captureWindowPNG(pid);
     }
 
     QStringList leftBehind() const {
@@ -164,6 +170,30 @@ TEST_F(Shots, TheToolIsAskedForTheWindowOrElseForTheMainDisplay) {
                         .hasMatch())
             << arguments.toStdString();
         EXPECT_EQ(leftBehind(), QStringList());
+    }
+}
+
+TEST_F(Shots, NoPictureShowsAWindowThatIsLeftAlone) {
+    const QString program =
+        script("for path; do :; done\ncp '" + write(pngOf(plain(300, 200))).toUtf8() + "' \"$path\"");
+    const struct {
+        const char* what;
+        qint32 pid;
+        QStringList exclude;
+        QString nextTitle;
+        bool pictured;
+    } rows[] = {
+        {"beside a password manager", 7, {}, {}, true},
+        {"the display with it", 8, {}, {}, false},
+        {"another window is excluded", 7, {u"*bank*"_s}, {}, true},
+        {"this window is", 7, {u"mail*"_s}, {}, false},
+        {"it shows another page before the picture is there", 7, {u"*bank*"_s}, u"My Bank"_s, false},
+    };
+    for (const auto& row : rows) {
+        const QRect frame(0, 0, 800, 600);
+        windows.list = {{1, 7, 0, frame, u"firefox"_s, u"Mail"_s}, {2, 9, 0, frame, u"KeePassXC"_s, u"My Bank"_s}};
+        windows.nextTitle = row.nextTitle;
+        EXPECT_EQ(captureWith(program, row.pid, row.exclude).has_value(), row.pictured) << row.what;
     }
 }
 

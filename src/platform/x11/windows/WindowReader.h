@@ -65,6 +65,9 @@ public:
     /// The title (EWMH _NET_WM_NAME, else WM_NAME); empty when there is none.
     [[nodiscard]] QString title(quint32 window) const { return titles({window}).front(); }
 
+    /// Of each of them, in one round trip.
+    [[nodiscard]] QStringList titles(const std::vector<quint32>& windows) const;
+
     /// The titles of the listed windows, the active one first, then from the top down. Three round trips.
     [[nodiscard]] QStringList titlesTopDown() const;
 
@@ -82,7 +85,6 @@ public:
 private:
     enum class Until { Named, Root };
     [[nodiscard]] std::vector<WindowIdentity> upwards(quint32 window, Until end) const;
-    [[nodiscard]] QStringList titles(const std::vector<quint32>& windows) const;
 
     xcb_connection_t* const connection;
     const WindowOwners owners;

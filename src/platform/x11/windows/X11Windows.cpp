@@ -55,7 +55,6 @@ struct Questions {
     xcb_get_geometry_cookie_t geometry;
     xcb_translate_coordinates_cookie_t origin;
     xcb_get_property_cookie_t type;
-    WindowOwners::Question owner;
 };
 
 /// Asks about every window before the first answer is taken.
@@ -73,7 +72,8 @@ public:
 
 private:
     [[nodiscard]] Questions ask(xcb_window_t window) const;
-    [[nodiscard]] std::optional<WindowInfo> answer(const Questions& q) const;
+    [[nodiscard]] std::optional<WindowInfo> answer(const Questions& q, const WindowIdentity& identity,
+                                                   const QString& title) const;
     [[nodiscard]] int layerOf(bool overrideRedirect, const std::vector<quint32>& types) const;
 
     const ScreenConnection& x;
@@ -83,12 +83,8 @@ private:
 
 Questions WindowList::ask(xcb_window_t window) const {
     auto* c = x.get();
-    return {window,
-            xcb_get_window_attributes(c, window),
-            xcb_get_geometry(c, window),
-            xcb_translate_coordinates(c, window, x.root(), 0, 0),
-            askProperty(c, window, atoms.front()),
-            reader.windowOwners().ask(window)};
+    return {window, xcb_get_window_attributes(c, window), xcb_get_geometry(c, window),
+            xcb_translate_coordinates(c, window, x.root(), 0, 0), askProperty(c, window, atoms.front())};
 }
 
 int WindowList::layerOf(bool overrideRedirect, const std::vector<quint32>& types) const {
@@ -104,28 +100,35 @@ int WindowList::layerOf(bool overrideRedirect, const std::vector<quint32>& types
 }
 
 /// All replies are taken in any case: libxcb keeps what nobody asks for.
-std::optional<WindowInfo> WindowList::answer(const Questions& q) const {
+std::optional<WindowInfo> WindowList::answer(const Questions& q, const WindowIdentity& identity,
+                                             const QString& title) const {
     auto* c = x.get();
     const XReply<xcb_get_window_attributes_reply_t> attributes(
         xcb_get_window_attributes_reply(c, q.attributes, nullptr));
     const XReply<xcb_get_geometry_reply_t> geometry(xcb_get_geometry_reply(c, q.geometry, nullptr));
     const XReply<xcb_translate_coordinates_reply_t> origin(xcb_translate_coordinates_reply(c, q.origin, nullptr));
     const auto types = takeWords(c, q.type);
-    const qint32 owner = reader.windowOwners().answer(q.owner);
     if (!attributes || !geometry || !origin || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
         attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY)
         return std::nullopt;
-    return WindowInfo{q.window, owner, layerOf(attributes->override_redirect, types),
-                      QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height)};
+    return WindowInfo{q.window,
+                      identity.pid,
+                      layerOf(attributes->override_redirect, types),
+                      QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height),
+                      identity.wmClass,
+                      title};
 }
 
 std::vector<WindowInfo> WindowList::frontToBack() const {
+    const std::vector<quint32> stacked = stackedWindows(x, reader);
     std::vector<Questions> questions;
-    for (const xcb_window_t window : stackedWindows(x, reader))
+    for (const xcb_window_t window : stacked)
         questions.push_back(ask(window));
+    const auto identities = reader.identify(stacked);
+    const QStringList titles = reader.titles(stacked);
     std::vector<WindowInfo> windows;
-    for (auto q = questions.rbegin(); q != questions.rend(); ++q) {
-        if (const auto info = answer(*q))
+    for (size_t i = stacked.size(); i-- > 0;) {
+        if (const auto info = answer(questions[i], identities[i], titles[static_cast<qsizetype>(i)]))
             windows.push_back(*info);
     }
     return windows;
