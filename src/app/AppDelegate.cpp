@@ -46,6 +46,7 @@ AppDelegate::AppDelegate(Desktop& desktop, Dispatch& dispatch, Surroundings surr
     , hotKey(desktop.hotKeys, dispatch) {
     hotKey.fired = [this] { hotkeyFired(); };
     hotKey.failed = [this](int status) { hotkeyTaken(status); };
+    hotKey.succeeded = [this] { withdrawHotkeyTaken(); };
     program.routedRequests->onNews = [this](const RequestNews& news) { told(news); };
     watchDesktop();
     const QStringList& complaints = program.in.config.complaints;
@@ -114,6 +115,7 @@ void AppDelegate::forget(const std::function<void()>& done) {
 
 void AppDelegate::applicationWillTerminate() {
     closePanel();
+    withdrawHotkeyTaken();
     program.end();
 }
 
@@ -226,7 +228,6 @@ void AppDelegate::told(const RequestNews& news) {
 void AppDelegate::hotkeyTaken(int status) {
     if (hotkeyTakenSaid)
         return;
-    hotkeyTakenSaid = true;
     const QString& key = program.in.config.hotkey;
     const QString why = (status > 0 ? u"Another program holds %1."_s : u"This keyboard has no %1."_s).arg(key);
     const auto explain = [this, key] {
@@ -235,12 +236,18 @@ void AppDelegate::hotkeyTaken(int status) {
              howToFree(key, qEnvironmentVariable("XDG_CURRENT_DESKTOP"), program.desktop.workspace.windowManager()),
              {},
              {}});
+        hotKey.registerHotKey(0); // they may do so within the minute that its tries take
     };
-    program.desktop.notifier.notify(
+    hotkeyTakenSaid = program.desktop.notifier.notify(
         {u"Ovalin cannot use %1"_s.arg(key),
          why + u" To open Ovalin without it, run `ovalin toggle`, or bind that command to another "
                "shortcut in your desktop's keyboard settings."_s,
          u"How to free it"_s, explain});
+}
+
+void AppDelegate::withdrawHotkeyTaken() {
+    if (hotkeyTakenSaid)
+        program.desktop.notifier.withdraw(*std::exchange(hotkeyTakenSaid, {}));
 }
 
 } // namespace ovalin

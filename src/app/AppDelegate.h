@@ -43,6 +43,7 @@ private:
     void told(const RequestNews& news);
     [[nodiscard]] Notification notificationOf(const RequestNews& news);
     void hotkeyTaken(int status);
+    void withdrawHotkeyTaken();
     void open();
     void submit(const QString& words, const SingleInstance::Answer& answer);
     [[nodiscard]] QJsonObject ask(const QString& question);
@@ -53,7 +54,7 @@ private:
     HotKey hotKey;
     std::unique_ptr<Heartbeat> heartbeat;
     std::unique_ptr<Opening> opening;
-    bool hotkeyTakenSaid = false;
+    std::optional<quint64> hotkeyTakenSaid; ///< the ticket of the notification
 };
 
 } // namespace ovalin

@@ -40,6 +40,8 @@ struct Gathered : QObject {
 } // namespace
 
 void AppDelegate::serve(const QJsonObject& message, const SingleInstance::Answer& answer) {
+    if (!hotKey.registered())
+        hotKey.registerHotKey(0); // it may have become free
     const QString command = message.value(u"command"_s).toString();
     const QString words = message.value(u"words"_s).toString().trimmed();
     if (command == u"status"_s) {
@@ -105,8 +107,6 @@ QJsonObject AppDelegate::ask(const QString& question) {
 }
 
 void AppDelegate::describe(const SingleInstance::Answer& answer) {
-    if (!hotKey.registered())
-        hotKey.registerHotKey(0); // it may have become free
     auto* const gathered = new Gathered;
     gathered->setParent(this);
     gathered->answer = answer;

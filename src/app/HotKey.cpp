@@ -40,6 +40,8 @@ void HotKey::registerHotKey(int attempt) {
     if (hotKeyRef) {
         if (attempt > 0)
             logLine(u"Ovalin: hotkey registered after %1 retries"_s.arg(attempt));
+        if (succeeded)
+            succeeded();
         return;
     }
     logLine(u"Ovalin: RegisterEventHotKey failed (%1), attempt %2"_s.arg(status).arg(attempt));

@@ -36,6 +36,7 @@ public:
     std::function<void()> fired;
     /// A try failed.
     std::function<void(int status)> failed;
+    std::function<void()> succeeded;
 
 private:
     HotKeys& hotKeys;

@@ -22,7 +22,10 @@ struct Notification {
 class Notifier {
 public:
     virtual ~Notifier() = default;
-    virtual void notify(const Notification& notification) = 0;
+    /// Returns what withdraw() takes.
+    virtual quint64 notify(const Notification& notification) = 0;
+    /// Takes one with a button or a click away again, if it is still there.
+    virtual void withdraw(quint64 ticket) = 0;
 };
 
 /// What the login manager tells (org.freedesktop.login1). Called on the main thread; silent where there is no system

@@ -154,7 +154,12 @@ struct FakeEventMonitors final : EventMonitors {
 
 struct FakeNotifier final : Notifier {
     std::vector<Notification> shown;
-    void notify(const Notification& notification) override { shown.push_back(notification); }
+    std::vector<quint64> withdrawn; ///< the first that was shown is 1
+    quint64 notify(const Notification& notification) override {
+        shown.push_back(notification);
+        return shown.size();
+    }
+    void withdraw(quint64 ticket) override { withdrawn.push_back(ticket); }
 };
 
 struct FakePrimaryGuard final : PrimaryGuard {

@@ -98,6 +98,7 @@ public:
 
     QStringList capabilities{u"body"_s, u"body-markup"_s, u"actions"_s};
     std::vector<Shown> shown;
+    std::vector<uint> closed; ///< at the program's wish
 
     bool waitFor(size_t count) {
         return waitUntil([&] { return shown.size() >= count; });
@@ -110,6 +111,10 @@ private:
         const QVariantList given = message.arguments();
         if (message.member() == "GetCapabilities"_L1)
             return QVariantList{capabilities};
+        if (message.member() == "CloseNotification"_L1) {
+            closed.push_back(given.value(0).toUInt());
+            return QVariantList{};
+        }
         if (message.member() != "Notify"_L1)
             return {};
         const uint replaces = given.value(1).toUInt();

@@ -58,6 +58,21 @@ TEST_F(NotifierTest, AButtonActsOnceAndOnlyUntilItsNotificationIsClosed) {
     EXPECT_THAT(pressed, ElementsAre("three", "two"));
 }
 
+TEST_F(NotifierTest, WhatIsTakenBackIsClosedAlsoBeforeItIsThereAndAtTheEndOfTheProgram) {
+    FakeNotifications service(bus.address);
+    {
+        FreedesktopNotifier notifier(dispatch, bus.address);
+        notifier.withdraw(notifier.notify(withButton(u"one"_s)));
+        std::ignore = notifier.notify(withButton(u"two"_s));
+        const quint64 last = notifier.notify(withButton(u"three"_s));
+        ASSERT_TRUE(service.waitFor(3));
+        EXPECT_TRUE(waitUntil([&] { return !service.closed.empty(); }));
+        notifier.withdraw(last);
+    }
+    EXPECT_TRUE(waitUntil([&] { return service.closed.size() >= 2; }));
+    EXPECT_THAT(service.closed, ElementsAre(1u, 3u));
+}
+
 TEST_F(NotifierTest, OneThatSaysTheSameTakesThePlaceOfTheEarlierAndAClickActs) {
     FakeNotifications service(bus.address);
     FreedesktopNotifier notifier(dispatch, bus.address);

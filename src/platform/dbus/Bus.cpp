@@ -22,8 +22,9 @@ BusConnection::BusConnection(const QString& address)
 
 BusConnection::~BusConnection() { QDBusConnection::disconnectFromBus(name); }
 
-BusThread::BusThread(QObject* resident)
-    : thread(new QThread) {
+BusThread::BusThread(QObject* theResident)
+    : resident(theResident)
+    , thread(new QThread) {
     thread->setObjectName(u"bus"_s);
     resident->moveToThread(thread);
     QObject::connect(thread, &QThread::finished, resident, &QObject::deleteLater);
@@ -32,7 +33,8 @@ BusThread::BusThread(QObject* resident)
 
 BusThread::~BusThread() {
     thread->requestInterruption();
-    thread->quit();
+    QMetaObject::invokeMethod(
+        resident, [thread = thread] { thread->quit(); }, Qt::QueuedConnection);
     if (thread->wait(2000))
         delete thread;
 }

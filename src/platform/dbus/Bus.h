@@ -27,8 +27,8 @@ private:
     QDBusConnection connection;
 };
 
-/// A thread for one object that talks on a bus and may wait for it. The object is destroyed there when this goes, or
-/// left behind when it still waits two seconds later.
+/// A thread for one object that talks on a bus and may wait for it. When this goes the object does what it was asked
+/// for and is destroyed there, or is left behind when it still waits two seconds later.
 class BusThread {
 public:
     explicit BusThread(QObject* resident);
@@ -37,6 +37,7 @@ public:
     BusThread& operator=(const BusThread&) = delete;
 
 private:
+    QObject* const resident;
     QThread* thread; // owned, unless it hangs at the end
 };
 

@@ -37,7 +37,7 @@ FreedesktopNotifier::FreedesktopNotifier(Dispatch& theDispatch, const QString& b
 
 FreedesktopNotifier::~FreedesktopNotifier() = default;
 
-void FreedesktopNotifier::notify(const Notification& notification) {
+quint64 FreedesktopNotifier::notify(const Notification& notification) {
     const quint64 ticket = ++lastTicket;
     // Names of applications and reasons of agents are among the words.
     const QString title = onOneLine(notification.title, LONGEST_TITLE);
@@ -56,6 +56,12 @@ void FreedesktopNotifier::notify(const Notification& notification) {
         client, [client = client, request = NotificationClient::Request{ticket, title, body, buttons, clickable}] {
             client->show(request);
         });
+    return ticket;
+}
+
+void FreedesktopNotifier::withdraw(quint64 ticket) {
+    if (asking.remove(ticket))
+        QMetaObject::invokeMethod(client, [client = client, ticket] { client->withdraw(ticket); });
 }
 
 void FreedesktopNotifier::logUnlessShown(quint64 ticket) {

@@ -17,7 +17,8 @@ public:
     explicit FreedesktopNotifier(Dispatch& dispatch, const QString& busAddress = sessionBusAddress());
     ~FreedesktopNotifier() override;
 
-    void notify(const Notification& notification) override;
+    quint64 notify(const Notification& notification) override;
+    void withdraw(quint64 ticket) override;
 
 private:
     void logUnlessShown(quint64 ticket);

@@ -4,6 +4,8 @@
 #include <QDBusPendingCallWatcher>
 #include <QVariantMap>
 
+#include <algorithm>
+
 namespace ovalin {
 
 using namespace Qt::StringLiterals;
@@ -102,6 +104,7 @@ void NotificationClient::send(const Request& request, const QString& body) {
     message << u"Ovalin"_s << saidBefore(request) << u"ovalin"_s << request.title << body << actions << hints
             << timeout;
     call(message, [this, request, hasAction = !actions.isEmpty()](const QDBusMessage& reply) {
+        const bool wanted = !unwanted.remove(request.ticket);
         if (reply.type() != QDBusMessage::ReplyMessage) {
             Q_EMIT failed(request.ticket);
             return;
@@ -114,7 +117,22 @@ void NotificationClient::send(const Request& request, const QString& body) {
         if (hasAction)
             tickets.insert({reply.service(), id}, request.ticket);
         Q_EMIT shown(request.ticket);
+        if (!wanted)
+            withdraw(request.ticket);
     });
+}
+
+void NotificationClient::withdraw(quint64 ticket) {
+    const auto shown = std::find(tickets.cbegin(), tickets.cend(), ticket);
+    if (shown == tickets.cend()) {
+        unwanted.insert(ticket);
+        return;
+    }
+    QDBusMessage message = methodCall(u"CloseNotification"_s);
+    message << shown.key().id;
+    tickets.erase(shown);
+    if (connected())
+        (*bus)->asyncCall(message, CALL_MS);
 }
 
 void NotificationClient::remember(const QString& text, uint id) {

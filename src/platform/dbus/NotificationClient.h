@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QList>
 #include <QObject>
+#include <QSet>
 #include <QStringList>
 
 #include <functional>
@@ -42,6 +43,8 @@ public:
 
     /// Ends in `shown` or `failed`; each call to the service has two seconds.
     void show(const Request& request);
+    /// Takes one with something to press away, as soon as it is there.
+    void withdraw(quint64 ticket);
 
 Q_SIGNALS:
     void shown(quint64 ticket);
@@ -74,6 +77,7 @@ private:
     QString address;
     std::optional<BusConnection> bus;
     QHash<Shown, quint64> tickets; // of notifications with something that may still be pressed
+    QSet<quint64> unwanted;        // that the service may show yet
     Said known;
 };
 
