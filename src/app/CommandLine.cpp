@@ -39,7 +39,10 @@ void printHelp() {
               "Environment:\n"
               "  DISPLAY, XDG_RUNTIME_DIR, XDG_CONFIG_HOME, DBUS_SESSION_BUS_ADDRESS, OVALIN_SEARCH_URL\n"
               "Exit status:\n"
-              "  0 done; 1 it could not be done, or doctor found something; 2 an argument was not understood");
+              "  0  it was done; the program ended in order, or another copy runs already\n"
+              "  1  it could not be done, no copy runs that could, or there is no X server; status: none runs;\n"
+              "     doctor: something is off that is marked with ! (what is marked with - one may do without)\n"
+              "  2  an argument was not understood");
 }
 
 /// Takes an option with its value; how many arguments that were, 0 when it is none.

@@ -18,6 +18,7 @@
 #include <QFileInfo>
 #include <QLocale>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -118,7 +119,7 @@ Fact speech(const QString& home) {
     const SpeechFiles files = findSpeechFiles(home, QCoreApplication::applicationDirPath());
     if (files.complete())
         return {State::Well, subject, u"engine and model are there, "_s + files.models.constFirst()};
-    return {State::Off, subject, files.whatIsMissing(), u"`ovalin install-speech`"_s};
+    return {State::Hint, subject, files.whatIsMissing(), u"`ovalin install-speech`, if you want to dictate"_s};
 }
 
 Fact microphone(const Running& running) {
@@ -128,7 +129,8 @@ Fact microphone(const Running& running) {
     const QString wrong = running->value(u"microphone"_s).toString();
     if (wrong.isEmpty())
         return {State::Well, subject, u"yes"_s};
-    return {State::Off, subject, wrong, u"plug one in, and see that PulseAudio or PipeWire runs; dictation needs it"_s};
+    return {State::Hint, subject, wrong,
+            u"if you want to dictate: plug one in, and see that PulseAudio or PipeWire runs"_s};
 }
 
 Fact textRecognition() {
@@ -195,8 +197,9 @@ Running askRunning(const CommandCall& call) {
 }
 
 void print(const Fact& fact, bool withHelp) {
-    const char* const mark = fact.state == State::Well ? " " : fact.state == State::Off ? "!" : "?";
-    std::printf("%s %-17s %s\n", mark, qUtf8Printable(fact.subject), qUtf8Printable(fact.words));
+    static constexpr const char* MARKS = " -!?"; // in the order of State
+    std::printf("%c %-17s %s\n", MARKS[static_cast<int>(fact.state)], qUtf8Printable(fact.subject),
+                qUtf8Printable(fact.words));
     if (withHelp && !fact.help.isEmpty())
         std::printf("%20s→ %s\n", "", qUtf8Printable(fact.help));
 }
@@ -221,13 +224,16 @@ int printStatus(const CommandCall& call) {
 }
 
 int printDoctor(const CommandCall& call) {
-    int off = 0;
-    for (const Fact& fact : facts(call, askRunning(call))) {
+    const QList<Fact> all = facts(call, askRunning(call));
+    for (const Fact& fact : all)
         print(fact, true);
-        off += fact.state == State::Off ? 1 : 0;
-    }
-    std::puts(off == 0 ? "all is well" : "what is marked with ! is off");
-    return off == 0 ? 0 : 1;
+    const auto has = [&](State state) {
+        return std::ranges::any_of(all, [state](const Fact& fact) { return fact.state == state; });
+    };
+    std::puts(has(State::Off)    ? "what is marked with ! is off"
+              : has(State::Hint) ? "all that it needs is there; what is marked with - one may do without"
+                                 : "all is well");
+    return has(State::Off) ? 1 : 0;
 }
 
 } // namespace ovalin

@@ -12,7 +12,12 @@ struct CommandCall;
 
 /// One thing that the program needs or does, for people.
 struct Fact {
-    enum class State { Well, Off, Unknown };
+    enum class State {
+        Well,
+        Hint, ///< off, but one may do without it
+        Off,
+        Unknown
+    };
     State state;
     QString subject;
     QString words;
@@ -23,7 +28,8 @@ struct Fact {
 /// programs: blocks for some seconds at most.
 [[nodiscard]] QList<Fact> facts(const CommandCall& call, const std::optional<QJsonObject>& running);
 
-/// `ovalin status`: 1 when it does not run. `ovalin doctor`: with what helps; 1 when something is off.
+/// `ovalin status`: 1 when it does not run. `ovalin doctor`: with what helps; 1 when something is off that one cannot
+/// do without.
 [[nodiscard]] int printStatus(const CommandCall& call);
 [[nodiscard]] int printDoctor(const CommandCall& call);
 
