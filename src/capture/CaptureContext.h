@@ -14,7 +14,7 @@ namespace ovalin {
 struct CaptureContext : Subject {
     QUuid captureToken = QUuid::createUuid();              ///< identity of the opening, for requests that outlive it
     QString capText;                                       ///< the excerpt
-    quint32 capTextWindow = 0;                             ///< X11 window that it was selected in; 0: not known
+    WindowId capTextWindow;                                ///< that it was selected in
     QString capContextMode = QStringLiteral("screenshot"); ///< or "fetch"
     std::optional<QByteArray> capShot;                     ///< PNG
     std::optional<QString> capShotText;

@@ -54,7 +54,7 @@ bool isLeftAlone(const WindowInfo& window, const QStringList& exclude) {
 LeftAloneNow leftAloneAmong(Windows& windows, const QStringList& exclude) {
     if (exclude.isEmpty()) // of a process that was none of the others when the panel opened
         return {};
-    return [&windows, exclude](quint32 window, const QString& title) {
+    return [&windows, exclude](WindowId window, const QString& title) {
         return isExcluded({}, title, exclude) ||
                std::ranges::any_of(windows.onScreenWindows(), [&](const WindowInfo& each) {
                    return each.id == window && isLeftAlone(each, exclude);

@@ -20,7 +20,7 @@ namespace ovalin {
 [[nodiscard]] bool isLeftAlone(const WindowInfo& window, const QStringList& exclude);
 
 /// Asked before and after each look below an open panel, since the window may show another page by then.
-using LeftAloneNow = std::function<bool(quint32 window, const QString& title)>;
+using LeftAloneNow = std::function<bool(WindowId window, const QString& title)>;
 
 /// Whether the window, or a page with this title, is what the user has excluded. For workers; empty where they have
 /// excluded nothing. The windows are kept by reference.

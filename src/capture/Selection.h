@@ -28,7 +28,7 @@ struct SelectedText {
     QString text; ///< trimmed
     Source source = Source::Nobody;
     FocusKind focus = FocusKind::Unknown; ///< what the keyboard focus was in
-    quint32 window = 0;                   ///< X11 window that it is selected in; 0: not known
+    WindowId window{};                    ///< that it is selected in
     bool leftAlone = false;               ///< nothing may be read there by now
 };
 

@@ -13,7 +13,7 @@ struct Subject {
     QString capApp;    ///< for people
     QString capBundle; ///< identifier
     qint32 capPID = 0;
-    quint32 capWindow = 0; ///< X11 window, since a process may have several
+    WindowId capWindow{}; ///< since a process may have several
     std::optional<QString> capURL;
     std::optional<QString> capTitle;
 

@@ -72,10 +72,10 @@ std::optional<QByteArray> encoded(const QImage& image) {
 
 } // namespace
 
-std::optional<quint32> frontWindowID(const std::vector<WindowInfo>& windows, qint32 pid) {
+std::optional<WindowId> frontWindowID(const std::vector<WindowInfo>& windows, qint32 pid) {
     if (pid < 1)
         return std::nullopt;
-    std::optional<quint32> largest;
+    std::optional<WindowId> largest;
     qint64 largestArea = LEAST_AREA;
     for (const WindowInfo& window : windows) {
         const qint64 area = qint64{window.frame.width()} * window.frame.height();
@@ -109,7 +109,7 @@ WindowShots::WindowShots(Windows& theWindows, TextRecognizer& theRecognizer, Too
     , patience(thePatience)
     , exclude(std::move(theExclude)) {}
 
-bool WindowShots::mayPicture(const std::vector<WindowInfo>& onScreen, std::optional<quint32> window) const {
+bool WindowShots::mayPicture(const std::vector<WindowInfo>& onScreen, std::optional<WindowId> window) const {
     return std::ranges::none_of(onScreen, [&](const WindowInfo& each) {
         return (!window || each.id == *window) && isLeftAlone(each, exclude);
     });
@@ -127,7 +127,7 @@ std::optional<QByteArray> WindowShots::captureWindowPNG(qint32 pid) const {
     }
     QStringList arguments{u"-x"_s};
     if (window)
-        arguments << u"-l"_s << QString::number(*window);
+        arguments << u"-l"_s << QString::number(window->number);
     else
         arguments << u"-m"_s;
     arguments << u"-tpng"_s << file.path();

@@ -20,7 +20,7 @@ inline constexpr int SHOT_MAX_WIDTH = 1400;
 
 /// The application's main window: the largest ordinary one of more than 10,000 square pixels, the frontmost of equals.
 /// `windows`: front to back.
-[[nodiscard]] std::optional<quint32> frontWindowID(const std::vector<WindowInfo>& windows, qint32 pid);
+[[nodiscard]] std::optional<WindowId> frontWindowID(const std::vector<WindowInfo>& windows, qint32 pid);
 
 /// The picture as a PNG of at most `maxW` pixels width, always encoded anew: sRGB, 8-bit RGBA. Absent when it is no
 /// whole picture, larger than any screen, a symbolic link or somebody else's file.
@@ -42,7 +42,7 @@ public:
     [[nodiscard]] std::optional<QString> ocrText(const QByteArray& png) const;
 
 private:
-    [[nodiscard]] bool mayPicture(const std::vector<WindowInfo>& onScreen, std::optional<quint32> window) const;
+    [[nodiscard]] bool mayPicture(const std::vector<WindowInfo>& onScreen, std::optional<WindowId> window) const;
 
     Windows& windows;
     TextRecognizer& recognizer;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/WindowId.h"
+
 #include <QString>
 
 #include <functional>
@@ -9,14 +11,14 @@ namespace ovalin {
 /// A window of an application, since a process may have several.
 struct AppWindow {
     qint32 pid = 0;
-    quint32 window = 0; ///< X11 window; 0: not known
+    WindowId window{};
     bool operator==(const AppWindow&) const = default;
 };
 
 /// The window of an application that a user works in, and its title.
 struct FrontTitle {
-    quint32 window = 0; ///< 0: another application is in front; the title is then that of the window asked about
-    QString title;      ///< empty: not known
+    WindowId window; ///< none: another application is in front; the title is then that of the window asked about
+    QString title{}; ///< empty: not known
 };
 
 /// What the keyboard focus is in, as far as the tree tells.
@@ -43,7 +45,7 @@ struct AccessibleSelection {
         false; ///< of a web page outside its fields, or of a terminal: PRIMARY renders it better when it is fresh
     bool part = false; ///< the selection goes on in other objects that could not be read: `text` is not all of it
     FocusKind focus = FocusKind::Unknown;
-    quint32 window = 0; ///< X11 window of the application that the user works in; 0: another application is in front
+    WindowId window{}; ///< of the application, that the user works in; none: another application is in front
 };
 
 /// The desktop's accessibility service (AT-SPI 2).

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/WindowId.h"
+
 #include <QRect>
 #include <QString>
 
@@ -8,7 +10,7 @@
 namespace ovalin {
 
 struct WindowInfo {
-    quint32 id = 0;      ///< X11 window
+    WindowId id;
     qint32 ownerPid = 0; ///< 0 when nobody knows
     int layer = 0;       ///< 0 = ordinary windows; docks, the desktop, notifications, menus lie in others
     QRect frame;         ///< root coordinates, without the window manager's decoration

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/WindowId.h"
+
 #include <QRect>
 #include <QString>
 
@@ -13,8 +15,8 @@ struct FrontApplication {
     QString name;     ///< for people: Name= of the desktop file, else the WM_CLASS
     QString bundleId; ///< from a table for the applications the program knows, else the WM_CLASS
     qint32 pid = 0;
-    quint32 window = 0; ///< X11 window
-    QString title{};    ///< of the window, where somebody has asked for it
+    WindowId window{};
+    QString title{}; ///< of the window, where somebody has asked for it
 };
 
 /// What a dock or panel keeps for itself at an edge of the root window (EWMH _NET_WM_STRUT_PARTIAL); device pixels.

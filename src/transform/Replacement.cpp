@@ -170,9 +170,9 @@ void Replacement::pasteNow(const QString& text) {
     deleteLater();
 }
 
-quint32 Replacement::frontWindow() const {
+WindowId Replacement::frontWindow() const {
     const auto application = tools.desktop.workspace.frontmostApplication();
-    return application ? application->window : 0;
+    return application ? application->window : WindowId{};
 }
 
 } // namespace ovalin

@@ -56,13 +56,13 @@ private:
     [[nodiscard]] bool mayPaste(const QString& text);
     void leave(const QString& text, NotPasted why);
     void pasteNow(const QString& text);
-    [[nodiscard]] quint32 frontWindow() const;
+    [[nodiscard]] WindowId frontWindow() const;
 
     const Tools tools;
     const Press press;
     const ReplaceTarget target;
     const QPointer<QObject> opening;
-    const quint32 front; ///< X11 window that the user worked in
+    const WindowId front; ///< that the user worked in
     std::shared_ptr<const Found> found;
 };
 

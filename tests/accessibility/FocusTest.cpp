@@ -22,7 +22,7 @@ struct Event {
 struct AtSpiFocus : testing::Test {
     FakeTree fake;
     FakeDispatch dispatch;
-    FrontTitle front{7, u"window of /one"_s};
+    FrontTitle front{{7}, u"window of /one"_s};
     AtSpiAccessibility accessibility{dispatch, [this](const AppWindow&) { return front; }, fake.address(), 10s};
 
     AtSpiFocus() {
@@ -82,7 +82,7 @@ TEST_F(AtSpiFocus, IsBelievedOnlyInTheWindowThatIsInFront) {
     EXPECT_EQ(read().kind, Kind::Unavailable) << "nobody has told anything";
     fake.tellFocus(ONE, true);
     EXPECT_TRUE(reads(ONE));
-    EXPECT_EQ(read().window, 7u);
+    EXPECT_EQ(read().window, WindowId{7});
 
     front.title = u"window of /two"_s;
     EXPECT_EQ(read().kind, Kind::Unavailable) << "of another window of the same process";

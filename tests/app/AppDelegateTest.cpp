@@ -47,7 +47,7 @@ struct AppDelegateTest : testing::Test {
                          AgentSearch{{home.filePath(u".local/bin/claude"_s)}},
                          {[this](const QString&) { return tab; }, [this](qint32) { return png; },
                           [this](const QByteArray&) { return textOfPicture(); },
-                          [this](quint32, const QString&) { return secretByNow; }},
+                          [this](WindowId, const QString&) { return secretByNow; }},
                          [this](const QString&) { return siteIsOwned; },
                          config});
     }
@@ -129,15 +129,17 @@ TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
         QStringList exclude;
     } cases[] = {
         {std::nullopt, "not an X11 one", {}},
-        {FrontApplication{u"KeePassXC"_s, u"KeePassXC"_s, 1, 1, u"secrets [Locked]"_s}, "KeePassXC is left alone", {}},
-        {FrontApplication{u"Secrets"_s, u"org.gnome.World.Secrets"_s, 1, 1, {}}, "left alone", {}},
-        {FrontApplication{u"x"_s, u"polkit-gnome-authentication-agent-1"_s, 1, 1, {}}, "left alone", {}},
-        {FrontApplication{u"Firefox"_s, u"org.mozilla.firefox"_s, 1, 1, u"My bank/account - Firefox"_s},
+        {FrontApplication{u"KeePassXC"_s, u"KeePassXC"_s, 1, {1}, u"secrets [Locked]"_s},
+         "KeePassXC is left alone",
+         {}},
+        {FrontApplication{u"Secrets"_s, u"org.gnome.World.Secrets"_s, 1, {1}, {}}, "left alone", {}},
+        {FrontApplication{u"x"_s, u"polkit-gnome-authentication-agent-1"_s, 1, {1}, {}}, "left alone", {}},
+        {FrontApplication{u"Firefox"_s, u"org.mozilla.firefox"_s, 1, {1}, u"My bank/account - Firefox"_s},
          "Firefox is left alone",
          {u"*BANK*firefox"_s}},
-        {FrontApplication{u"Diary"_s, u"Diary"_s, 1, 1, {}}, "left alone", {u"diar?"_s}},
+        {FrontApplication{u"Diary"_s, u"Diary"_s, 1, {1}, {}}, "left alone", {u"diar?"_s}},
         // And not: these only speak of one.
-        {FrontApplication{u"Firefox"_s, u"org.mozilla.firefox"_s, 1, 1, u"KeePassXC - Wikipedia"_s}, "", {u"bank"_s}},
+        {FrontApplication{u"Firefox"_s, u"org.mozilla.firefox"_s, 1, {1}, u"KeePassXC - Wikipedia"_s}, "", {u"bank"_s}},
     };
     for (const auto& each : cases) {
         fake.workspace.front = each.front;
@@ -180,7 +182,7 @@ TEST_F(AppDelegateTest, NothingIsTakenOfAPageThatComesUnderTheOpenPanelAndIsLeft
         openSettled();
         secretByNow = true;
         fake.accessibility.answer.text = u"secret"_s;
-        fake.eventMonitors.mouseUp();
+        fake.selectionHints.give();
         dispatch.advance(1);
         settle();
         EXPECT_TRUE(panel().hintField->status().contains(u"left alone"_s));
@@ -502,7 +504,7 @@ TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
     fake.notifier.shown[1].onAction();
     EXPECT_TRUE(fake.notifier.shown.back().body.contains(u"`openbox --reconfigure`."_s));
     EXPECT_THAT(fake.notifier.withdrawn, testing::ElementsAre(2u)) << "the key is free by now";
-    fake.hotKeys.statuses = {10};
+    fake.hotKeys.states = {HotKeyState::Taken};
     fake.sessionEvents.didWake();
     restart();
     EXPECT_THAT(fake.notifier.withdrawn, testing::ElementsAre(2u, 4u)) << "nobody wants the key any more";
@@ -563,7 +565,7 @@ TEST_F(AppDelegateTest, ARequestUnderWayIsWrittenWhenTheProgramEnds) {
 
 TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastesIntoTheWindowOfTheSelection) {
     fake.pasteboard.lent = {false, {}};
-    for (const quint32 window : {0u, 77u}) {
+    for (const WindowId window : {WindowId{}, WindowId{77}}) {
         fake.accessibility.answer.window = window;
         openSettled();
         typePrompt(u" replace with 'Acme Corp' "_s);
@@ -573,7 +575,8 @@ TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastesInto
         EXPECT_EQ(fake.pasteboard.borrowed.last(), u"Acme Corp"_s);
         EXPECT_EQ(log.count(u"Acme"_s), 0) << "lengths only";
         ASSERT_FALSE(fake.keyboard.pastes.empty());
-        EXPECT_EQ(fake.keyboard.pastes.back(), (AppWindow{4711, window ? window : 1})) << "else of the opening";
+        EXPECT_EQ(fake.keyboard.pastes.back(), (AppWindow{4711, window ? window : WindowId{1}}))
+            << "else of the opening";
     }
 }
 
@@ -682,11 +685,11 @@ TEST_F(AppDelegateTest, AJobThatOutlivesItsPanelDisturbsNoOther) {
 }
 
 TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
-    const auto holds = [](const char* words, FocusKind focus = FocusKind::Editable, quint32 window = 5) {
-        return AccessibleSelection{Kind::Text, QString::fromUtf8(words), false, false, focus, window};
+    const auto holds = [](const char* words, FocusKind focus = FocusKind::Editable, quint64 window = 5) {
+        return AccessibleSelection{Kind::Text, QString::fromUtf8(words), false, false, focus, {window}};
     };
     const AccessibleSelection selected = holds("the excerpt"), other = holds("other");
-    const AccessibleSelection nothing{Kind::Unavailable, {}, false, false, FocusKind::Unknown, 5};
+    const AccessibleSelection nothing{Kind::Unavailable, {}, false, false, FocusKind::Unknown, {5}};
     const AccessibleSelection otherPart = holds("the excerpt", FocusKind::Terminal);
     const AccessibleSelection otherWindow = holds("the excerpt", FocusKind::Editable, 6);
     const char* const elsewhere = "another place";
@@ -695,7 +698,7 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
         const char* name;
         double took;
         AccessibleSelection at, then;
-        quint32 front;
+        quint64 front;
         const char* instruction;
         const char* told; // null: pasted
     } rows[] = {
@@ -716,7 +719,7 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         fake.accessibility.answer = row.at;
-        fake.workspace.front->window = 1;
+        fake.workspace.front->window = {1};
         openSettled();
         typePrompt(QString::fromLatin1(row.instruction));
         dispatch.runAtOnce = false;
@@ -725,7 +728,7 @@ TEST_F(AppDelegateTest, AResultThatTookLongIsPastedOnlyWhereNothingHasChanged) {
         dispatch.runMain();
         dispatch.advance(row.took);
         fake.accessibility.answer = row.then;
-        fake.workspace.front->window = row.front;
+        fake.workspace.front->window = {row.front};
         settle();
         dispatch.runAtOnce = true;
         EXPECT_FALSE(isOpen());

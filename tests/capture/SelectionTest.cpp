@@ -92,10 +92,11 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
 }
 
 TEST_F(SelectionTest, TheWindowIsTheOneThatTheUserWorksInNow) {
-    fake.accessibility.answer = {.kind = Kind::Text, .text = u"text"_s, .window = 8};
-    EXPECT_EQ(selection.axSelection({{}, {}, 42, 7, {}, {}}).window, 8u);
-    fake.accessibility.answer.window = 0;
-    EXPECT_EQ(selection.axSelection({{}, {}, 42, 7, {}, {}}).window, 7u) << "the application is not in front any more";
+    fake.accessibility.answer = {.kind = Kind::Text, .text = u"text"_s, .window = {8}};
+    EXPECT_EQ(selection.axSelection({{}, {}, 42, {7}, {}, {}}).window, WindowId{8});
+    fake.accessibility.answer.window = {};
+    EXPECT_EQ(selection.axSelection({{}, {}, 42, {7}, {}, {}}).window, WindowId{7})
+        << "the application is not in front any more";
 }
 
 TEST_F(SelectionTest, ACopyIsReadAndTheClipboardPutBack) {

@@ -22,7 +22,7 @@ struct FakeHotKeys final : HotKeys {
 };
 
 struct FakeWorkspace final : Workspace {
-    std::optional<FrontApplication> front = FrontApplication{u"Editor"_s, u"Mousepad"_s, 4711, 1};
+    std::optional<FrontApplication> front = FrontApplication{u"Editor"_s, u"Mousepad"_s, 4711, {1}};
     std::optional<FrontApplication> frontmostApplication() override { return front; }
     std::vector<ReservedStrip> strips;
     bool composited = false, seesAll = true;

@@ -10,9 +10,7 @@ struct PasteKey : testing::Test {
     X11KeyboardHold hold{dispatch};
     X11Keyboard keyboard{hold, {}};
 
-    static AppWindow place(const Editor& editor) {
-        return {editor.pid(), static_cast<quint32>(editor.window.toUInt())};
-    }
+    static AppWindow place(const Editor& editor) { return {editor.pid(), {editor.window.toUInt()}}; }
     Sent send(const AppWindow& target) {
         return keyboard.sendPaste(target, keyboard.pasteWay(target, FocusKind::Unknown, true));
     }

@@ -22,7 +22,7 @@ TEST_F(WorkspaceDesk, NamesTheApplicationTheUserWorksIn) {
     const Editor editor = openEditor(u"text"_s);
     EXPECT_TRUE(waitUntil([&] { return isInFront(editor) && front->name == "Mousepad"_L1; }));
     EXPECT_EQ(front->bundleId, u"Mousepad"_s);
-    EXPECT_EQ(QString::number(front->window), editor.window);
+    EXPECT_EQ(QString::number(front->window.number), editor.window);
     const Editor terminal = openTerminal();
     ASSERT_TRUE(isInFront(terminal));
     EXPECT_EQ(front->bundleId, u"XTerm"_s);

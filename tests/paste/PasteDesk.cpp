@@ -84,8 +84,8 @@ QString Target::text() const {
 
 AppWindow Target::place() const {
     XConnection server;
-    const auto number = static_cast<quint32>(window.toUInt());
-    return {WindowOwners(server.get()).ownerOf(number), number};
+    const auto number = window.toUInt();
+    return {WindowOwners(server.get()).ownerOf(number), {number}};
 }
 
 OtherProgram::OtherProgram() {

@@ -45,26 +45,26 @@ QImage plain(int width, int height, const QColor& color = Qt::darkCyan) {
 }
 
 TEST(FrontWindow, TheLargestOrdinaryWindowOfTheApplicationIsTaken) {
-    const auto window = [](quint32 id, qint32 pid, int layer, int width, int height) {
-        return WindowInfo{id, pid, layer, QRect(10, 10, width, height)};
+    const auto window = [](quint64 id, qint32 pid, int layer, int width, int height) {
+        return WindowInfo{{id}, pid, layer, QRect(10, 10, width, height)};
     };
     struct Row {
         const char* name;
         qint32 pid;
         std::vector<WindowInfo> windows;
-        std::optional<quint32> chosen;
+        std::optional<WindowId> chosen;
     };
     const std::vector<Row> rows{
         {"nothing on the screen", 7, {}, {}},
         {"no application", 0, {window(1, 0, 0, 500, 500)}, {}},
         {"a negative pid", -1, {window(1, -1, 0, 500, 500)}, {}},
-        {"a document behind its palette", 7, {window(1, 7, 0, 120, 100), window(2, 7, 0, 900, 700)}, 2},
-        {"windows of others", 7, {window(1, 8, 0, 900, 700), window(2, 7, 0, 300, 300)}, 2},
-        {"equals: the frontmost", 7, {window(1, 7, 0, 300, 200), window(2, 7, 0, 200, 300)}, 1},
+        {"a document behind its palette", 7, {window(1, 7, 0, 120, 100), window(2, 7, 0, 900, 700)}, WindowId{2}},
+        {"windows of others", 7, {window(1, 8, 0, 900, 700), window(2, 7, 0, 300, 300)}, WindowId{2}},
+        {"equals: the frontmost", 7, {window(1, 7, 0, 300, 200), window(2, 7, 0, 200, 300)}, WindowId{1}},
         {"other layers", 7, {window(1, 7, 101, 900, 700), window(2, 7, -1, 1280, 800)}, {}},
         {"exactly the limit", 7, {window(1, 7, 0, 100, 100)}, {}},
-        {"just above the limit", 7, {window(1, 7, 0, 10001, 1)}, 1},
-        {"an area beyond 31 bits", 7, {window(1, 7, 0, 65535, 65535), window(2, 7, 0, 900, 700)}, 1},
+        {"just above the limit", 7, {window(1, 7, 0, 10001, 1)}, WindowId{1}},
+        {"an area beyond 31 bits", 7, {window(1, 7, 0, 65535, 65535), window(2, 7, 0, 900, 700)}, WindowId{1}},
     };
     for (const Row& row : rows)
         EXPECT_EQ(frontWindowID(row.windows, row.pid), row.chosen) << row.name;
@@ -191,7 +191,7 @@ TEST_F(Shots, NoPictureShowsAWindowThatIsLeftAlone) {
     };
     for (const auto& row : rows) {
         const QRect frame(0, 0, 800, 600);
-        windows.list = {{1, 7, 0, frame, u"firefox"_s, u"Mail"_s}, {2, 9, 0, frame, u"KeePassXC"_s, u"My Bank"_s}};
+        windows.list = {{{1}, 7, 0, frame, u"firefox"_s, u"Mail"_s}, {{2}, 9, 0, frame, u"KeePassXC"_s, u"My Bank"_s}};
         windows.nextTitle = row.nextTitle;
         EXPECT_EQ(captureWith(program, row.pid, row.exclude).has_value(), row.pictured) << row.what;
     }

@@ -9,7 +9,7 @@ namespace {
 
 std::optional<WindowInfo> found(Windows& windows, quint32 id) {
     for (const WindowInfo& info : windows.onScreenWindows()) {
-        if (info.id == id)
+        if (info.id.number == id)
             return info;
     }
     return std::nullopt;
@@ -18,8 +18,8 @@ std::optional<WindowInfo> found(Windows& windows, quint32 id) {
 std::vector<quint32> orderOf(Windows& windows, const std::vector<quint32>& among) {
     std::vector<quint32> order;
     for (const WindowInfo& info : windows.onScreenWindows()) {
-        if (std::find(among.begin(), among.end(), info.id) != among.end())
-            order.push_back(info.id);
+        if (std::find(among.begin(), among.end(), info.id.number) != among.end())
+            order.push_back(static_cast<quint32>(info.id.number));
     }
     return order;
 }
@@ -134,9 +134,9 @@ TEST(X11Windows, WithoutALivingWindowManagerTheRootsChildrenAreListed) {
     X11Windows windows(options.display);
     const auto list = windows.onScreenWindows();
     ASSERT_EQ(list.size(), 2U);
-    EXPECT_EQ(list[0].id, above.id());
+    EXPECT_EQ(list[0].id.number, above.id());
     EXPECT_NE(list[0].layer, 0);
-    EXPECT_EQ(list[1].id, below.id());
+    EXPECT_EQ(list[1].id.number, below.id());
     EXPECT_EQ(list[1].layer, 0);
     EXPECT_EQ(list[1].frame, options.frame);
     EXPECT_EQ(list[1].ownerPid, ::getpid());

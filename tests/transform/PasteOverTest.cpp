@@ -44,7 +44,7 @@ struct PasteOverTest : testing::Test {
     PasteWay way = fake.keyboard.way;
 
     void paste() {
-        pasteOver.pasteOverSelection({text, u"Editor"_s, {4711, 1}, way, over});
+        pasteOver.pasteOverSelection({text, u"Editor"_s, {4711, {1}}, way, over});
         dispatch.runMain();
     }
     QString told() {

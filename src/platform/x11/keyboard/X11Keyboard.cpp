@@ -121,7 +121,7 @@ Keyboard::Sent X11Keyboard::sendCopy(qint32 pid, FocusKind focus) {
         return Sent::NotTrusted;
     const std::lock_guard one(oneAtATime);
     // As late as possible: the focus may have moved since the caller looked.
-    const WindowIdentity target = front->find({pid, 0});
+    const WindowIdentity target = front->find({pid, {}});
     if (!target.window)
         return Sent::NoTarget;
     const TargetRule::Copy how = targetRule(factsOf(target, focus)).copy;

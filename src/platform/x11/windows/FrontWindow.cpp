@@ -1,5 +1,6 @@
 #include "FrontWindow.h"
 
+#include "XWindowId.h"
 #include "platform/x11/QtConnection.h"
 
 #include <thread>
@@ -35,15 +36,14 @@ FrontTitle frontTitle(const AppWindow& at) {
     const quint32 active = reader.windowManager(root.check) ? root.active : 0;
     const WindowIdentity identity = active ? reader.identify({active}).front() : reader.clientAbove(root.focus);
     if (identity.window != 0 && identity.pid == at.pid)
-        front.window = identity.window;
-    const quint32 named = front.window ? front.window : at.window;
-    if (named != 0)
-        front.title = reader.title(named);
+        front.window = {identity.window};
+    if (const WindowId named = front.window ? front.window : at.window)
+        front.title = reader.title(xWindow(named));
     return front;
 }
 
 WindowIdentity FrontWindow::identify(const AppWindow& target) const {
-    WindowIdentity identity = reader.identify({target.window}).front();
+    WindowIdentity identity = reader.identify({xWindow(target.window)}).front();
     // The number may be another window's by now.
     return identity.named() && belongs(identity, target.pid) ? identity : WindowIdentity{};
 }
@@ -54,17 +54,17 @@ WindowIdentity FrontWindow::find(const AppWindow& target) const {
     const WindowReader::Root root = reader.root();
     WindowIdentity focused = root.focus == XCB_INPUT_FOCUS_POINTER_ROOT ? reader.clientBelow(root.underPointer)
                                                                         : reader.clientAbove(root.focus);
-    if (!target.window || focused.window == target.window)
+    if (!target.window || focused.window == xWindow(target.window))
         return belongs(focused, target.pid) ? focused : WindowIdentity{};
-    const bool active = root.active == target.window && reader.windowManager(root.check);
-    return active && sameClient(connection, root.focus, target.window) ? identify(target) : WindowIdentity{};
+    const bool active = root.active == xWindow(target.window) && reader.windowManager(root.check);
+    return active && sameClient(connection, root.focus, xWindow(target.window)) ? identify(target) : WindowIdentity{};
 }
 
 WindowIdentity FrontWindow::bring(const AppWindow& target, std::chrono::steady_clock::time_point deadline) const {
     WindowIdentity found = find(target);
     if (found.window || !target.window || !identify(target).window)
         return found;
-    ask(target.window);
+    ask(xWindow(target.window));
     while (!found.window && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(LOOK_AGAIN);
         found = find(target);

@@ -111,7 +111,7 @@ std::optional<WindowInfo> WindowList::answer(const Questions& q, const WindowIde
     if (!attributes || !geometry || !origin || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
         attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY)
         return std::nullopt;
-    return WindowInfo{q.window,
+    return WindowInfo{{q.window},
                       identity.pid,
                       layerOf(attributes->override_redirect, types),
                       QRect(origin->dst_x, origin->dst_y, geometry->width, geometry->height),

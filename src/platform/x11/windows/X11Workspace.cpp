@@ -135,7 +135,7 @@ std::optional<FrontApplication> X11Workspace::frontmostApplication() {
     if (application.name.isEmpty())
         application.name = identity.wmClass.isEmpty() ? identity.instance : identity.wmClass;
     application.pid = identity.pid;
-    application.window = identity.window;
+    application.window = {identity.window};
     return application;
 }
 
