@@ -7,6 +7,7 @@
 #include "ask/WebSearch.h"
 #include "panel/CapturePanel.h"
 #include "panel/Transcript.h"
+#include "platform/x11/panel/X11Panels.h"
 
 #include "NoPasteboard.h"
 
@@ -76,6 +77,7 @@ void rounds(const char* name, int count, qsizetype shot) {
                   "    print(json.dumps({'type': 'stream_event', 'event': {'type': 'content_block_delta', 'delta': "
                   "{'text': now}}}))\n    print(json.dumps({'type': 'result', 'subtype': 'success'}), flush=True)\n");
     NoPasteboard pasteboard;
+    X11Panels panels;
     QtDispatch dispatch;
     LinkVerifier verifier;
     std::vector<double> written, painted;
@@ -84,7 +86,7 @@ void rounds(const char* name, int count, qsizetype shot) {
         context.capApp = u"Editor"_s;
         if (shot > 0)
             context.capShot = QByteArray(shot, 'A');
-        CapturePanel panel(pasteboard, true);
+        CapturePanel panel(pasteboard, panels);
         panel.openAt({0, 0});
         panel.revealTranscript();
         auto* transcript = panel.findChild<Transcript*>();

@@ -5,6 +5,7 @@
 #include "panel/CapturePanel.h"
 #include "platform/speech/PulseMicrophone.h"
 #include "platform/speech/VoskRecognizer.h"
+#include "platform/x11/panel/X11Panels.h"
 
 #include "NoPasteboard.h"
 
@@ -245,7 +246,8 @@ int live(int duration, int typed, const SpeechFiles& files, int argc, char** arg
     PulseMicrophone pulse(dispatch);
     WatchedMicrophone microphone(pulse);
     VoskRecognizer recognizer(dispatch, [files] { return files; });
-    CapturePanel panel(pasteboard, false);
+    X11Panels panels;
+    CapturePanel panel(pasteboard, panels);
     panel.openAt({100, 100});
     panel.setPrompt(QString(u"dictated "_s).repeated(typed / 9));
     int updates = 0;

@@ -8,6 +8,7 @@
 #include "history/AskHistory.h"
 #include "panel/Brand.h"
 #include "panel/HistoryPanel.h"
+#include "platform/x11/panel/X11Panels.h"
 
 #include <QApplication>
 #include <QFile>
@@ -131,6 +132,7 @@ void openings(const QString& file, int rounds) {
     AskHistory history(dispatch, file, {});
     Samples samples;
     NoPasteboard pasteboard;
+    X11Panels panels;
     for (int i = 0; i < rounds; ++i) {
         std::unique_ptr<HistoryPanel> panel;
         std::unique_ptr<FirstFrame> frame;
@@ -139,7 +141,7 @@ void openings(const QString& file, int rounds) {
                 QList<PastConversation> conversations;
                 for (const QJsonObject& entry : entries)
                     conversations.append(*pastConversation(entry, dispatch.wallClock()));
-                panel = std::make_unique<HistoryPanel>(pasteboard, false);
+                panel = std::make_unique<HistoryPanel>(pasteboard, panels);
                 panel->setConversations(conversations);
                 frame = std::make_unique<FirstFrame>(panel.get());
                 panel->openAt({100, 100});

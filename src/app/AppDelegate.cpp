@@ -31,6 +31,17 @@ double millisecondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
+QString whyNoHotkey(HotKeyState state) {
+    switch (state) {
+    case HotKeyState::Taken:
+        return u"Another program holds %1."_s;
+    case HotKeyState::ByCompositor:
+        return u"On this desktop no program can bind %1 by itself."_s;
+    default:
+        return u"This keyboard has no %1."_s;
+    }
+}
+
 /// Panel and cards.
 void forEachWindow(const std::function<void(GlassWindow&)>& work) {
     for (QWidget* widget : QApplication::topLevelWidgets()) {
@@ -45,7 +56,7 @@ AppDelegate::AppDelegate(Desktop& desktop, Dispatch& dispatch, Surroundings surr
     : program(desktop, dispatch, std::move(surroundings))
     , hotKey(desktop.hotKeys, dispatch) {
     hotKey.fired = [this] { hotkeyFired(); };
-    hotKey.failed = [this](int status) { hotkeyTaken(status); };
+    hotKey.failed = [this](HotKeyState state) { hotkeyTaken(state); };
     hotKey.succeeded = [this] { withdrawHotkeyTaken(); };
     program.routedRequests->onNews = [this](const RequestNews& news) { told(news); };
     watchDesktop();
@@ -65,10 +76,8 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::watchDesktop() {
     const Desktop& desktop = program.desktop;
     desktop.sessionEvents.didWake = [this] { hotKey.reassertHotKey(); };
-    desktop.workspace.compositorChanged = [&workspace = desktop.workspace] {
-        forEachWindow([&](GlassWindow& window) { window.setComposited(workspace.compositorRuns()); });
-    };
-    desktop.workspace.windowManagerDied = [] { forEachWindow([](GlassWindow& window) { window.raise(); }); };
+    desktop.panels.compositedChanged = [] { forEachWindow([](GlassWindow& window) { window.compositedChanged(); }); };
+    desktop.panels.covered = [] { forEachWindow([](GlassWindow& window) { window.raise(); }); };
     desktop.keyboardHold.refused = [] {
         logLine(u"Ovalin: another program holds the keyboard — the panel took the input focus instead"_s);
     };
@@ -146,7 +155,7 @@ void AppDelegate::warmUp() {
     dress();
     // The first panel would pay for fonts, text shaping, the shadows and the first window: an unseen one pays for it
     // now.
-    CapturePanel unseen(program.desktop.pasteboard, program.desktop.workspace.compositorRuns());
+    CapturePanel unseen(program.desktop.pasteboard, program.desktop.panels);
     unseen.showMode(false);
     unseen.showExcerpt(u"warmup"_s, false);
     unseen.setPlaceholder(u"What should Torvi do with this?"_s);
@@ -225,11 +234,11 @@ void AppDelegate::told(const RequestNews& news) {
         program.desktop.notifier.notify(notificationOf(news));
 }
 
-void AppDelegate::hotkeyTaken(int status) {
+void AppDelegate::hotkeyTaken(HotKeyState state) {
     if (hotkeyTakenSaid)
         return;
     const QString& key = program.in.config.hotkey;
-    const QString why = (status > 0 ? u"Another program holds %1."_s : u"This keyboard has no %1."_s).arg(key);
+    const QString why = whyNoHotkey(state).arg(key);
     const auto explain = [this, key] {
         program.desktop.notifier.notify(
             {u"How to free %1"_s.arg(key),

@@ -42,7 +42,7 @@ private:
     void closePanel() { opening.reset(); }
     void told(const RequestNews& news);
     [[nodiscard]] Notification notificationOf(const RequestNews& news);
-    void hotkeyTaken(int status);
+    void hotkeyTaken(HotKeyState state);
     void withdrawHotkeyTaken();
     void open();
     void submit(const QString& words, const SingleInstance::Answer& answer);

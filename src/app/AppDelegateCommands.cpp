@@ -113,7 +113,7 @@ void AppDelegate::describe(const SingleInstance::Answer& answer) {
     gathered->facts = {{u"pid"_s, QCoreApplication::applicationPid()},
                        {u"version"_s, QLatin1String(VERSION)},
                        {u"hotkey"_s, program.in.config.hotkey},
-                       {u"hotkey_status"_s, hotKey.lastStatus()}};
+                       {u"hotkey_status"_s, static_cast<int>(hotKey.lastState())}};
     if (const QString manager = program.desktop.workspace.windowManager(); !manager.isEmpty())
         gathered->facts[u"window_manager"_s] = manager;
     gathered->waiting = 2;

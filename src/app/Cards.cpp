@@ -48,12 +48,13 @@ void Cards::helpTapped() {
 
 void Cards::showHowto() {
     closeAll();
-    howtoPanel.reset(new HowtoPanel(hotkeySign(program.in.config.hotkey), AGENT_INSTALL_PAGE,
-                                    program.desktop.workspace.compositorRuns()));
+    PanelHost& host = program.desktop.panels;
+    howtoPanel.reset(new HowtoPanel(hotkeySign(program.in.config.hotkey), AGENT_INSTALL_PAGE, host));
     connect(howtoPanel.get(), &HowtoPanel::dismissed, this, [this] { howtoPanel.reset(); });
-    howtoPanel->keepWithin(mostHeightBeside(panel.geometry(), panel.screens()));
+    const auto screens = host.screens();
+    howtoPanel->keepWithin(mostHeightBeside(panel.geometry(), screens));
     panel.windowHandle()->installEventFilter(howtoPanel.get()); // the panel keeps the keyboard
-    const QPoint corner = placeBeside(panel.geometry(), howtoPanel->size(), panel.screens());
+    const QPoint corner = placeBeside(panel.geometry(), howtoPanel->size(), screens);
     howtoPanel->openAt(corner);
     panel.announce(u"How Ovalin works, Tab leads there"_s);
     logLine(u"Ovalin howto: shown at (%1, %2) size %3x%4 contentH %5"_s.arg(corner.x())

@@ -31,7 +31,7 @@ void HistoryCard::show(const AskHistoryEntries& entries) {
         card->setConversations(conversations);
         return;
     }
-    card.reset(new HistoryPanel(program.desktop.pasteboard, program.desktop.workspace.compositorRuns()));
+    card.reset(new HistoryPanel(program.desktop.pasteboard, program.desktop.panels));
     card->setConversations(conversations);
     connect(card.get(), &HistoryPanel::rowTapped, this, [this](const QString& id) { Q_EMIT chosen(id, false); });
     connect(card.get(), &HistoryPanel::rowEntered, this, [this](const QString& id) { Q_EMIT chosen(id, true); });

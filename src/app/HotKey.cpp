@@ -35,8 +35,8 @@ void HotKey::registerHotKey(int attempt) {
     }
     if (attempt == 0)
         ++series;
-    status = hotKeys.registerHotKey();
-    hotKeyRef = status == 0;
+    state = hotKeys.registerHotKey();
+    hotKeyRef = state == HotKeyState::Registered;
     if (hotKeyRef) {
         if (attempt > 0)
             logLine(u"Ovalin: hotkey registered after %1 retries"_s.arg(attempt));
@@ -44,10 +44,12 @@ void HotKey::registerHotKey(int attempt) {
             succeeded();
         return;
     }
-    logLine(u"Ovalin: RegisterEventHotKey failed (%1), attempt %2"_s.arg(status).arg(attempt));
+    const bool mayBecomeOurs = state != HotKeyState::ByCompositor;
+    if (mayBecomeOurs)
+        logLine(u"Ovalin: RegisterEventHotKey failed (%1), attempt %2"_s.arg(static_cast<int>(state)).arg(attempt));
     if (failed)
-        failed(status);
-    if (attempt > LAST_RETRY)
+        failed(state);
+    if (attempt > LAST_RETRY || !mayBecomeOurs)
         return;
     const std::chrono::seconds delay(std::min(1 << attempt, 30));
     dispatch.after(delay, this, [this, attempt, begun = series] {

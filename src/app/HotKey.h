@@ -15,6 +15,7 @@ public:
     HotKey(HotKeys& hotKeys, Dispatch& dispatch);
 
     /// Tries to register; a failure is logged and tried again after 1, 2, 4, 8, 16 and 30 s, seven tries in one series.
+    /// Where only the desktop binds keys, that is no failure, and nothing is tried again.
     void registerHotKey(int attempt);
 
     /// Unregisters and registers anew: after sleep, after a change of the keyboard map or of the window manager.
@@ -31,11 +32,11 @@ public:
 
     [[nodiscard]] bool registered() const { return hotKeyRef; }
     /// What the last try came to, as HotKeys::registerHotKey().
-    [[nodiscard]] int lastStatus() const { return status; }
+    [[nodiscard]] HotKeyState lastState() const { return state; }
 
     std::function<void()> fired;
     /// A try failed.
-    std::function<void(int status)> failed;
+    std::function<void(HotKeyState state)> failed;
     std::function<void()> succeeded;
 
 private:
@@ -43,7 +44,7 @@ private:
     Dispatch& dispatch;
     bool hotKeyRef = false;
     bool hotkeyHandlerInstalled = false;
-    int status = 0;
+    HotKeyState state = HotKeyState::Registered;
     double lastHotkeyFire = 0.0;
     double lastRepeat = -1;               // of a key that another program passes on
     std::optional<quint32> lastPressTime; // of the same press; none when it was no key

@@ -7,10 +7,9 @@
 #include "base/Log.h"
 #include "base/Text.h"
 #include "capture/LeftAlone.h"
-#include "panel/Placement.h"
 #include "transform/Replacement.h"
 
-#include <QCursor>
+#include <QWindow>
 
 using namespace Qt::StringLiterals;
 
@@ -46,7 +45,7 @@ Opening::Opening(Program& theProgram, const std::optional<FrontApplication>& fro
     , leftAlone(whyLeftAlone(front, program.desktop.workspace.seesAllWindows(), program.in.config.exclude))
     , captured(std::make_shared<Captured>(program.dispatch, program.selection, program.in.sources))
     , context(captured->context)
-    , panel(new CapturePanel(program.desktop.pasteboard, program.desktop.workspace.compositorRuns()))
+    , panel(new CapturePanel(program.desktop.pasteboard, program.desktop.panels))
     , mode(program)
     , words(program, *panel, mode, context)
     , cards(program, *panel)
@@ -84,7 +83,6 @@ Opening::~Opening() {
 
 void Opening::connectPanel() {
     panel->setMotion(program.motion);
-    panel->screens = [&workspace = program.desktop.workspace] { return currentScreens(workspace.reservedStrips()); };
     connect(panel.get(), &CapturePanel::submitTapped, this, &Opening::sendTapped);
     connect(panel.get(), &CapturePanel::cancelTapped, this, &Opening::closed);
     connect(panel.get(), &CapturePanel::pressed, this, [this] {
@@ -139,13 +137,13 @@ void Opening::show() {
     mode.setMode(false, false);
     words.begin();
     program.desktop.primaryGuard.setActive(true);
-    panel->openAt(placeUnderPointer(QCursor::pos(), panel->size(), panel->screens()));
+    panel->openUnderPointer();
     holdKeyboard();
     panel->prepareGlass(); // while the X server maps the window
     panel->announce(u"Ovalin over %1"_s.arg(context.capApp));
 }
 
-void Opening::holdKeyboard() { program.desktop.keyboardHold.take(static_cast<quint32>(panel->winId())); }
+void Opening::holdKeyboard() { program.desktop.keyboardHold.take(*panel->windowHandle()); }
 
 void Opening::startCapture() {
     if (context.leftAlone) {
@@ -153,7 +151,7 @@ void Opening::startCapture() {
         return;
     }
     captured->pipeline.startContextPipeline();
-    selectionWatch.emplace(program.desktop.eventMonitors, program.dispatch, program.selection, context);
+    selectionWatch.emplace(program.desktop.selectionHints, program.dispatch, program.selection, context);
     selectionWatch->updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
     selectionWatch->leftAlone = [this] { panel->say(LEFT_ALONE_NOW); };
 }

@@ -9,6 +9,7 @@
 #include "capture/SelectionWatch.h"
 #include "dictation/Dictation.h"
 #include "panel/CapturePanel.h"
+#include "platform/Workspace.h"
 #include "route/RoutedRequests.h"
 
 #include <memory>

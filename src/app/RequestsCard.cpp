@@ -127,7 +127,7 @@ void RequestsCard::show(const Read& read) {
 }
 
 void RequestsCard::open() {
-    card.reset(new RequestsPanel(program.desktop.pasteboard, program.desktop.workspace.compositorRuns()));
+    card.reset(new RequestsPanel(program.desktop.pasteboard, program.desktop.panels));
     listMatching();
     connect(card.get(), &RequestsPanel::rowTapped, this, &RequestsCard::openDetail);
     connect(card.get(), &RequestsPanel::rowEntered, this, &RequestsCard::openDetail);

@@ -9,27 +9,15 @@ constexpr std::chrono::milliseconds REFRESH_DELAY{180};
 
 } // namespace
 
-bool changesSelection(const EventMonitors::KeyUp& key) {
-    return (key.key == EventMonitors::Key::Arrow && key.shift) || (key.key == EventMonitors::Key::A && key.command);
-}
-
-SelectionWatch::SelectionWatch(EventMonitors& theMonitors, Dispatch& theDispatch, Selection& theSelection,
+SelectionWatch::SelectionWatch(SelectionHints& theHints, Dispatch& theDispatch, Selection& theSelection,
                                CaptureContext& theContext)
-    : monitors(theMonitors)
+    : hints(theHints)
     , dispatch(theDispatch)
     , selection(theSelection)
-    , context(theContext) {
-    selectionMonitors.push_back(monitors.onLeftMouseUp([this] { scheduleSelectionRefresh(); }));
-    selectionMonitors.push_back(monitors.onKeyUp([this](const EventMonitors::KeyUp& key) {
-        if (changesSelection(key))
-            scheduleSelectionRefresh();
-    }));
-}
+    , context(theContext)
+    , hint(hints.onMaybeChanged([this] { scheduleSelectionRefresh(); })) {}
 
-SelectionWatch::~SelectionWatch() {
-    for (const EventMonitors::Handle handle : selectionMonitors)
-        monitors.removeMonitor(handle);
-}
+SelectionWatch::~SelectionWatch() { hints.removeHint(hint); }
 
 void SelectionWatch::scheduleSelectionRefresh() {
     if (selectionResolveInFlight || context.leftAlone)

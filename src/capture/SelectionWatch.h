@@ -4,11 +4,9 @@
 #include "Selection.h"
 
 #include "base/Dispatch.h"
-#include "platform/EventMonitors.h"
+#include "platform/SelectionHints.h"
 
 #include <QObject>
-
-#include <vector>
 
 namespace ovalin {
 
@@ -16,7 +14,7 @@ namespace ovalin {
 /// panel. Main thread.
 class SelectionWatch final : public QObject {
 public:
-    SelectionWatch(EventMonitors& monitors, Dispatch& dispatch, Selection& selection, CaptureContext& context);
+    SelectionWatch(SelectionHints& hints, Dispatch& dispatch, Selection& selection, CaptureContext& context);
     ~SelectionWatch() override;
 
     /// The excerpt changed; never called with an empty text.
@@ -28,15 +26,12 @@ private:
     /// Reads the selection again 0.18 s from now, unless such a read is under way.
     void scheduleSelectionRefresh();
 
-    EventMonitors& monitors;
+    SelectionHints& hints;
     Dispatch& dispatch;
     Selection& selection;
     CaptureContext& context;
-    std::vector<EventMonitors::Handle> selectionMonitors;
+    const SelectionHints::Handle hint;
     bool selectionResolveInFlight = false;
 };
-
-/// Whether the key-up may have changed the selection: Shift with an arrow, or select-all. Pure.
-[[nodiscard]] bool changesSelection(const EventMonitors::KeyUp& key);
 
 } // namespace ovalin

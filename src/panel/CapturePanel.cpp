@@ -25,8 +25,8 @@ constexpr int COLUMN_WIDTH = CapturePanel::WIDTH - 2 * INSET;
 
 } // namespace
 
-CapturePanel::CapturePanel(Pasteboard& pasteboard, bool isComposited)
-    : GlassWindow(u"Ovalin"_s, isComposited)
+CapturePanel::CapturePanel(Pasteboard& pasteboard, PanelHost& panelHost)
+    : GlassWindow(u"Ovalin"_s, panelHost)
     , announcer(new Announcer(this))
     , modeControl(new ModeControl(this))
     , previewView(new PreviewTextView(pasteboard, this))
@@ -92,6 +92,8 @@ void CapturePanel::connectControls() {
     connect(requestsBtn, &GlyphButton::clicked, this, &CapturePanel::requestsTapped);
     connect(helpBtn, &GlyphButton::clicked, this, &CapturePanel::helpTapped);
 }
+
+void CapturePanel::openUnderPointer() { openAt(placeUnderPointer(host.pointer(), size(), host.screens())); }
 
 void CapturePanel::showExcerpt(const QString& text, bool ask) {
     previewView->setExcerpt(text); // also an empty one: what does not show is not sent
@@ -195,7 +197,7 @@ void CapturePanel::growBy(int height) {
     if (height == 0)
         return;
     const int wanted = this->height() + height;
-    resizeGlass(QRect(placeResized(geometry(), wanted, screens()), QSize(WIDTH, wanted)));
+    resizeGlass(QRect(placeResized(geometry(), wanted, host.screens()), QSize(WIDTH, wanted)));
 }
 
 QRect CapturePanel::inputContainer() const {

@@ -33,11 +33,10 @@ public:
     static constexpr int WIDTH = 480;
     static constexpr int BASE_HEIGHT = 134;
 
-    /// `composited`: a compositing manager runs.
-    CapturePanel(Pasteboard& pasteboard, bool composited);
+    CapturePanel(Pasteboard& pasteboard, PanelHost& host);
 
-    /// Where it may grow to; without docks unless its owner knows better.
-    std::function<std::vector<ScreenArea>()> screens = [] { return currentScreens({}); };
+    /// Shows it below the pointer.
+    void openUnderPointer();
 
     /// Shows an excerpt, or for an empty one the note that nothing is selected (in Do mode), and resizes.
     void showExcerpt(const QString& text, bool ask);

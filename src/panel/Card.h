@@ -10,8 +10,8 @@ class Card : public GlassWindow {
 public:
     static constexpr int WIDTH = 340;
 
-    Card(const QString& title, bool isComposited)
-        : GlassWindow(title, isComposited, Qt::WindowDoesNotAcceptFocus) {}
+    Card(const QString& title, PanelHost& panelHost)
+        : GlassWindow(title, panelHost, Qt::WindowDoesNotAcceptFocus) {}
 
     /// Grabs the backdrop and shows the card with its top left corner there (logical pixels).
     void openAt(QPoint corner) {

@@ -2,10 +2,10 @@
 
 #include "Palette.h"
 
-#include <QGuiApplication>
+#include "platform/PanelHost.h"
+
 #include <QPainter>
 #include <QPainterPath>
-#include <QScreen>
 
 #include <algorithm>
 #include <vector>
@@ -37,16 +37,6 @@ void boxBlurLine(QRgb* line, int length, std::ptrdiff_t step, int radius, std::v
         green += qGreen(enters) - qGreen(leaves);
         blue += qBlue(enters) - qBlue(leaves);
     }
-}
-
-QImage grabbed(QRect area) {
-    QScreen* screen = QGuiApplication::screenAt(area.center());
-    if (!screen)
-        screen = QGuiApplication::primaryScreen();
-    if (!screen || area.isEmpty())
-        return {};
-    const QPoint offset = area.topLeft() - screen->geometry().topLeft();
-    return screen->grabWindow(0, offset.x(), offset.y(), area.width(), area.height()).toImage();
 }
 
 } // namespace
@@ -107,8 +97,6 @@ void Glass::setBackdrop(QRect newArea, const QImage& picture) {
     blurred = rendered = {};
 }
 
-void Glass::capture(QRect newArea) { setBackdrop(newArea, grabbed(newArea)); }
-
 void Glass::prepare(qreal radius, bool sharpCorners) {
     refresh();
     QImage ground(area.size() * std::max(sharp.devicePixelRatio(), 1.0), QImage::Format_ARGB32_Premultiplied);
@@ -121,7 +109,7 @@ void Glass::prepare(qreal radius, bool sharpCorners) {
     renderedSharp = sharpCorners;
 }
 
-void Glass::extendTo(QRect newArea) {
+void Glass::extendTo(QRect newArea, PanelHost& host) {
     rendered = {};
     if (stale || sharp.isNull()) {
         area = newArea;
@@ -135,7 +123,7 @@ void Glass::extendTo(QRect newArea) {
     painter.drawImage(area.topLeft() - newArea.topLeft(), sharp);
     const QRegion uncovered = QRegion(newArea) - QRegion(area);
     for (const QRect& strip : uncovered)
-        painter.drawImage(strip.topLeft() - newArea.topLeft(), grabbed(strip));
+        painter.drawImage(strip.topLeft() - newArea.topLeft(), host.backdrop(strip));
     painter.end();
     sharp = whole;
     area = newArea;

@@ -8,16 +8,15 @@ class QPainter;
 
 namespace ovalin {
 
+class PanelHost;
+
 /// The blurred backdrop under a readable tint that all cards are made of. Main thread.
 ///
 /// What lies behind a card is grabbed once, before the card shows: X11 offers no blur that works everywhere, and a
 /// picture serves with and without a compositing manager.
 class Glass {
 public:
-    /// Takes what the screen shows at `area` (root coordinates, logical pixels). One round trip to the X server.
-    void capture(QRect area);
-
-    /// The same with a picture in its place.
+    /// What lies behind the card, which is to be there (logical pixels of all screens); null: nobody knows.
     void setBackdrop(QRect area, const QImage& picture);
 
     /// Blurs and paints the ground once, for paint() to copy. To be called while the X server maps the window: there is
@@ -26,7 +25,7 @@ public:
 
     /// The card moved or grew: its backdrop now is `area`. Adds what is newly uncovered below by a second grab of that
     /// strip; must be called before the window covers it.
-    void extendTo(QRect area);
+    void extendTo(QRect area, PanelHost& host);
 
     /// The card was dragged away from what was grabbed: from now on it is nearly opaque.
     void setStale();

@@ -7,41 +7,47 @@
 #include <QPainter>
 #include <QWindow>
 
+#include <utility>
+
 namespace ovalin {
 
-GlassWindow::GlassWindow(const QString& title, bool isComposited, Qt::WindowFlags more)
+GlassWindow::GlassWindow(const QString& title, PanelHost& theHost, Qt::WindowFlags more)
     : QWidget(nullptr,
               Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::X11BypassWindowManagerHint | more)
-    , composited(isComposited) {
+    , host(theHost)
+    , composited(host.composited()) {
     setWindowTitle(title);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_AlwaysShowToolTips);
     setAttribute(Qt::WA_TranslucentBackground);
 }
 
-void GlassWindow::setComposited(bool isComposited) {
-    if (composited == isComposited)
+void GlassWindow::compositedChanged() {
+    if (composited == std::exchange(composited, host.composited()))
         return;
-    composited = isComposited;
     shape();
     update();
 }
 
 void GlassWindow::openAt(QPoint corner) {
     deliverKeysDirectly();
-    glass.capture(QRect(corner, size()));
+    const QRect place(corner, size());
+    glass.setBackdrop(place, host.backdrop(place));
     move(corner);
     winId();
     windowHandle()->installEventFilter(this);
-    show();
+    host.open(*this);
 }
 
 void GlassWindow::prepareGlass() { glass.prepare(glassRadius, !composited); }
 
 void GlassWindow::resizeGlass(const QRect& place) {
-    if (isVisible())
-        glass.extendTo(place);
-    setGeometry(place);
+    if (!isVisible()) {
+        setGeometry(place);
+        return;
+    }
+    glass.extendTo(place, host);
+    host.place(*this, place);
 }
 
 // Once it was dragged away there are no grabbed pixels any more to stand outside the corners.
@@ -67,7 +73,7 @@ void GlassWindow::mouseMoveEvent(QMouseEvent* event) {
         return;
     glass.setStale();
     shape();
-    move(corner);
+    host.place(*this, QRect(corner, size()));
     update();
 }
 
@@ -75,7 +81,7 @@ bool GlassWindow::eventFilter(QObject* watched, QEvent* event) {
     // At the window, before any child takes it.
     if (watched == windowHandle() && event->type() == QEvent::MouseButtonPress) {
         raise();
-        Q_EMIT pressed();
+        Q_EMIT pressed(static_cast<QMouseEvent*>(event)->position().toPoint());
     }
     return QWidget::eventFilter(watched, event);
 }

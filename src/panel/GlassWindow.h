@@ -2,6 +2,8 @@
 
 #include "Glass.h"
 
+#include "platform/PanelHost.h"
+
 #include <QWidget>
 
 namespace ovalin {
@@ -14,7 +16,7 @@ class GlassWindow : public QWidget {
     Q_OBJECT
 public:
     /// A compositing manager came or went.
-    void setComposited(bool isComposited);
+    void compositedChanged();
 
     /// Grabs the backdrop and shows the window with its top left corner there (logical pixels).
     void openAt(QPoint corner);
@@ -23,11 +25,13 @@ public:
     void prepareGlass();
 
 Q_SIGNALS:
-    /// A press anywhere in it.
-    void pressed();
+    /// A press anywhere in it, at this place of it.
+    void pressed(QPoint at);
 
 protected:
-    GlassWindow(const QString& title, bool isComposited, Qt::WindowFlags more = {});
+    GlassWindow(const QString& title, PanelHost& host, Qt::WindowFlags more = {});
+
+    PanelHost& host;
 
     /// Grows or shrinks it to this place, with the backdrop.
     void resizeGlass(const QRect& place);

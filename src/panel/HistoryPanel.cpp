@@ -4,8 +4,8 @@ using namespace Qt::StringLiterals;
 
 namespace ovalin {
 
-HistoryPanel::HistoryPanel(Pasteboard& pasteboard, bool isComposited)
-    : ListCard(u"Past conversations"_s, u"No past conversations yet."_s, pasteboard, isComposited) {}
+HistoryPanel::HistoryPanel(Pasteboard& pasteboard, PanelHost& panelHost)
+    : ListCard(u"Past conversations"_s, u"No past conversations yet."_s, pasteboard, panelHost) {}
 
 void HistoryPanel::setConversations(const QList<PastConversation>& conversations) {
     QList<ListItem> items;

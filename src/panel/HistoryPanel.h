@@ -12,7 +12,7 @@ class HistoryPanel final : public ListCard {
 public:
     static constexpr qsizetype MOST_ROWS = 8;
 
-    HistoryPanel(Pasteboard& pasteboard, bool composited);
+    HistoryPanel(Pasteboard& pasteboard, PanelHost& host);
 
     /// The newest first; the first eight show.
     void setConversations(const QList<PastConversation>& conversations);

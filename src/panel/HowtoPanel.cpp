@@ -90,8 +90,8 @@ private:
 
 } // namespace
 
-HowtoPanel::HowtoPanel(const QString& hotkey, const QString& installPage, bool isComposited)
-    : Card(u"How Ovalin works"_s, isComposited)
+HowtoPanel::HowtoPanel(const QString& hotkey, const QString& installPage, PanelHost& panelHost)
+    : Card(u"How Ovalin works"_s, panelHost)
     , lines(new QScrollArea(this))
     , gotIt(new PillButton(u"Got it"_s, PillButton::Look::Filled, this))
     , announcer(new Announcer(this)) {

@@ -15,7 +15,7 @@ class HowtoPanel final : public Card {
     Q_OBJECT
 public:
     /// `hotkey`: what opens the panel; `installPage`: where the agent CLI comes from, named in the last line.
-    HowtoPanel(const QString& hotkey, const QString& installPage, bool composited);
+    HowtoPanel(const QString& hotkey, const QString& installPage, PanelHost& host);
 
     /// Height of the stacked content with its insets, before the least height of a card.
     [[nodiscard]] int contentHeight() const { return fitting; }

@@ -91,8 +91,8 @@ private:
     QList<int> separators; // y
 };
 
-ListCard::ListCard(const QString& title, const QString& nothing, Pasteboard& pasteboard, bool isComposited)
-    : Card(title, isComposited)
+ListCard::ListCard(const QString& title, const QString& nothing, Pasteboard& pasteboard, PanelHost& panelHost)
+    : Card(title, panelHost)
     , header(new Label(title, 14, Palette::ink(), this))
     , field(new SearchField(u"Search "_s + title.toLower(), pasteboard, this))
     , note(new Label(nothing, 12, Palette::muted(), this))
@@ -110,15 +110,15 @@ ListCard::ListCard(const QString& title, const QString& nothing, Pasteboard& pas
     list->setFocusPolicy(Qt::NoFocus);
     list->setWidget(page);
     page->setAutoFillBackground(false);
-    connect(this, &ListCard::pressed, this, [this] {
-        QWidget* child = childAt(mapFromGlobal(QCursor::pos()));
+    connect(this, &ListCard::pressed, this, [this](QPoint at) {
+        QWidget* child = childAt(at);
         while (child && !(child->focusPolicy() & Qt::ClickFocus))
             child = child->parentWidget();
         if (!child || !panel) {
             leave();
             return;
         }
-        Q_EMIT panel->pressed(); // the keyboard may have gone to others meanwhile
+        Q_EMIT panel->pressed({}); // the keyboard may have gone to others meanwhile
         enter(child);
     });
     resize(WIDTH, LEAST_HEIGHT);
@@ -203,7 +203,7 @@ void ListCard::showList(bool visible, int otherHeight) {
 void ListCard::fit(int wanted) {
     const int fitting = std::max(LEAST_HEIGHT, std::min(wanted, mostHeight));
     if (fitting != height())
-        resizeGlass(QRect(placeResized(geometry(), fitting, panel ? panel->screens() : std::vector<ScreenArea>()),
+        resizeGlass(QRect(placeResized(geometry(), fitting, panel ? host.screens() : std::vector<ScreenArea>()),
                           QSize(WIDTH, fitting)));
     const int left = INSET - OVERHANG;
     list->setGeometry(left, listTop(), WIDTH - left, fitting - listTop() - INSET);
@@ -278,9 +278,9 @@ void ListCard::deselect() {
 
 void ListCard::openBeside(CapturePanel& thePanel) {
     panel = &thePanel;
-    mostHeight = mostHeightBeside(panel->geometry(), panel->screens());
+    mostHeight = mostHeightBeside(panel->geometry(), host.screens());
     fit(height());
-    openAt(placeBeside(panel->geometry(), size(), panel->screens()));
+    openAt(placeBeside(panel->geometry(), size(), host.screens()));
     panel->windowHandle()->installEventFilter(this);
     panel->installEventFilter(this);
     connect(panel, &CapturePanel::promptChanged, this, &ListCard::deselect);

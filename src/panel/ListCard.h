@@ -53,7 +53,7 @@ Q_SIGNALS:
     void dismissed();
 
 protected:
-    ListCard(const QString& title, const QString& emptyNote, Pasteboard& pasteboard, bool composited);
+    ListCard(const QString& title, const QString& emptyNote, Pasteboard& pasteboard, PanelHost& host);
 
     static constexpr int INSET = 16, CONTENT_WIDTH = WIDTH - 2 * INSET;
 

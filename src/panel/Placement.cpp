@@ -1,9 +1,5 @@
 #include "Placement.h"
 
-#include <QGuiApplication>
-#include <QScreen>
-#include <QtMath>
-
 #include <algorithm>
 #include <limits>
 
@@ -65,52 +61,6 @@ QPoint placeResized(QRect panel, int newHeight, const std::vector<ScreenArea>& s
     if (panel.y() <= lowest || newHeight <= panel.height())
         return panel.topLeft();
     return {panel.x(), std::max(lowest, std::min(panel.y(), screen->visible.y() + SCREEN_MARGIN))};
-}
-
-QRect freeOf(const QRect& monitor, const std::vector<ReservedStrip>& strips) {
-    QRect rest = monitor;
-    for (const ReservedStrip& strip : strips) {
-        const QRect taken = strip.area & monitor;
-        const bool upright = strip.edge == Qt::LeftEdge || strip.edge == Qt::RightEdge;
-        if (taken.isEmpty() || (upright ? taken.width() == monitor.width() : taken.height() == monitor.height()))
-            continue;
-        switch (strip.edge) {
-        case Qt::LeftEdge:
-            rest.setLeft(std::max(rest.left(), taken.right() + 1));
-            break;
-        case Qt::RightEdge:
-            rest.setRight(std::min(rest.right(), taken.left() - 1));
-            break;
-        case Qt::TopEdge:
-            rest.setTop(std::max(rest.top(), taken.bottom() + 1));
-            break;
-        case Qt::BottomEdge:
-            rest.setBottom(std::min(rest.bottom(), taken.top() - 1));
-            break;
-        }
-    }
-    return rest.isEmpty() ? monitor : rest;
-}
-
-std::vector<ScreenArea> currentScreens(const std::vector<ReservedStrip>& strips) {
-    std::vector<ScreenArea> areas;
-    const QScreen* main = QGuiApplication::primaryScreen();
-    for (const QScreen* screen : QGuiApplication::screens()) {
-        // Qt scales a screen's size and leaves its corner where it is. It knows docks only of a single monitor.
-        const QRect frame = screen->geometry();
-        const qreal ratio = screen->devicePixelRatio();
-        const QRect rest = freeOf(QRect(frame.topLeft(), (QSizeF(frame.size()) * ratio).toSize()), strips);
-        const QPointF from = QPointF(rest.topLeft() - frame.topLeft()) / ratio;
-        const QRectF scaled(QPointF(frame.topLeft()) + from, QSizeF(rest.size()) / ratio);
-        const QRect inside = QRect(QPoint(qCeil(scaled.left()), qCeil(scaled.top())),
-                                   QPoint(qFloor(scaled.right()), qFloor(scaled.bottom())) - QPoint(1, 1));
-        const ScreenArea area{frame, inside & screen->availableGeometry()};
-        if (screen == main)
-            areas.insert(areas.begin(), area);
-        else
-            areas.push_back(area);
-    }
-    return areas;
 }
 
 } // namespace ovalin

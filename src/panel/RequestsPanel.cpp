@@ -45,8 +45,8 @@ void addPart(QTextCursor& cursor, const QString& lead, const QString& words) {
 
 } // namespace
 
-RequestsPanel::RequestsPanel(Pasteboard& pasteboard, bool isComposited)
-    : ListCard(TITLE, u"No requests yet."_s, pasteboard, isComposited)
+RequestsPanel::RequestsPanel(Pasteboard& pasteboard, PanelHost& panelHost)
+    : ListCard(TITLE, u"No requests yet."_s, pasteboard, panelHost)
     , back(new GlyphButton(GlyphButton::Glyph::Back, u"All requests"_s, u"All requests (Escape)"_s, this))
     , text(new QTextEdit(this))
     , status(new StatusLine(this))

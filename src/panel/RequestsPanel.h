@@ -15,7 +15,7 @@ namespace ovalin {
 class RequestsPanel final : public ListCard {
     Q_OBJECT
 public:
-    RequestsPanel(Pasteboard& pasteboard, bool composited);
+    RequestsPanel(Pasteboard& pasteboard, PanelHost& host);
 
     void setRequests(const PastRequests& requests);
 

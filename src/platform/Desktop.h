@@ -2,12 +2,13 @@
 
 #include "platform/Accessibility.h"
 #include "platform/DesktopSettings.h"
-#include "platform/EventMonitors.h"
 #include "platform/HotKeys.h"
 #include "platform/Keyboard.h"
 #include "platform/Notifier.h"
+#include "platform/PanelHost.h"
 #include "platform/Pasteboard.h"
 #include "platform/PrimaryGuard.h"
+#include "platform/SelectionHints.h"
 #include "platform/Speech.h"
 #include "platform/Workspace.h"
 
@@ -21,7 +22,8 @@ struct Desktop {
     Pasteboard& pasteboard;
     Keyboard& keyboard;
     KeyboardHold& keyboardHold;
-    EventMonitors& eventMonitors;
+    PanelHost& panels;
+    SelectionHints& selectionHints;
     Notifier& notifier;
     SessionEvents& sessionEvents;
     PrimaryGuard& primaryGuard;

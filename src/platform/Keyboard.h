@@ -5,6 +5,8 @@
 
 #include <functional>
 
+class QWindow;
+
 namespace ovalin {
 
 /// Synthetic keys (XTEST), and the keyboard held for the panel.
@@ -51,9 +53,10 @@ class KeyboardHold {
 public:
     virtual ~KeyboardHold() = default;
 
-    /// Takes the keyboard for the X11 window; retried every 5 ms when another client has it, until no key was down for
-    /// 250 ms (programs for shortcuts keep theirs while its key is down), 5 s at most. Returns at once.
-    virtual void take(quint32 window) = 0;
+    /// Takes the keyboard for a window of ours that is open; retried every 5 ms when another client has it, until no
+    /// key was down for 250 ms (programs for shortcuts keep theirs while its key is down), 5 s at most. Returns at
+    /// once.
+    virtual void take(QWindow& window) = 0;
 
     /// Gives the keyboard back. A key that is still down and was pressed while it was held counts as released: it is
     /// not repeated into the application.

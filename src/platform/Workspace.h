@@ -2,12 +2,9 @@
 
 #include "platform/WindowId.h"
 
-#include <QRect>
 #include <QString>
 
-#include <functional>
 #include <optional>
-#include <vector>
 
 namespace ovalin {
 
@@ -19,12 +16,6 @@ struct FrontApplication {
     QString title{}; ///< of the window, where somebody has asked for it
 };
 
-/// What a dock or panel keeps for itself at an edge of the root window (EWMH _NET_WM_STRUT_PARTIAL); device pixels.
-struct ReservedStrip {
-    Qt::Edge edge;
-    QRect area;
-};
-
 /// The applications of the desktop. Main thread; a few round trips to the X server at most, no other process is asked.
 class Workspace {
 public:
@@ -34,24 +25,13 @@ public:
     /// pointer.
     [[nodiscard]] virtual std::optional<FrontApplication> frontmostApplication() = 0;
 
-    /// A compositing manager runs (EWMH _NET_WM_CM_Sn).
-    [[nodiscard]] virtual bool compositorRuns() = 0;
-
-    /// The docks and panels of all monitors.
-    [[nodiscard]] virtual std::vector<ReservedStrip> reservedStrips() = 0;
-
-    [[nodiscard]] virtual QString title(quint32 window) = 0;
+    [[nodiscard]] virtual QString title(WindowId window) = 0;
 
     /// What the window manager calls itself; empty when none runs.
     [[nodiscard]] virtual QString windowManager() = 0;
 
     /// False in a Wayland session: without a front application the user may work in a window that nobody here sees.
     [[nodiscard]] virtual bool seesAllWindows() = 0;
-
-    /// A compositing manager came or went.
-    std::function<void()> compositorChanged;
-    /// The window manager went, and the windows that it had in its frames now lie on top.
-    std::function<void()> windowManagerDied;
 };
 
 } // namespace ovalin

@@ -154,7 +154,7 @@ TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
         EXPECT_TRUE(panel().hintField->status().contains(QLatin1String(each.said)));
         EXPECT_EQ(fake.accessibility.asked > 0, !alone) << each.said;
         EXPECT_TRUE(panel().replaceBtnRef->isHidden()) << "a page of others, or left alone";
-        fake.eventMonitors.mouseUp();
+        fake.selectionHints.give();
         dispatch.advance(1);
         settle();
         QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
@@ -491,7 +491,7 @@ TEST_F(AppDelegateTest, TheFirstOpeningEverExplainsItselfOnce) {
 }
 
 TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
-    fake.hotKeys.statuses = std::vector<int>(7, 10);
+    fake.hotKeys.states = std::vector(7, HotKeyState::Taken);
     fake.accessibility.enabled = false;
     delegate->applicationDidFinishLaunching();
     ASSERT_EQ(fake.notifier.shown.size(), 2u) << "of the key at its first failure";

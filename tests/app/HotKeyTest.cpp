@@ -22,7 +22,7 @@ struct HotKeyTest : testing::Test {
 } // namespace
 
 TEST_F(HotKeyTest, RetriesBackOffAndSayWhenTheySucceed) {
-    keys.statuses = {10, 10, 10};
+    keys.states = std::vector(3, HotKeyState::Taken);
     hotKey.registerHotKey(0);
     for (const double delay : {1.0, 2.0, 4.0}) {
         const int before = keys.registrations;
@@ -39,7 +39,7 @@ TEST_F(HotKeyTest, RetriesBackOffAndSayWhenTheySucceed) {
 }
 
 TEST_F(HotKeyTest, ASeriesEndsAfterSevenTriesAndWakeStartsAnother) {
-    keys.statuses = std::vector<int>(7, 10);
+    keys.states = std::vector(7, HotKeyState::Taken);
     hotKey.registerHotKey(0);
     dispatch.advance(1 + 2 + 4 + 8 + 16 + 30 + 0.1);
     EXPECT_EQ(keys.registrations, 7);
@@ -53,7 +53,7 @@ TEST_F(HotKeyTest, ASeriesEndsAfterSevenTriesAndWakeStartsAnother) {
 }
 
 TEST_F(HotKeyTest, ANewSeriesReplacesTheOneUnderWay) {
-    keys.statuses = {10, 10};
+    keys.states = std::vector(2, HotKeyState::Taken);
     hotKey.registerHotKey(0);
     hotKey.reassertHotKey();
     dispatch.advance(1.1);

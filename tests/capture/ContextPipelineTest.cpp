@@ -57,7 +57,7 @@ struct CaptureTest : testing::Test {
         return context;
     }
     void startWatch() {
-        watch.emplace(fake.eventMonitors, dispatch, selection, captured->context);
+        watch.emplace(fake.selectionHints, dispatch, selection, captured->context);
         watch->updateCaptureUI = captured->pipeline.updateCaptureUI;
     }
 };
@@ -166,39 +166,30 @@ TEST_F(CaptureTest, TheRecordKnowsWhetherTheClipboardWasUsed) {
     EXPECT_EQ(shown.last(), QString());
 }
 
-TEST_F(CaptureTest, OnlyTheKeysThatSelectTriggerARefresh) {
-    using Key = EventMonitors::Key;
-    EXPECT_TRUE(changesSelection({Key::Arrow, true, false}));
-    EXPECT_TRUE(changesSelection({Key::A, false, true}));
-    EXPECT_FALSE(changesSelection({Key::Arrow, false, true}));
-    EXPECT_FALSE(changesSelection({Key::A, true, false}));
-    EXPECT_FALSE(changesSelection({Key::Other, true, true}));
-}
-
 TEST_F(CaptureTest, ARefreshWaitsRunsOnceAndNeverClears) {
     dispatch.runAtOnce = false;
     startWatch();
-    fake.eventMonitors.mouseUp();
-    fake.eventMonitors.mouseUp();
+    fake.selectionHints.give();
+    fake.selectionHints.give();
     dispatch.advance(0.17);
     EXPECT_EQ(dispatch.waiting(), 0u);
     dispatch.advance(0.02);
     EXPECT_EQ(dispatch.waiting(), 1u);
-    fake.eventMonitors.mouseUp();
+    fake.selectionHints.give();
     dispatch.settle();
     dispatch.advance(1);
     EXPECT_EQ(dispatch.waiting(), 0u) << "a trigger during the read is dropped";
     EXPECT_THAT(shown, ElementsAre(u"selected"_s));
 
     fake.accessibility.answer = {};
-    fake.eventMonitors.keyUp({EventMonitors::Key::A, false, true});
+    fake.selectionHints.give();
     dispatch.advance(0.2);
     dispatch.settle();
     EXPECT_THAT(shown, ElementsAre(u"selected"_s));
     EXPECT_EQ(fake.keyboard.copies, 0) << "no synthetic copy where the first capture needed none";
 
     captured->context.capBundle = u"com.google.Chrome"_s;
-    fake.eventMonitors.mouseUp();
+    fake.selectionHints.give();
     dispatch.advance(0.2);
     dispatch.settle();
     EXPECT_EQ(fake.keyboard.copies, 1);
@@ -207,10 +198,10 @@ TEST_F(CaptureTest, ARefreshWaitsRunsOnceAndNeverClears) {
 TEST_F(CaptureTest, ALateRefreshOfAnOlderOpeningIsDropped) {
     dispatch.runAtOnce = false;
     startWatch();
-    fake.eventMonitors.mouseUp();
+    fake.selectionHints.give();
     dispatch.advance(0.2);
     open();
     dispatch.settle();
     EXPECT_TRUE(shown.isEmpty());
-    EXPECT_TRUE(fake.eventMonitors.mouse.empty() && fake.eventMonitors.keys.empty());
+    EXPECT_TRUE(fake.selectionHints.told.empty());
 }

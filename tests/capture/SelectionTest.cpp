@@ -81,7 +81,7 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
         fake.accessibility.answer = row.tree;
         fake.pasteboard.primary = row.primary;
         fake.keyboard.copies = 0;
-        const Subject target{{}, row.bundle, 42, 0, {}, {}};
+        const Subject target{{}, row.bundle, 42, {}, {}, {}};
         const SelectedText found = selection.axSelection(target);
         EXPECT_EQ(found.text.toStdString(), row.expected);
         EXPECT_EQ(found.source, row.source);

@@ -3,18 +3,22 @@
 #include "platform/Desktop.h"
 #include "support/Testing.h"
 
+#include <QCursor>
+#include <QImage>
+#include <QWidget>
+
 namespace ovalin {
 
 struct FakeHotKeys final : HotKeys {
-    std::vector<int> statuses; ///< results of the next registrations; 0 when used up
+    std::vector<HotKeyState> states; ///< results of the next registrations; Registered when used up
     int registrations = 0, unregistrations = 0;
-    int registerHotKey() override {
+    HotKeyState registerHotKey() override {
         ++registrations;
-        if (statuses.empty())
-            return 0;
-        const int status = statuses.front();
-        statuses.erase(statuses.begin());
-        return status;
+        if (states.empty())
+            return HotKeyState::Registered;
+        const HotKeyState state = states.front();
+        states.erase(states.begin());
+        return state;
     }
     void unregisterHotKey() override { ++unregistrations; }
     int handled = 0;
@@ -24,12 +28,9 @@ struct FakeHotKeys final : HotKeys {
 struct FakeWorkspace final : Workspace {
     std::optional<FrontApplication> front = FrontApplication{u"Editor"_s, u"Mousepad"_s, 4711, {1}};
     std::optional<FrontApplication> frontmostApplication() override { return front; }
-    std::vector<ReservedStrip> strips;
-    bool composited = false, seesAll = true;
-    bool compositorRuns() override { return composited; }
-    std::vector<ReservedStrip> reservedStrips() override { return strips; }
+    bool seesAll = true;
     QString manager = u"Openbox"_s;
-    QString title(quint32) override { return front ? front->title : QString(); }
+    QString title(WindowId) override { return front ? front->title : QString(); }
     QString windowManager() override { return manager; }
     bool seesAllWindows() override { return seesAll; }
 };
@@ -118,38 +119,38 @@ struct FakeKeyboard final : Keyboard {
 };
 
 struct FakeKeyboardHold final : KeyboardHold {
-    quint32 window = 0;
-    void take(quint32 wanted) override { window = wanted; }
-    void letGo() override { window = 0; }
+    QWindow* window = nullptr;
+    void take(QWindow& wanted) override { window = &wanted; }
+    void letGo() override { window = nullptr; }
     bool waits = false;
-    bool held() const override { return window != 0; }
+    bool held() const override { return window; }
     bool waiting() const override { return waits; }
 };
 
-struct FakeEventMonitors final : EventMonitors {
-    std::map<Handle, std::function<void()>> mouse;
-    std::map<Handle, std::function<void(const KeyUp&)>> keys;
+struct FakeSelectionHints final : SelectionHints {
+    std::map<Handle, std::function<void()>> told;
     Handle next = 1;
-    Handle onLeftMouseUp(std::function<void()> seen) override {
-        mouse[next] = std::move(seen);
+    Handle onMaybeChanged(std::function<void()> changed) override {
+        told[next] = std::move(changed);
         return next++;
     }
-    Handle onKeyUp(std::function<void(const KeyUp&)> seen) override {
-        keys[next] = std::move(seen);
-        return next++;
+    void removeHint(Handle handle) override { told.erase(handle); }
+    void give() {
+        for (const auto& [handle, changed] : told)
+            changed();
     }
-    void removeMonitor(Handle handle) override {
-        mouse.erase(handle);
-        keys.erase(handle);
-    }
-    void mouseUp() {
-        for (const auto& [handle, seen] : mouse)
-            seen();
-    }
-    void keyUp(const KeyUp& key) {
-        for (const auto& [handle, seen] : keys)
-            seen(key);
-    }
+};
+
+/// Qt's own screen. Nothing lies below the panel.
+struct FakePanelHost final : PanelHost {
+    std::vector<ScreenArea> areas{{{0, 0, 800, 800}, {0, 0, 800, 800}}};
+    bool transparent = false;
+    QPoint pointer() override { return QCursor::pos(); }
+    std::vector<ScreenArea> screens() override { return areas; }
+    bool composited() override { return transparent; }
+    QImage backdrop(const QRect&) override { return {}; }
+    void open(QWidget& window) override { window.show(); }
+    void place(QWidget& window, const QRect& place) override { window.setGeometry(place); }
 };
 
 struct FakeNotifier final : Notifier {
@@ -175,12 +176,13 @@ struct FakeDesktop {
     FakePasteboard pasteboard;
     FakeKeyboard keyboard;
     FakeKeyboardHold keyboardHold;
-    FakeEventMonitors eventMonitors;
+    FakeSelectionHints selectionHints;
+    FakePanelHost panels;
     FakeNotifier notifier;
     SessionEvents sessionEvents;
     FakePrimaryGuard primaryGuard;
-    Desktop desktop{hotKeys,      workspace,     accessibility, pasteboard,    keyboard,
-                    keyboardHold, eventMonitors, notifier,      sessionEvents, primaryGuard};
+    Desktop desktop{hotKeys, workspace,      accessibility, pasteboard,    keyboard,    keyboardHold,
+                    panels,  selectionHints, notifier,      sessionEvents, primaryGuard};
 };
 
 } // namespace ovalin

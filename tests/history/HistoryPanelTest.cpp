@@ -36,7 +36,8 @@ QList<PastConversation> many(int count) {
 /// The card as it is opened with these.
 std::unique_ptr<HistoryPanel> listed(const QList<PastConversation>& conversations) {
     static FakePasteboard none;
-    auto panel = std::make_unique<HistoryPanel>(none, false);
+    static FakePanelHost host;
+    auto panel = std::make_unique<HistoryPanel>(none, host);
     panel->setConversations(conversations);
     panel->openAt({0, 0});
     return panel;

@@ -49,7 +49,7 @@ struct Copy : testing::Test {
 TEST_F(Copy, ReachesTheTargetThroughTheHoldAndNoTypedKeyIsLost) {
     open("selected words");
     PanelWindow panel;
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     QProcess typist;
     typist.setProcessEnvironment(desk().environment);
     typist.start(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"2"_s, QString(300, u'k')});
@@ -70,7 +70,7 @@ TEST_F(Copy, ReachesTheTargetThroughTheHoldAndNoTypedKeyIsLost) {
 TEST_F(Copy, HeldModifiersDoNotGarbleItAndAreHeldAgainAfterwards) {
     open("text");
     PanelWindow panel;
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     for (const quint8 key : {alt, shift, control}) {
         setSelection("clipboard", u"old"_s);
         other.finger(key, true);
@@ -105,9 +105,9 @@ TEST_F(Copy, AHotkeyStillHeldFiresOnceAndTypesNothing) {
     int fired = 0;
     keys.pressed = [&](quint32) {
         ++fired;
-        hold.take(static_cast<quint32>(panel.winId()));
+        hold.take(*panel.windowHandle());
     };
-    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_EQ(keys.registerHotKey(), HotKeyState::Registered);
     const quint8 space = KeyMap::read(other.connection)->plainKey(XK_space);
     for (const bool panelHolds : {true, false}) {
         setSelection("clipboard", u"old"_s);

@@ -24,7 +24,7 @@ struct Hold : testing::Test {
 TEST_F(Hold, KeysComeToThePanelWhileFocusAndActiveWindowStay) {
     const Editor editor = openEditor(u"text"_s);
     PanelWindow panel;
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     EXPECT_TRUE(hold.held());
     typed(panel, "h", "h");
     typed(panel, "i", "hi");
@@ -35,7 +35,7 @@ TEST_F(Hold, KeysComeToThePanelWhileFocusAndActiveWindowStay) {
     EXPECT_FALSE(hold.held());
     EXPECT_TRUE(other.grabKeyboard()) << "a screen locker could not have it";
     other.ungrabKeyboard();
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     typed(panel, "g", "hig");
     hold.letGo();
     desk().end(editor.process);
@@ -44,7 +44,7 @@ TEST_F(Hold, KeysComeToThePanelWhileFocusAndActiveWindowStay) {
 TEST_F(Hold, AnAccentTypedBeforeTheFocusIsKnownStands) {
     desk().output(u"setxkbmap"_s, {u"us"_s, u"intl"_s});
     PanelWindow panel;
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     tap("dead_acute"); // nothing is read meanwhile
     typed(panel, "e", "é");
     hold.letGo();
@@ -58,12 +58,12 @@ TEST_F(Hold, WaitsForAnotherClientsGrabToEndAndSaysSoWhenItDoesNot) {
     std::vector<bool> changes;
     hold.heldChanged = [&](bool held) { changes.push_back(held); };
     ASSERT_TRUE(other.grabKeyboard());
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     EXPECT_FALSE(hold.held());
     EXPECT_TRUE(waitUntil([&] { return refusals == 1; }));
     EXPECT_EQ(std::exchange(changes, {}), (std::vector<bool>{true, false}));
 
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     dispatch.after(std::chrono::milliseconds(20), &panel, [&] { other.ungrabKeyboard(); });
     EXPECT_TRUE(waitUntil([&] { return hold.held(); }));
     hold.letGo();
@@ -78,7 +78,7 @@ TEST_F(Hold, TakesTheFocusWhereTheKeyboardCannotBeHadAndGivesItBack) {
     bool refused = false;
     hold.refused = [&] { refused = true; };
     ASSERT_TRUE(other.grabKeyboard());
-    hold.take(window);
+    hold.take(*panel.windowHandle());
     ASSERT_TRUE(waitUntil([&] { return refused; }));
     EXPECT_EQ(focusedWindow(), QString::number(window));
     other.ungrabKeyboard();
@@ -98,7 +98,7 @@ TEST_F(Hold, WaitsForAShortcutProgramAsLongAsItsKeyIsDown) {
     for (const bool released : {true, false}) {
         ASSERT_TRUE(waitUntil([&] { return other.grabKeyboard(); }));
         other.finger(x, true);
-        waiting.take(static_cast<quint32>(panel.winId()));
+        waiting.take(*panel.windowHandle());
         time.advance(4.9);
         EXPECT_TRUE(waiting.waiting());
         if (released) {
@@ -118,7 +118,7 @@ TEST_F(Hold, AKeyThatIsStillDownWhenItEndsIsNotRepeatedIntoTheApplication) {
     const quint8 enter = map->plainKey(XK_Return), x = map->plainKey(XK_x), alt = map->modifierKeys(3).front();
     PanelWindow panel;
     other.finger(x, true); // the application knows of this one
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     bool entered = false;
     QObject::connect(&panel.line, &QLineEdit::returnPressed, [&] { entered = true; });
     other.finger(enter, true);
@@ -138,7 +138,7 @@ TEST_F(Hold, AKeyThatIsStillDownWhenItEndsIsNotRepeatedIntoTheApplication) {
 TEST_F(Hold, GoesToALockerWithTheScreenSaverAndComesBackWithoutOne) {
     const auto saver = [](const char* what) { desk().output(u"xset"_s, {u"s"_s, QString::fromLatin1(what)}); };
     PanelWindow panel;
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     for (const bool locks : {false, true}) {
         saver("activate");
         EXPECT_TRUE(waitUntil([&] { return !hold.held(); }));
@@ -160,7 +160,7 @@ TEST_F(Hold, EndsUnderAWindowThatCoversThePanelAndComesBackAfterIt) {
     } rows[] = {{{3000, 3000}, true}, {{50, 50}, false}};
     for (const auto& row : rows) {
         PanelWindow panel;
-        hold.take(static_cast<quint32>(panel.winId()));
+        hold.take(*panel.windowHandle());
         typed(panel, "a", "a");
         const quint32 cover = other.showUnmanaged(row.size);
         if (row.covers)
@@ -175,7 +175,7 @@ TEST_F(Hold, EndsUnderAWindowThatCoversThePanelAndComesBackAfterIt) {
 
 TEST_F(Hold, IsTakenAgainAfterAPopupClosed) {
     PanelWindow panel;
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     QMenu menu;
     menu.addAction(u"one"_s);
     menu.popup(QPoint(100, 100));
@@ -190,7 +190,7 @@ TEST_F(Hold, EndsAfterFiveMinutesWithoutAKey) {
     FakeDispatch time;
     X11KeyboardHold idle(time);
     PanelWindow panel;
-    idle.take(static_cast<quint32>(panel.winId()));
+    idle.take(*panel.windowHandle());
     time.advance(299);
     typed(panel, "a", "a");
     time.advance(299);

@@ -30,7 +30,7 @@ struct HotKey : testing::Test {
         };
         keys.shouldReassert = [this] {
             ++reasserted;
-            EXPECT_EQ(keys.registerHotKey(), 0);
+            EXPECT_EQ(keys.registerHotKey(), HotKeyState::Registered);
         };
         map = KeyMap::read(other.connection);
         space = map->plainKey(XK_space);
@@ -49,7 +49,7 @@ struct HotKey : testing::Test {
 };
 
 TEST_F(HotKey, FiresOnceForEachPressWhateverLocksAreOn) {
-    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_EQ(keys.registerHotKey(), HotKeyState::Registered);
     int presses = 0;
     for (const char* lock : {"", "Caps_Lock", "Num_Lock"}) {
         if (*lock)
@@ -76,7 +76,7 @@ TEST_F(HotKey, IsWhatTheUserHasChosen) {
             chosen.pressHandled();
         };
         fired = 0;
-        ASSERT_EQ(chosen.registerHotKey(), 0) << chord;
+        ASSERT_EQ(chosen.registerHotKey(), HotKeyState::Registered) << chord;
         for (const char* key : {"alt+space", "shift+F8", "ctrl+F9", "grave", chord})
             tap(key);
         EXPECT_TRUE(waitUntil([&] { return fired > 0; })) << chord;
@@ -84,18 +84,18 @@ TEST_F(HotKey, IsWhatTheUserHasChosen) {
         EXPECT_EQ(fired, 1) << chord;
     }
     X11HotKeys missing(dispatch, KeyChord::parse(u"Alt+F35"_s).value());
-    EXPECT_LT(missing.registerHotKey(), 0) << "no key of this keyboard";
+    EXPECT_LT(missing.registerHotKey(), HotKeyState::Registered) << "no key of this keyboard";
 }
 
 TEST_F(HotKey, AHeldKeyFiresOnceAndRepeatsNeitherFireNorType) {
     desk().output(u"xset"_s, {u"r"_s, u"rate"_s, u"60"_s, u"50"_s});
-    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_EQ(keys.registerHotKey(), HotKeyState::Registered);
     X11KeyboardHold hold(dispatch);
     PanelWindow panel;
     KeyCounter counter;
     keys.pressed = [&](quint32) {
         ++fired;
-        hold.take(static_cast<quint32>(panel.winId()));
+        hold.take(*panel.windowHandle());
     };
     for (int round = 1; round <= 2; ++round) {
         counter.presses = 0;
@@ -115,7 +115,7 @@ TEST_F(HotKey, AHeldKeyFiresOnceAndRepeatsNeitherFireNorType) {
 
 TEST_F(HotKey, KeysThatFollowThePressWaitForThePanelInOrder) {
     const Editor editor = openEditor(u"text"_s);
-    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_EQ(keys.registerHotKey(), HotKeyState::Registered);
     X11KeyboardHold hold(dispatch);
     PanelWindow panel;
     quint32 at = 0;
@@ -129,7 +129,7 @@ TEST_F(HotKey, KeysThatFollowThePressWaitForThePanelInOrder) {
     EXPECT_TRUE(waitUntil([&] { return fired == 1; }));
     EXPECT_TRUE(keys.pressedSince(at)) << "a click that was not beside the panel";
     EXPECT_FALSE(keys.pressedSince(at + 1)) << "one that was";
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     keys.pressHandled();
     EXPECT_TRUE(waitUntil([&] { return panel.line.text() == u"abc"_s; })) << panel.line.text().toStdString();
     tap("ctrl+alt+space");
@@ -151,12 +151,12 @@ TEST_F(HotKey, TheKeyboardDoesNotStayStoppedWhateverThisProgramDoes) {
         return !other.isDown(x);
     };
     const auto goesOn = [&] { return waitUntil([&] { return other.isDown(x); }) && (other.finger(x, false), true); };
-    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_EQ(keys.registerHotKey(), HotKeyState::Registered);
     ASSERT_TRUE(stopped());
     keys.unregisterHotKey();
     EXPECT_TRUE(goesOn());
 
-    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_EQ(keys.registerHotKey(), HotKeyState::Registered);
     thread.runAndWait([&] { std::ignore = keys.watchdog(thread)(space, XCB_MOD_MASK_1); });
     ASSERT_TRUE(stopped());
     EXPECT_TRUE(goesOn()) << "the main thread is stuck";
@@ -169,19 +169,19 @@ TEST_F(HotKey, TheKeyboardDoesNotStayStoppedWhateverThisProgramDoes) {
 TEST_F(HotKey, AKeyThatAnotherClientHoldsIsRefusedAndNothingStaysGrabbed) {
     const auto numLock = static_cast<quint16>(XCB_MOD_MASK_1 | map->modifierMask(XK_Num_Lock));
     ASSERT_EQ(other.grabKey(space, numLock), 0); // only one of the combinations
-    EXPECT_EQ(keys.registerHotKey(), 10);
+    EXPECT_EQ(keys.registerHotKey(), HotKeyState::Taken);
     OtherClient third;
     for (const int locks : {0, int{XCB_MOD_MASK_LOCK}})
         EXPECT_EQ(third.grabKey(space, static_cast<quint16>(XCB_MOD_MASK_1 | locks)), 0);
-    EXPECT_EQ(keys.registerHotKey(), 10);
+    EXPECT_EQ(keys.registerHotKey(), HotKeyState::Taken);
     for (const int locks : {0, int{XCB_MOD_MASK_LOCK}})
         third.ungrabKey(space, static_cast<quint16>(XCB_MOD_MASK_1 | locks));
     other.ungrabKey(space, numLock);
-    EXPECT_EQ(keys.registerHotKey(), 0);
+    EXPECT_EQ(keys.registerHotKey(), HotKeyState::Registered);
 }
 
 TEST_F(HotKey, OnlyAMapThatMovesTheKeyAsksForANewRegistrationAndOnlyOnce) {
-    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_EQ(keys.registerHotKey(), HotKeyState::Registered);
     desk().output(u"setxkbmap"_s, {u"de"_s});
     for (int i = 0; i < 200; ++i)
         other.setSymbolsOf(200, static_cast<quint32>(XK_F1 + i % 2));
@@ -200,7 +200,7 @@ TEST_F(HotKey, OnlyAMapThatMovesTheKeyAsksForANewRegistrationAndOnlyOnce) {
 }
 
 TEST_F(HotKey, AWindowManagerThatGoesOrComesAsksForANewRegistration) {
-    ASSERT_EQ(keys.registerHotKey(), 0);
+    ASSERT_EQ(keys.registerHotKey(), HotKeyState::Registered);
     desk().killWindowManager();
     EXPECT_TRUE(waitUntil([&] { return reasserted == 1; }));
     desk().startWindowManager();

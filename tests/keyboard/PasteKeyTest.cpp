@@ -25,7 +25,7 @@ TEST_F(PasteKey, OnlyTheWindowThatWasMeantComesToTheFront) {
     EXPECT_EQ(focusedWindow(), other.window);
     EXPECT_TRUE(keyboard.bringToFront(place(wanted)));
     EXPECT_EQ(focusedWindow(), wanted.window);
-    EXPECT_EQ(send({0, 0}), Sent::NoTarget) << "nobody in particular";
+    EXPECT_EQ(send({}), Sent::NoTarget) << "nobody in particular";
 
     desk().killWindowManager();
     EXPECT_TRUE(keyboard.bringToFront(place(other)));

@@ -21,7 +21,7 @@ TEST(PrimaryGuard, SelectingInOurOwnFieldLeavesPrimaryToTheOtherApplicationWhile
     panel.line.setText(u"ours"_s);
     QtDispatch dispatch;
     X11KeyboardHold hold(dispatch);
-    hold.take(static_cast<quint32>(panel.winId()));
+    hold.take(*panel.windowHandle());
     const auto select = [&] { // real keys: Qt claims with the time of the last one
         tap("End");
         ASSERT_TRUE(waitUntil([&] { return panel.line.selectedText().isEmpty(); }));

@@ -1,5 +1,6 @@
 #include "fakes/FakeDispatch.h"
 #include "keyboard/KeyboardDesk.h"
+#include "platform/x11/panel/X11Panels.h"
 #include "platform/x11/windows/X11Workspace.h"
 
 namespace {
@@ -17,7 +18,6 @@ struct WorkspaceDesk : testing::Test {
 
 TEST_F(WorkspaceDesk, NamesTheApplicationTheUserWorksIn) {
     EXPECT_FALSE(workspace.frontmostApplication()) << "nothing is open";
-    EXPECT_FALSE(workspace.compositorRuns());
 
     const Editor editor = openEditor(u"text"_s);
     EXPECT_TRUE(waitUntil([&] { return isInFront(editor) && front->name == "Mousepad"_L1; }));
@@ -70,22 +70,24 @@ TEST_F(WorkspaceDesk, InAWaylandSessionOnlyAnActiveX11WindowCounts) {
 }
 
 TEST_F(WorkspaceDesk, TellsOfDocksACompositorAndTheEndOfTheWindowManager) {
+    X11Panels panels;
     int compositor = 0, died = 0;
-    workspace.compositorChanged = [&] { ++compositor; };
-    workspace.windowManagerDied = [&] { ++died; };
+    panels.compositedChanged = [&] { ++compositor; };
+    panels.covered = [&] { ++died; };
+    EXPECT_FALSE(panels.composited());
     const Editor terminal = openTerminal();
     desk().output(u"xprop"_s, {u"-id"_s, terminal.window, u"-f"_s, u"_NET_WM_STRUT_PARTIAL"_s, u"32c"_s, u"-set"_s,
                                u"_NET_WM_STRUT_PARTIAL"_s, u"0,0,0,40,0,0,0,0,0,0,100,499"_s});
-    const auto strips = workspace.reservedStrips();
+    const auto strips = panels.reservedStrips();
     ASSERT_EQ(strips.size(), 1U);
     EXPECT_EQ(strips[0].edge, Qt::BottomEdge);
     EXPECT_EQ(strips[0].area, QRect(100, 800 - 40, 400, 40));
 
     QProcess& picom = desk().start(u"picom"_s, {u"--backend"_s, u"xrender"_s, u"--config"_s, u"/dev/null"_s});
-    EXPECT_TRUE(waitUntil([&] { return compositor > 0 && workspace.compositorRuns(); }));
+    EXPECT_TRUE(waitUntil([&] { return compositor > 0 && panels.composited(); }));
     compositor = 0;
     desk().end(picom);
-    EXPECT_TRUE(waitUntil([&] { return compositor > 0 && !workspace.compositorRuns(); }));
+    EXPECT_TRUE(waitUntil([&] { return compositor > 0 && !panels.composited(); }));
 
     EXPECT_EQ(died, 0);
     desk().killWindowManager();

@@ -40,7 +40,8 @@ struct AnnouncerTest : testing::Test {
 } // namespace
 
 TEST_F(AnnouncerTest, WhatHappensIsSaidOnceAndAnAnswerBySentence) {
-    CapturePanel panel(pasteboard, false);
+    FakePanelHost host;
+    CapturePanel panel(pasteboard, host);
     panel.showMode(false);
     panel.show();
     EXPECT_EQ(QAccessible::queryAccessibleInterface(&panel)->role(), QAccessible::Window);
@@ -87,8 +88,9 @@ TEST_F(AnnouncerTest, TabLeadsIntoTheCardOfHelpAndOut) {
     for (const auto& row : rows) {
         said.clear();
         QWidget window;
+        FakePanelHost host;
         Counter counter;
-        HowtoPanel card(u"⌥Space"_s, u"https://example.org/install"_s, false);
+        HowtoPanel card(u"⌥Space"_s, u"https://example.org/install"_s, host);
         card.show();
         window.installEventFilter(&counter); // the last one installed comes first
         window.installEventFilter(&card);

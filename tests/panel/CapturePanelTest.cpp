@@ -22,7 +22,8 @@ namespace {
 
 struct CapturePanelTest : testing::Test {
     FakePasteboard pasteboard;
-    CapturePanel panel{pasteboard, false};
+    FakePanelHost host;
+    CapturePanel panel{pasteboard, host};
     PanelParts parts{panel};
 
     CapturePanelTest() {
@@ -105,7 +106,7 @@ TEST_F(CapturePanelTest, EveryControlHasItsPlaceAndFont) {
 }
 
 TEST_F(CapturePanelTest, GrowingKeepsTheTopEdgeAndStaysAboveTheDock) {
-    panel.screens = [] { return std::vector<ScreenArea>{{{0, 0, 1280, 800}, {0, 0, 1280, 760}}}; };
+    host.areas = {{{0, 0, 1280, 800}, {0, 0, 1280, 760}}};
     panel.showExcerpt(QString(u"word\n"_s).repeated(50), false);
     EXPECT_EQ(panel.geometry(), QRect(100, 100, 480, 134 + 160)) << "down, with its top where it was";
     panel.revealTranscript();
@@ -326,7 +327,8 @@ TEST_F(CapturePanelTest, WhatReadsFromTheRightStandsThere) {
 }
 
 TEST(HowtoPanelTest, FitsItsText) {
-    HowtoPanel card(u"⌥Space"_s, u"https://example.org/install"_s, false);
+    FakePanelHost host;
+    HowtoPanel card(u"⌥Space"_s, u"https://example.org/install"_s, host);
     EXPECT_EQ(card.width(), 340);
     EXPECT_EQ(card.height(), std::max(card.contentHeight(), 120));
     QString all;

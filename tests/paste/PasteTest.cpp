@@ -18,8 +18,9 @@ struct PasteTest : testing::Test {
     X11Desktop x11{dispatch};
     FakeNotifier notifier;
     Desktop real = x11.desktop();
-    Desktop desktop{real.hotKeys,      real.workspace,     real.accessibility, real.pasteboard,    real.keyboard,
-                    real.keyboardHold, real.eventMonitors, notifier,           real.sessionEvents, real.primaryGuard};
+    Desktop desktop{real.hotKeys,  real.workspace,     real.accessibility, real.pasteboard,
+                    real.keyboard, real.keyboardHold,  real.panels,        real.selectionHints,
+                    notifier,      real.sessionEvents, real.primaryGuard};
     PasteOver pasteOver{desktop, dispatch};
     OtherProgram other;
     LogRecorder log;

@@ -3,12 +3,6 @@
 
 #include <xkbcommon/xkbcommon.h>
 
-namespace ovalin {
-bool operator==(const EventMonitors::KeyUp& a, const EventMonitors::KeyUp& b) {
-    return a.key == b.key && a.shift == b.shift && a.command == b.command;
-}
-} // namespace ovalin
-
 namespace {
 
 // Key codes of a PC keyboard.
@@ -27,7 +21,7 @@ struct KeyStateTest : testing::Test {
     KeyState state;
 };
 
-using Key = EventMonitors::Key;
+using Key = KeyUp::Key;
 using Press = KeyState::Press;
 
 } // namespace
@@ -63,10 +57,10 @@ TEST_F(KeyStateTest, KeyUpReportsTheModifiersOfItsKeyDown) {
     state.press(Right);
     state.release(ShiftL);
     state.press(CtrlL);
-    EXPECT_EQ(state.release(Right), (EventMonitors::KeyUp{Key::Arrow, true, false}));
+    EXPECT_EQ(state.release(Right), (KeyUp{Key::Arrow, true, false}));
     state.press(LetterA);
     EXPECT_EQ(state.release(CtrlL), std::nullopt) << "a modifier is no key";
-    EXPECT_EQ(state.release(LetterA), (EventMonitors::KeyUp{Key::A, false, true}));
+    EXPECT_EQ(state.release(LetterA), (KeyUp{Key::A, false, true}));
     EXPECT_EQ(state.release(LetterA), std::nullopt) << "a second copy";
 }
 
@@ -83,11 +77,19 @@ TEST_F(KeyStateTest, KeysDownFromBeforeCountAsModifiersOnly) {
 
 TEST_F(KeyStateTest, TheSecondLayoutsLetterIsFoundToo) {
     state.press(LetterQ);
-    EXPECT_EQ(state.release(LetterQ), (EventMonitors::KeyUp{Key::A, false, false}));
+    EXPECT_EQ(state.release(LetterQ), (KeyUp{Key::A, false, false}));
 }
 
 TEST(KeyState, WithoutAMapEveryKeyIsTyped) {
     KeyState state;
     EXPECT_EQ(state.press(AltL), KeyState::Press::Typing);
-    EXPECT_EQ(state.release(AltL), (EventMonitors::KeyUp{Key::Other, false, false}));
+    EXPECT_EQ(state.release(AltL), (KeyUp{Key::Other, false, false}));
+}
+
+TEST(KeyUp, OnlyTheKeysThatSelectMayChangeASelection) {
+    EXPECT_TRUE((KeyUp{Key::Arrow, true, false}.selects()));
+    EXPECT_TRUE((KeyUp{Key::A, false, true}.selects()));
+    EXPECT_FALSE((KeyUp{Key::Arrow, false, true}.selects()));
+    EXPECT_FALSE((KeyUp{Key::A, true, false}.selects()));
+    EXPECT_FALSE((KeyUp{Key::Other, true, true}.selects()));
 }

@@ -159,7 +159,7 @@ TEST_F(Shots, TheToolIsAskedForTheWindowOrElseForTheMainDisplay) {
     const QString seen = other.filePath(u"seen"_s);
     const QString program = script("echo \"$@\" > '" + seen.toUtf8() + "'\nfor path; do :; done\ncp '" +
                                    picture.toUtf8() + "' \"$path\"; exit 3");
-    windows.list = {{41943043, 7, 0, QRect(0, 0, 800, 600)}};
+    windows.list = {{{41943043}, 7, 0, QRect(0, 0, 800, 600)}};
     const QString file = temporary.path() + u"/ovalin-shot-[0-9]{13}\\.png\n"_s;
     for (const auto& [pid, start] : std::vector<std::pair<qint32, QString>>{
              {7, u"-x -l 41943043 -tpng "_s}, {8, u"-x -m -tpng "_s}, {0, u"-x -m -tpng "_s}}) {

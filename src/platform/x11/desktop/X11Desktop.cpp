@@ -14,6 +14,7 @@
 #include "platform/x11/keyboard/X11HotKeys.h"
 #include "platform/x11/keyboard/X11Keyboard.h"
 #include "platform/x11/keyboard/X11KeyboardHold.h"
+#include "platform/x11/panel/X11Panels.h"
 #include "platform/x11/selections/X11Pasteboard.h"
 #include "platform/x11/selections/X11PrimaryGuard.h"
 #include "platform/x11/windows/FrontWindow.h"
@@ -71,7 +72,7 @@ struct X11Desktop::Parts {
         hold.heldChanged = [this](bool held) { monitors.setKeyboardOurs(held); };
         logind.willLock = [this] { hold.letGo(); };
     }
-    ~Parts() { monitors.removeMonitor(outside); }
+    ~Parts() { monitors.removeHint(outside); }
 
     // On the worker that sends the keys: the monitors may read them later than it is done.
     void markSynthetic(bool sending) {
@@ -92,6 +93,7 @@ struct X11Desktop::Parts {
     X11Monitors monitors;
     X11HotKeys hotKeys;
     X11Workspace workspace;
+    X11Panels panels;
     X11KeyboardHold hold;
     X11Keyboard keyboard;
     AtSpiAccessibility accessibility;
@@ -100,7 +102,7 @@ struct X11Desktop::Parts {
     X11PrimaryGuard guard;
     X11Windows windows;
     X11Settings settings;
-    EventMonitors::Handle outside = 0;
+    SelectionHints::Handle outside = 0;
 };
 
 X11Desktop::X11Desktop(Dispatch& dispatch, KeyChord hotkey)
@@ -108,8 +110,9 @@ X11Desktop::X11Desktop(Dispatch& dispatch, KeyChord hotkey)
 X11Desktop::~X11Desktop() = default;
 
 Desktop X11Desktop::desktop() {
-    return {parts->hotKeys,  parts->workspace, parts->accessibility, parts->pasteboard, parts->keyboard, parts->hold,
-            parts->monitors, parts->notifier,  parts->logind,        parts->guard,      &parts->settings};
+    return {parts->hotKeys,  parts->workspace, parts->accessibility, parts->pasteboard,
+            parts->keyboard, parts->hold,      parts->panels,        parts->monitors,
+            parts->notifier, parts->logind,    parts->guard,         &parts->settings};
 }
 
 Windows& X11Desktop::windows() { return parts->windows; }

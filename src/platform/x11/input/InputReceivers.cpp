@@ -14,15 +14,13 @@ void callAll(const Map& functions, const Arguments&... arguments) {
 } // namespace
 
 void InputReceivers::remove(Handle handle) {
-    leftUp.erase(handle);
-    keyUp.erase(handle);
+    selection.erase(handle);
     pressOutside.erase(handle);
     updateWants();
 }
 
 void InputReceivers::updateWants() {
-    wantsLeftUp = !leftUp.empty();
-    wantsKeyUp = !keyUp.empty();
+    wantsReleases = !selection.empty();
     wantsPresses = isOurs || !pressOutside.empty();
 }
 
@@ -38,12 +36,12 @@ void InputReceivers::buttonPressed(bool left, quint32 time, QPoint position, qui
 // A drag belongs to the window it began in, wherever it ends.
 void InputReceivers::leftReleased() const {
     if (leftPressOutside)
-        callAll(leftUp);
+        callAll(selection);
 }
 
-void InputReceivers::keyReleased(const EventMonitors::KeyUp& key) const {
+void InputReceivers::selectingKeyReleased() const {
     if (!keyboardOurs) // it may have become ours while this was under way
-        callAll(keyUp, key);
+        callAll(selection);
 }
 
 } // namespace ovalin

@@ -1,9 +1,10 @@
 #pragma once
 
 #include "ActivityClock.h"
-#include "platform/EventMonitors.h"
+#include "platform/SelectionHints.h"
 
 #include <QObject>
+#include <QPoint>
 
 #include <atomic>
 #include <map>
@@ -12,7 +13,7 @@ namespace ovalin {
 
 /// Who is told of input, on the main thread. The atomics tell the X thread what is worth a message.
 struct InputReceivers {
-    using Handle = EventMonitors::Handle;
+    using Handle = SelectionHints::Handle;
 
     explicit InputReceivers(ActivityClock& clockToSettle)
         : clock(clockToSettle) {}
@@ -20,15 +21,13 @@ struct InputReceivers {
     QObject receiver;
     ActivityClock& clock;
     Handle lastHandle = 0;
-    std::map<Handle, std::function<void()>> leftUp;
-    std::map<Handle, std::function<void(const EventMonitors::KeyUp&)>> keyUp;
+    std::map<Handle, std::function<void()>> selection; // it may have changed
     std::map<Handle, std::function<void(quint32 time)>> pressOutside;
     std::function<bool(QPoint, quint32, quint32)> isOurs;
     bool leftPressOutside = true;
 
     std::atomic<bool> keyboardOurs{false};
-    std::atomic<bool> wantsLeftUp{false};
-    std::atomic<bool> wantsKeyUp{false};
+    std::atomic<bool> wantsReleases{false};
     std::atomic<bool> wantsPresses{false};
 
     /// Any thread.
@@ -47,7 +46,7 @@ struct InputReceivers {
 
     void buttonPressed(bool left, quint32 time, QPoint position, quint32 window);
     void leftReleased() const;
-    void keyReleased(const EventMonitors::KeyUp& key) const;
+    void selectingKeyReleased() const;
 };
 
 } // namespace ovalin

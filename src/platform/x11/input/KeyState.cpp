@@ -13,28 +13,28 @@ bool scrolls(quint32 symbol) {
     return (symbol >= XK_Home && symbol <= XK_End) || (symbol >= XK_KP_Home && symbol <= XK_KP_End);
 }
 
-EventMonitors::Key keyFor(quint32 symbol) {
+KeyUp::Key keyFor(quint32 symbol) {
     switch (symbol) {
     case XK_Left:
     case XK_Right:
     case XK_Up:
     case XK_Down:
-        return EventMonitors::Key::Arrow;
+        return KeyUp::Key::Arrow;
     case XK_a:
     case XK_A:
-        return EventMonitors::Key::A;
+        return KeyUp::Key::A;
     default:
-        return EventMonitors::Key::Other;
+        return KeyUp::Key::Other;
     }
 }
 
 /// By any of its layouts: which one the application goes by is not known.
-EventMonitors::Key keyFor(const std::vector<quint32>& symbols) {
+KeyUp::Key keyFor(const std::vector<quint32>& symbols) {
     for (const quint32 symbol : symbols) {
-        if (keyFor(symbol) != EventMonitors::Key::Other)
+        if (keyFor(symbol) != KeyUp::Key::Other)
             return keyFor(symbol);
     }
-    return EventMonitors::Key::Other;
+    return KeyUp::Key::Other;
 }
 
 /// Alt, Meta, Super and Hyper, whichever of the five the layout gives them. Chords with them belong to the window
@@ -74,14 +74,14 @@ KeyState::Press KeyState::press(quint8 code) {
     return scrolling && modifiersAtPress[code] & ShiftMask ? Press::Scrolling : Press::Typing;
 }
 
-std::optional<EventMonitors::KeyUp> KeyState::release(quint8 code) {
+std::optional<KeyUp> KeyState::release(quint8 code) {
     held.reset(code);
     if (!down.test(code))
         return {};
     down.reset(code);
     const quint8 modifiers = modifiersAtPress[code];
-    return EventMonitors::KeyUp{map ? keyFor(map->plainSymbols(code)) : EventMonitors::Key::Other,
-                                (modifiers & ShiftMask) != 0, (modifiers & ControlMask) != 0};
+    return KeyUp{map ? keyFor(map->plainSymbols(code)) : KeyUp::Key::Other, (modifiers & ShiftMask) != 0,
+                 (modifiers & ControlMask) != 0};
 }
 
 quint8 KeyState::heldModifiers() const {

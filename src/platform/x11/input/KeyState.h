@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/EventMonitors.h"
 #include "platform/x11/keyboard/KeyMap.h"
 
 #include <array>
@@ -8,6 +7,18 @@
 #include <optional>
 
 namespace ovalin {
+
+/// A key that went up, with the modifiers that were held when it went down.
+struct KeyUp {
+    enum class Key { Arrow, A, Other };
+    Key key = Key::Other;
+    bool shift = false;
+    bool control = false;
+    bool operator==(const KeyUp&) const = default;
+
+    /// Whether it may have changed the selection: Shift with an arrow, or select-all.
+    [[nodiscard]] bool selects() const { return (key == Key::Arrow && shift) || (key == Key::A && control); }
+};
 
 /// Follows the keys going by. Raw events carry no modifier state, and asking the server when one arrives answers for a
 /// later moment.
@@ -28,9 +39,8 @@ public:
     /// What was held when this key, no modifier, went down last.
     [[nodiscard]] quint8 modifiersBeside(quint8 code) const { return modifiersAtPress[code]; }
 
-    /// A key went up: what it was, with the modifiers that were held when it went down. Nothing for a modifier key, and
-    /// for one that was not seen going down.
-    std::optional<EventMonitors::KeyUp> release(quint8 code);
+    /// A key went up. Nothing for a modifier key, and for one that was not seen going down.
+    std::optional<KeyUp> release(quint8 code);
 
 private:
     [[nodiscard]] quint8 modifiersOf(quint8 code) const { return map ? map->modifiersOf(code) : quint8{0}; }

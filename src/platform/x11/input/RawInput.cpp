@@ -157,8 +157,8 @@ void RawInput::keyReleased(const xcb_input_raw_button_press_event_t& event) {
     if (!keysSeen())
         return;
     const auto key = keys.release(static_cast<quint8>(event.detail));
-    if (key && receivers.wantsKeyUp && !synthetic.ours(event.time))
-        receivers.toMain([tell = &receivers, key = *key] { tell->keyReleased(key); });
+    if (key && key->selects() && receivers.wantsReleases && !synthetic.ours(event.time))
+        receivers.toMain([tell = &receivers] { tell->selectingKeyReleased(); });
 }
 
 void RawInput::buttonPressed(const xcb_input_raw_button_press_event_t& event) {
@@ -177,7 +177,7 @@ void RawInput::buttonPressed(const xcb_input_raw_button_press_event_t& event) {
 }
 
 void RawInput::buttonReleased(const xcb_input_raw_button_press_event_t& event) {
-    if (event.detail == LEFT_BUTTON && receivers.wantsLeftUp)
+    if (event.detail == LEFT_BUTTON && receivers.wantsReleases)
         receivers.toMain([tell = &receivers] { tell->leftReleased(); });
 }
 

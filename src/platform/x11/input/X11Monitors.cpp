@@ -16,19 +16,15 @@ X11Monitors::~X11Monitors() {
     thread.runAndWait([this] { raw->stop(); });
 }
 
-EventMonitors::Handle X11Monitors::onLeftMouseUp(std::function<void()> seen) {
-    return receivers->add(receivers->leftUp, std::move(seen));
+SelectionHints::Handle X11Monitors::onMaybeChanged(std::function<void()> changed) {
+    return receivers->add(receivers->selection, std::move(changed));
 }
 
-EventMonitors::Handle X11Monitors::onKeyUp(std::function<void(const KeyUp&)> seen) {
-    return receivers->add(receivers->keyUp, std::move(seen));
-}
-
-EventMonitors::Handle X11Monitors::onPressOutside(std::function<void(quint32 time)> seen) {
+SelectionHints::Handle X11Monitors::onPressOutside(std::function<void(quint32 time)> seen) {
     return receivers->add(receivers->pressOutside, std::move(seen));
 }
 
-void X11Monitors::removeMonitor(Handle handle) { receivers->remove(handle); }
+void X11Monitors::removeHint(Handle handle) { receivers->remove(handle); }
 
 void X11Monitors::onKeyDown(std::function<bool(quint8, quint8)> isHotkey) {
     thread.post([watch = raw.get(), isHotkey = std::move(isHotkey)] { watch->isHotkey = isHotkey; });

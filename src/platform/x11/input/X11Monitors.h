@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/EventMonitors.h"
+#include "platform/SelectionHints.h"
 
 #include <QPoint>
 
@@ -15,16 +15,18 @@ class SyntheticKeys;
 class XThread;
 struct InputReceivers;
 
-/// EventMonitors by XInput2 raw events on the root window; feeds the activity clock. Where XInput 2.2 is missing it
-/// stays silent and the clock says that nobody watches. Main thread; the three it is made of outlive it.
-class X11Monitors final : public EventMonitors {
+/// Sees mouse buttons and keys that go to other applications, by XInput2 raw events on the root window; feeds the
+/// activity clock. Where XInput 2.2 is missing it stays silent and the clock says that nobody watches. Main thread; the
+/// three it is made of outlive it.
+class X11Monitors final : public SelectionHints {
 public:
     X11Monitors(XThread& thread, ActivityClock& clock, const SyntheticKeys& synthetic);
     ~X11Monitors() override;
 
-    [[nodiscard]] Handle onLeftMouseUp(std::function<void()> seen) override;
-    [[nodiscard]] Handle onKeyUp(std::function<void(const KeyUp&)> seen) override;
-    void removeMonitor(Handle handle) override;
+    /// A left button that went down outside our own windows went up, or a key that selects did while another
+    /// application had the keyboard.
+    [[nodiscard]] Handle onMaybeChanged(std::function<void()> changed) override;
+    void removeHint(Handle handle) override;
 
     /// A button other than the wheel went down outside our own windows, at this time of the X server.
     [[nodiscard]] Handle onPressOutside(std::function<void(quint32 time)> seen);

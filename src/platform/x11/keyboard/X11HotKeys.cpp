@@ -16,8 +16,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int NO_SERVER = -1;
-constexpr int NO_SUCH_KEY = -2;
 constexpr std::chrono::milliseconds LOOK_AFTER{200};
 constexpr std::chrono::seconds LONGEST_STOP{1};
 
@@ -70,14 +68,14 @@ HotKeyBinding X11HotKeys::currentBinding() const {
     return binding;
 }
 
-int X11HotKeys::registerHotKey() {
+HotKeyState X11HotKeys::registerHotKey() {
     if (!connection)
-        return NO_SERVER;
+        return HotKeyState::NoDesktop;
     unregisterHotKey();
     seen = currentBinding();
     presses->binding = seen;
     if (!seen.key)
-        return NO_SUCH_KEY;
+        return HotKeyState::NoKey;
     std::vector<std::pair<quint16, xcb_void_cookie_t>> requests;
     for (unsigned locks = seen.locks;; locks = (locks - 1) & seen.locks) { // every subset of the lock modifiers
         const auto state = static_cast<quint16>(seen.modifiers | locks);
@@ -86,17 +84,17 @@ int X11HotKeys::registerHotKey() {
         if (locks == 0)
             break;
     }
-    int failure = 0;
+    bool taken = false;
     for (const auto& [state, cookie] : requests) {
         const XReply<xcb_generic_error_t> error(xcb_request_check(connection, cookie));
         if (error)
-            failure = error->error_code;
+            taken = true;
         else
             grabbed.push_back(state);
     }
-    if (failure)
+    if (taken)
         unregisterHotKey();
-    return failure;
+    return taken ? HotKeyState::Taken : HotKeyState::Registered;
 }
 
 void X11HotKeys::unregisterHotKey() {

@@ -41,7 +41,7 @@ public:
     explicit X11HotKeys(Dispatch& dispatch, KeyChord chord = {});
     ~X11HotKeys() override;
 
-    [[nodiscard]] int registerHotKey() override;
+    [[nodiscard]] HotKeyState registerHotKey() override;
     void unregisterHotKey() override;
     void pressHandled() override;
 

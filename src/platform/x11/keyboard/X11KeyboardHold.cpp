@@ -7,6 +7,7 @@
 
 #include <QCoreApplication>
 #include <QRect>
+#include <QWindow>
 #include <qpa/qwindowsysteminterface.h>
 
 #include <algorithm>
@@ -109,8 +110,8 @@ void X11KeyboardHold::stayAbove() {
     xcb_flush(qtConnection());
 }
 
-void X11KeyboardHold::take(quint32 window) {
-    wanted = window;
+void X11KeyboardHold::take(QWindow& window) {
+    wanted = static_cast<quint32>(window.winId());
     lent = 0;
     restartIdleClock();
     begin(Refusal::Tell);

@@ -18,7 +18,7 @@ public:
     explicit X11KeyboardHold(Dispatch& dispatch);
     ~X11KeyboardHold() override;
 
-    void take(quint32 window) override;
+    void take(QWindow& window) override;
     void letGo() override;
     [[nodiscard]] bool held() const override;
     [[nodiscard]] bool waiting() const override { return attempting; }
