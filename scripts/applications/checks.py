@@ -1,4 +1,4 @@
-"""What is looked at in each application. Each check gives a cell: ok, harm, cannot or not-run, and why."""
+"""What is looked at in each application. Each check gives a cell: ok, twice, harm, cannot or not-run, and why."""
 import statistics
 import time
 from collections import Counter
@@ -9,7 +9,7 @@ from passwords import Password
 from session import COPIED, Harmed, until
 from terminals import Terminal
 
-OK, HARM, CANNOT, NOT_RUN = "ok", "harm", "cannot", "not-run"
+OK, HARM, CANNOT, NOT_RUN, TWICE = "ok", "harm", "cannot", "not-run", "twice"
 COLUMNS = ("opening", "excerpt", "replace", "undo", "clipboard", "insert", "request", "excerpt ms")
 PASTED = 1.5  # s: what has not arrived by then is looked at as it is
 
@@ -157,10 +157,14 @@ def check_replace(target):
     left = (OK, "") if clipboard == COPIED or cell[0] == CANNOT and clipboard == "NEW" else (HARM, f"it holds {clipboard!r}")
     if cell[0] != OK:
         return cell, (NOT_RUN, "nothing to undo"), left
-    target.undo_once()
-    time.sleep(0.2)
-    found = target.text()
-    return cell, (OK, "") if found == target.initial else (HARM, f"after it the text is {found!r}"), left
+    found = []
+    for outcome in (OK, TWICE):
+        target.undo_once()
+        time.sleep(0.2)
+        found.append(target.text())
+        if found[-1] == target.initial:
+            return cell, (outcome, f"after the first the text is {found[0]!r}" if outcome == TWICE else ""), left
+    return cell, (HARM, f"after one the text is {found[0]!r}, after two {found[1]!r}"), left
 
 
 def check_insert(target):
