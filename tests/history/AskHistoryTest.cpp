@@ -100,6 +100,15 @@ TEST_F(AskHistoryTest, WhatTheTwentyDropGoesIntoTheArchiveAndComesBackWhenItGoes
     settle();
     EXPECT_EQ(archived().size(), 1);
     EXPECT_EQ(QDir(QFileInfo(archive).path()).entryList({u"*archive-unreadable*"_s}).size(), 1);
+
+    AskHistoryEntries many;
+    for (int i = 0; i < 1000; ++i)
+        many.append({{u"id"_s, u"put away %1"_s.arg(i)}});
+    writeFile(archive, askHistoryBytes(many));
+    store(u"newest"_s);
+    settle();
+    EXPECT_EQ(archived().size(), 1000);
+    EXPECT_EQ(archived().last()[u"id"_s], u"put away 998"_s) << "the oldest goes";
 }
 
 TEST_F(AskHistoryTest, ATurnWithoutSessionOrQuestionIsNotStored) {
