@@ -23,7 +23,8 @@ GlassWindow::GlassWindow(const QString& title, PanelHost& theHost, Qt::WindowFla
 }
 
 void GlassWindow::compositedChanged() {
-    if (composited == std::exchange(composited, host.composited()))
+    const bool before = std::exchange(composited, host.composited());
+    if (composited == before)
         return;
     shape();
     update();
