@@ -1,0 +1,151 @@
+#include "LayerPanels.h"
+
+#include "PointerProbe.h"
+#include "ScreenPicture.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QWindow>
+#include <qpa/qplatformnativeinterface.h>
+
+#include <algorithm>
+
+namespace ovalin {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto LONGEST_PROBE = 50ms, LONGEST_PICTURE = 50ms;
+
+ScreenDeadline in(std::chrono::milliseconds wait) { return std::chrono::steady_clock::now() + wait; }
+
+QScreen* screenOf(const QRect& area) {
+    QScreen* const screen = QGuiApplication::screenAt(area.center());
+    return screen ? screen : QGuiApplication::primaryScreen();
+}
+
+QScreen* screenNamed(const QString& name) {
+    const auto screens = QGuiApplication::screens();
+    const auto found = std::find_if(screens.begin(), screens.end(), [&](QScreen* s) { return s->name() == name; });
+    return found != screens.end() ? *found : QGuiApplication::primaryScreen();
+}
+
+} // namespace
+
+void prepareForLayers() {
+    qputenv("QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT", "1");
+    qputenv("QT_WAYLAND_DISABLE_FIXED_POSITIONS", "1"); // Qt would take every window to be in the corner
+}
+
+LayerPanels::LayerPanels() = default;
+LayerPanels::~LayerPanels() = default;
+
+QPoint LayerPanels::pointer() {
+    freeAreas.clear();
+    const auto place = findPointer(connection, in(LONGEST_PROBE));
+    const QScreen* const screen = place ? screenNamed(place->output) : QGuiApplication::primaryScreen();
+    if (!screen)
+        return {};
+    if (!place)
+        return screen->geometry().center();
+    freeAreas.insert(screen->name(), place->free);
+    return screen->geometry().topLeft() + place->at;
+}
+
+std::vector<ScreenArea> LayerPanels::screens() {
+    std::vector<ScreenArea> areas;
+    const QScreen* const main = QGuiApplication::primaryScreen();
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        const QRect frame = screen->geometry();
+        const auto free = freeAreas.constFind(screen->name());
+        const ScreenArea area{frame, free == freeAreas.cend() ? frame : free->translated(frame.topLeft()) & frame};
+        areas.insert(screen == main ? areas.begin() : areas.end(), area);
+    }
+    return areas;
+}
+
+QImage LayerPanels::backdrop(const QRect& area) {
+    const QScreen* const screen = screenOf(area);
+    const auto& outputs = connection.outputs();
+    const auto output = std::find_if(outputs.begin(), outputs.end(),
+                                     [&](const auto& each) { return screen && each.name == screen->name(); });
+    if (output == outputs.end())
+        return {};
+    const QRect onScreen = area & screen->geometry();
+    if (onScreen != area) // the rest lies beside the output
+        return {};
+    return pictureOf(connection, *output, onScreen.translated(-screen->geometry().topLeft()), in(LONGEST_PICTURE));
+}
+
+void LayerPanels::open(QWidget& window) {
+    QWindow* const handle = window.windowHandle();
+    QScreen* const screen = screenOf(window.geometry());
+    if (!works() || !screen || !surfaceOf(window))
+        return;
+    if (beforeMap)
+        beforeMap();
+    handle->setScreen(screen);
+    auto* const output =
+        static_cast<wl_output*>(QGuiApplication::platformNativeInterface()->nativeResourceForScreen("output", screen));
+    const bool keyboard = !window.windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus);
+    auto& layer = layers[handle];
+    layer = std::make_unique<LayerSurface>(shell, window, output, screen->geometry(), keyboard);
+    layer->configuredLate = [&window] { window.show(); };
+    // Not from within the call: it is the surface's own.
+    layer->closed = [this, &window] {
+        QMetaObject::invokeMethod(
+            &window, [this, &window] { lost(window); }, Qt::QueuedConnection);
+    };
+    popups.add(window);
+    handle->installEventFilter(this);
+    // Told before Qt takes the surface away, and it has to go first.
+    connect(handle, &QWindow::visibleChanged, this, [this, handle, &window](bool visible) {
+        if (visible)
+            return;
+        popups.remove(window);
+        handle->removeEventFilter(this);
+        layers.erase(handle);
+    });
+    if (layer->isConfigured())
+        window.show();
+}
+
+void LayerPanels::place(QWidget& window, const QRect& place) {
+    const auto layer = layers.find(window.windowHandle());
+    if (layer != layers.end())
+        layer->second->place(place);
+}
+
+void LayerPanels::setKeyboard(const QWindow& window, bool exclusive) {
+    const auto layer = layers.find(&window);
+    if (layer != layers.end())
+        layer->second->setKeyboard(exclusive);
+}
+
+bool LayerPanels::eventFilter(QObject* watched, QEvent* event) {
+    if (event->type() == QEvent::MouseButtonRelease) {
+        const auto layer = layers.find(static_cast<const QWindow*>(watched));
+        if (layer != layers.end())
+            layer->second->released();
+    }
+    return false;
+}
+
+// Its output is gone; what was typed is not to be, so the panel comes back on another one.
+void LayerPanels::lost(QWidget& window) {
+    QWindow* const handle = window.windowHandle();
+    if (!layers.contains(handle))
+        return;
+    window.hide();
+    if (window.windowFlags().testFlag(Qt::WindowDoesNotAcceptFocus) || !QGuiApplication::primaryScreen())
+        return;
+    handle->destroy(); // Qt's surface has been another's
+    const QRect frame = QGuiApplication::primaryScreen()->geometry();
+    window.move(frame.center() - window.rect().center());
+    handle->create();
+    open(window);
+}
+
+} // namespace ovalin
