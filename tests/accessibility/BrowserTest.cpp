@@ -141,7 +141,7 @@ TEST(Browsers, FirefoxTellsItsFrontTabAndItsSelections) {
     AccessibleSelection selection;
     EXPECT_TRUE(waitUntil([&] {
         press(u"ctrl+a"_s);
-        selection = onWorker([&] { return accessibility.selection({static_cast<qint32>(browser.processId()), 0}); });
+        selection = onWorker([&] { return accessibility.selection({static_cast<qint32>(browser.processId()), {}}); });
         return selection.text.trimmed() == u"First 😀 link end\nSecond"_s;
     })) << selection.text.toStdString();
     EXPECT_TRUE(selection.page);

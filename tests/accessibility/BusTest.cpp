@@ -16,7 +16,7 @@ void giveText(FakeTree& fake) {
 }
 
 AccessibleSelection read(AtSpiAccessibility& accessibility) {
-    return onWorker([&] { return accessibility.selection({::getpid(), 0}); });
+    return onWorker([&] { return accessibility.selection({::getpid(), {}}); });
 }
 
 } // namespace
@@ -60,7 +60,7 @@ TEST(AtSpiBus, SeveralWorkersReadAtATime) {
     AtSpiAccessibility accessibility(dispatch, nobody, fake.address(), 10s);
     std::vector<std::future<AccessibleSelection>> readings;
     for (int i = 0; i < 4; ++i)
-        readings.push_back(std::async(std::launch::async, [&] { return accessibility.selection({::getpid(), 0}); }));
+        readings.push_back(std::async(std::launch::async, [&] { return accessibility.selection({::getpid(), {}}); }));
     for (auto& reading : readings) {
         EXPECT_TRUE(waitUntil([&] { return reading.wait_for(0s) == std::future_status::ready; }, 15));
         EXPECT_EQ(reading.get().text, u"one"_s);

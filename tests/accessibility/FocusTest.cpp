@@ -36,7 +36,7 @@ struct AtSpiFocus : testing::Test {
         EXPECT_TRUE(waitUntil([this] { return fake.listeners == 1; }));
     }
     AccessibleSelection read() {
-        return onWorker([this] { return accessibility.selection({::getpid(), 7}); });
+        return onWorker([this] { return accessibility.selection({::getpid(), WindowId{7}}); });
     }
     bool reads(const QString& text) {
         return waitUntil([&] { return read().text == text; });

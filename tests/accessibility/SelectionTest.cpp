@@ -31,7 +31,7 @@ Objects tree(const FakeObject& focus, const Objects& more = {}) {
 AccessibleSelection read(FakeTree& fake, std::chrono::milliseconds deadline = 10s) {
     FakeDispatch dispatch;
     AtSpiAccessibility accessibility(dispatch, nobody, fake.address(), deadline);
-    return onWorker([&] { return accessibility.selection({::getpid(), 0}); });
+    return onWorker([&] { return accessibility.selection({::getpid(), {}}); });
 }
 
 /// A text document of an object for each paragraph, of which the one at `focused` has the caret.
@@ -148,7 +148,7 @@ TEST(AtSpiSelection, IsFoundWhateverTheToolkitAnswersOnAConnectionThatIsKept) {
                         {{u"/field"_s, textField(u"deep"_s, {{0, 4}})}});
     for (const auto finds : {FakeTree::Finds::ByCache, FakeTree::Finds::ByWalking}) {
         fake.finds = finds;
-        EXPECT_EQ(onWorker([&] { return accessibility.selection({::getpid(), 0}); }).text, u"deep"_s);
+        EXPECT_EQ(onWorker([&] { return accessibility.selection({::getpid(), {}}); }).text, u"deep"_s);
         fake.silent = {u"GetAddress"_s};
     }
 }

@@ -40,7 +40,7 @@ private:
 };
 
 AccessibleSelection read(AtSpiAccessibility& accessibility, const Editor& editor) {
-    return onWorker([&] { return accessibility.selection({editor.pid(), 0}); });
+    return onWorker([&] { return accessibility.selection({editor.pid(), {}}); });
 }
 
 /// Selects everything until the editor, which may just be starting, says so.

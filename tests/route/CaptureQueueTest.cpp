@@ -14,7 +14,7 @@ struct CaptureQueue : RouteFolder {
 
 TEST_F(CaptureQueue, ARequestHasItsKeysInBothForms) {
     const QDateTime time = QDateTime::fromMSecsSinceEpoch(1794857400123, QTimeZone::utc());
-    const Subject subject{u"App"_s, u"b.id"_s, 1, 2, u"https://x/"_s, QString()};
+    const Subject subject{u"App"_s, u"b.id"_s, 1, WindowId{2}, u"https://x/"_s, QString()};
     QueueItem made = makeQueueItem(u"do"_s, u"words"_s, subject, u"fetch"_s, time);
     EXPECT_TRUE(QRegularExpression(u"^cap-1794857400123-[0-9a-f]{4}$"_s).match(made.id).hasMatch());
     EXPECT_EQ(requestId(time, 10), u"cap-1794857400123-000a"_s);

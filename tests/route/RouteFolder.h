@@ -45,8 +45,8 @@ struct RouteFolder : testing::Test {
     static QueueItem item(const QString& prompt, const QString& mode = u"fetch"_s) {
         const QDateTime time(QDate(2026, 11, 16), QTime(19, 30), QTimeZone::utc());
         static quint32 number = 0;
-        QueueItem made =
-            makeQueueItem(prompt, u"excerpt"_s, {u"Text Editor"_s, u"org.x.editor"_s, 1, 2, {}, {}}, mode, time);
+        QueueItem made = makeQueueItem(prompt, u"excerpt"_s,
+                                       {u"Text Editor"_s, u"org.x.editor"_s, 1, WindowId{2}, {}, {}}, mode, time);
         made.id = requestId(time, number++); // many of one millisecond
         return made;
     }
