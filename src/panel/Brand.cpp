@@ -21,10 +21,13 @@ std::array<Face, 4> faces{
     {{"DMSans-Light", {}}, {"DMSans-Regular", {}}, {"DMSans-Medium", {}}, {"JosefinSans-Medium", {}}}};
 
 QFont made(const Face& face, qreal size, QFont::Weight weight) {
-    QFont font = face.family.isEmpty() ? QFontDatabase::systemFont(QFontDatabase::GeneralFont) : QFont(face.family);
+    QFont font(face.family);
+    if (face.family.isEmpty()) {
+        font = QFontDatabase::systemFont(QFontDatabase::GeneralFont);
+        font.setWeight(weight);
+    }
     // Only a point size may have a fraction; the program runs at Qt's fixed 96 dots per inch.
     font.setPointSizeF(size * 72.0 / 96.0);
-    font.setWeight(weight);
     font.setHintingPreference(QFont::PreferNoHinting);
     return font;
 }
@@ -37,7 +40,10 @@ void Brand::registerFonts(const QString& resources) {
     for (Face& face : faces) {
         const int id =
             QFontDatabase::addApplicationFont(resources + u"/Fonts/"_s + QString::fromLatin1(face.file) + u".ttf"_s);
-        face.family = id < 0 ? QString() : QFontDatabase::applicationFontFamilies(id).value(0);
+        // "DM Sans Light" rather than "DM Sans": a weight that is asked for is asked of the fonts that stand in for
+        // what ours do not have, too, and the light ones of many families have no Hebrew and tear Arabic apart.
+        const QStringList families = id < 0 ? QStringList() : QFontDatabase::applicationFontFamilies(id);
+        face.family = families.isEmpty() ? QString() : families.last();
     }
 }
 
