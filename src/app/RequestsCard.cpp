@@ -23,6 +23,8 @@ using namespace std::chrono_literals;
 
 constexpr auto COALESCE = 100ms, LOOK_AGAIN = 2000ms, GROW_OLDER = 60'000ms;
 
+constexpr qsizetype LONGEST_SPOKEN = 200; // UTF-16 units
+
 /// What has waited for longer waits for something else.
 bool isUnderWay(const PastRequest& request) {
     return request.state == PastRequest::State::Working ||
@@ -32,6 +34,13 @@ bool isUnderWay(const PastRequest& request) {
 bool matches(const PastRequest& request, const QStringList& words) {
     const QString text = folded(request.words + u' ' + request.app + u' ' + request.stateName + u' ' + request.summary);
     return std::all_of(words.begin(), words.end(), [&](const QString& word) { return text.contains(word); });
+}
+
+QString spoken(const RequestDetail& detail) {
+    QStringList parts{u"Request, "_s + detail.request.stateName, detail.prompt.left(LONGEST_SPOKEN), detail.summary,
+                      u"Tab leads to its buttons"_s};
+    parts.removeAll(QString());
+    return parts.join(u". "_s);
 }
 
 } // namespace
@@ -111,7 +120,8 @@ void RequestsCard::show(const Read& read) {
     if (const QString id = std::exchange(first, QString()); !id.isEmpty())
         card->selectRow(id);
     if (!read.openId.isEmpty() && (read.openId == opening || read.openId == card->openId())) {
-        opening.clear();
+        if (const bool opens = !std::exchange(opening, QString()).isEmpty(); opens && read.detail)
+            panel.announce(spoken(*read.detail));
         if (read.detail) {
             detail = *read.detail;
             card->showDetail(detail);

@@ -187,13 +187,13 @@ void AskChat::takeBack(qsizetype length) {
 
 void AskChat::endTorviTurn(const QString& error) {
     const bool wasStreaming = std::exchange(askStreaming, false);
-    Q_EMIT answering(false);
+    if (!error.isEmpty())
+        appendTorviDelta(bracketed(error));
+    Q_EMIT answering(false); // what is appended later is not read out
     if (error.isEmpty() && !wasStreaming) {
         setAskStatus({});
         return;
     }
-    if (!error.isEmpty())
-        appendTorviDelta(bracketed(error));
     const auto pairs = extractLinkPairs(torviTurnText);
     view.linkify(attributedAnswer(torviTurnText));
     if (pairs.empty()) {

@@ -23,6 +23,7 @@ namespace {
 
 constexpr int SPACING = 5, HEADER_SPACING = 12, LEAST_HEIGHT = 90, SEARCH_WIDTH = 128;
 constexpr qsizetype PAGE = 8; // rows
+constexpr auto A_PAUSE = std::chrono::milliseconds(700);
 constexpr int OVERHANG = ListRow::OVERHANG;
 
 // Qt then also asks for the focus of the X server, and complains each time that the card is not to have it.
@@ -104,6 +105,8 @@ ListCard::ListCard(const QString& title, const QString& nothing, Pasteboard& pas
     field->setGeometry(WIDTH - INSET - SEARCH_WIDTH, INSET + (header->height() - SearchField::HEIGHT) / 2, SEARCH_WIDTH,
                        SearchField::HEIGHT);
     connect(field, &SearchField::textChanged, this, [this] { Q_EMIT searched(field->text()); });
+    typing.setSingleShot(true);
+    connect(&typing, &QTimer::timeout, this, &ListCard::tellFound);
     note->setFont(Brand::font(12, QFont::Light));
     note->setGeometry(INSET, listTop(), CONTENT_WIDTH, QFontMetrics(note->font()).height());
     dressTextView(*list);
@@ -156,9 +159,21 @@ void ListCard::setItems(const QList<ListItem>& items, const QString& below) {
     page->stack(below);
     note->setText(isSearching() ? u"Nothing found."_s : emptyNote);
     const int content = items.isEmpty() ? note->height() : page->height();
+    if (isSearching())
+        typing.start(A_PAUSE);
     // While it is searched the card stands still.
     listHeight = std::max({LEAST_HEIGHT, listTop() + content + INSET, isSearching() ? listHeight : 0});
     showList(listVisible, height());
+}
+
+void ListCard::announce(const QString& text) {
+    if (panel)
+        panel->announce(text);
+}
+
+void ListCard::tellFound() {
+    if (isSearching())
+        announce(shown.isEmpty() ? note->text() : u"%1 in the list"_s.arg(shown.size()));
 }
 
 void ListCard::addRows(const QList<ListItem>& items) {

@@ -5,6 +5,7 @@
 #include "Placement.h"
 
 #include <QPointer>
+#include <QTimer>
 
 #include <functional>
 
@@ -64,6 +65,8 @@ protected:
     /// Gives the keys to this child.
     void enter(QWidget* child);
     [[nodiscard]] bool isEntered() const { return entered; }
+    /// To a screen reader.
+    void announce(const QString& text);
 
     bool eventFilter(QObject* watched, QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
@@ -81,6 +84,7 @@ private:
     bool walk(bool forward);
     [[nodiscard]] QList<QWidget*> stops() const;
     [[nodiscard]] bool isSearching() const;
+    void tellFound();
 
     Label* const header;
     SearchField* const field;
@@ -97,6 +101,7 @@ private:
     QPointer<CapturePanel> panel;
     QPointer<QWidget> prompt; ///< gets what the input method composes
     bool entered = false;
+    QTimer typing; ///< what is found is told when they pause
 };
 
 } // namespace ovalin

@@ -49,6 +49,7 @@ void ListRow::setItem(const ListItem& item) {
     for (const QString& part : {item.note, item.age})
         name += part.isEmpty() ? QString() : u", "_s + part;
     setAccessibleName(name);
+    setAccessibleDescription(name); // else Qt gives the tool tip, with its tags
     layOut();
     update();
 }

@@ -41,4 +41,9 @@ QString withoutMarks(const QString& text) {
     return plain.join(QLatin1Char('\n'));
 }
 
+QString asSpoken(const QString& text) {
+    static const QRegularExpression link(u"\\[([^\\[\\]]+)\\]\\(https?://[^\\s()]*\\)"_s);
+    return withoutMarks(text).replace(link, u"\\1"_s);
+}
+
 } // namespace ovalin

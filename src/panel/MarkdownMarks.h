@@ -9,4 +9,7 @@ namespace ovalin {
 /// more often. Pure.
 [[nodiscard]] QString withoutMarks(const QString& text);
 
+/// The same for the ear: of a link only its words. Pure.
+[[nodiscard]] QString asSpoken(const QString& text);
+
 } // namespace ovalin

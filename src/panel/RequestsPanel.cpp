@@ -76,6 +76,7 @@ PillButton* RequestsPanel::addButton(const QString& title, void (RequestsPanel::
         unask();
         if (ask) {
             pressed.pill->setTitle(pressed.question);
+            announce(pressed.question);
             layOut();
         } else {
             Q_EMIT(this->*tapped)();

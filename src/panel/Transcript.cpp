@@ -169,7 +169,7 @@ void Transcript::appendAnswer(const QString& text) {
     if (Clock::now() - lastSpoken >= BETWEEN_WORDS_SPOKEN) {
         if (const QString complete = voice.takeComplete(); !complete.isEmpty()) {
             lastSpoken = Clock::now();
-            Q_EMIT spoken(withoutMarks(complete));
+            Q_EMIT spoken(asSpoken(complete));
         }
     }
     schedule();
@@ -177,7 +177,7 @@ void Transcript::appendAnswer(const QString& text) {
 
 void Transcript::endVoice() {
     if (const QString rest = voice.takeRest(); !rest.isEmpty())
-        Q_EMIT spoken(withoutMarks(rest));
+        Q_EMIT spoken(asSpoken(rest));
 }
 
 void Transcript::truncateAnswer(qsizetype length) {

@@ -21,6 +21,7 @@ struct AskChatTest : testing::Test {
     FakeChatView view;
     QString status;
     bool streams = false;
+    QString answerAtEnd;
     std::optional<AskChat> chat;
     std::vector<AskTurn> stored;
     QStringList evicted, unanswered;
@@ -50,7 +51,10 @@ result() { print -r '{"type":"result","subtype":"'$1'","result":"'$2'"}' }
                                       [this](const QString&) { return search(); },
                                       [this] { return [text = selection] { return text; }; }});
         QObject::connect(&*chat, &AskChat::said, &*chat, [this](const QString& text) { status = text; });
-        QObject::connect(&*chat, &AskChat::answering, &*chat, [this](bool begins) { streams = begins; });
+        QObject::connect(&*chat, &AskChat::answering, &*chat, [this](bool begins) {
+            streams = begins;
+            answerAtEnd = answer();
+        });
         QObject::connect(&*chat, &AskChat::turnStored, &*chat, [this](const AskTurn& turn) { stored.push_back(turn); });
         QObject::connect(&*chat, &AskChat::evicted, &*chat, [this](const QString& id) { evicted.append(id); });
         QObject::connect(&*chat, &AskChat::unanswered, &*chat, [this](const QString& q) { unanswered.append(q); });
@@ -179,6 +183,7 @@ TEST_F(AskChatTest, ADeadAgentEndsTheAnswerAndTheNextQuestionStartsAnother) {
     ask("one");
     ASSERT_TRUE(waitForEnd());
     EXPECT_EQ(answer(), u"Half\n[Torvi's chat process ended]"_s);
+    EXPECT_EQ(answerAtEnd, answer()) << "all of it is read out";
     ask("two");
     ASSERT_TRUE(waitForEnd());
     EXPECT_EQ(file("starts").count('\n'), 2);

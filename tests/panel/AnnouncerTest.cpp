@@ -57,13 +57,14 @@ TEST_F(AnnouncerTest, WhatHappensIsSaidOnceAndAnAnswerBySentence) {
     panel.revealTranscript();
     panel.chatView().beginAnswer();
     panel.setBusy(CapturePanel::Busy::Answering, true);
-    for (const char* piece : {"The sky ", "is blue. It ", "scatters 3.", "14 waves. **End**"})
+    for (const char* piece :
+         {"The sky ", "is blue. It ", "scatters 3.", "14 waves. **End** [there](https://example.org/a_b)"})
         panel.chatView().appendAnswer(QString::fromUtf8(piece));
     waitUntil([] { return !said.isEmpty(); });
     EXPECT_EQ(said, QStringList{u"The sky is blue."_s});
     panel.setBusy(CapturePanel::Busy::Answering, false);
     waitUntil([] { return said.size() == 2; });
-    EXPECT_EQ(said.mid(1), QStringList{u"It scatters 3.14 waves. End"_s});
+    EXPECT_EQ(said.mid(1), QStringList{u"It scatters 3.14 waves. End there"_s});
 }
 
 TEST_F(AnnouncerTest, TabLeadsIntoTheCardOfHelpAndOut) {
