@@ -199,8 +199,7 @@ void AppDelegate::showPanel(const std::optional<FrontApplication>& front) {
     dress();
     const bool first = !defaults.isSet(HOWTO_SEEN_KEY);
     if (first && program.next.status.isEmpty())
-        program.next.status =
-            u"what you send goes to Claude, which works here with all your permissions — see PRIVACY.md"_s;
+        program.next.status = u"what you send goes to Claude, which has all your permissions — see PRIVACY.md"_s;
     opening = std::make_unique<Opening>(program, front);
     connect(opening.get(), &Opening::closed, this, &AppDelegate::closePanel);
     if (first) {

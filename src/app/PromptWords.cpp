@@ -70,8 +70,7 @@ void PromptWords::bringBackUndelivered() {
     // One without an instruction is sent as it is; what is typed in its place is meant for what the screen shows now.
     panel.setPrompt(oldest.item.prompt);
     const QString which = waiting.size() > 1 ? u" (1 of %1)"_s.arg(waiting.size()) : QString();
-    panel.say(u"%1 — not sent yet%2: Return sends it with what it was about, in %3; emptied, it is dropped"_s.arg(
-        oldest.reason, which, oldest.item.sourceApp));
+    panel.say(u"%1 — not sent yet%2: Return sends it, emptied it is dropped"_s.arg(oldest.reason, which));
 }
 
 void PromptWords::promptEdited(const QString& text, bool anew) {
