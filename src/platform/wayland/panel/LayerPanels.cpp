@@ -1,7 +1,6 @@
 #include "LayerPanels.h"
 
 #include "PointerProbe.h"
-#include "ScreenPicture.h"
 
 #include <QEvent>
 #include <QGuiApplication>
@@ -18,6 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto LONGEST_PROBE = 50ms, LONGEST_PICTURE = 50ms;
+constexpr auto SEEN_HOLDS = 2s; // then it may show something else there
 
 ScreenDeadline in(std::chrono::milliseconds wait) { return std::chrono::steady_clock::now() + wait; }
 
@@ -43,11 +43,22 @@ LayerPanels::LayerPanels() = default;
 LayerPanels::~LayerPanels() = default;
 
 QPoint LayerPanels::pointer() {
+    if (beforeMap)
+        beforeMap();
     freeAreas.clear();
+    connection.refresh();
+    // Before the pointer is looked for: that makes the outputs draw anew, and a picture then waits for the frame after.
+    std::map<QString, std::unique_ptr<ScreenPicture>> pictures;
+    for (const auto& output : connection.outputs())
+        pictures[output.name] = std::make_unique<ScreenPicture>(connection, output.proxy);
+    connection.waitUntil(in(LONGEST_PICTURE), [&] {
+        return std::all_of(pictures.begin(), pictures.end(), [](const auto& each) { return each.second->isOver(); });
+    });
     const auto place = findPointer(connection, in(LONGEST_PROBE));
     const QScreen* const screen = place ? screenNamed(place->output) : QGuiApplication::primaryScreen();
     if (!screen)
         return {};
+    seen = {screen->name(), std::move(pictures[screen->name()]), std::chrono::steady_clock::now()};
     if (!place)
         return screen->geometry().center();
     freeAreas.insert(screen->name(), place->free);
@@ -68,15 +79,23 @@ std::vector<ScreenArea> LayerPanels::screens() {
 
 QImage LayerPanels::backdrop(const QRect& area) {
     const QScreen* const screen = screenOf(area);
+    if (!screen || !screen->geometry().contains(area)) // the rest lies beside the output
+        return {};
+    const QRect part = area.translated(-screen->geometry().topLeft());
+    if (seen.picture && seen.output == screen->name() && std::chrono::steady_clock::now() - seen.at < SEEN_HOLDS) {
+        const QImage picture = partOf(seen.picture->image(), screen->size(), part);
+        if (!picture.isNull())
+            return picture;
+    }
     const auto& outputs = connection.outputs();
-    const auto output = std::find_if(outputs.begin(), outputs.end(),
-                                     [&](const auto& each) { return screen && each.name == screen->name(); });
+    const auto output =
+        std::find_if(outputs.begin(), outputs.end(), [&](const auto& each) { return each.name == screen->name(); });
     if (output == outputs.end())
         return {};
-    const QRect onScreen = area & screen->geometry();
-    if (onScreen != area) // the rest lies beside the output
-        return {};
-    return pictureOf(connection, *output, onScreen.translated(-screen->geometry().topLeft()), in(LONGEST_PICTURE));
+    const ScreenPicture picture(connection, output->proxy, part);
+    connection.waitUntil(in(LONGEST_PICTURE), [&] { return picture.isOver(); });
+    const QImage image = picture.image();
+    return partOf(image, part.size(), QRect(QPoint(), part.size()));
 }
 
 void LayerPanels::open(QWidget& window) {
@@ -107,6 +126,8 @@ void LayerPanels::open(QWidget& window) {
         popups.remove(window);
         handle->removeEventFilter(this);
         layers.erase(handle);
+        if (layers.empty())
+            seen = {};
     });
     if (layer->isConfigured())
         window.show();

@@ -16,13 +16,15 @@
 
 #include "LayerSurface.h"
 #include "PopupAdoption.h"
-#include "ScreenConnection.h"
+#include "ScreenPicture.h"
 #include "platform/PanelHost.h"
 
 #include <QHash>
 #include <QObject>
 
+#include <chrono>
 #include <map>
+#include <memory>
 
 namespace ovalin {
 
@@ -38,8 +40,9 @@ public:
     /// Whether the compositor has what this is made of; else nothing may be opened.
     [[nodiscard]] bool works() const { return shell.proxy; }
 
-    /// Looks for the pointer, and what docks leave free beside it, 50 ms at most; the middle of the main screen when it
-    /// is not to be found. What was found free counts for screens() until the next time.
+    /// Takes a picture of the outputs, which is there with their next frame, then looks for the pointer and what docks
+    /// leave free beside it; 50 ms at most each. The middle of the main screen when the pointer is not to be found.
+    /// screens() and backdrop() tell of that afterwards.
     [[nodiscard]] QPoint pointer() override;
     [[nodiscard]] std::vector<ScreenArea> screens() override;
     [[nodiscard]] bool composited() override { return true; }
@@ -52,18 +55,25 @@ public:
     /// Gives an open window the keyboard, all of it, or gives it back to the application below.
     void setKeyboard(const QWindow& window, bool exclusive);
 
-    /// Called once in each open(), before the window covers anything.
+    /// Called in pointer() and in open(), before the window covers anything: the earlier, the more time it has.
     std::function<void()> beforeMap;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    /// What an output showed before the panel came.
+    struct Seen {
+        QString output;
+        std::unique_ptr<ScreenPicture> picture;
+        std::chrono::steady_clock::time_point at;
+    };
     void lost(QWidget& window);
 
     QtLayerShell shell;
     ScreenConnection connection;
     QHash<QString, QRect> freeAreas; // by output, in its own pixels
+    Seen seen;
     std::map<const QWindow*, std::unique_ptr<LayerSurface>> layers;
     PopupAdoption popups;
 };

@@ -107,7 +107,6 @@ QRect freeArea(QSize all, QSize rest, QPoint pointer, std::optional<QPoint> inRe
 }
 
 std::optional<PointerPlace> findPointer(ScreenConnection& connection, ScreenDeadline deadline) {
-    connection.refresh();
     if (!connection.compositor || !connection.viewporter || !connection.layerShell || connection.outputs().empty())
         return {};
     const auto pixel = connection.makeBuffer({1, 1}, 4, WL_SHM_FORMAT_ARGB8888);

@@ -18,7 +18,7 @@ struct PointerPlace {
 
 /// Nobody tells where the pointer is; but who has a surface below it is told that it came in. So a transparent one is
 /// put over each output for a moment. Absent: there is no pointer, a button is held on it, or the compositor did not
-/// answer in time. Main thread.
+/// answer in time. The connection is to be refreshed before. Main thread.
 [[nodiscard]] std::optional<PointerPlace> findPointer(ScreenConnection& connection, ScreenDeadline deadline);
 
 /// What docks leave free: `all` and `rest` are the sizes of the output with and without them, `pointer` is the place in

@@ -4,32 +4,6 @@ namespace ovalin {
 
 namespace {
 
-struct Frame {
-    uint32_t format = 0;
-    QSize size;
-    int stride = 0;
-    bool upsideDown = false, ready = false, failed = false;
-};
-
-const zwlr_screencopy_frame_v1_listener frameListener = {
-    [](void* data, zwlr_screencopy_frame_v1*, uint32_t format, uint32_t width, uint32_t height, uint32_t stride) {
-        auto& frame = *static_cast<Frame*>(data);
-        frame.format = format;
-        frame.size = QSize(static_cast<int>(width), static_cast<int>(height));
-        frame.stride = static_cast<int>(stride);
-    },
-    [](void* data, zwlr_screencopy_frame_v1*, uint32_t flags) {
-        static_cast<Frame*>(data)->upsideDown = flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT;
-    },
-    [](void* data, zwlr_screencopy_frame_v1*, uint32_t, uint32_t, uint32_t) {
-        static_cast<Frame*>(data)->ready = true;
-    },
-    [](void* data, zwlr_screencopy_frame_v1*) { static_cast<Frame*>(data)->failed = true; },
-    [](void*, zwlr_screencopy_frame_v1*, uint32_t, uint32_t, uint32_t, uint32_t) {},
-    [](void*, zwlr_screencopy_frame_v1*, uint32_t, uint32_t, uint32_t) {},
-    [](void*, zwlr_screencopy_frame_v1*) {},
-};
-
 /// Of four bytes a pixel, as all compositors have one.
 QImage::Format qtFormat(uint32_t format) {
     switch (format) {
@@ -52,29 +26,65 @@ QImage::Format qtFormat(uint32_t format) {
 
 } // namespace
 
-QImage pictureOf(ScreenConnection& connection, const ScreenConnection::Output& output, const QRect& area,
-                 ScreenDeadline deadline) {
-    if (!connection.screencopy || area.isEmpty())
+ScreenPicture::ScreenPicture(const ScreenConnection& theConnection, wl_output* output, std::optional<QRect> part)
+    : connection(theConnection) {
+    static const zwlr_screencopy_frame_v1_listener listener = {
+        [](void* self, zwlr_screencopy_frame_v1*, uint32_t format, uint32_t width, uint32_t height, uint32_t stride) {
+            static_cast<ScreenPicture*>(self)->copyInto(QSize(static_cast<int>(width), static_cast<int>(height)),
+                                                        static_cast<int>(stride), format);
+        },
+        [](void* self, zwlr_screencopy_frame_v1*, uint32_t flags) {
+            static_cast<ScreenPicture*>(self)->upsideDown = flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT;
+        },
+        [](void* self, zwlr_screencopy_frame_v1*, uint32_t, uint32_t, uint32_t) {
+            static_cast<ScreenPicture*>(self)->ready = true;
+        },
+        [](void* self, zwlr_screencopy_frame_v1*) { static_cast<ScreenPicture*>(self)->failed = true; },
+        [](void*, zwlr_screencopy_frame_v1*, uint32_t, uint32_t, uint32_t, uint32_t) {},
+        [](void*, zwlr_screencopy_frame_v1*, uint32_t, uint32_t, uint32_t) {},
+        [](void*, zwlr_screencopy_frame_v1*) {},
+    };
+    if (!connection.screencopy) {
+        failed = true;
+        return;
+    }
+    frame.reset(part ? zwlr_screencopy_manager_v1_capture_output_region(connection.screencopy, 0, output, part->x(),
+                                                                        part->y(), part->width(), part->height())
+                     : zwlr_screencopy_manager_v1_capture_output(connection.screencopy, 0, output));
+    zwlr_screencopy_frame_v1_add_listener(frame.get(), &listener, this);
+}
+
+ScreenPicture::~ScreenPicture() = default;
+
+void ScreenPicture::copyInto(QSize pictureSize, int stride, uint32_t pixelFormat) {
+    size = pictureSize;
+    bytesPerLine = stride;
+    format = qtFormat(pixelFormat);
+    if (format != QImage::Format_Invalid)
+        buffer = connection.makeBuffer(size, stride, pixelFormat);
+    if (!buffer.proxy) {
+        failed = true;
+        return;
+    }
+    zwlr_screencopy_frame_v1_copy(frame.get(), buffer.proxy.get());
+}
+
+QImage ScreenPicture::image() const {
+    if (!ready)
         return {};
-    Frame frame;
-    const Owned<zwlr_screencopy_frame_v1> proxy(zwlr_screencopy_manager_v1_capture_output_region(
-        connection.screencopy, 0, output.proxy, area.x(), area.y(), area.width(), area.height()));
-    zwlr_screencopy_frame_v1_add_listener(proxy.get(), &frameListener, &frame);
-    if (!connection.waitUntil(deadline, [&] { return frame.failed || !frame.size.isEmpty(); }) || frame.failed)
+    const QImage shown(buffer.pixels.get(), size.width(), size.height(), bytesPerLine, format);
+    return upsideDown ? shown.mirrored() : shown;
+}
+
+QImage partOf(const QImage& picture, QSize whole, const QRect& area) {
+    const bool upright = (picture.width() > picture.height()) == (whole.width() > whole.height());
+    if (picture.isNull() || whole.isEmpty() || area.isEmpty() || !upright)
         return {};
-    const QImage::Format format = qtFormat(frame.format);
-    if (format == QImage::Format_Invalid)
-        return {};
-    const auto buffer = connection.makeBuffer(frame.size, frame.stride, frame.format);
-    if (!buffer.proxy)
-        return {};
-    zwlr_screencopy_frame_v1_copy(proxy.get(), buffer.proxy.get());
-    if (!connection.waitUntil(deadline, [&] { return frame.failed || frame.ready; }) || frame.failed)
-        return {};
-    const QImage shown(buffer.pixels.get(), frame.size.width(), frame.size.height(), frame.stride, format);
-    QImage picture = (frame.upsideDown ? shown.mirrored() : shown.copy()).convertToFormat(QImage::Format_RGB32);
-    picture.setDevicePixelRatio(qreal(frame.size.width()) / area.width());
-    return picture;
+    const qreal ratio = qreal(picture.width()) / whole.width();
+    const QRect pixels(QRectF(QPointF(area.topLeft()) * ratio, QSizeF(area.size()) * ratio).toRect());
+    QImage part = picture.copy(pixels).convertToFormat(QImage::Format_RGB32);
+    part.setDevicePixelRatio(qreal(part.width()) / area.width());
+    return part;
 }
 
 } // namespace ovalin

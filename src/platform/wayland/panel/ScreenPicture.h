@@ -5,11 +5,40 @@
 #include <QImage>
 #include <QRect>
 
+#include <optional>
+
 namespace ovalin {
 
-/// What an output shows in a part of it (its own logical pixels), without the pointer; its pixels are the output's,
-/// which the device pixel ratio tells. Null: it cannot be had, or not in time. Main thread.
-[[nodiscard]] QImage pictureOf(ScreenConnection& connection, const ScreenConnection::Output& output, const QRect& area,
-                               ScreenDeadline deadline);
+/// A picture of an output without the pointer, asked for when this is made. The compositor takes it with its next
+/// frame, at once when nothing moves. Main thread.
+class ScreenPicture {
+public:
+    /// `part`: in the output's own logical pixels; absent: all of it.
+    ScreenPicture(const ScreenConnection& connection, wl_output* output, std::optional<QRect> part = {});
+    ~ScreenPicture();
+    ScreenPicture(const ScreenPicture&) = delete;
+    ScreenPicture& operator=(const ScreenPicture&) = delete;
+
+    /// It is there, or will never be.
+    [[nodiscard]] bool isOver() const { return ready || failed; }
+    /// As long as this lives, in the output's pixels; null: there is none.
+    [[nodiscard]] QImage image() const;
+
+private:
+    void copyInto(QSize size, int stride, uint32_t format);
+
+    const ScreenConnection& connection;
+    Owned<zwlr_screencopy_frame_v1> frame;
+    ScreenConnection::Buffer buffer;
+    QSize size;
+    int bytesPerLine = 0;
+    QImage::Format format = QImage::Format_Invalid;
+    bool upsideDown = false, ready = false, failed = false;
+};
+
+/// A part of a picture of all of an output, with a copy of its pixels. `area`: in the output's own logical pixels,
+/// which are `whole` in all; the device pixel ratio tells how many pixels one has. Null where the picture is not
+/// upright. Pure.
+[[nodiscard]] QImage partOf(const QImage& picture, QSize whole, const QRect& area);
 
 } // namespace ovalin
