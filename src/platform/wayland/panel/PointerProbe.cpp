@@ -107,6 +107,9 @@ QRect freeArea(QSize all, QSize rest, QPoint pointer, std::optional<QPoint> inRe
 }
 
 std::optional<PointerPlace> findPointer(ScreenConnection& connection, ScreenDeadline deadline) {
+    const auto& seats = connection.seats();
+    if (std::none_of(seats.begin(), seats.end(), [](const auto& seat) { return seat.hasPointer; }))
+        return {};
     if (!connection.compositor || !connection.viewporter || !connection.layerShell || connection.outputs().empty())
         return {};
     const auto pixel = connection.makeBuffer({1, 1}, 4, WL_SHM_FORMAT_ARGB8888);

@@ -29,9 +29,10 @@ QImage::Format qtFormat(uint32_t format) {
 ScreenPicture::ScreenPicture(const ScreenConnection& theConnection, wl_output* output, std::optional<QRect> part)
     : connection(theConnection) {
     static const zwlr_screencopy_frame_v1_listener listener = {
-        [](void* self, zwlr_screencopy_frame_v1*, uint32_t format, uint32_t width, uint32_t height, uint32_t stride) {
+        [](void* self, zwlr_screencopy_frame_v1*, uint32_t pixelFormat, uint32_t width, uint32_t height,
+           uint32_t stride) {
             static_cast<ScreenPicture*>(self)->copyInto(QSize(static_cast<int>(width), static_cast<int>(height)),
-                                                        static_cast<int>(stride), format);
+                                                        static_cast<int>(stride), pixelFormat);
         },
         [](void* self, zwlr_screencopy_frame_v1*, uint32_t flags) {
             static_cast<ScreenPicture*>(self)->upsideDown = flags & ZWLR_SCREENCOPY_FRAME_V1_FLAGS_Y_INVERT;
