@@ -43,8 +43,6 @@ LayerPanels::LayerPanels() = default;
 LayerPanels::~LayerPanels() = default;
 
 QPoint LayerPanels::pointer() {
-    if (beforeMap)
-        beforeMap();
     freeAreas.clear();
     connection.refresh();
     // Before the pointer is looked for: that makes the outputs draw anew, and a picture then waits for the frame after.

@@ -55,7 +55,7 @@ public:
     /// Gives an open window the keyboard, all of it, or gives it back to the application below.
     void setKeyboard(const QWindow& window, bool exclusive);
 
-    /// Called in pointer() and in open(), before the window covers anything: the earlier, the more time it has.
+    /// Called once in each open(), before the window covers anything.
     std::function<void()> beforeMap;
 
 protected:

@@ -1,5 +1,7 @@
 #include "PointerProbe.h"
 
+#include <QScopeGuard>
+
 #include <algorithm>
 
 namespace ovalin {
@@ -115,6 +117,7 @@ std::optional<PointerPlace> findPointer(ScreenConnection& connection, ScreenDead
     const auto pixel = connection.makeBuffer({1, 1}, 4, WL_SHM_FORMAT_ARGB8888);
     if (!pixel.proxy)
         return {};
+    const auto gone = qScopeGuard([&] { connection.flush(); }); // a sheet that stays takes all clicks
     Pointers pointers(connection);
     Sheets all, rest;
     for (const auto& output : connection.outputs()) {

@@ -16,6 +16,13 @@ void PopupAdoption::add(QWidget& window) {
 
 void PopupAdoption::remove(QWidget& window) {
     std::erase(windows, &window);
+    for (const QPointer<QWidget>& popup : std::vector(popups)) {
+        if (!popup || !popup->windowHandle() || popup->windowHandle()->parent() != window.windowHandle())
+            continue;
+        popup->close();
+        if (popup && popup->windowHandle())
+            popup->windowHandle()->setParent(nullptr);
+    }
     if (windows.empty())
         qApp->removeEventFilter(this);
 }
@@ -53,10 +60,14 @@ bool PopupAdoption::eventFilter(QObject* watched, QEvent* event) {
     const QWidget* const owner = popup && popup->windowHandle() ? ownerOf(*popup) : nullptr;
     if (!owner || !owner->windowHandle())
         return false;
-    if (event->type() == QEvent::WinIdChange)
+    if (event->type() == QEvent::WinIdChange) {
         popup->windowHandle()->setParent(owner->windowHandle());
-    else if (popup->windowHandle()->parent() && !putting && !event->spontaneous() &&
-             (event->type() == QEvent::Show || popup->isVisible())) // a tool tip moves while it shows
+        std::erase_if(popups, [](const auto& gone) { return gone.isNull(); });
+        popups.emplace_back(popup);
+        return false;
+    }
+    const bool placed = event->type() == QEvent::Show || popup->isVisible(); // a tool tip moves while it shows
+    if (placed && popup->windowHandle()->parent() && !putting && !event->spontaneous())
         putIntoOwner(*popup, *owner);
     return false;
 }

@@ -13,6 +13,7 @@ namespace ovalin {
 class PopupAdoption final : public QObject {
 public:
     void add(QWidget& window);
+    /// To be called before the window is gone: what is part of it would go with it, and be used by Qt later.
     void remove(QWidget& window);
 
 protected:
@@ -23,6 +24,7 @@ private:
     void putIntoOwner(QWidget& popup, const QWidget& owner);
 
     std::vector<QPointer<QWidget>> windows;
+    std::vector<QPointer<QWidget>> popups;
     bool putting = false;
 };
 

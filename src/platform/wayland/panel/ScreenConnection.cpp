@@ -110,6 +110,11 @@ void ScreenConnection::refresh() {
     waitUntil(std::chrono::steady_clock::now(), [] { return false; });
 }
 
+void ScreenConnection::flush() const {
+    if (display)
+        wl_display_flush(display);
+}
+
 bool ScreenConnection::waitUntil(ScreenDeadline deadline, const std::function<bool()>& done) {
     if (!display)
         return false;
@@ -128,7 +133,7 @@ bool ScreenConnection::waitUntil(ScreenDeadline deadline, const std::function<bo
         if (wl_display_read_events(display) < 0 || wl_display_dispatch_pending(display) < 0)
             return false;
     }
-    wl_display_flush(display);
+    flush();
     return true;
 }
 

@@ -39,6 +39,8 @@ public:
 
     /// Takes in what has come unasked: outputs and seats come and go.
     void refresh();
+    /// Sends what has been asked for. Whoever does not wait for an answer needs it.
+    void flush() const;
     /// Sends, and reads until it is done. False: it was not until then, or the compositor is gone.
     bool waitUntil(ScreenDeadline deadline, const std::function<bool()>& done);
 
