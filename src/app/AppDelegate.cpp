@@ -124,7 +124,6 @@ void AppDelegate::forget(const std::function<void()>& done) {
 
 void AppDelegate::applicationWillTerminate() {
     closePanel();
-    withdrawHotkeyTaken();
     program.end();
 }
 

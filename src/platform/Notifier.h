@@ -17,8 +17,8 @@ struct Notification {
 };
 
 /// Desktop notifications (org.freedesktop.Notifications). Main thread; never waits. Where nobody shows notifications
-/// the text goes to the log, so that it is said at least once. One with a button stays until it is answered or closed;
-/// one that says the same as an earlier one takes its place.
+/// the text goes to the log, so that it is said at least once. One with a button stays until it is answered or closed,
+/// or the program ends; one that says the same as an earlier one takes its place.
 class Notifier {
 public:
     virtual ~Notifier() = default;

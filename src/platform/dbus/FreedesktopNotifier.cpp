@@ -35,7 +35,13 @@ FreedesktopNotifier::FreedesktopNotifier(Dispatch& theDispatch, const QString& b
     });
 }
 
-FreedesktopNotifier::~FreedesktopNotifier() = default;
+FreedesktopNotifier::~FreedesktopNotifier() {
+    const auto tickets = asking.keys();
+    for (const quint64 ticket : tickets) {
+        if (!asking[ticket].actionLabel.isEmpty()) // which nobody would hear any more
+            withdraw(ticket);
+    }
+}
 
 quint64 FreedesktopNotifier::notify(const Notification& notification) {
     const quint64 ticket = ++lastTicket;
@@ -60,8 +66,8 @@ quint64 FreedesktopNotifier::notify(const Notification& notification) {
 }
 
 void FreedesktopNotifier::withdraw(quint64 ticket) {
-    if (asking.remove(ticket))
-        QMetaObject::invokeMethod(client, [client = client, ticket] { client->withdraw(ticket); });
+    asking.remove(ticket);
+    QMetaObject::invokeMethod(client, [client = client, ticket] { client->withdraw(ticket); });
 }
 
 void FreedesktopNotifier::logUnlessShown(quint64 ticket) {

@@ -60,15 +60,21 @@ void NotificationClient::call(const QDBusMessage& message, std::function<void(co
     });
 }
 
+void NotificationClient::fail(quint64 ticket) {
+    underway.remove(ticket);
+    Q_EMIT failed(ticket);
+}
+
 void NotificationClient::show(const Request& request) {
+    underway.insert(request.ticket, true);
     if (!connected()) {
-        Q_EMIT failed(request.ticket);
+        fail(request.ticket);
         return;
     }
     // Asked each time: another service may have taken over since the last one.
     call(methodCall(u"GetCapabilities"_s), [=, this](const QDBusMessage& reply) {
         if (reply.type() == QDBusMessage::ErrorMessage && QDBusError(reply).type() != QDBusError::UnknownMethod) {
-            Q_EMIT failed(request.ticket);
+            fail(request.ticket);
             return;
         }
         forgetAllBut(reply.service());
@@ -90,7 +96,7 @@ uint NotificationClient::saidBefore(const Request& request) const {
 
 void NotificationClient::send(const Request& request, const QString& body) {
     if (!connected()) {
-        Q_EMIT failed(request.ticket);
+        fail(request.ticket);
         return;
     }
     QStringList actions;
@@ -104,9 +110,8 @@ void NotificationClient::send(const Request& request, const QString& body) {
     message << u"Ovalin"_s << saidBefore(request) << u"ovalin"_s << request.title << body << actions << hints
             << timeout;
     call(message, [this, request, hasAction = !actions.isEmpty()](const QDBusMessage& reply) {
-        const bool wanted = !unwanted.remove(request.ticket);
         if (reply.type() != QDBusMessage::ReplyMessage) {
-            Q_EMIT failed(request.ticket);
+            fail(request.ticket);
             return;
         }
         forgetAllBut(reply.service());
@@ -117,7 +122,7 @@ void NotificationClient::send(const Request& request, const QString& body) {
         if (hasAction)
             tickets.insert({reply.service(), id}, request.ticket);
         Q_EMIT shown(request.ticket);
-        if (!wanted)
+        if (!underway.take(request.ticket))
             withdraw(request.ticket);
     });
 }
@@ -125,7 +130,8 @@ void NotificationClient::send(const Request& request, const QString& body) {
 void NotificationClient::withdraw(quint64 ticket) {
     const auto shown = std::find(tickets.cbegin(), tickets.cend(), ticket);
     if (shown == tickets.cend()) {
-        unwanted.insert(ticket);
+        if (underway.contains(ticket))
+            underway[ticket] = false;
         return;
     }
     QDBusMessage message = methodCall(u"CloseNotification"_s);

@@ -6,7 +6,6 @@
 #include <QHash>
 #include <QList>
 #include <QObject>
-#include <QSet>
 #include <QStringList>
 
 #include <functional>
@@ -67,6 +66,7 @@ private:
     };
 
     bool connected();
+    void fail(quint64 ticket);
     void call(const QDBusMessage& message, std::function<void(const QDBusMessage& reply)> done);
     void send(const Request& request, const QString& body);
     [[nodiscard]] uint saidBefore(const Request& request) const;
@@ -77,7 +77,7 @@ private:
     QString address;
     std::optional<BusConnection> bus;
     QHash<Shown, quint64> tickets; // of notifications with something that may still be pressed
-    QSet<quint64> unwanted;        // that the service may show yet
+    QHash<quint64, bool> underway; // to the service; false: to be taken away when it is there
     Said known;
 };
 
