@@ -82,8 +82,8 @@ QtLayerShell::QtLayerShell() {
 }
 
 QtLayerShell::~QtLayerShell() {
-    if (proxy)
-        zwlr_layer_shell_v1_destroy(proxy);
+    if (proxy) // its first version cannot be told of its end
+        wl_proxy_destroy(reinterpret_cast<wl_proxy*>(proxy));
     if (queue)
         wl_event_queue_destroy(queue);
 }

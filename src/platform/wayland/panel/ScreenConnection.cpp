@@ -65,9 +65,25 @@ ScreenConnection::ScreenConnection()
     wl_display_roundtrip(display); // what it is called
 }
 
+// The compositor forgets what was ours with the connection.
 ScreenConnection::~ScreenConnection() {
-    if (display)
-        wl_display_disconnect(display);
+    if (!display)
+        return;
+    const auto forget = [](auto* proxy) {
+        if (proxy)
+            wl_proxy_destroy(reinterpret_cast<wl_proxy*>(proxy));
+    };
+    for (const Output& output : knownOutputs)
+        forget(output.proxy);
+    for (const Seat& seat : knownSeats)
+        forget(seat.proxy);
+    forget(compositor);
+    forget(shm);
+    forget(viewporter);
+    forget(layerShell);
+    forget(screencopy);
+    forget(registry);
+    wl_display_disconnect(display);
 }
 
 void ScreenConnection::added(wl_registry* from, uint32_t global, const char* interface, uint32_t version) {
