@@ -1,8 +1,5 @@
 #include "XConnection.h"
 
-#include <algorithm>
-#include <limits>
-
 #include <poll.h>
 #include <xcb/xfixes.h>
 
@@ -112,12 +109,6 @@ std::optional<quint32> XConnection::serverTime(Deadline deadline) {
             return notify->time;
     }
     return {};
-}
-
-int pollTimeout(Deadline deadline) {
-    using std::chrono::milliseconds;
-    const auto left = std::chrono::ceil<milliseconds>(deadline - std::chrono::steady_clock::now()).count();
-    return static_cast<int>(std::clamp<decltype(left)>(left, 0, std::numeric_limits<int>::max()));
 }
 
 } // namespace ovalin

@@ -1,24 +1,17 @@
 #pragma once
 
 #include "ScreenConnection.h"
+#include "base/EventThread.h"
 
 #include <QByteArray>
 #include <QHash>
 
-#include <chrono>
 #include <optional>
 #include <vector>
 
 #include <xcb/xcb.h>
 
 namespace ovalin {
-
-/// A point of the monotonic clock.
-using Deadline = std::chrono::steady_clock::time_point;
-
-[[nodiscard]] inline Deadline deadlineIn(std::chrono::milliseconds time) {
-    return std::chrono::steady_clock::now() + time;
-}
 
 /// A connection of our own to the X server, apart from Qt's. One thread at a time. All calls are harmless when there is
 /// no server or when it went away: they return nothing, 0 or an empty value.
@@ -62,8 +55,5 @@ private:
     QHash<QByteArray, xcb_atom_t> atoms;
     QHash<xcb_atom_t, QByteArray> names;
 };
-
-/// Milliseconds for poll(): rounded up, so that a loop never spins through the last fraction; 0 when it has passed.
-[[nodiscard]] int pollTimeout(Deadline deadline);
 
 } // namespace ovalin
