@@ -1,5 +1,5 @@
-#include "platform/x11/windows/BundleIds.h"
-#include "platform/x11/windows/DesktopEntries.h"
+#include "platform/applications/BundleIds.h"
+#include "platform/applications/DesktopEntries.h"
 #include "support/Testing.h"
 
 namespace {

@@ -1,4 +1,5 @@
-#include "platform/x11/selections/SelectionRules.h"
+#include "platform/selections/SelectionRules.h"
+#include "platform/x11/input/ActivityClock.h"
 #include "support/Testing.h"
 
 TEST(SelectionRules, SnapshotTakesTheUsefulTargetsInOrder) {

@@ -1,4 +1,4 @@
-#include "platform/x11/targets/TargetRules.h"
+#include "platform/applications/TargetRules.h"
 #include "support/Testing.h"
 
 using Copy = TargetRule::Copy;

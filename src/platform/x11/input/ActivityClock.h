@@ -83,4 +83,15 @@ private:
     std::optional<quint32> forgotten;                   // the last press of a window that is not kept any more
 };
 
+/// Whether PRIMARY is what the user sees selected: set (X time) at or after the last press that could have changed it.
+/// 0 as time is GTK's, which gives PRIMARY up when nothing is selected any more. Pure.
+[[nodiscard]] inline bool isPrimaryFresh(std::optional<quint32> setAt, const ActivityClock::Reading& activity) {
+    if (!activity.watching || !setAt)
+        return false;
+    if (*setAt == 0 || !activity.lastPress)
+        return true;
+    // X time wraps after 49 days: signed distance.
+    return static_cast<qint32>(*setAt - *activity.lastPress) >= 0;
+}
+
 } // namespace ovalin

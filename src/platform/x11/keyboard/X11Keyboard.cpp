@@ -4,11 +4,8 @@
 #include "platform/x11/QtConnection.h"
 #include "platform/x11/XReply.h"
 #include "platform/x11/targets/VimServer.h"
-#include "platform/x11/windows/BundleIds.h"
 
 #include <QCoreApplication>
-#include <QFile>
-#include <QFileInfo>
 #include <QScopeGuard>
 
 #include <algorithm>
@@ -49,14 +46,8 @@ std::vector<KeyMap::Key> heldModifiers(const KeyMap& map, const Keymap& keymap) 
 constexpr std::chrono::milliseconds BRING_DEADLINE{600};
 constexpr size_t SHIFT = 0, CONTROL = 2; // modifiers of the X protocol
 
-/// What the rules go by: a terminal, for one, may have been given a WM_CLASS of the user's choice.
 TargetFacts factsOf(const WindowIdentity& client, FocusKind focus) {
-    const QString process = u"/proc/%1/"_s.arg(client.pid);
-    QFile maps(process + u"maps"_s);
-    const bool readable = client.pid > 0 && maps.open(QIODevice::ReadOnly);
-    return {{client.wmClass, client.instance, QFileInfo(QFile::symLinkTarget(process + u"exe"_s)).fileName()},
-            readable ? librariesIn(maps.readAll()) : Libraries{},
-            focus};
+    return targetFacts({client.wmClass, client.instance}, client.pid, focus);
 }
 
 } // namespace

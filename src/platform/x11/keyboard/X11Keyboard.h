@@ -15,7 +15,7 @@
 #include "X11KeyboardHold.h"
 #include "platform/KeyChord.h"
 #include "platform/Keyboard.h"
-#include "platform/x11/targets/TargetRules.h"
+#include "platform/applications/TargetRules.h"
 #include "platform/x11/windows/FrontWindow.h"
 
 #include <QAbstractNativeEventFilter>

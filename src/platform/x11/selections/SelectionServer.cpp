@@ -18,16 +18,6 @@ bool isProtocol(const QByteArray& target) {
 
 } // namespace
 
-SelectionContent textContent(const QString& text) {
-    const QByteArray utf8 = text.toUtf8();
-    SelectionContent content;
-    for (const char* name : {"UTF8_STRING", "text/plain;charset=utf-8", "text/plain"})
-        content.push_back({name, name, 8, utf8});
-    content.push_back({"TEXT", "UTF8_STRING", 8, utf8});
-    content.push_back({"STRING", "STRING", 8, text.toLatin1()});
-    return content;
-}
-
 SelectionServer::SelectionServer(XThread& xThread, xcb_atom_t selectionToServe)
     : thread(xThread)
     , windows(xThread.connection().get())

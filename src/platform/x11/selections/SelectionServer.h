@@ -13,9 +13,6 @@ namespace ovalin {
 
 using SelectionContent = std::vector<PasteboardSnapshot::Item>;
 
-/// A text under the targets by which applications ask for one.
-[[nodiscard]] SelectionContent textContent(const QString& text);
-
 /// Owns a selection and serves its content to who asks (ICCCM 2.2, with MULTIPLE and INCR), until another client takes
 /// the selection. Made and used on the X thread; everything happens in reaction to events.
 class SelectionServer {

@@ -1,6 +1,6 @@
 #include "SelectionSnapshot.h"
 
-#include "SelectionRules.h"
+#include "platform/selections/SelectionRules.h"
 
 namespace ovalin {
 

@@ -3,7 +3,7 @@
 #include "SelectionSnapshot.h"
 #include "base/Log.h"
 #include "platform/x11/QtConnection.h"
-#include "platform/x11/targets/TargetRules.h"
+#include "platform/applications/TargetRules.h"
 #include "platform/x11/targets/VimServer.h"
 
 #include <QFile>

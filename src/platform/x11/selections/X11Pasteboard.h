@@ -13,7 +13,8 @@
 //
 // Nothing waits on the X thread: an owner that never answers costs its question the deadline, and nobody else anything.
 
-#include "SelectionRules.h"
+#include "platform/selections/SelectionRules.h"
+#include "platform/x11/input/ActivityClock.h"
 #include "platform/Pasteboard.h"
 
 #include <atomic>

@@ -1,7 +1,7 @@
 #include "XSelections.h"
 
-#include "SelectionRules.h"
-#include "platform/x11/targets/TargetRules.h"
+#include "platform/selections/SelectionRules.h"
+#include "platform/applications/TargetRules.h"
 
 namespace ovalin {
 

@@ -1,7 +1,7 @@
 #include "X11Workspace.h"
 
-#include "BundleIds.h"
 #include "XWindowId.h"
+#include "platform/applications/BundleIds.h"
 #include "platform/x11/QtConnection.h"
 
 #include <QFile>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DesktopEntries.h"
+#include "platform/applications/DesktopEntries.h"
 #include "WindowReader.h"
 #include "base/Dispatch.h"
 #include "platform/Workspace.h"

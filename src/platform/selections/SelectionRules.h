@@ -1,7 +1,6 @@
 #pragma once
 
 #include "platform/Pasteboard.h"
-#include "platform/x11/input/ActivityClock.h"
 
 #include <QByteArray>
 #include <QByteArrayList>
@@ -14,6 +13,9 @@ namespace ovalin {
 
 /// The targets to ask for a selection's text, the best first.
 [[nodiscard]] const QByteArrayList& textTargets();
+
+/// A text under the targets by which applications ask for one.
+[[nodiscard]] std::vector<PasteboardSnapshot::Item> textContent(const QString& text);
 
 /// The text of a selection that came as `type` (ICCCM 2.6.2: STRING is Latin-1, all others here are UTF-8), without
 /// the object replacement characters that Chromium puts for form fields. Nothing when that leaves nothing, or when it
@@ -40,9 +42,5 @@ struct SnapshotBudget {
 
 /// Whether putting the snapshot back changes anything: not while the clipboard is still the one that was read.
 [[nodiscard]] bool needsRestore(const PasteboardSnapshot& snapshot, quint64 changeCountNow);
-
-/// Whether PRIMARY is what the user sees selected: set (X time) at or after the last press that could have changed it.
-/// 0 as time is GTK's, which gives PRIMARY up when nothing is selected any more.
-[[nodiscard]] bool isPrimaryFresh(std::optional<quint32> setAt, const ActivityClock::Reading& activity);
 
 } // namespace ovalin

@@ -40,6 +40,16 @@ const QByteArrayList& textTargets() {
     return targets;
 }
 
+std::vector<PasteboardSnapshot::Item> textContent(const QString& text) {
+    const QByteArray utf8 = text.toUtf8();
+    std::vector<PasteboardSnapshot::Item> content;
+    for (const char* name : {"UTF8_STRING", "text/plain;charset=utf-8", "text/plain"})
+        content.push_back({name, name, 8, utf8});
+    content.push_back({"TEXT", "UTF8_STRING", 8, utf8});
+    content.push_back({"STRING", "STRING", 8, text.toLatin1()});
+    return content;
+}
+
 std::optional<QString> selectionText(const QByteArray& type, int format, const QByteArray& bytes) {
     // Some owners answer every request with what they have, a picture for one.
     if (format != 8 || (type != "UTF8_STRING" && type != "STRING" && !type.startsWith("text/")))
@@ -86,15 +96,6 @@ bool isFaithful(const PasteboardSnapshot& snapshot, quint64 changeCountAfter) {
 
 bool needsRestore(const PasteboardSnapshot& snapshot, quint64 changeCountNow) {
     return snapshot.changeCount != changeCountNow;
-}
-
-bool isPrimaryFresh(std::optional<quint32> setAt, const ActivityClock::Reading& activity) {
-    if (!activity.watching || !setAt)
-        return false;
-    if (*setAt == 0 || !activity.lastPress)
-        return true;
-    // X time wraps after 49 days: signed distance.
-    return static_cast<qint32>(*setAt - *activity.lastPress) >= 0;
 }
 
 } // namespace ovalin

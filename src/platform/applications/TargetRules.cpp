@@ -1,9 +1,14 @@
 #include "TargetRules.h"
 
+#include <QFile>
+#include <QFileInfo>
+
 #include <algorithm>
 #include <optional>
 
 namespace ovalin {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -129,6 +134,14 @@ bool isTerminal(const QString& name) {
 Libraries librariesIn(const QByteArray& maps) {
     return {anyIn(maps, COMMON_TOOLKITS), maps.contains("/libtk8") || maps.contains("/libtcl9tk"),
             anyIn(maps, TERMINAL_LIBRARIES), anyIn(maps, SCREEN_LIBRARIES)};
+}
+
+TargetFacts targetFacts(const QStringList& windowNames, qint32 pid, FocusKind focus) {
+    const QString process = u"/proc/%1/"_s.arg(pid);
+    QFile maps(process + u"maps"_s);
+    const bool readable = pid > 0 && maps.open(QIODevice::ReadOnly);
+    const QString program = pid > 0 ? QFileInfo(QFile::symLinkTarget(process + u"exe"_s)).fileName() : QString();
+    return {windowNames + QStringList{program}, readable ? librariesIn(maps.readAll()) : Libraries{}, focus};
 }
 
 TargetRule targetRule(const TargetFacts& facts) {

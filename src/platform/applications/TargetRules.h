@@ -26,6 +26,10 @@ struct TargetFacts {
     FocusKind focus = FocusKind::Unknown;
 };
 
+/// The facts of a process: what it has loaded, and its executable beside the names that its window has, since a
+/// terminal, for one, may have been given a name of the user's choice. Reads /proc; worker threads.
+[[nodiscard]] TargetFacts targetFacts(const QStringList& windowNames, qint32 pid, FocusKind focus);
+
 /// What an application is asked for its selection, and how a text is put into it.
 struct TargetRule {
     enum class Copy {
