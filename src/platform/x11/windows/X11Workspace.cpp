@@ -1,12 +1,7 @@
 #include "X11Workspace.h"
 
 #include "XWindowId.h"
-#include "platform/applications/BundleIds.h"
 #include "platform/x11/QtConnection.h"
-
-#include <QFile>
-#include <QFileInfo>
-#include <QStandardPaths>
 
 #include <unistd.h>
 
@@ -14,25 +9,17 @@
 
 namespace ovalin {
 
-using namespace Qt::StringLiterals;
-
 namespace {
-
-QString executableOf(qint32 pid) { return QFileInfo(QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid))).fileName(); }
 
 bool usable(const WindowIdentity& identity) { return identity.named() && identity.pid != ::getpid(); }
 
 } // namespace
 
-X11Workspace::X11Workspace(Dispatch& theDispatch, QStringList applicationFolders)
-    : dispatch(theDispatch)
-    , folders(std::move(applicationFolders))
+X11Workspace::X11Workspace(Dispatch& dispatch, QStringList applicationFolders)
+    : names(dispatch, std::move(applicationFolders))
     , waylandSession(!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
-    if (folders.isEmpty())
-        folders = QStandardPaths::standardLocations(QStandardPaths::ApplicationsLocation);
     if (xcb_connection_t* connection = qtConnection())
         reader.emplace(connection);
-    readEntries();
 }
 
 std::optional<FrontApplication> X11Workspace::frontmostApplication() {
@@ -41,15 +28,8 @@ std::optional<FrontApplication> X11Workspace::frontmostApplication() {
     const WindowIdentity identity = frontWindow();
     if (!identity.window)
         return {};
-    const DesktopEntry entry = entryFor(identity);
-    FrontApplication application;
-    application.bundleId = bundleIdentifier(identity.instance, identity.wmClass, entry.id);
-    application.name = entry.name;
-    if (application.name.isEmpty())
-        application.name = identity.wmClass.isEmpty() ? identity.instance : identity.wmClass;
-    application.pid = identity.pid;
-    application.window = {identity.window};
-    return application;
+    const auto [name, bundleId] = names.find(identity.wmClass, identity.instance, identity.pid);
+    return FrontApplication{name, bundleId, identity.pid, {identity.window}};
 }
 
 WindowIdentity X11Workspace::frontWindow() const {
@@ -70,27 +50,6 @@ WindowIdentity X11Workspace::frontWindow() const {
         return focused;
     WindowIdentity pointed = reader->clientBelow(root.underPointer);
     return usable(pointed) ? pointed : WindowIdentity{};
-}
-
-DesktopEntry X11Workspace::entryFor(const WindowIdentity& identity) {
-    DesktopEntry entry = entries.find(identity.wmClass, identity.instance, executableOf(identity.pid));
-    const QString& application = identity.wmClass;
-    if (entry.id.isEmpty() && !reading && !unknown.contains(application)) {
-        unknown << application;
-        readEntries(); // installed since; its name is known at the next opening
-    }
-    return entry;
-}
-
-void X11Workspace::readEntries() {
-    reading = true;
-    dispatch.inBackground(
-        Queue::Utility, &context,
-        [from = folders, locale = DesktopEntries::messageLocale()] { return DesktopEntries::read(from, locale); },
-        [this](DesktopEntries fresh) {
-            entries = std::move(fresh);
-            reading = false;
-        });
 }
 
 QString X11Workspace::title(WindowId window) { return reader ? reader->title(xWindow(window)) : QString(); }

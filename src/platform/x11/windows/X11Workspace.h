@@ -1,18 +1,15 @@
 #pragma once
 
-#include "platform/applications/DesktopEntries.h"
 #include "WindowReader.h"
-#include "base/Dispatch.h"
 #include "platform/Workspace.h"
+#include "platform/applications/ApplicationNames.h"
 
 #include <optional>
 
 namespace ovalin {
 
-/// The workspace on Qt's own X connection; without X11 there is never a front application.
-///
-/// Desktop files are read in the background from construction on, and again when an application comes that they do not
-/// name; until then names are the WM_CLASS.
+/// The workspace on Qt's own X connection; without X11 there is never a front application. Until
+/// the desktop files are read, names are the WM_CLASS.
 class X11Workspace final : public Workspace {
 public:
     /// `applicationFolders`: where desktop files lie; empty means the XDG data folders.
@@ -25,17 +22,10 @@ public:
 
 private:
     [[nodiscard]] WindowIdentity frontWindow() const;
-    [[nodiscard]] DesktopEntry entryFor(const WindowIdentity& identity);
-    void readEntries();
 
-    Dispatch& dispatch;
-    QStringList folders;
     std::optional<WindowReader> reader;
-    DesktopEntries entries;
-    QStringList unknown; // applications that a fresh reading did not name either
-    bool reading = false;
+    ApplicationNames names;
     const bool waylandSession;
-    QObject context;
 };
 
 } // namespace ovalin
