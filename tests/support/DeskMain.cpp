@@ -8,9 +8,17 @@ int main(int argc, char** argv) {
     testing::InitGoogleMock(&argc, argv);
     if (testing::GTEST_FLAG(list_tests))
         return RUN_ALL_TESTS();
-    theDesk = std::make_unique<TestDesk>();
+    TestDesk::Options options;
+    const char* platform = "xcb";
+#ifdef OVALIN_SWAY_DESK
+    options.server = TestDesk::Server::Sway;
+    options.swayConfig = "bindsym Mod4+F9 exec echo fired >> user-binding\n"
+                         "bindsym Mod4+F8 exec ovalin toggle\n";
+    platform = "offscreen";
+#endif
+    theDesk = std::make_unique<TestDesk>(options);
     theDesk->enterEnvironment();
-    qputenv("QT_QPA_PLATFORM", "xcb");
+    qputenv("QT_QPA_PLATFORM", platform);
     int status = 0;
     {
         QApplication application(argc, argv);

@@ -34,6 +34,23 @@ TestDesk::TestDesk(const Options& options)
     environment.insert(u"GDK_BACKEND"_s, u"x11"_s);
     environment.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
 
+    if (options.server == Server::X11)
+        startX(options);
+    if (options.sessionBus) {
+        start(u"/bin/sh"_s, {u"-c"_s, u"exec dbus-daemon --session --nofork --print-address=3 3>bus"_s});
+        if (!waitUntil([this] { return readFile(path(u"bus"_s)).endsWith('\n'); }))
+            throw std::runtime_error("dbus-daemon did not start: " + log(u"sh"_s).toStdString());
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromUtf8(readFile(path(u"bus"_s)).trimmed()));
+    }
+    if (options.server == Server::Sway) {
+        startSway(options.swayConfig);
+    } else if (options.windowManager == WindowManager::Openbox) {
+        writeFile(path(u"openbox.xml"_s), OPENBOX_RC);
+        startWindowManager();
+    }
+}
+
+void TestDesk::startX(const Options& options) {
     // Xvfb picks a free display by itself and says which.
     start(u"/bin/sh"_s,
           QStringList{u"-c"_s, u"exec Xvfb -displayfd 3 -screen 0 \"$0\" -nolisten tcp -noreset \"$@\" 3>display"_s,
@@ -43,17 +60,35 @@ TestDesk::TestDesk(const Options& options)
         throw std::runtime_error("Xvfb did not start: " + log(u"sh"_s).toStdString());
     displayName = u':' + QString::fromUtf8(readFile(path(u"display"_s)).trimmed());
     environment.insert(u"DISPLAY"_s, displayName);
+}
 
-    if (options.sessionBus) {
-        start(u"/bin/sh"_s, {u"-c"_s, u"exec dbus-daemon --session --nofork --print-address=3 3>bus"_s});
-        if (!waitUntil([this] { return readFile(path(u"bus"_s)).endsWith('\n'); }))
-            throw std::runtime_error("dbus-daemon did not start: " + log(u"sh"_s).toStdString());
-        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromUtf8(readFile(path(u"bus"_s)).trimmed()));
+void TestDesk::startSway(const QByteArray& moreConfig) {
+    environment.insert(u"WLR_BACKENDS"_s, u"headless"_s);
+    environment.insert(u"WLR_RENDERER"_s, u"pixman"_s);
+    environment.insert(u"WLR_LIBINPUT_NO_DEVICES"_s, u"1"_s);
+    environment.insert(u"XDG_SESSION_TYPE"_s, u"wayland"_s);
+    environment.remove(u"GDK_BACKEND"_s);
+    writeFile(path(u"sway.conf"_s),
+              "output HEADLESS-1 resolution 1280x800 position 0 0\n"
+              "default_border pixel 1\n"
+              "focus_follows_mouse no\n"
+              "xwayland force\n"
+              "exec env > \"$XDG_RUNTIME_DIR/session\" && echo whole >> \"$XDG_RUNTIME_DIR/session\"\n" +
+                  moreConfig);
+    // It does not run as root; in a user namespace it does not seem to.
+    QStringList command{u"sway"_s, u"-c"_s, u"sway.conf"_s};
+    if (::geteuid() == 0)
+        command = QStringList{u"unshare"_s, u"-U"_s, u"--map-user=1000"_s, u"--map-group=1000"_s} + command;
+    start(command.takeFirst(), command);
+    const QString session = path(u"run/session"_s);
+    if (!waitUntil([&] { return readFile(session).endsWith("whole\n"); }, 15))
+        throw std::runtime_error("sway did not start: " + (log(u"unshare"_s) + log(u"sway"_s)).toStdString());
+    for (const QByteArray& line : readFile(session).split('\n')) {
+        const QString name = QString::fromUtf8(line).section(u'=', 0, 0);
+        if (name == u"WAYLAND_DISPLAY" || name == u"DISPLAY" || name == u"SWAYSOCK")
+            environment.insert(name, QString::fromUtf8(line).section(u'=', 1));
     }
-    if (options.windowManager == WindowManager::Openbox) {
-        writeFile(path(u"openbox.xml"_s), OPENBOX_RC);
-        startWindowManager();
-    }
+    displayName = environment.value(u"DISPLAY"_s);
 }
 
 void TestDesk::startWindowManager() {
@@ -73,8 +108,8 @@ TestDesk::~TestDesk() {
 }
 
 void TestDesk::enterEnvironment() const {
-    for (const char* name : {"DISPLAY", "HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "DBUS_SESSION_BUS_ADDRESS",
-                             "DBUS_SYSTEM_BUS_ADDRESS"})
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "SWAYSOCK", "HOME", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME",
+                             "DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"})
         qputenv(name, environment.value(QString::fromLatin1(name)).toUtf8());
 }
 

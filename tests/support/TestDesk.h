@@ -4,17 +4,21 @@
 
 namespace ovalin {
 
-/// A whole desktop for one test: an X server of its own (Xvfb), HOME, runtime folder, session bus, and the programs the
-/// test starts in it. Everything is ended, by pid and process group, when it goes.
+/// A whole desktop for one test: an X server (Xvfb) or a Wayland compositor (sway, with Xwayland) of its own, HOME,
+/// runtime folder, session bus, and the programs the test starts in it. Everything is ended, by pid and process group,
+/// when it goes.
 class TestDesk {
 public:
     enum class WindowManager { None, Openbox };
+    enum class Server { X11, Sway };
     struct Options {
         WindowManager windowManager = WindowManager::Openbox;
         bool sessionBus = true;
         QString screen = u"1280x800x24"_s;
         QStringList serverArguments;
         QString folderName = u"desk"_s; ///< of HOME; six letters follow
+        Server server = Server::X11;
+        QByteArray swayConfig{}; ///< more lines of it
     };
 
     explicit TestDesk(const Options& options);
@@ -68,6 +72,9 @@ public:
     [[nodiscard]] QString log(const QString& program) const;
 
 private:
+    void startX(const Options& options);
+    void startSway(const QByteArray& moreConfig);
+
     QTemporaryDir folder;
     QString displayName;
     std::vector<std::unique_ptr<QProcess>> programs;
