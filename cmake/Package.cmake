@@ -29,6 +29,7 @@ file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/packed)
 install_compressed(${resources}/man/ovalin.1 ovalin.1 ${CMAKE_INSTALL_MANDIR}/man1)
 install_compressed(${PROJECT_SOURCE_DIR}/packaging/changelog changelog ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/packaging/copyright ${PROJECT_SOURCE_DIR}/docs/PRIVACY.md
+  ${PROJECT_SOURCE_DIR}/docs/WAYLAND.md
   ${PROJECT_SOURCE_DIR}/docs/USE.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 find_program(RSVG_CONVERT rsvg-convert) # the icon in fixed sizes too, for desktops that draw no SVG
@@ -61,6 +62,6 @@ set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Loaded or run by name, so not found by dpkg-shlibdeps: Qt's X11 plugin comes with libqt6gui6.
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "python3, zsh, tesseract-ocr-eng")
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, xdg-utils, libpulse0, npm")
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "at-spi2-core, xdg-utils, libpulse0, npm, qt6-wayland")
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 include(CPack)

@@ -1,4 +1,5 @@
 // The composition root: the command line, the one running copy, the desktop, the controller, the loop.
+#include "Session.h"
 #include "app/AppDelegate.h"
 #include "app/CommandLine.h"
 #include "app/SingleInstance.h"
@@ -14,7 +15,6 @@
 #include "platform/speech/PulseMicrophone.h"
 #include "platform/speech/VoskRecognizer.h"
 #include "platform/x11/XServer.h"
-#include "platform/x11/desktop/X11Desktop.h"
 
 #include <QApplication>
 #include <QDir>
@@ -22,17 +22,6 @@
 
 using namespace ovalin;
 using namespace Qt::StringLiterals;
-
-namespace {
-
-/// Qt would abort where it finds no platform.
-std::optional<QString> whyNotHere(const CommandLine& command) {
-    if (!command.platform.startsWith("xcb"))
-        return u"-platform %1 asks for another"_s.arg(QString::fromLocal8Bit(command.platform));
-    return whyNoServer();
-}
-
-} // namespace
 
 int main(int argc, char** argv) {
     completeEnvironment();
@@ -43,20 +32,23 @@ int main(int argc, char** argv) {
     qputenv("DBUS_FATAL_WARNINGS", "0"); // libdbus would end the process over a bus that misbehaves
     if (command.action != CommandLine::Action::Run)
         return runCommand(command, argc, argv);
-    if (const auto why = whyNotHere(command)) {
-        logLine(u"Ovalin: needs an X server, but %1 — exiting"_s.arg(*why));
+    const SessionChoice choice = chooseSession(command);
+    if (!choice.refusal.isEmpty()) { // Qt would abort where it finds no platform
+        logLine(u"Ovalin: needs %1, but %2 — exiting"_s.arg(
+            choice.wayland ? u"a Wayland compositor"_s : u"an X server"_s, choice.refusal));
         return 1;
     }
 
     setVerboseLog(command.verbose);
     closeStandardInput();
-    std::vector<char*> arguments = platformArguments(argc, argv);
+    std::vector<char*> arguments = platformArguments(argc, argv, choice.wayland);
     int count = static_cast<int>(arguments.size()) - 1;
     QCoreApplication::setApplicationName(u"ovalin"_s);
     QCoreApplication::setApplicationVersion(QLatin1String(VERSION));
     QCoreApplication::setAttribute(Qt::AA_Use96Dpi); // sizes are pixels; a screen's scale factor comes on top
     // The PRIMARY guard refuses claims on purpose; Qt would warn of each.
-    QLoggingCategory::setFilterRules(u"qt.qpa.clipboard.warning=false"_s);
+    // The other one is that there is no GL for its windows on Wayland.
+    QLoggingCategory::setFilterRules(u"qt.qpa.clipboard.warning=false\nqt.qpa.wayland.warning=false"_s);
     QApplication application(count, arguments.data());
     QApplication::setDesktopFileName(u"ovalin"_s);
     QApplication::setQuitOnLastWindowClosed(false);
@@ -76,28 +68,28 @@ int main(int argc, char** argv) {
     setHelperFolder(toolFolder);
     QtDispatch dispatch;
     Config config = readConfig(configPath(paths.home));
-    X11Desktop x11(dispatch, hotkeyOf(config));
-    logMissingExtensions();
+    Session session(choice, dispatch, hotkeyOf(config));
     OcrProcess recognizer(tools.ocr);
-    WindowShots shots(x11.windows(), recognizer, tools, std::chrono::seconds(5), config.exclude);
+    WindowShots shots(session.windows(), recognizer, tools, std::chrono::seconds(5), config.exclude);
+    shots.taken = session.pictures();
     ContextSources sources{
         [tools](const QString& bundle) { return browserTabInfoViaOsascript(bundle, tools.osascript); },
         [&shots](qint32 pid) { return shots.captureWindowPNG(pid); },
         [&shots](const QByteArray& png) { return shots.ocrText(png); },
-        leftAloneAmong(x11.windows(), config.exclude),
+        leftAloneAmong(session.windows(), config.exclude),
     };
     PulseMicrophone microphone(dispatch);
     VoskRecognizer speech(dispatch, [home = paths.home, program = QCoreApplication::applicationDirPath()] {
         return findSpeechFiles(home, program);
     });
-    Desktop desktop = x11.desktop();
+    Desktop desktop = session.desktop();
     desktop.microphone = &microphone;
     desktop.speechRecognizer = &speech;
     AppDelegate delegate(
         desktop, dispatch,
         {paths, AgentSearch::under(paths.home), std::move(sources),
          [script = paths.binDir + u"/ovalin-replace-web.sh"_s](const QString& url) { return siteOwned(url, script); },
-         std::move(config)});
+         std::move(config), session.notice()});
     instance.listen([&delegate](const QJsonObject& message, const SingleInstance::Answer& answer) {
         delegate.serve(message, answer);
     });

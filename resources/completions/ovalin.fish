@@ -12,5 +12,6 @@ complete -c ovalin -n __fish_use_subcommand -a forget -d 'Remove past conversati
 complete -c ovalin -n __fish_use_subcommand -a install-speech -d 'Fetch the speech engine and its model'
 complete -c ovalin -l background -d 'Show nothing'
 complete -c ovalin -l verbose -d 'Log words, not only lengths'
+complete -c ovalin -l platform -x -a 'x11 wayland' -d 'Run on'
 complete -c ovalin -s h -l help -d 'Show the commands'
 complete -c ovalin -l version -d 'Show the version'

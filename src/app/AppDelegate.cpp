@@ -60,6 +60,9 @@ AppDelegate::AppDelegate(Desktop& desktop, Dispatch& dispatch, Surroundings surr
     hotKey.succeeded = [this] { withdrawHotkeyTaken(); };
     program.routedRequests->onNews = [this](const RequestNews& news) { told(news); };
     watchDesktop();
+    program.next.status = program.in.notice;
+    if (!program.in.notice.isEmpty())
+        logLine(u"Ovalin: "_s + program.in.notice);
     const QStringList& complaints = program.in.config.complaints;
     for (const QString& complaint : complaints)
         logLine(u"Ovalin: configuration: "_s + complaint);

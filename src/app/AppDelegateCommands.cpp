@@ -5,6 +5,7 @@
 #include "base/Version.h"
 
 #include <QCoreApplication>
+#include <QGuiApplication>
 #include <QPointer>
 
 #include <algorithm>
@@ -112,6 +113,7 @@ void AppDelegate::describe(const SingleInstance::Answer& answer) {
     gathered->answer = answer;
     gathered->facts = {{u"pid"_s, QCoreApplication::applicationPid()},
                        {u"version"_s, QLatin1String(VERSION)},
+                       {u"platform"_s, QGuiApplication::platformName()},
                        {u"hotkey"_s, program.in.config.hotkey},
                        {u"hotkey_status"_s, static_cast<int>(hotKey.lastState())}};
     if (const QString manager = program.desktop.workspace.windowManager(); !manager.isEmpty())

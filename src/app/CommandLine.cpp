@@ -30,6 +30,7 @@ void printHelp() {
     std::puts("Options:\n"
               "  --background            shows nothing, also where it runs already: for the start at login\n"
               "  --verbose               the log holds your words, not only how many they were\n"
+              "  --platform x11|wayland  where it would choose the other by itself\n"
               "  --help                  this text\n"
               "  --version               the version\n\n"
               "Files:\n"
@@ -60,7 +61,10 @@ int takeOption(CommandLine& line, const char* option, const char* value) {
         line.display = value;
     else if (value && is("-platform"))
         line.platform = value;
-    else if (!value || !is("-name"))
+    else if (value && is("--platform") && (!std::strcmp(value, "x11") || !std::strcmp(value, "wayland"))) {
+        line.session = *value == 'x' ? CommandLine::Session::X11 : CommandLine::Session::Wayland;
+        return 2;
+    } else if (!value || !is("-name"))
         return 0;
     return option[1] == '-' || is("-h") ? 1 : 2;
 }
@@ -116,13 +120,17 @@ int runCommand(const CommandLine& line, int argc, char** argv) {
     }
 }
 
-std::vector<char*> platformArguments(int argc, char** argv) {
+std::vector<char*> platformArguments(int argc, char** argv, bool wayland) {
     std::vector<char*> arguments(argv, argv + argc);
-    static char option[] = "-platform", xcb[] = "xcb";
-    const bool chosen = std::any_of(arguments.begin(), arguments.end(),
-                                    [](const char* argument) { return !std::strcmp(argument, option); });
-    if (!chosen && !qgetenv("QT_QPA_PLATFORM").startsWith(xcb))
-        arguments.insert(arguments.end(), {option, xcb});
+    static char option[] = "-platform", xcb[] = "xcb", native[] = "wayland";
+    const auto named = [&arguments](const char* name) {
+        return std::ranges::find_if(arguments, [name](const char* each) { return !std::strcmp(each, name); });
+    };
+    if (const auto ours = named("--platform"); ours != arguments.end())
+        arguments.erase(ours, ours + 2);
+    char* const platform = wayland ? native : xcb;
+    if (named(option) == arguments.end() && !qgetenv("QT_QPA_PLATFORM").startsWith(platform))
+        arguments.insert(arguments.end(), {option, platform});
     arguments.push_back(nullptr);
     return arguments;
 }

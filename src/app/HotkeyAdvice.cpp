@@ -40,6 +40,8 @@ constexpr std::array ADVICE{
            "that key there (Alt+Space is written A-space), and run `openbox --reconfigure`."},
     Advice{"i3", "Remove the bindsym line of that key from ~/.config/i3/config (Alt is written Mod1), and run `i3-msg "
                  "reload`."},
+    Advice{"sway", "Remove the bindsym line of that key from ~/.config/sway/config (Alt is written Mod1), and run "
+                   "`swaymsg reload`."},
     Advice{"awesome", "Remove the key from ~/.config/awesome/rc.lua, and restart awesome."},
 };
 

@@ -28,6 +28,7 @@ struct Surroundings {
     /// Whether the page at this address is the user's own; blocks, and is called on workers.
     std::function<bool(const QString& url)> siteOwned;
     Config config = {}; ///< the user's own settings
+    QString notice{};   ///< said on the first opening: what does not work on this desktop
 };
 
 /// What the last opening leaves to the next one.

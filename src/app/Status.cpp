@@ -149,6 +149,10 @@ Fact desktop(const Running& running) {
     const QString subject = u"desktop"_s;
     const QString display = qEnvironmentVariable("DISPLAY");
     const bool wayland = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    if (running && running->value(u"platform"_s).toString().startsWith(u"wayland"_s))
+        return {State::Well, subject,
+                u"natively on Wayland %1 %2"_s.arg(running->value(u"window_manager"_s).toString(), desktopName())
+                    .simplified()};
     QStringList words{display.isEmpty() ? u"no X11"_s : u"X11 at "_s + display};
     if (wayland)
         words += u"a Wayland session"_s;
@@ -160,7 +164,7 @@ Fact desktop(const Running& running) {
         return {State::Off, subject, words.join(u", "_s), u"Ovalin needs an X11 session, or Xwayland"_s};
     if (wayland)
         return {State::Unknown, subject, words.join(u", "_s),
-                u"windows that are no X11 ones are not seen; an X11 session shows everything"_s};
+                u"unless it runs natively there, windows that are no X11 ones are not seen"_s};
     return {State::Well, subject, words.join(u", "_s)};
 }
 

@@ -92,8 +92,10 @@ std::optional<QByteArray> downscalePNG(const QString& path, int maxW) {
     if (!openOwn(file, path))
         return std::nullopt;
     const QImage image = decoded(file);
-    if (image.isNull())
-        return std::nullopt;
+    return image.isNull() ? std::nullopt : downscalePNG(image, maxW);
+}
+
+std::optional<QByteArray> downscalePNG(const QImage& image, int maxW) {
     QSize size = image.size();
     if (size.width() > maxW)
         size = {maxW, static_cast<int>(qint64{size.height()} * maxW / size.width())};
@@ -120,6 +122,10 @@ std::optional<QByteArray> WindowShots::captureWindowPNG(qint32 pid) const {
     const auto window = frontWindowID(onScreen, pid);
     if (!mayPicture(onScreen, window))
         return std::nullopt;
+    if (taken) {
+        const QImage picture = taken(pid);
+        return picture.isNull() ? std::nullopt : downscalePNG(picture, SHOT_MAX_WIDTH);
+    }
     const ShotFile file;
     if (file.path().isEmpty()) {
         logOnce(u"shot file"_s, u"Ovalin: no file for a screenshot in the temporary folder"_s);

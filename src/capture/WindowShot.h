@@ -7,9 +7,11 @@
 #include "platform/helpers/Tools.h"
 
 #include <QByteArray>
+#include <QImage>
 #include <QString>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -26,6 +28,9 @@ inline constexpr int SHOT_MAX_WIDTH = 1400;
 /// whole picture, larger than any screen, a symbolic link or somebody else's file.
 [[nodiscard]] std::optional<QByteArray> downscalePNG(const QString& path, int maxW);
 
+/// The same of a picture in memory.
+[[nodiscard]] std::optional<QByteArray> downscalePNG(const QImage& image, int maxW);
+
 /// Takes and reads screenshots. All of it blocks: worker threads, several at once if need be.
 class WindowShots {
 public:
@@ -40,6 +45,10 @@ public:
 
     /// The text in a picture, trimmed; absent when there is none.
     [[nodiscard]] std::optional<QString> ocrText(const QByteArray& png) const;
+
+    /// Where the desktop takes the picture by itself, before the panel covers the window: that one, of the process, in
+    /// place of what the screenshot program would see now. Null: there is none. Set before use.
+    std::function<QImage(qint32 pid)> taken;
 
 private:
     [[nodiscard]] bool mayPicture(const std::vector<WindowInfo>& onScreen, std::optional<WindowId> window) const;

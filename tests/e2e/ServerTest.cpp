@@ -6,12 +6,14 @@ TEST(Server, WithoutOneTheProgramSaysSoInOneLine) {
         const char* display;
         QStringList arguments;
         const char* why;
+        const char* needs = "an X server";
     } rows[] = {
         {"", {}, "DISPLAY is not set"},
         {":987", {}, "none can be reached at DISPLAY \":987\""},
         {"nonsense", {}, "none can be reached at DISPLAY \"nonsense\""},
         {"here", {u"-display"_s, u":986"_s}, "none can be reached at DISPLAY \":986\""},
-        {"here", {u"-platform"_s, u"wayland"_s}, "-platform wayland asks for another"},
+        {"here", {u"-platform"_s, u"offscreen"_s}, "-platform offscreen asks for another"},
+        {"here", {u"--platform"_s, u"wayland"_s}, "WAYLAND_DISPLAY is not set", "a Wayland compositor"},
     };
     OvalinDesk desk;
     const QString here = desk.environment.value(u"DISPLAY"_s);
@@ -20,13 +22,15 @@ TEST(Server, WithoutOneTheProgramSaysSoInOneLine) {
         desk.environment.insert(u"DISPLAY"_s, display == QLatin1String("here") ? here : display);
         const OvalinDesk::Run run = desk.runOvalin(row.arguments);
         EXPECT_EQ(run.status, 1) << row.why;
-        EXPECT_EQ(run.output, u"Ovalin: needs an X server, but %1 — exiting\n"_s.arg(QString::fromLatin1(row.why)));
+        EXPECT_EQ(run.output,
+                  u"Ovalin: needs %1, but %2 — exiting\n"_s.arg(QLatin1String(row.needs), QLatin1String(row.why)));
     }
 }
 
-TEST(Server, APlatformThatTheEnvironmentNamesForOtherProgramsIsNoObstacle) {
+TEST(Server, WhatTheEnvironmentNamesForOtherProgramsOrAnEndedSessionIsNoObstacle) {
     OvalinDesk desk;
     desk.environment.insert(u"QT_QPA_PLATFORM"_s, u"wayland"_s);
+    desk.environment.insert(u"WAYLAND_DISPLAY"_s, u"left-over"_s);
     desk.startOvalin();
     EXPECT_TRUE(desk.opensPanel());
 }

@@ -28,9 +28,13 @@ QtMessageHandler handlerBefore = nullptr;
 
 // Qt's platform plugin has no other sign: it warns, and calls exit() with all our threads still at work.
 void onMessage(QtMsgType type, const QMessageLogContext& where, const QString& message) {
-    const bool lost = message.startsWith(QLatin1String("The X11 connection broke"));
+    const bool wayland = message.startsWith(QLatin1String("The Wayland connection"));
+    const bool lost = wayland || message.startsWith(QLatin1String("The X11 connection broke"));
     if (lost && will && qApp && QThread::currentThread() == qApp->thread()) {
-        logOnce(u"x-server-gone"_s, u"Ovalin: the X server is gone — exiting"_s);
+        if (wayland)
+            logOnce(u"compositor-gone"_s, u"Ovalin: the Wayland compositor is gone — exiting"_s);
+        else
+            logOnce(u"x-server-gone"_s, u"Ovalin: the X server is gone — exiting"_s);
         std::exchange(will, {})();
         ::_exit(1);
     }

@@ -1,0 +1,164 @@
+// The built program on a real Wayland compositor, over its own windows and those of Xwayland.
+#include "e2e/OvalinDesk.h"
+#include "support/WaylandHands.h"
+
+namespace {
+
+TestDesk::Options onSway() {
+    TestDesk::Options options;
+    options.server = TestDesk::Server::Sway;
+    return options;
+}
+
+struct SwayDesk : OvalinDesk {
+    SwayDesk()
+        : OvalinDesk(onSway())
+        , hands(path(u"run"_s), environment.value(u"WAYLAND_DISPLAY"_s)) {
+        environment.insert(u"FAKE_CLAUDE_DIR"_s, path(u"agent"_s));
+        installScript(u".local/bin/claude"_s, readFile(QStringLiteral(FAKE_CLAUDE)));
+        // Qt's plugin frees nothing of libwayland's at its end.
+        writeFile(path(u"leaks"_s), "leak:libwayland-client\nleak:wl_proxy_add_listener\n");
+        environment.insert(u"LSAN_OPTIONS"_s, u"print_suppressions=0:suppressions=leaks"_s);
+    }
+    WaylandHands hands;
+    QProcess* application = nullptr; // the last one
+
+    void openProgram(const QString& program, const QStringList& arguments, const QString& appId, bool onX = false) {
+        environment.insert(u"GDK_BACKEND"_s, onX ? u"x11"_s : u"wayland"_s);
+        application = &start(program, arguments);
+        ASSERT_TRUE(waitUntil([&] { return focused() == appId; }, 30)) << TestDesk::log(program).toStdString();
+    }
+    void openDocument(const QByteArray& text, bool onX = false) {
+        writeFile(path(u"document.txt"_s), text);
+        openProgram(u"mousepad"_s, {u"--disable-server"_s, path(u"document.txt"_s)},
+                    onX ? u"Mousepad"_s : u"mousepad"_s, onX);
+    }
+    /// The application in front, as sway has it.
+    [[nodiscard]] QString focused() const {
+        const auto tree = QJsonDocument::fromJson(output(u"swaymsg"_s, {u"-t"_s, u"get_tree"_s}).toUtf8());
+        return focusedIn(tree.object());
+    }
+    static QString focusedIn(const QJsonObject& node) {
+        if (node[u"focused"].toBool() && node[u"pid"].isDouble()) {
+            const QJsonObject ofX = node[u"window_properties"].toObject();
+            return ofX.isEmpty() ? node[u"app_id"].toString() : ofX[u"class"].toString();
+        }
+        for (const auto* children : {"nodes", "floating_nodes"}) {
+            for (const QJsonValue child : node[QLatin1String(children)].toArray()) {
+                if (const QString found = focusedIn(child.toObject()); !found.isEmpty())
+                    return found;
+            }
+        }
+        return {};
+    }
+    [[nodiscard]] QString selected() const { return output(u"wl-paste"_s, {u"-n"_s, u"-p"_s}); }
+    /// Presses the hotkey and waits until the panel has the keyboard.
+    [[nodiscard]] bool openPanel() {
+        const auto before = log().count(u"panel up"_s);
+        hands.press(u"alt+space"_s);
+        return waitUntil([&] { return log().count(u"panel up"_s) > before && focused().isEmpty(); });
+    }
+    [[nodiscard]] bool closes() const {
+        return waitUntil([&] { return !focused().isEmpty(); });
+    }
+    void shoot(const QString& name) const {
+        const QString pictures = qEnvironmentVariable("OVALIN_TEST_PICTURES");
+        if (!pictures.isEmpty())
+            output(u"grim"_s, {QDir(pictures).filePath(name + u".png"_s)});
+    }
+    /// The button between Cancel and Submit, by the keys.
+    void pressReplaceButton() {
+        for (int i = 0; i < 3; ++i)
+            hands.press(u"Tab"_s);
+        hands.press(u"space"_s);
+    }
+    bool documentIs(const QByteArray& text) {
+        return waitUntil([&] {
+            hands.press(u"ctrl+s"_s);
+            return readFile(path(u"document.txt"_s)).trimmed() == text;
+        });
+    }
+};
+
+} // namespace
+
+TEST(Wayland, ARequestCarriesWhatIsSelectedInTheWindowInFront) {
+    SwayDesk desk;
+    desk.startOvalin();
+    int pictures = 0;
+    const struct {
+        const char* app;
+        bool terminal, onX;
+    } rows[] = {{"Mousepad", false, false}, {"Mousepad", false, true}, {"Foot", true, false}};
+    for (const auto& row : rows) {
+        const QString words = u"words of %1 %2"_s.arg(QLatin1String(row.app)).arg(row.onX);
+        if (row.terminal) {
+            desk.openProgram(u"foot"_s, {u"sh"_s, u"-c"_s, u"printf '%s' '%1'; cat"_s.arg(words)}, u"foot"_s);
+            desk.hands.drag({3, 9}, {400, 9});
+        } else {
+            desk.openDocument(words.toUtf8(), row.onX);
+            desk.hands.press(u"ctrl+a"_s);
+        }
+        ASSERT_TRUE(waitUntil([&] { return desk.selected().contains(words.last(6)); }))
+            << desk.selected().toStdString();
+
+        ASSERT_TRUE(desk.openPanel()) << desk.log().toStdString();
+        desk.hands.type(u"keep "_s + words);
+        desk.shoot(u"wayland-%1-%2"_s.arg(QLatin1String(row.app)).arg(row.onX));
+        desk.hands.press(u"Return"_s);
+        EXPECT_TRUE(desk.closes());
+        const QJsonObject request = desk.waitForRequest(u"keep "_s + words);
+        EXPECT_EQ(request[u"source_app"].toString(), QLatin1String(row.app)) << desk.log().toStdString();
+        EXPECT_TRUE(words.endsWith(request[u"text"].toString().last(6))) << request[u"text"].toString().toStdString();
+        const QImage picture(request[u"screenshot"].toString());
+        pictures += !picture.isNull(); // a busy machine may take none in time
+        if (row.terminal && !picture.isNull()) {
+            EXPECT_LT(picture.pixelColor(400, 120).lightness(), 60) << "the panel is not in the picture";
+        }
+        EXPECT_EQ(desk.focused(), row.terminal ? u"foot"_s : row.onX ? u"Mousepad"_s : u"mousepad"_s) << "as before";
+        desk.end(*desk.application);
+        ASSERT_TRUE(waitUntil([&] { return desk.focused().isEmpty(); }));
+    }
+    EXPECT_GT(pictures, 0);
+}
+
+TEST(Wayland, AQuestionIsAnswered) {
+    SwayDesk desk;
+    writeFile(desk.path(u"agent/scenario.json"_s), R"({"chat": [{"steps": [{"text": "Blue."}]}]})");
+    desk.startOvalin();
+    desk.openDocument("The sky over the sea.\n");
+    ASSERT_TRUE(desk.openPanel());
+    desk.hands.type(u"why is the sky blue?"_s);
+    desk.hands.press(u"Return"_s);
+    EXPECT_TRUE(waitUntil([&] { return readFile(desk.systemDir() + u"/ovalin-ask-history.json"_s).contains("Blue."); }))
+        << desk.log().toStdString();
+    desk.shoot(u"wayland-ask"_s);
+    desk.hands.press(u"Escape"_s);
+    EXPECT_TRUE(desk.closes());
+}
+
+TEST(Wayland, TheSelectionIsReplacedAndTheClipboardIsAsItWas) {
+    for (const bool onX : {false, true}) {
+        SwayDesk desk;
+        desk.startOvalin();
+        desk.start(u"wl-copy"_s, {u"--foreground"_s, u"copied before"_s});
+        desk.openDocument("the old words", onX);
+        desk.hands.press(u"ctrl+a"_s);
+        ASSERT_TRUE(waitUntil([&] { return desk.selected() == u"the old words"_s; }));
+
+        ASSERT_TRUE(desk.openPanel());
+        desk.hands.type(u"replace with 'the new words'"_s);
+        desk.pressReplaceButton();
+        ASSERT_TRUE(desk.closes()) << desk.log().toStdString();
+        EXPECT_TRUE(desk.documentIs("the new words")) << desk.log().toStdString();
+
+        // Without a selection the words go to the cursor.
+        desk.hands.press(u"ctrl+End"_s);
+        ASSERT_TRUE(desk.openPanel());
+        desk.hands.type(u"'and more'"_s);
+        desk.pressReplaceButton();
+        ASSERT_TRUE(desk.closes()) << desk.log().toStdString();
+        EXPECT_TRUE(desk.documentIs("the new wordsand more")) << desk.log().toStdString();
+        EXPECT_TRUE(waitUntil([&] { return desk.output(u"wl-paste"_s, {u"-n"_s}) == u"copied before"_s; }));
+    }
+}
