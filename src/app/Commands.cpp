@@ -4,6 +4,7 @@
 #include "StartAtLogin.h"
 #include "Status.h"
 
+#include "base/Text.h"
 #include "platform/helpers/Tools.h"
 
 #include <QCoreApplication>
@@ -24,7 +25,7 @@ namespace {
 using namespace std::chrono_literals;
 
 int failed(const QString& why) {
-    std::fprintf(stderr, "ovalin: %s\n", qUtf8Printable(why));
+    std::fprintf(stderr, "ovalin: %s\n", qUtf8Printable(inPlainLines(why)));
     return 1;
 }
 
@@ -35,7 +36,7 @@ int ask(const CommandCall& call, const QString& command, std::chrono::millisecon
     if (!answer)
         return failed(answer.error());
     if (const QString said = answer->value(u"said"_s).toString(); !said.isEmpty())
-        std::printf("%s\n", qUtf8Printable(said));
+        std::printf("%s\n", qUtf8Printable(inPlainLines(said)));
     return 0;
 }
 

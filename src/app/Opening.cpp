@@ -20,6 +20,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto STATUS_SHOWN = 1400ms;
+constexpr qsizetype LONGEST_NAME = 100;   // an application gives itself what name it likes
 constexpr qsizetype LONGEST_SPOKEN = 200; // of an excerpt, to a screen reader
 constexpr auto LONGEST_LOOK = 1200ms;
 
@@ -55,7 +56,8 @@ Opening::Opening(Program& theProgram, const std::optional<FrontApplication>& fro
     if (context.leftAlone)
         context.capContextMode = u"fetch"_s; // no picture comes, and none is waited for
     const FrontApplication application = context.leftAlone ? FrontApplication() : front.value_or(FrontApplication());
-    context.capApp = application.name.isEmpty() ? u"Unknown"_s : application.name;
+    const QString name = onOneLine(application.name, LONGEST_NAME);
+    context.capApp = name.isEmpty() ? u"Unknown"_s : name;
     context.capBundle = application.bundleId;
     context.capPID = application.pid;
     context.capWindow = application.window;

@@ -7,6 +7,7 @@
 
 #include "base/AgentCli.h"
 #include "base/Config.h"
+#include "base/Text.h"
 #include "base/Version.h"
 #include "base/children/ChildProcess.h"
 #include "platform/KeyChord.h"
@@ -32,6 +33,7 @@ using namespace std::chrono_literals;
 using State = Fact::State;
 using Running = std::optional<QJsonObject>;
 
+constexpr qsizetype LONGEST_FACT = 2000; // some of it other programs say, and a terminal obeys what it is sent
 constexpr std::uintmax_t LEAST_ROOM = std::uintmax_t{100} << 20; // bytes
 
 const QString NOT_KNOWN = u"not known while Ovalin does not run"_s;
@@ -203,9 +205,9 @@ Running askRunning(const CommandCall& call) {
 void print(const Fact& fact, bool withHelp) {
     static constexpr const char* MARKS = " -!?"; // in the order of State
     std::printf("%c %-17s %s\n", MARKS[static_cast<int>(fact.state)], qUtf8Printable(fact.subject),
-                qUtf8Printable(fact.words));
+                qUtf8Printable(onOneLine(fact.words, LONGEST_FACT)));
     if (withHelp && !fact.help.isEmpty())
-        std::printf("%20s→ %s\n", "", qUtf8Printable(fact.help));
+        std::printf("%20s→ %s\n", "", qUtf8Printable(onOneLine(fact.help, LONGEST_FACT)));
 }
 
 } // namespace

@@ -27,7 +27,7 @@ Sink& sink() {
 } // namespace
 
 void logLine(const QString& event) {
-    QString line = event;
+    QString line = inPlainLines(event); // a terminal would obey what a title says
     line.replace(QLatin1Char('\n'), QLatin1Char(' ')).replace(QLatin1Char('\r'), QLatin1Char(' '));
     QMutexLocker lock(&sink().mutex);
     if (sink().function) {

@@ -11,6 +11,9 @@ namespace ovalin {
 
 namespace {
 
+constexpr qsizetype LONGEST_CHARACTER = 12; // UTF-16 units: a family of four, with their skin
+constexpr int MOST_MARKS = 4;
+
 /// Whether a character begins between these two, whatever stands around them: only from U+0300 on do code points join.
 bool certainlyApart(QChar before, QChar after) {
     return before.unicode() < 0x300 && after.unicode() < 0x300 && !(before == u'\r' && after == u'\n');
@@ -79,13 +82,26 @@ qsizetype characterCount(const QString& text) {
 
 QString onOneLine(const QString& text, qsizetype most) {
     QString line;
-    for (const QChar character : firstCharacters(text.trimmed(), most)) {
+    int marks = 0; // one upon the other
+    for (const QChar character :
+         firstCharacters(QStringView(text).trimmed().left(LONGEST_CHARACTER * most).toString(), most)) {
         const char16_t code = character.unicode();
-        if ((code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069))
+        if ((code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x206F))
             continue;
-        line += character.category() == QChar::Other_Control ? u' ' : character;
+        marks = character.category() == QChar::Mark_NonSpacing ? marks + 1 : 0;
+        if (marks <= MOST_MARKS)
+            line += character.category() == QChar::Other_Control ? u' ' : character;
     }
     return line.simplified();
+}
+
+QString inPlainLines(QString text) {
+    for (QChar& character : text) {
+        const bool turns = character == u'\u202D' || character == u'\u202E';
+        if (turns || (character.category() == QChar::Other_Control && !character.isSpace()))
+            character = QChar::ReplacementCharacter;
+    }
+    return text;
 }
 
 QString folded(const QString& text) {

@@ -15,8 +15,13 @@ namespace ovalin {
 [[nodiscard]] qsizetype characterCount(const QString& text);
 
 /// What another program wrote, for the screen: its first `most` characters on one line, white space and control
-/// characters as single blanks, without the overrides of the writing direction (UAX #9), which would reach beyond it.
+/// characters as single blanks, without the overrides of the writing direction (UAX #9), which would reach beyond it,
+/// and without piles of accents.
 [[nodiscard]] QString onOneLine(const QString& text, qsizetype most);
+
+/// The same for a view of several lines: white space stays, what else would forge them shows as U+FFFD, place for
+/// place.
+[[nodiscard]] QString inPlainLines(QString text);
 
 /// The text for a search: neither case nor accents count.
 [[nodiscard]] QString folded(const QString& text);

@@ -1,5 +1,7 @@
 #include "LeftAlone.h"
 
+#include "base/Text.h"
+
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -43,7 +45,7 @@ QString whyLeftAlone(const std::optional<FrontApplication>& front, bool seesAllW
     if (!front)
         return seesAllWindows ? QString() : u"the window in front is not an X11 one — nothing of it is known"_s;
     return isExcluded({front->name, front->bundleId}, front->title, exclude)
-               ? u"%1 is left alone — nothing of it is carried along"_s.arg(front->name)
+               ? u"%1 is left alone — nothing of it is carried along"_s.arg(onOneLine(front->name, 100))
                : QString();
 }
 

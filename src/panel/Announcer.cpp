@@ -3,6 +3,8 @@
 #include "GlassWindow.h"
 #include "ModeControl.h"
 
+#include "base/Text.h"
+
 #include <QAccessibleWidget>
 
 #include <utility>
@@ -14,6 +16,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto SETTLING = 400ms, BETWEEN = 200ms;
+constexpr qsizetype LONGEST_SAID = 20'000; // user-perceived characters; what comes of an answer in a second is less
 
 class Notice final : public QWidget {
     Q_OBJECT
@@ -70,9 +73,10 @@ Announcer::Announcer(QWidget* parent)
 }
 
 void Announcer::say(const QString& text) {
-    if (text.isEmpty())
+    const QString line = onOneLine(text, LONGEST_SAID);
+    if (line.isEmpty())
         return;
-    waiting.append(text);
+    waiting.append(line);
     if (!timer.isActive())
         timer.start(SETTLING);
 }

@@ -9,6 +9,8 @@
 #include "Transcript.h"
 #include "Widgets.h"
 
+#include "base/Text.h"
+
 #include <QApplication>
 #include <QKeyEvent>
 #include <QPainter>
@@ -19,6 +21,7 @@ namespace ovalin {
 
 namespace {
 
+constexpr qsizetype LONGEST_OUTCOME = 500; // user-perceived characters
 constexpr int INSET = 16, SPACING = 10, ROW_SPACING = 8;
 constexpr int MODE_HEIGHT = 24, NOTE_HEIGHT = 14, BOTTOM_HEIGHT = 26, TRANSCRIPT_HEIGHT = 240;
 constexpr int COLUMN_WIDTH = CapturePanel::WIDTH - 2 * INSET;
@@ -160,7 +163,7 @@ void CapturePanel::setMicState(bool active, const QString& why) {
 
 void CapturePanel::setReplaceButton(const QString& title, bool hidden, const QString& outcome) {
     replaceBtnRef->setToolTip(plainToolTip(outcome));
-    replaceBtnRef->setAccessibleDescription(outcome);
+    replaceBtnRef->setAccessibleDescription(onOneLine(outcome, LONGEST_OUTCOME));
     if (replaceBtnRef->isHidden() == hidden && replaceBtnRef->text() == title)
         return;
     replaceBtnRef->setHidden(hidden);

@@ -6,6 +6,8 @@
 #include "SearchField.h"
 #include "SlimScrollBar.h"
 
+#include "base/Text.h"
+
 #include <QAccessible>
 #include <QApplication>
 #include <QKeyEvent>
@@ -24,6 +26,7 @@ namespace {
 constexpr int SPACING = 5, HEADER_SPACING = 12, LEAST_HEIGHT = 90, SEARCH_WIDTH = 128;
 constexpr qsizetype PAGE = 8; // rows
 constexpr auto A_PAUSE = std::chrono::milliseconds(700);
+constexpr qsizetype LONGEST_BELOW = 300; // user-perceived characters
 constexpr int OVERHANG = ListRow::OVERHANG;
 
 // Qt then also asks for the focus of the X server, and complains each time that the card is not to have it.
@@ -60,7 +63,7 @@ public:
             row->show();
             bottom += SPACING + row->height();
         }
-        below->setText(last);
+        below->setText(onOneLine(last, LONGEST_BELOW));
         below->setVisible(!last.isEmpty());
         if (!last.isEmpty()) {
             below->setGeometry(OVERHANG, bottom + 2 * SPACING, CONTENT_WIDTH, below->fontMetrics().height());

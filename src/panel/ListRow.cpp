@@ -3,6 +3,8 @@
 #include "Brand.h"
 #include "Palette.h"
 
+#include "base/Text.h"
+
 #include <QPainter>
 
 using namespace Qt::StringLiterals;
@@ -12,6 +14,7 @@ namespace ovalin {
 namespace {
 
 constexpr int HEIGHT = 26, NOTE_HEIGHT = 16;
+constexpr qsizetype LONGEST_LINE = 500; // user-perceived characters; a tool tip shows what the row cuts
 const QString BULLET = u"● "_s;
 const QString REALLY = u"remove it for good? once more"_s;
 
@@ -45,8 +48,10 @@ ListRow::ListRow(const ListItem& item, int width, QWidget* parent)
 
 void ListRow::setItem(const ListItem& item) {
     shown = item;
-    QString name = item.title;
-    for (const QString& part : {item.note, item.age})
+    for (QString* text : {&shown.title, &shown.note, &shown.age}) // of agents and other tools
+        *text = onOneLine(*text, LONGEST_LINE);
+    QString name = shown.title;
+    for (const QString& part : {shown.note, shown.age})
         name += part.isEmpty() ? QString() : u", "_s + part;
     setAccessibleName(name);
     setAccessibleDescription(name); // else Qt gives the tool tip, with its tags

@@ -3,6 +3,8 @@
 #include "Brand.h"
 #include "SlimScrollBar.h"
 
+#include "base/Text.h"
+
 #include <QKeyEvent>
 #include <QScrollBar>
 #include <QTextDocument>
@@ -68,7 +70,7 @@ PreviewTextView::PreviewTextView(Pasteboard& pasteboard, QWidget* parent)
 
 void PreviewTextView::setExcerpt(const QString& text) {
     given = text;
-    setPlainText(text.left(SHOWN_LENGTH));
+    setPlainText(inPlainLines(text.left(SHOWN_LENGTH))); // it may not read otherwise than it is
 }
 
 bool PreviewTextView::edited() const { return document()->isModified(); }

@@ -4,6 +4,8 @@
 #include "Palette.h"
 #include "SlimScrollBar.h"
 
+#include "base/Text.h"
+
 #include <QKeyEvent>
 #include <QPainter>
 #include <QTextBlock>
@@ -16,6 +18,8 @@ namespace ovalin {
 namespace {
 
 const QString TITLE = u"Requests"_s;
+constexpr qsizetype LONGEST_LEAD = 500;
+constexpr qsizetype LONGEST_PART = 20'000; // user-perceived characters of what other tools may have written
 constexpr int DETAIL_HEIGHT = 380, GAP = 8, PILL = 26, STATUS_HEIGHT = 26;
 
 /// "working · Mousepad · what came of it"
@@ -38,9 +42,10 @@ void addPart(QTextCursor& cursor, const QString& lead, const QString& words) {
     if (cursor.position() > 0)
         cursor.insertBlock();
     cursor.setBlockFormat(spaced);
-    cursor.insertText(lead, strong);
+    cursor.insertText(onOneLine(lead, LONGEST_LEAD), strong);
     cursor.insertBlock(close);
-    cursor.insertText(words, plain);
+    const QString first = firstCharacters(words, LONGEST_PART);
+    cursor.insertText(inPlainLines(first) + (first.size() < words.size() ? u"…"_s : QString()), plain);
 }
 
 } // namespace

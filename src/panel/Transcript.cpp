@@ -7,6 +7,8 @@
 #include "SlimScrollBar.h"
 #include "Widgets.h"
 
+#include "base/Text.h"
+
 #include <QAbstractTextDocumentLayout>
 #include <QContextMenuEvent>
 #include <QMimeData>
@@ -79,10 +81,10 @@ void replaceSelected(QTextCursor& selected, const QString& by = {}, const QTextC
 }
 
 /// One document position for each unit: no character that a text document takes for something else or drops.
-QString presentable(QString text) {
+QString presentable(const QString& words) {
+    QString text = inPlainLines(words);
     for (QChar& letter : text) {
         switch (letter.unicode()) {
-        case 0:
         case 0xfdd0: // marks of Qt's own
         case 0xfdd1:
         case QChar::ObjectReplacementCharacter:

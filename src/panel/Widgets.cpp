@@ -24,7 +24,8 @@ constexpr qreal SHADOW_OPACITY = 0.28;
 constexpr qreal DISABLED_OPACITY = 0.45;
 const QString BULLET = u"● "_s;
 constexpr qsizetype LONGEST_STATUS = 500; // user-perceived characters; two lines show
-constexpr int PULSE_MS = 700;             // from full to half, and as long back
+constexpr qsizetype LONGEST_TIP = 1000;
+constexpr int PULSE_MS = 700; // from full to half, and as long back
 
 void softenAlpha(QImage& image, int radius) {
     std::vector<uchar> line;
@@ -137,7 +138,7 @@ void paintFocus(QPainter& painter, QRectF area) {
 }
 
 QString plainToolTip(const QString& text) {
-    return text.isEmpty() ? QString() : u"<qt>%1</qt>"_s.arg(text.toHtmlEscaped());
+    return text.isEmpty() ? QString() : u"<qt>%1</qt>"_s.arg(onOneLine(text, LONGEST_TIP).toHtmlEscaped());
 }
 
 StatusLine::StatusLine(QWidget* parent)

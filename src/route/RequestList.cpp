@@ -180,7 +180,8 @@ std::optional<RequestDetail> requestDetail(const Paths& paths, const QString& id
     findWorking({&detail.request}, paths);
     detail.prompt = text(*found, "prompt");
     detail.excerpt = firstCharacters(text(*found, "text"), LONGEST_EXCERPT);
-    QStringList place{text(*found, "source_title"), text(*found, "source_url")};
+    QStringList place{onOneLine(text(*found, "source_title"), LONGEST_LINE),
+                      onOneLine(text(*found, "source_url"), LONGEST_EXCERPT)};
     place.removeAll(QString());
     detail.place = place.join(QLatin1Char('\n'));
     detail.summary = summaryOf(*found);

@@ -141,7 +141,7 @@ class ChatTest(ScriptTest):
 
 class NotifyTest(ScriptTest):
     def test_whatever_there_is_shows_it_once(self):
-        said = ["it's \\ \"x\" $(touch pwned)", "-n ü"]
+        said = ["it's \\ \"x\" $(touch pwned)", "-n\n<i>ü"]
         tools = ["osascript", "notify-send", "busctl"]
         for works in (0, 1, 2, None):
             for number, tool in enumerate(tools):
@@ -152,11 +152,11 @@ class NotifyTest(ScriptTest):
             self.assertEqual((status, [line for line in lines if line in tools]),
                              (int(works is None), tools[:3 if works is None else works + 1]))
             if works == 0:
-                self.assertEqual(lines[2], r'''display notification "-n ü" with title "it's \\ \"x\" $(touch pwned)"''')
+                self.assertEqual(lines[2], r'''display notification "-n <i>ü" with title "it's \\ \"x\" $(touch pwned)"''')
             elif works:
-                self.assertTrue(all(text in lines[-9:] for text in said), lines)
+                self.assertTrue(all(text in lines[-9:] for text in (said[0], "-n &lt;i&gt;ü")), lines)
             os.unlink(self.path("shown"))
-        self.assertIn(said[0] + " — " + said[1], self.stderr)
+        self.assertIn(said[0] + " — -n <i>ü", self.stderr)
         self.assertFalse(os.path.exists(self.path("pwned")))
 
 

@@ -11,8 +11,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::milliseconds DEADLINE(2000);
-constexpr qsizetype LONGEST_TITLE = 200; // user-perceived characters; services cut what does not fit
-constexpr qsizetype LONGEST_BODY = 1000;
+constexpr qsizetype LONGEST_BODY = 1000; // user-perceived characters
 
 } // namespace
 
@@ -45,8 +44,7 @@ FreedesktopNotifier::~FreedesktopNotifier() {
 
 quint64 FreedesktopNotifier::notify(const Notification& notification) {
     const quint64 ticket = ++lastTicket;
-    // Names of applications and reasons of agents are among the words.
-    const QString title = onOneLine(notification.title, LONGEST_TITLE);
+    // Names of applications and reasons of agents are among the words; the client sees to the title.
     const QString body = onOneLine(notification.body, LONGEST_BODY);
     QStringList buttons;
     if (notification.onAction && !notification.actionLabel.isEmpty())
@@ -55,13 +53,12 @@ quint64 FreedesktopNotifier::notify(const Notification& notification) {
     const bool clickable = notification.onClick != nullptr;
     if (!buttons.isEmpty() || clickable)
         asking.insert(ticket, notification);
-    unshown.insert(ticket, u"Ovalin: %1 — %2"_s.arg(title, forLog(body)));
+    unshown.insert(ticket, u"Ovalin: %1 — %2"_s.arg(notification.title, forLog(body)));
     // Counted from here, not from the call: the bus itself may hang.
     dispatch.after(DEADLINE, &context, [this, ticket] { logUnlessShown(ticket); });
     QMetaObject::invokeMethod(
-        client, [client = client, request = NotificationClient::Request{ticket, title, body, buttons, clickable}] {
-            client->show(request);
-        });
+        client, [client = client, request = NotificationClient::Request{ticket, notification.title, body, buttons,
+                                                                        clickable}] { client->show(request); });
     return ticket;
 }
 

@@ -1,5 +1,7 @@
 #include "NotificationClient.h"
 
+#include "base/Text.h"
+
 #include <QCryptographicHash>
 #include <QDBusPendingCallWatcher>
 #include <QVariantMap>
@@ -13,6 +15,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int CALL_MS = 2000;
+constexpr qsizetype LONGEST_TITLE = 200; // user-perceived characters; services cut what does not fit
 
 const auto SERVICE = u"org.freedesktop.Notifications"_s;
 const auto PATH = u"/org/freedesktop/Notifications"_s;
@@ -65,7 +68,10 @@ void NotificationClient::fail(quint64 ticket) {
     Q_EMIT failed(ticket);
 }
 
-void NotificationClient::show(const Request& request) {
+void NotificationClient::show(const Request& asked) {
+    Request request = asked; // names of applications and reasons of agents are among the words
+    request.title = onOneLine(asked.title, LONGEST_TITLE);
+    request.body = inPlainLines(asked.body);
     underway.insert(request.ticket, true);
     if (!connected()) {
         fail(request.ticket);
