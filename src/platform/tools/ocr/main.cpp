@@ -2,6 +2,8 @@
 // in reading order. Nothing when there is none. With --languages it names those whose data are installed, one a line.
 //
 // Exit status 0: read, or read as far as the deadline allowed. 1: standard error says why not.
+#include "Confinement.h"
+
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -137,11 +139,8 @@ int main(int argc, char** argv) {
     // Its OpenMP threads cost more than they bring: 5 s instead of 0.8 s a window on two cores. Neither
     // omp_set_num_threads() nor setting OMP_THREAD_LIMIT from here keeps them away.
     omp_set_max_active_levels(0);
-#ifndef OVALIN_SANITIZED
-    constexpr rlim_t MEMORY = rlim_t{2} << 30; // bytes of address space
-    const rlimit limit{MEMORY, MEMORY};
-    ::setrlimit(RLIMIT_AS, &limit);
-#endif
+    ovalin::limit({size_t{2} << 30, 30, size_t{16} << 20});
+    ovalin::confine({}); // the recogniser's data are only read
     setMsgSeverity(L_SEVERITY_NONE);
     try {
         if (argc > 1 && !std::strcmp(argv[1], "--languages"))

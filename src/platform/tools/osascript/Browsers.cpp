@@ -1,5 +1,7 @@
 #include "Browsers.h"
 
+#include "Confinement.h"
+
 #include "platform/Browsers.h"
 #include "platform/x11/ScreenConnection.h"
 #include "platform/x11/windows/WindowReader.h"
@@ -51,6 +53,7 @@ tl::expected<AtSpiPage, QString> frontPageOf(const QString& application, QDeadli
     if (!query)
         return tl::unexpected(u"the accessibility bus does not answer"_s);
     const ScreenConnection x;
+    confine({}); // what applications answer is read from here on
     const auto reader = x ? std::optional<WindowReader>(x.get()) : std::nullopt;
     const auto owners = reader ? browsersOf(*reader) : QHash<qint32, const Browser*>();
     const auto isBrowser = [&](qint32 pid) {

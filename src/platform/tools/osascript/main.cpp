@@ -3,6 +3,7 @@
 //   display notification      shown by org.freedesktop.Notifications
 // Exit status 0, or 1 with the reason on standard error; it never runs longer than 1.5 s.
 #include "Browsers.h"
+#include "Confinement.h"
 #include "Notify.h"
 #include "Script.h"
 
@@ -51,6 +52,8 @@ int print(const AtSpiPage& page) {
 
 int main(int argc, char** argv) {
     startWatchdog();
+    limit({size_t{2} << 30, 5, size_t{1} << 20});
+    confine({.connect = true, .write = true});
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() != 3 || arguments[1] != QLatin1String("-e"))

@@ -4,6 +4,7 @@
 //     screencapture -x -m -tpng PATH
 //
 // Exit status 0: the whole picture stands at PATH. 1: nothing was written, and standard error says why.
+#include "Confinement.h"
 #include "Failure.h"
 #include "MainDisplay.h"
 #include "OwnPixels.h"
@@ -83,9 +84,11 @@ int main(int argc, char** argv) {
     for (const int number : {SIGALRM, SIGTERM, SIGINT, SIGHUP})
         std::signal(number, ovalin::giveUp);
     ::alarm(ovalin::DEADLINE_SECONDS);
+    ovalin::limit({size_t{4} << 30, 2 * ovalin::DEADLINE_SECONDS, size_t{1} << 30});
     try {
         const auto request = ovalin::parse(argc, argv);
         ovalin::Screen screen;
+        ovalin::confine({.write = true});
         if (request.window)
             ovalin::captureWindow(screen, *request.window, request.path);
         else
