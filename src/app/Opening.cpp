@@ -7,6 +7,7 @@
 #include "base/Log.h"
 #include "base/Text.h"
 #include "capture/LeftAlone.h"
+#include "transform/LiteralReplacement.h"
 #include "transform/Replacement.h"
 
 #include <QWindow>
@@ -64,8 +65,11 @@ Opening::Opening(Program& theProgram, const std::optional<FrontApplication>& fro
     program.panelIsOpen = true;
     const Desktop& desktop = program.desktop;
     if (desktop.microphone && desktop.speechRecognizer)
-        dictation = std::make_unique<Dictation>(*desktop.microphone, *desktop.speechRecognizer, program.dispatch,
-                                                *panel, [this](bool force) { applyIntentInference(force); });
+        dictation = std::make_unique<Dictation>(
+            *desktop.microphone, *desktop.speechRecognizer, program.dispatch, *panel,
+            [this](bool force) { applyIntentInference(force); },
+            program.in.config.punctuation ? [](const QString& text) { return literalReplacement(text).has_value(); }
+                                          : std::function<bool(const QString&)>());
     connectPanel();
     connectCapture();
     connectChat();

@@ -1,6 +1,7 @@
 #include "Dictation.h"
 
 #include "DictationText.h"
+#include "SpokenSentences.h"
 
 #include "base/Log.h"
 #include "base/Text.h"
@@ -46,12 +47,14 @@ private:
 };
 
 Dictation::Dictation(Microphone& microphone, SpeechRecognizer& theRecognizer, Dispatch& theDispatch,
-                     DictationField& theField, std::function<void(bool)> inference)
+                     DictationField& theField, std::function<void(bool)> inference,
+                     std::function<bool(const QString&)> standsAlone)
     : audioEngine(microphone)
     , speechRecognizer(theRecognizer)
     , dispatch(theDispatch)
     , field(theField)
     , applyIntentInference(std::move(inference))
+    , textStandsAlone(std::move(standsAlone))
     , feed(std::make_shared<Feed>()) {
     audioEngine.lost = [this](const QString& reason) {
         logLine(u"Ovalin dictate: microphone lost — "_s + reason);
@@ -124,7 +127,8 @@ void Dictation::recordingStarted() {
     attempt.release()->deleteLater(); // we are in one of its callbacks
     recording = true;
     failures.clear();
-    recordingBase = field.prompt();
+    recordingBase = before = field.prompt();
+    said.clear();
     field.setMicState(true, {});
     field.focusPrompt();
     maxRecordTimer = std::make_unique<QObject>();
@@ -181,15 +185,12 @@ void Dictation::heard(const RecognitionResult& result) {
         showDictation();
         applyIntentInference(meta || result.isFinal);
     }
-    if (meta) {
+    if (meta)
         commitDictation(lastSegmentText);
-        lastSegmentText.clear();
-    }
 }
 
 void Dictation::endSegment() {
     commitDictation(lastSegmentText);
-    lastSegmentText.clear();
     recognitionTask.reset();
     // The engine could not be loaded, or does nothing but fail: no segment would do better.
     if (recording && (!speechRecognizer.isAvailable() || keepsFailing())) {
@@ -207,7 +208,18 @@ bool Dictation::keepsFailing() {
     return failures.size() >= MOST_FAILURES;
 }
 
-void Dictation::commitDictation(const QString& text) { recordingBase = withWords(recordingBase, text); }
+void Dictation::commitDictation(const QString& text) {
+    const bool shows = fieldIsOurs();
+    const QString heard = shownText();
+    if (!text.isEmpty())
+        said += text;
+    recordingBase = textStandsAlone ? asSentences(before, said, textStandsAlone) : withWords(recordingBase, text);
+    lastSegmentText.clear();
+    if (!shows || recordingBase == heard)
+        return;
+    showDictation();
+    applyIntentInference(true); // a question mark tells
+}
 
 void Dictation::showDictation() { field.setPrompt(shownText()); }
 

@@ -20,8 +20,10 @@ namespace ovalin {
 class Dictation final : public QObject {
 public:
     /// The field outlives it, the dispatch the recogniser's threads. `applyIntentInference`: the words have changed.
+    /// With `standsAlone` utterances are written as sentences (asSentences), without it as they are heard.
     Dictation(Microphone& microphone, SpeechRecognizer& recognizer, Dispatch& dispatch, DictationField& field,
-              std::function<void(bool force)> applyIntentInference);
+              std::function<void(bool force)> applyIntentInference,
+              std::function<bool(const QString& text)> standsAlone = {});
     ~Dictation() override;
 
     void micTapped();
@@ -53,13 +55,16 @@ private:
     Dispatch& dispatch;
     DictationField& field;
     const std::function<void(bool)> applyIntentInference;
+    const std::function<bool(const QString&)> textStandsAlone;
 
     bool recording = false;
     std::unique_ptr<QObject> attempt; ///< while the answers to a start are on their way; without it they are dropped
     std::shared_ptr<RecognitionRequest> recognitionRequest;
     std::unique_ptr<RecognitionTask> recognitionTask;
     std::shared_ptr<Feed> feed; ///< shared with the audio thread
-    QString recordingBase;
+    QString before;             ///< what stood in the field when the recording began
+    QStringList said;
+    QString recordingBase; ///< both
     QString lastSegmentText;
     std::vector<double> failures;            ///< when: of the segments since the last word
     std::unique_ptr<QObject> maxRecordTimer; ///< the timer's context: without it, it does not fire

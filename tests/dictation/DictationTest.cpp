@@ -77,6 +77,50 @@ TEST_F(DictationTest, EveryFailedStartSaysWhyAndTheNextOneWorks) {
     expectIdle();
 }
 
+// A pause ends an utterance; whether it ends a sentence, the words around it tell.
+TEST_F(DictationTest, UtterancesAreWrittenAsSentencesWithTheirWordsUntouched) {
+    const auto isShort = [](const QString& text) { return text.count(u' ') < 4; };
+    const struct {
+        const char* before;
+        QStringList said;
+        const char* written;
+    } rows[] = {
+        {"",
+         {u"please send the report to mary"_s, u"i'll call her on monday"_s},
+         "Please send the report to mary. I'll call her on Monday."},
+        {"", {u"write to my"_s, u"sister in berlin today"_s}, "Write to my sister in berlin today."},
+        {"", {u"move the meeting"_s, u"because i am away"_s}, "Move the meeting because I am away."},
+        {"",
+         {u"could you look at this page"_s, u"what is it about"_s},
+         "Could you look at this page? What is it about?"},
+        {"", {u"when i come home remind me of this"_s}, "When I come home remind me of this."},
+        {"", {u"how many people live in this town"_s}, "How many people live in this town?"},
+        {"", {u"do the dishes before we leave"_s}, "Do the dishes before we leave."},
+        {"See below,", {u"this one is about the second point"_s}, "See below, this one is about the second point."},
+        {"Done.", {u"now the next one"_s}, "Done. Now the next one."},
+        {"", {u"acme corp"_s}, "acme corp"}, // it may be what a selection is replaced with
+        {"", {u"is it"_s}, "Is it?"},
+    };
+    for (const auto& row : rows) {
+        view = {};
+        dictation = std::make_unique<Dictation>(
+            microphone, recognizer, dispatch, view, [](bool) {}, isShort);
+        view.text = QString::fromUtf8(row.before);
+        click();
+        for (const QString& utterance : row.said) {
+            hear(utterance);
+            EXPECT_TRUE(field().endsWith(utterance)) << "as it is heard, until it is settled";
+            hear(utterance, true);
+        }
+        EXPECT_EQ(field().toStdString(), row.written);
+    }
+    hear(u"and one word more"_s);
+    click();
+    view.text += u" typed"_s;
+    hear(u"and one word more"_s, false, true);
+    EXPECT_EQ(field(), u"Is it? and one word more typed"_s) << "what somebody has changed since stays";
+}
+
 TEST_F(DictationTest, WordsFollowWhatStandsInTheField) {
     const struct {
         const char *typed, *shown;
