@@ -66,6 +66,30 @@ struct SwayDesk : OvalinDesk {
         if (!pictures.isEmpty())
             output(u"grim"_s, {QDir(pictures).filePath(name + u".png"_s)});
     }
+    /// Where there are many light pixels in a row, on the dark ground: the panel, and what belongs to it.
+    [[nodiscard]] QRect lightPart() const {
+        const QString file = path(u"shot.png"_s);
+        output(u"grim"_s, {file});
+        const QImage shot(file);
+        std::vector<int> rows(static_cast<size_t>(shot.height())), columns(static_cast<size_t>(shot.width()));
+        for (int y = 0; y < shot.height(); ++y) {
+            for (int x = 0; x < shot.width(); ++x) {
+                if (qGray(shot.pixel(x, y)) > 150) {
+                    ++rows[static_cast<size_t>(y)];
+                    ++columns[static_cast<size_t>(x)];
+                }
+            }
+        }
+        const auto span = [](const std::vector<int>& counts) {
+            const auto many = [](int count) { return count > 60; };
+            const auto first = std::find_if(counts.begin(), counts.end(), many);
+            const auto last = std::find_if(counts.rbegin(), counts.rend(), many).base();
+            return std::pair(static_cast<int>(first - counts.begin()), static_cast<int>(last - counts.begin()));
+        };
+        const auto [top, bottom] = span(rows);
+        const auto [left, right] = span(columns);
+        return QRect(QPoint(left, top), QPoint(right - 1, bottom - 1));
+    }
     /// The button between Cancel and Submit, by the keys.
     void pressReplaceButton() {
         for (int i = 0; i < 3; ++i)
@@ -161,4 +185,33 @@ TEST(Wayland, TheSelectionIsReplacedAndTheClipboardIsAsItWas) {
         EXPECT_TRUE(desk.documentIs("the new wordsand more")) << desk.log().toStdString();
         EXPECT_TRUE(waitUntil([&] { return desk.output(u"wl-paste"_s, {u"-n"_s}) == u"copied before"_s; }));
     }
+}
+
+TEST(Wayland, ThePanelHangsUnderThePointerAndFollowsADragOfItsGround) {
+    SwayDesk desk;
+    desk.startOvalin();
+    desk.openProgram(u"foot"_s, {u"cat"_s}, u"foot"_s);
+    desk.hands.click({640, 300});
+    ASSERT_TRUE(desk.openPanel());
+    QRect panel;
+    const auto liesAt = [&](QPoint corner) {
+        return waitUntil([&] {
+            panel = desk.lightPart();
+            return panel.topLeft() == corner;
+        });
+    };
+    EXPECT_TRUE(liesAt({400, 324})) << panel.x() << ' ' << panel.y();
+    desk.shoot(u"wayland-panel"_s);
+    desk.hands.drag(panel.topLeft() + QPoint(240, 28), panel.topLeft() + QPoint(390, 108));
+    EXPECT_TRUE(liesAt({550, 404})) << panel.x() << ' ' << panel.y();
+    const int height = panel.height();
+    desk.hands.press(u"Menu"_s); // its menu reaches below it
+    EXPECT_TRUE(waitUntil([&] { return desk.lightPart().height() > height; }));
+    desk.shoot(u"wayland-menu"_s);
+    desk.hands.press(u"Escape"_s);
+    EXPECT_TRUE(waitUntil([&] { return desk.lightPart().height() == height; }));
+    desk.hands.type(u"still typed"_s);
+    desk.hands.press(u"Return"_s);
+    EXPECT_TRUE(desk.closes());
+    std::ignore = desk.waitForRequest(u"still typed"_s);
 }
