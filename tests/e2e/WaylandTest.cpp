@@ -117,7 +117,9 @@ TEST(Wayland, ARequestCarriesWhatIsSelectedInTheWindowInFront) {
     for (const auto& row : rows) {
         const QString words = u"words of %1 %2"_s.arg(QLatin1String(row.app)).arg(row.onX);
         if (row.terminal) {
-            desk.openProgram(u"foot"_s, {u"sh"_s, u"-c"_s, u"printf '%s' '%1'; cat"_s.arg(words)}, u"foot"_s);
+            desk.openProgram(u"foot"_s, {u"sh"_s, u"-c"_s, u"printf '%s' '%1'; echo >shown; cat"_s.arg(words)},
+                             u"foot"_s);
+            ASSERT_TRUE(waitUntil([&] { return QFile::exists(desk.path(u"shown"_s)); }));
             desk.hands.drag({3, 9}, {400, 9});
         } else {
             desk.openDocument(words.toUtf8(), row.onX);
