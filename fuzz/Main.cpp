@@ -3,6 +3,7 @@
 #include "base/Log.h"
 
 #include <QApplication>
+#include <QDateTime>
 #include <QFile>
 #include <QTemporaryDir>
 
@@ -25,7 +26,10 @@ std::vector<Target>& targets() {
 
 QString fileWith(const QString& name, const QByteArray& bytes) {
     QFile file(folder->filePath(name));
-    require(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size(), "there is room in memory");
+    // Old, or what cannot be read would be waited for as half written.
+    require(file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.flush() &&
+                file.setFileTime(QDateTime::currentDateTime().addDays(-1), QFile::FileModificationTime),
+            "there is room in memory");
     return file.fileName();
 }
 

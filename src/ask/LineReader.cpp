@@ -32,7 +32,7 @@ void LineReader::added(size_t count, const Line& line) {
     end += count;
     while (const void* feed = std::memchr(buffer.data() + searched, '\n', end - searched)) {
         const auto at = static_cast<size_t>(static_cast<const char*>(feed) - buffer.data());
-        if (!passingOver)
+        if (!passingOver && at - begin <= limit) // also one that came in one piece
             line({buffer.data() + begin, at - begin});
         passingOver = false;
         begin = searched = at + 1;
