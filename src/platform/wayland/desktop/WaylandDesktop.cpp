@@ -76,15 +76,14 @@ struct WaylandDesktop::Parts {
     /// On the WaylandThread.
     void told(SwayIpc::Event event, const QJsonObject& what) {
         swayKeys->told(event, what);
-        const QString change = what[u"change"].toString();
-        const qint64 window = what[u"container"][u"id"].toInteger();
         if (event != SwayIpc::Event::Window)
             return;
-        if (change == u"new")
-            newest = window;
-        // A click beside the panel, or keys that lead elsewhere; a window that comes by itself gets no keys meant for
-        // us.
-        if (change == u"focus" && std::exchange(newest, 0) != window)
+        const QString change = what[u"change"].toString();
+        if (change == u"new" || change == u"close")
+            byItself = true;
+        // A click beside the panel, or keys that lead elsewhere; but what is typed for us is not to go into a window
+        // that came, or was uncovered, by itself.
+        if (change == u"focus" && !std::exchange(byItself, false))
             dispatch.toMain([this, guard = QPointer<QObject>(&context)] {
                 if (guard)
                     hold.letGo();
@@ -117,8 +116,8 @@ struct WaylandDesktop::Parts {
     FreedesktopNotifier notifier;
     Logind logind;
     WaylandPrimaryGuard guard;
-    qint64 newest = 0; // a window of sway's that has not had the focus yet; on the WaylandThread
-    QObject context;   // of what goes to the main thread
+    bool byItself = false; // the next focus that sway tells of is not the user's doing; on the WaylandThread
+    QObject context;       // of what goes to the main thread
 };
 
 WaylandDesktop::WaylandDesktop(Dispatch& dispatch, KeyChord hotkey)
