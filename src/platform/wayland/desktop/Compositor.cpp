@@ -34,9 +34,13 @@ void Compositor::toplevelsChanged() {
     windows.setKeyboardThere(active != nullptr);
     if (socket && active && !windows.front())
         swayWindows->locate(); // it has come back from a panel that was open when we started
+    if (socket)
+        return;
     // Nothing has the keyboard while a panel has it: the one before is still in front.
-    if (!socket && active)
-        windows.setFront(WaylandWindow{active->id, 0, active->appId, {}, active->title, {}});
+    const auto before = windows.front();
+    const Toplevels::Window* front = active ? active : before ? toplevels->find(before->id) : nullptr;
+    windows.setFront(front ? std::optional(WaylandWindow{front->id, 0, front->appId, {}, front->title, {}})
+                           : std::nullopt);
 }
 
 void Compositor::locate(EventThread::Task done) {

@@ -11,8 +11,8 @@
 
 namespace ovalin {
 
-/// The picture of the window in front, taken before the panel covers it; of the whole screen where nobody tells where
-/// the window is.
+/// The picture of the window in front, taken before the panel covers it; of the whole screen where there is none. Only
+/// on sway, which tells what windows are to be seen.
 class ShotTaker {
 public:
     explicit ShotTaker(Compositor& theCompositor)

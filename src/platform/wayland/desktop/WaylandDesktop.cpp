@@ -141,7 +141,7 @@ QString WaylandDesktop::missing() const {
     } rows[] = {
         {globals.toplevels || parts->compositor.sway(), u"the window you work in is not known"_s},
         {globals.keyboards && globals.toplevels, u"a new text goes to the clipboard"_s},
-        {globals.screenCopy != nullptr, u"there are no pictures"_s},
+        {globals.screenCopy && parts->compositor.sway(), u"there are no pictures"_s},
     };
     QStringList lost;
     for (const auto& row : rows) {

@@ -10,8 +10,10 @@ constexpr std::chrono::milliseconds DEADLINE{500};
 
 std::vector<WindowInfo> WaylandWindows::onScreenWindows() {
     using Found = std::vector<WindowInfo>;
-    if (!compositor.sway())
-        return {};
+    if (!compositor.sway()) {
+        const auto front = compositor.book().front();
+        return front ? Found{{WindowId{front->id}, front->pid, 0, front->frame, front->appId, front->title}} : Found{};
+    }
     return compositor.thread()
         .ask<Found>(
             deadlineIn(DEADLINE),

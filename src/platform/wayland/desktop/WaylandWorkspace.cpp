@@ -14,6 +14,9 @@ std::optional<FrontApplication> WaylandWorkspace::frontmostApplication() {
     const auto front = compositor.book().front();
     if (!front || front->pid == ::getpid())
         return {};
+    // Elsewhere than on sway nobody tells that the last one is out of sight, on another workspace.
+    if (!compositor.sway() && !compositor.book().applicationHasKeyboard())
+        return {};
     const auto [name, bundleId] = names.find(front->appId, front->instance, front->pid);
     return FrontApplication{name, bundleId, front->pid, WindowId{front->id}};
 }

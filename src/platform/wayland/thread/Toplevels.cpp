@@ -76,6 +76,11 @@ const Toplevels::Window* Toplevels::active() const {
     return found == windows.end() ? nullptr : &*found;
 }
 
+const Toplevels::Window* Toplevels::find(quint64 id) const {
+    const auto found = std::ranges::find(windows, id, &Entry::id);
+    return found == windows.end() ? nullptr : &*found;
+}
+
 bool Toplevels::activate(quint64 id) {
     const auto found = std::ranges::find(windows, id, &Entry::id);
     if (found == windows.end() || !thread.globals().seat)

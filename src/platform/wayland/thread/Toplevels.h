@@ -31,6 +31,8 @@ public:
 
     /// The one that has the keyboard; null while a panel has it.
     [[nodiscard]] const Window* active() const;
+    /// Null: it is gone.
+    [[nodiscard]] const Window* find(quint64 id) const;
     /// Brings it to the front, and the keyboard to it; false when it is gone.
     bool activate(quint64 id);
 
