@@ -55,7 +55,7 @@ std::optional<QString> findClaudeBinary(const AgentSearch& search) {
     if (!search.loginShell)
         return std::nullopt;
     // An alias or a shell function is printed too, and is no file.
-    const auto printed = askLoginShell(search.probeDeadline);
+    auto printed = askLoginShell(search.probeDeadline);
     if (printed && printed->startsWith(QLatin1Char('/')) && scriptExists(*printed))
         return printed;
     return std::nullopt;

@@ -15,13 +15,14 @@ QString relTime(const QString& iso, const QDateTime& now) {
     const QDateTime time = QDateTime::fromString(iso, Qt::ISODate);
     if (!time.isValid())
         return {};
+    constexpr qint64 DAY = qint64{24} * 60;
     const qint64 minutes = time.secsTo(now) / 60;
     if (minutes < 2)
         return u"just now"_s;
     if (minutes < 60)
         return u"%1m ago"_s.arg(minutes);
-    if (minutes >= 24 * 60)
-        return u"%1d ago"_s.arg(minutes / (24 * 60));
+    if (minutes >= DAY)
+        return u"%1d ago"_s.arg(minutes / DAY);
     return u"%1h ago"_s.arg(minutes / 60);
 }
 
