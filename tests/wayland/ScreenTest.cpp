@@ -10,7 +10,7 @@ ScreenDeadline soon() { return std::chrono::steady_clock::now() + 10s; }
 } // namespace
 
 TEST(Screen, TellsWhereThePointerIsAndWhatItShows) {
-    ScreenConnection connection;
+    OutputConnection connection;
     hands().click({300, 200});
     connection.refresh();
     const auto place = findPointer(connection, soon());

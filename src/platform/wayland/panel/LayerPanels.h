@@ -7,7 +7,7 @@
 //    ├ PopupAdoption    menus and tool tips, which would stay invisible beside such a window
 //    ├ PointerProbe     where the pointer is, and what docks leave free
 //    └ ScreenPicture    what lies behind the panel
-//   ScreenConnection  our own connection, for the last two
+//   OutputConnection  our own connection, for the last two
 //   LayerHold         the keyboard (KeyboardHold)
 //   WaylandPrimaryGuard  keeps Qt from PRIMARY altogether
 //
@@ -71,7 +71,7 @@ private:
     void lost(QWidget& window);
 
     QtLayerShell shell;
-    ScreenConnection connection;
+    OutputConnection connection;
     QHash<QString, QRect> freeAreas; // by output, in its own pixels
     Seen seen;
     std::map<const QWindow*, std::unique_ptr<LayerSurface>> layers;

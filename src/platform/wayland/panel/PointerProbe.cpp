@@ -12,7 +12,7 @@ namespace {
 struct Sheet {
     enum class Over { All, Rest };
 
-    Sheet(const ScreenConnection& connection, const ScreenConnection::Output& theOutput, Over over)
+    Sheet(const OutputConnection& connection, const OutputConnection::Output& theOutput, Over over)
         : output(theOutput)
         , surface(wl_compositor_create_surface(connection.compositor))
         , viewport(wp_viewporter_get_viewport(connection.viewporter, surface.get()))
@@ -44,7 +44,7 @@ struct Sheet {
     [[nodiscard]] bool isKnown() const { return closed || !size.isEmpty(); }
     [[nodiscard]] bool usable() const { return !closed && !size.isEmpty(); }
 
-    const ScreenConnection::Output output;
+    const OutputConnection::Output output;
     QSize size;
     bool closed = false;
     std::optional<QPoint> pointer; ///< where it came in
@@ -59,7 +59,7 @@ private:
 /// The pointers of all seats, and the sheets that they may come into.
 class Pointers {
 public:
-    explicit Pointers(const ScreenConnection& connection) {
+    explicit Pointers(const OutputConnection& connection) {
         static const wl_pointer_listener listener = {
             [](void* self, wl_pointer*, uint32_t, wl_surface* into, wl_fixed_t x, wl_fixed_t y) {
                 for (Sheet* sheet : static_cast<Pointers*>(self)->sheets) {
@@ -108,7 +108,7 @@ QRect freeArea(QSize all, QSize rest, QPoint pointer, std::optional<QPoint> inRe
     return QRect(from, rest) & QRect(QPoint(), all);
 }
 
-std::optional<PointerPlace> findPointer(ScreenConnection& connection, ScreenDeadline deadline) {
+std::optional<PointerPlace> findPointer(OutputConnection& connection, ScreenDeadline deadline) {
     const auto& seats = connection.seats();
     if (std::none_of(seats.begin(), seats.end(), [](const auto& seat) { return seat.hasPointer; }))
         return {};

@@ -26,7 +26,7 @@ QImage::Format qtFormat(uint32_t format) {
 
 } // namespace
 
-ScreenPicture::ScreenPicture(const ScreenConnection& theConnection, wl_output* output, std::optional<QRect> part)
+ScreenPicture::ScreenPicture(const OutputConnection& theConnection, wl_output* output, std::optional<QRect> part)
     : connection(theConnection) {
     static const zwlr_screencopy_frame_v1_listener listener = {
         [](void* self, zwlr_screencopy_frame_v1*, uint32_t pixelFormat, uint32_t width, uint32_t height,

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ScreenConnection.h"
+#include "OutputConnection.h"
 
 #include <QImage>
 #include <QRect>
@@ -14,7 +14,7 @@ namespace ovalin {
 class ScreenPicture {
 public:
     /// `part`: in the output's own logical pixels; absent: all of it.
-    ScreenPicture(const ScreenConnection& connection, wl_output* output, std::optional<QRect> part = {});
+    ScreenPicture(const OutputConnection& connection, wl_output* output, std::optional<QRect> part = {});
     ~ScreenPicture();
     ScreenPicture(const ScreenPicture&) = delete;
     ScreenPicture& operator=(const ScreenPicture&) = delete;
@@ -27,9 +27,9 @@ public:
 private:
     void copyInto(QSize size, int stride, uint32_t format);
 
-    const ScreenConnection& connection;
+    const OutputConnection& connection;
     Owned<zwlr_screencopy_frame_v1> frame;
-    ScreenConnection::Buffer buffer;
+    OutputConnection::Buffer buffer;
     QSize size;
     int bytesPerLine = 0;
     QImage::Format format = QImage::Format_Invalid;

@@ -27,10 +27,10 @@ public:
         , frame(theFrame)
         , done(std::move(theDone)) {
         static const zwlr_screencopy_frame_v1_listener listener{
-            [](void* self, Frame*, quint32 format, quint32 width, quint32 height, quint32 stride) {
-                static_cast<Copy*>(self)->offered(format, width, height, stride);
+            [](void* self, Frame*, quint32 wlFormat, quint32 theWidth, quint32 theHeight, quint32 theStride) {
+                static_cast<Copy*>(self)->offered(wlFormat, theWidth, theHeight, theStride);
             },
-            [](void* self, Frame*, quint32 flags) { static_cast<Copy*>(self)->flags = flags; },
+            [](void* self, Frame*, quint32 theFlags) { static_cast<Copy*>(self)->flags = theFlags; },
             [](void* self, Frame*, quint32, quint32, quint32) { static_cast<Copy*>(self)->end(true); },
             [](void* self, Frame*) { static_cast<Copy*>(self)->end(false); },
             [](void*, Frame*, quint32, quint32, quint32, quint32) {},
@@ -65,7 +65,8 @@ private:
         if (buffer)
             return;
         format = formatOf(wlFormat);
-        if (format == QImage::Format_Invalid || theHeight == 0 || theStride > MOST_BYTES / theHeight)
+        if (format == QImage::Format_Invalid || theHeight == 0 || theStride > MOST_BYTES / theHeight ||
+            theStride / 4 < theWidth)
             return end(false);
         width = theWidth;
         height = theHeight;

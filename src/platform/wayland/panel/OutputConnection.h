@@ -19,12 +19,12 @@ using ScreenDeadline = std::chrono::steady_clock::time_point;
 
 /// A connection of our own to the compositor, for questions that are answered before the program goes on: what comes on
 /// it goes to nobody else, and what comes for Qt's windows waits meanwhile. Main thread.
-class ScreenConnection {
+class OutputConnection {
 public:
-    ScreenConnection();
-    ~ScreenConnection();
-    ScreenConnection(const ScreenConnection&) = delete;
-    ScreenConnection& operator=(const ScreenConnection&) = delete;
+    OutputConnection();
+    ~OutputConnection();
+    OutputConnection(const OutputConnection&) = delete;
+    OutputConnection& operator=(const OutputConnection&) = delete;
 
     struct Output {
         uint32_t global = 0;

@@ -1,4 +1,4 @@
-#include "ScreenConnection.h"
+#include "OutputConnection.h"
 
 #include "base/Descriptor.h"
 
@@ -29,7 +29,7 @@ const wl_output_listener outputListener = {
     [](void*, wl_output*) {},
     [](void*, wl_output*, int32_t) {},
     [](void* data, wl_output* output, const char* name) {
-        for (auto& known : *static_cast<std::vector<ScreenConnection::Output>*>(data)) {
+        for (auto& known : *static_cast<std::vector<OutputConnection::Output>*>(data)) {
             if (known.proxy == output)
                 known.name = QString::fromUtf8(name);
         }
@@ -39,7 +39,7 @@ const wl_output_listener outputListener = {
 
 const wl_seat_listener seatListener = {
     [](void* data, wl_seat* seat, uint32_t capabilities) {
-        for (auto& known : *static_cast<std::vector<ScreenConnection::Seat>*>(data)) {
+        for (auto& known : *static_cast<std::vector<OutputConnection::Seat>*>(data)) {
             if (known.proxy == seat)
                 known.hasPointer = capabilities & WL_SEAT_CAPABILITY_POINTER;
         }
@@ -49,15 +49,15 @@ const wl_seat_listener seatListener = {
 
 } // namespace
 
-ScreenConnection::ScreenConnection()
+OutputConnection::OutputConnection()
     : display(wl_display_connect(nullptr)) {
     if (!display)
         return;
     static const wl_registry_listener listener = {
         [](void* self, wl_registry* from, uint32_t global, const char* interface, uint32_t version) {
-            static_cast<ScreenConnection*>(self)->added(from, global, interface, version);
+            static_cast<OutputConnection*>(self)->added(from, global, interface, version);
         },
-        [](void* self, wl_registry*, uint32_t global) { static_cast<ScreenConnection*>(self)->removed(global); },
+        [](void* self, wl_registry*, uint32_t global) { static_cast<OutputConnection*>(self)->removed(global); },
     };
     registry = wl_display_get_registry(display);
     wl_registry_add_listener(registry, &listener, this);
@@ -66,7 +66,7 @@ ScreenConnection::ScreenConnection()
 }
 
 // The compositor forgets what was ours with the connection.
-ScreenConnection::~ScreenConnection() {
+OutputConnection::~OutputConnection() {
     if (!display)
         return;
     const auto forget = [](auto* proxy) {
@@ -86,7 +86,7 @@ ScreenConnection::~ScreenConnection() {
     wl_display_disconnect(display);
 }
 
-void ScreenConnection::added(wl_registry* from, uint32_t global, const char* interface, uint32_t version) {
+void OutputConnection::added(wl_registry* from, uint32_t global, const char* interface, uint32_t version) {
     const auto is = [interface](const wl_interface& other) { return std::strcmp(interface, other.name) == 0; };
     if (is(wl_compositor_interface)) {
         compositor = bound<wl_compositor>(from, global, wl_compositor_interface, 1);
@@ -109,7 +109,7 @@ void ScreenConnection::added(wl_registry* from, uint32_t global, const char* int
     }
 }
 
-void ScreenConnection::removed(uint32_t global) {
+void OutputConnection::removed(uint32_t global) {
     std::erase_if(knownOutputs, [global](const Output& output) {
         if (output.global == global)
             wl_output_destroy(output.proxy);
@@ -122,16 +122,16 @@ void ScreenConnection::removed(uint32_t global) {
     });
 }
 
-void ScreenConnection::refresh() {
+void OutputConnection::refresh() {
     waitUntil(std::chrono::steady_clock::now(), [] { return false; });
 }
 
-void ScreenConnection::flush() const {
+void OutputConnection::flush() const {
     if (display)
         wl_display_flush(display);
 }
 
-bool ScreenConnection::waitUntil(ScreenDeadline deadline, const std::function<bool()>& done) {
+bool OutputConnection::waitUntil(ScreenDeadline deadline, const std::function<bool()>& done) {
     if (!display)
         return false;
     while (!done()) {
@@ -153,7 +153,7 @@ bool ScreenConnection::waitUntil(ScreenDeadline deadline, const std::function<bo
     return true;
 }
 
-Owned<wl_callback> ScreenConnection::mark(bool& reached) const {
+Owned<wl_callback> OutputConnection::mark(bool& reached) const {
     static const wl_callback_listener listener = {
         [](void* flag, wl_callback*, uint32_t) { *static_cast<bool*>(flag) = true; }};
     Owned<wl_callback> callback(wl_display_sync(display));
@@ -161,7 +161,7 @@ Owned<wl_callback> ScreenConnection::mark(bool& reached) const {
     return callback;
 }
 
-ScreenConnection::Buffer ScreenConnection::makeBuffer(QSize size, int stride, uint32_t format) const {
+OutputConnection::Buffer OutputConnection::makeBuffer(QSize size, int stride, uint32_t format) const {
     const qint64 bytes = qint64{stride} * size.height();
     constexpr qint64 MOST = 256 << 20;
     if (!shm || bytes <= 0 || bytes > MOST)
