@@ -91,6 +91,10 @@ TEST(Ask, AQuestionClosedBeforeItsAnswerComesBackAtTheNextOpening) {
 }
 
 TEST(Ask, WithoutAnAgentTheUserIsToldWhereToGetIt) {
+    for (const char* place : {"/usr/local/bin/claude", "/usr/bin/claude"}) {
+        if (QFile::exists(QLatin1String(place)))
+            GTEST_SKIP() << "this machine has an agent for all its users";
+    }
     AskDesk desk("{}");
     QFile::remove(desk.path(u".local/bin/claude"_s));
     desk.ask(u"is anybody there?"_s);

@@ -16,16 +16,26 @@ const char* const OPENBOX_RC = R"(<?xml version="1.0"?>
   </mouse>
 </openbox_config>)";
 
+/// The machine's own agent is never to be found.
+QString pathWithoutAgent() {
+    QStringList folders = qEnvironmentVariable("PATH").split(u':');
+    folders.removeIf([](const QString& folder) {
+        return folder != u"/usr/bin"_s && folder != u"/bin"_s && QFile::exists(folder + u"/claude"_s);
+    });
+    return folders.join(u':');
+}
+
 } // namespace
 
 TestDesk::TestDesk(const Options& options)
     : folder(QDir::tempPath() + QLatin1Char('/') + options.folderName + u"XXXXXX"_s) {
     QDir(folder.path()).mkpath(u"run"_s);
     QFile::setPermissions(path(u"run"_s), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    for (const char* name : {"PATH", "LANG", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS"}) {
+    for (const char* name : {"LANG", "ASAN_OPTIONS", "UBSAN_OPTIONS", "LSAN_OPTIONS", "TSAN_OPTIONS"}) {
         if (qEnvironmentVariableIsSet(name))
             environment.insert(QString::fromLatin1(name), qEnvironmentVariable(name));
     }
+    environment.insert(u"PATH"_s, pathWithoutAgent());
     environment.insert(u"HOME"_s, home());
     environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s);
     environment.insert(u"XDG_RUNTIME_DIR"_s, path(u"run"_s));
