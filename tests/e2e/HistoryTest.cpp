@@ -31,12 +31,12 @@ TEST(History, AConversationClosedInMidAnswerGoesOnLater) {
     desk.ask(u"how long is a piece of string?"_s);
     ASSERT_TRUE(waitUntil([&] { return desk.conversation().contains(u"more more"_s); }));
     desk.close();
-    ASSERT_TRUE(waitUntil([&] { return desk.stored()[0][u"title"_s] == u"Length of a string"_s; }))
+    ASSERT_TRUE(waitUntil([&] { return desk.stored().at(0)[u"title"_s] == u"Length of a string"_s; }))
         << desk.log().toStdString();
     EXPECT_EQ(desk.stored().size(), 1);
-    EXPECT_EQ(desk.stored()[0][u"interrupted"_s], true);
-    EXPECT_EQ(desk.stored()[0][u"app"_s], u"Mousepad"_s);
-    const QString id = desk.stored()[0][u"id"_s].toString();
+    EXPECT_EQ(desk.stored().at(0)[u"interrupted"_s], true);
+    EXPECT_EQ(desk.stored().at(0)[u"app"_s], u"Mousepad"_s);
+    const QString id = desk.stored().at(0)[u"id"_s].toString();
 
     writeFile(desk.path(u"agent/scenario.json"_s), R"({"chat": ["echo"]})");
     desk.open();
@@ -60,11 +60,11 @@ TEST(History, AConversationClosedInMidAnswerGoesOnLater) {
     const QJsonArray arguments = desk.chats().back().value(u"argv"_s).toArray();
     ASSERT_TRUE(arguments.contains(u"--resume"_s));
     EXPECT_TRUE(arguments.contains(id));
-    ASSERT_TRUE(waitUntil([&] { return desk.stored()[0][u"turns"_s] == 2; }));
+    ASSERT_TRUE(waitUntil([&] { return desk.stored().at(0)[u"turns"_s] == 2; }));
     EXPECT_EQ(desk.stored().size(), 1) << "the same conversation";
-    EXPECT_EQ(desk.stored()[0][u"interrupted"_s], false);
-    EXPECT_EQ(desk.stored()[0][u"first"_s], u"how long is a piece of string?"_s);
-    EXPECT_EQ(desk.stored()[0][u"title"_s], u"Length of a string"_s);
+    EXPECT_EQ(desk.stored().at(0)[u"interrupted"_s], false);
+    EXPECT_EQ(desk.stored().at(0)[u"first"_s], u"how long is a piece of string?"_s);
+    EXPECT_EQ(desk.stored().at(0)[u"title"_s], u"Length of a string"_s);
 }
 
 TEST(History, WhileAnAnswerStreamsNoRowOpensAndStopIsObeyed) {

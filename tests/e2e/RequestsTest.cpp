@@ -78,7 +78,7 @@ TEST(Requests, OneIsFollowedRunAgainStoppedAndItsWordsPutBack) {
     desk.press({u"Return"_s, u"Escape"_s});
     EXPECT_TRUE(desk.says(u"note this, working · Mousepad"_s));
     ASSERT_EQ(desk.requests().size(), 2U);
-    EXPECT_NE(desk.requests()[0][u"id"_s], desk.requests()[1][u"id"_s]);
+    EXPECT_NE(desk.requests().at(0)[u"id"_s], desk.requests().at(1)[u"id"_s]);
 
     desk.press({u"Up"_s, u"Return"_s});
     ASSERT_TRUE(desk.showsOne());

@@ -46,8 +46,8 @@ TEST_F(AskHistoryTest, TurnsAreStoredInTheOrderOfTheCallsAndReadAfterwards) {
     EXPECT_FALSE(QFile::exists(file)) << "nothing happens on the main thread";
     settle();
     EXPECT_EQ(seen, (QStringList{u"0"_s, u"1"_s}));
-    EXPECT_EQ(stored()[0][u"turns"_s].toInt(), 2);
-    EXPECT_TRUE(stored()[0][u"interrupted"_s].toBool());
+    EXPECT_EQ(stored().at(0)[u"turns"_s].toInt(), 2);
+    EXPECT_TRUE(stored().at(0)[u"interrupted"_s].toBool());
     EXPECT_EQ(files(), QStringList{u"ovalin-ask-history.json"_s});
 }
 
@@ -68,7 +68,7 @@ TEST_F(AskHistoryTest, WhatTheTwentyDropGoesIntoTheArchiveAndComesBackWhenItGoes
     settle();
     EXPECT_EQ(stored().size(), 20);
     ASSERT_EQ(archived().size(), 4);
-    EXPECT_EQ(archived()[0][u"id"_s], u"id3"_s) << "the newest first";
+    EXPECT_EQ(archived().at(0)[u"id"_s], u"id3"_s) << "the newest first";
     EXPECT_EQ(QFile::permissions(archive) & 0x077, QFile::Permissions());
     const struct {
         const char *words, *ids;
@@ -83,7 +83,7 @@ TEST_F(AskHistoryTest, WhatTheTwentyDropGoesIntoTheArchiveAndComesBackWhenItGoes
 
     store(u"id1"_s, u"and now?"_s);
     settle();
-    EXPECT_EQ(stored()[0][u"turns"_s].toInt(), 2) << "it goes on";
+    EXPECT_EQ(stored().at(0)[u"turns"_s].toInt(), 2) << "it goes on";
     EXPECT_EQ(archived().size(), 4) << "another has taken its place";
     QString first;
     history.findAskSession(&history, u"id4"_s, [&](const auto& entry) { first = (*entry)[u"first"_s].toString(); });
