@@ -186,10 +186,14 @@ TEST(Sway, ThePictureIsThatOfTheWindowInFront) {
     const Running left(side, u"foot"_s, {u"-o"_s, u"colors.background=ff0000"_s, u"cat"_s});
     const Running right(side, u"foot"_s, {u"-o"_s, u"colors.background=0000ff"_s, u"cat"_s});
     ShotTaker shots(side.compositor);
+    OutputConnection connection;
     QImage picture;
     EXPECT_TRUE(waitUntil([&] {
         shots.begin();
-        shots.finish();
+        connection.refresh();
+        const ScreenPicture screen(connection, connection.outputs().front());
+        connection.waitUntil(deadlineIn(10s), [&] { return screen.isOver(); });
+        shots.pictured({{QRect(0, 0, 1280, 800), screen.image()}});
         picture = onWorker([&] { return shots.picture(right.pid()); });
         return picture.size() == side.front().frame.size() && picture.pixelColor(600, 700) == QColor(Qt::blue);
     })) << picture.width()

@@ -1,7 +1,6 @@
 #include "ShotTaker.h"
 
-#include "platform/wayland/thread/ScreenCopy.h"
-
+#include <algorithm>
 #include <utility>
 
 namespace ovalin {
@@ -9,36 +8,46 @@ namespace ovalin {
 namespace {
 
 constexpr std::chrono::seconds KEPT{60};
-constexpr std::chrono::milliseconds LONGEST{100}; // it is there with the next frame
+
+qint64 area(const QRect& rectangle) { return qint64{rectangle.width()} * rectangle.height(); }
 
 } // namespace
 
 void ShotTaker::begin() {
-    begun = true;
     compositor.thread().post([this] {
         deliver({}); // who still waits for an earlier one
         last.reset();
-        copying = true;
+        shown.reset();
+        located = false;
+        taking = true;
         compositor.locate([this, number = ++current] {
-            if (number == current && copying)
-                copy();
+            if (number != current)
+                return;
+            window = compositor.book().front();
+            located = true;
+            cut();
         });
     });
 }
 
-void ShotTaker::copy() {
-    if (!compositor.sway())
-        return deliver({}); // nobody tells which windows would be in it, and some are to be left alone
-    const auto front = compositor.book().front();
-    const qint32 pid = front ? front->pid : 0;
-    copyScreen(compositor.thread(), front ? front->frame : QRect(), [this, pid, number = current](QImage picture) {
-        if (number == current && copying)
-            deliver({pid, std::move(picture)});
+void ShotTaker::pictured(std::vector<ShownOutput> outputs) {
+    compositor.thread().post([this, outputs = std::move(outputs)]() mutable {
+        shown = std::move(outputs);
+        cut();
     });
 }
 
+void ShotTaker::cut() {
+    if (!taking || !located || !shown)
+        return;
+    const auto outputs = *std::exchange(shown, {});
+    if (!compositor.sway())
+        return deliver({}); // nobody tells which windows would be in it, and some are to be left alone
+    deliver({window ? window->pid : 0, cutOut(outputs, window ? window->frame : QRect())});
+}
+
 void ShotTaker::deliver(Shot shot) {
-    copying = false;
+    taking = false;
     for (const Answer& answer : std::exchange(waiting, {}))
         answer(shot);
     last = std::move(shot);
@@ -46,28 +55,26 @@ void ShotTaker::deliver(Shot shot) {
     forgetting = compositor.thread().at(deadlineIn(KEPT), [this] { last.reset(); });
 }
 
-void ShotTaker::finish() {
-    if (!std::exchange(begun, false))
-        return; // the panel is there already
-    const auto ask = [this](const Answer& answer) {
-        if (copying)
-            waiting.push_back(answer);
-        else
-            answer({});
-    };
-    if (compositor.thread().ask<Shot>(deadlineIn(LONGEST), ask))
-        return;
-    compositor.thread().post([this] { deliver({}); });
-}
-
 QImage ShotTaker::picture(qint32 pid, std::chrono::milliseconds patience) {
     const auto shot = compositor.thread().ask<Shot>(deadlineIn(patience), [this](const Answer& answer) {
-        if (copying)
+        if (taking)
             waiting.push_back(answer);
         else
             answer(last.value_or(Shot{}));
     });
     return shot && shot->pid == pid ? shot->picture : QImage();
+}
+
+QImage cutOut(const std::vector<ShownOutput>& outputs, const QRect& frame) {
+    if (outputs.empty())
+        return {};
+    const auto most = std::ranges::max_element(
+        outputs, {}, [&frame](const ShownOutput& output) { return area(output.frame & frame); });
+    const ShownOutput& output = frame.isEmpty() ? outputs.front() : *most;
+    const QRect part = frame.isEmpty() ? output.frame : output.frame & frame;
+    QImage picture = partOf(output.picture, output.frame.size(), part.translated(-output.frame.topLeft()));
+    picture.setDevicePixelRatio(1);
+    return picture;
 }
 
 } // namespace ovalin

@@ -52,7 +52,7 @@ struct WaylandDesktop::Parts {
                    {[this](bool lent) { hold.lend(lent); }, [this] { pasteboard.pasteKeysSent(); }})
         , accessibility(dispatch, [this](const AppWindow& at) { return frontTitle(at); })
         , notifier(dispatch) {
-        panels.beforeMap = [this] { shots.finish(); };
+        panels.pictured = [this](auto outputs) { shots.pictured(std::move(outputs)); };
         logind.willLock = [this] { hold.letGo(); };
         if (compositor.sway())
             swayKeys = std::make_unique<SwayHotKeys>(
@@ -141,7 +141,7 @@ QString WaylandDesktop::missing() const {
     } rows[] = {
         {globals.toplevels || parts->compositor.sway(), u"the window you work in is not known"_s},
         {globals.keyboards && globals.toplevels, u"a new text goes to the clipboard"_s},
-        {globals.screenCopy && parts->compositor.sway(), u"there are no pictures"_s},
+        {parts->panels.seesOutputs() && parts->compositor.sway(), u"there are no pictures"_s},
     };
     QStringList lost;
     for (const auto& row : rows) {

@@ -16,10 +16,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto LONGEST_PROBE = 50ms, LONGEST_PICTURE = 50ms;
+constexpr auto LONGEST_PICTURE = 40ms, LONGEST_PROBE = 50ms;
 constexpr auto SEEN_HOLDS = 2s; // then it may show something else there
-
-ScreenDeadline in(std::chrono::milliseconds wait) { return std::chrono::steady_clock::now() + wait; }
 
 QScreen* screenOf(const QRect& area) {
     QScreen* const screen = QGuiApplication::screenAt(area.center());
@@ -42,21 +40,34 @@ void prepareForLayers() {
 LayerPanels::LayerPanels() = default;
 LayerPanels::~LayerPanels() = default;
 
+std::vector<ShownOutput> LayerPanels::takePictures() {
+    std::vector<std::pair<const QScreen*, std::unique_ptr<ScreenPicture>>> pictures;
+    for (const auto& output : connection.outputs())
+        pictures.emplace_back(screenNamed(output.name), std::make_unique<ScreenPicture>(connection, output));
+    connection.waitUntil(deadlineIn(LONGEST_PICTURE), [&] {
+        return std::ranges::all_of(pictures, [](const auto& each) { return each.second->isOver(); });
+    });
+    std::vector<ShownOutput> shown;
+    for (const auto& [screen, picture] : pictures) {
+        if (const QImage image = picture->image(); screen && !image.isNull())
+            shown.push_back({screen->geometry(), image});
+    }
+    return shown;
+}
+
 QPoint LayerPanels::pointer() {
     freeAreas.clear();
     connection.refresh();
     // Before the pointer is looked for: that makes the outputs draw anew, and a picture then waits for the frame after.
-    std::map<QString, std::unique_ptr<ScreenPicture>> pictures;
-    for (const auto& output : connection.outputs())
-        pictures[output.name] = std::make_unique<ScreenPicture>(connection, output.proxy);
-    connection.waitUntil(in(LONGEST_PICTURE), [&] {
-        return std::all_of(pictures.begin(), pictures.end(), [](const auto& each) { return each.second->isOver(); });
-    });
-    const auto place = findPointer(connection, in(LONGEST_PROBE));
+    std::vector<ShownOutput> shown = takePictures();
+    const auto place = findPointer(connection, deadlineIn(LONGEST_PROBE));
     const QScreen* const screen = place ? screenNamed(place->output) : QGuiApplication::primaryScreen();
     if (!screen)
         return {};
-    seen = {screen->name(), std::move(pictures[screen->name()]), std::chrono::steady_clock::now()};
+    const auto here = std::ranges::find(shown, screen->geometry(), &ShownOutput::frame);
+    seen = {screen->geometry(), here != shown.end() ? here->picture : QImage(), std::chrono::steady_clock::now()};
+    if (pictured && layers.empty())
+        pictured(std::move(shown));
     if (!place)
         return screen->geometry().center();
     freeAreas.insert(screen->name(), place->free);
@@ -80,20 +91,16 @@ QImage LayerPanels::backdrop(const QRect& area) {
     if (!screen || !screen->geometry().contains(area)) // the rest lies beside the output
         return {};
     const QRect part = area.translated(-screen->geometry().topLeft());
-    if (seen.picture && seen.output == screen->name() && std::chrono::steady_clock::now() - seen.at < SEEN_HOLDS) {
-        const QImage picture = partOf(seen.picture->image(), screen->size(), part);
-        if (!picture.isNull())
-            return picture;
-    }
+    const bool fresh = std::chrono::steady_clock::now() - seen.at < SEEN_HOLDS;
+    if (fresh && seen.output == screen->geometry() && !seen.picture.isNull())
+        return partOf(seen.picture, screen->size(), part);
     const auto& outputs = connection.outputs();
-    const auto output =
-        std::find_if(outputs.begin(), outputs.end(), [&](const auto& each) { return each.name == screen->name(); });
+    const auto output = std::ranges::find(outputs, screen->name(), &OutputConnection::Output::name);
     if (output == outputs.end())
         return {};
-    const ScreenPicture picture(connection, output->proxy, part);
-    connection.waitUntil(in(LONGEST_PICTURE), [&] { return picture.isOver(); });
-    const QImage image = picture.image();
-    return partOf(image, part.size(), QRect(QPoint(), part.size()));
+    const ScreenPicture picture(connection, *output, part);
+    connection.waitUntil(deadlineIn(LONGEST_PICTURE), [&] { return picture.isOver(); });
+    return partOf(picture.image(), part.size(), QRect(QPoint(), part.size()));
 }
 
 void LayerPanels::open(QWidget& window) {
@@ -101,8 +108,6 @@ void LayerPanels::open(QWidget& window) {
     QScreen* const screen = screenOf(window.geometry());
     if (!works() || !screen || !surfaceOf(window))
         return;
-    if (beforeMap)
-        beforeMap();
     handle->setScreen(screen);
     auto* const output =
         static_cast<wl_output*>(QGuiApplication::platformNativeInterface()->nativeResourceForScreen("output", screen));

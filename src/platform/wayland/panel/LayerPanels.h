@@ -39,9 +39,11 @@ public:
 
     /// Whether the compositor has what this is made of; else nothing may be opened.
     [[nodiscard]] bool works() const { return shell.proxy; }
+    /// Whether there are pictures of the outputs.
+    [[nodiscard]] bool seesOutputs() const { return connection.screencopy; }
 
     /// Takes a picture of the outputs, which is there with their next frame, then looks for the pointer and what docks
-    /// leave free beside it; 50 ms at most each. The middle of the main screen when the pointer is not to be found.
+    /// leave free beside it; 40 and 50 ms at most. The middle of the main screen when the pointer is not to be found.
     /// screens() and backdrop() tell of that afterwards.
     [[nodiscard]] QPoint pointer() override;
     [[nodiscard]] std::vector<ScreenArea> screens() override;
@@ -55,17 +57,19 @@ public:
     /// Gives an open window the keyboard, all of it, or gives it back to the application below.
     void setKeyboard(const QWindow& window, bool exclusive);
 
-    /// Called once in each open(), before the window covers anything.
-    std::function<void()> beforeMap;
+    /// Called by pointer() with what all outputs show, as far as it was there in time; not while a panel is open.
+    std::function<void(std::vector<ShownOutput>)> pictured;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    [[nodiscard]] std::vector<ShownOutput> takePictures();
+
     /// What an output showed before the panel came.
     struct Seen {
-        QString output;
-        std::unique_ptr<ScreenPicture> picture;
+        QRect output;
+        QImage picture;
         std::chrono::steady_clock::time_point at;
     };
     void lost(QWidget& window);

@@ -1,5 +1,6 @@
 #include "LayerSurface.h"
 
+#include "base/EventThread.h"
 #include "base/Log.h"
 
 #include <QGuiApplication>
@@ -31,7 +32,7 @@ bool tellsFromPress() {
 
 /// Qt reads the same connection in a thread of its own, so it is read together.
 bool waitUntil(const QtLayerShell& shell, const bool& done) {
-    const auto deadline = std::chrono::steady_clock::now() + LONGEST_CONFIGURE;
+    const Deadline deadline = deadlineIn(LONGEST_CONFIGURE);
     while (!done) {
         if (wl_display_prepare_read_queue(shell.display, shell.queue) != 0) {
             if (wl_display_dispatch_queue_pending(shell.display, shell.queue) < 0)
@@ -40,8 +41,7 @@ bool waitUntil(const QtLayerShell& shell, const bool& done) {
         }
         wl_display_flush(shell.display);
         pollfd ready{wl_display_get_fd(shell.display), POLLIN, 0};
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-        if (left.count() <= 0 || ::poll(&ready, 1, static_cast<int>(left.count())) <= 0) {
+        if (::poll(&ready, 1, pollTimeout(deadline)) <= 0) {
             wl_display_cancel_read(shell.display);
             return false;
         }

@@ -17,22 +17,25 @@ Proxy* bound(wl_registry* registry, uint32_t global, const wl_interface& interfa
     return static_cast<Proxy*>(wl_registry_bind(registry, global, &interface, version));
 }
 
-int millisecondsLeft(ScreenDeadline deadline) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max<qint64>(left.count(), 0));
+OutputConnection::Output* outputOf(void* data, const wl_output* proxy) {
+    auto& all = *static_cast<std::vector<OutputConnection::Output>*>(data);
+    const auto found = std::ranges::find(all, proxy, &OutputConnection::Output::proxy);
+    return found != all.end() ? &*found : nullptr;
 }
 
-// The name alone is wanted; it comes in place of what is told of an output, and may be told again.
+// What is told of an output may be told again.
 const wl_output_listener outputListener = {
-    [](void*, wl_output*, int32_t, int32_t, int32_t, int32_t, int32_t, const char*, const char*, int32_t) {},
+    [](void* data, wl_output* output, int32_t, int32_t, int32_t, int32_t, int32_t, const char*, const char*,
+       int32_t transform) {
+        if (auto* const known = outputOf(data, output))
+            known->transform = transform;
+    },
     [](void*, wl_output*, uint32_t, int32_t, int32_t, int32_t) {},
     [](void*, wl_output*) {},
     [](void*, wl_output*, int32_t) {},
     [](void* data, wl_output* output, const char* name) {
-        for (auto& known : *static_cast<std::vector<OutputConnection::Output>*>(data)) {
-            if (known.proxy == output)
-                known.name = QString::fromUtf8(name);
-        }
+        if (auto* const known = outputOf(data, output))
+            known->name = QString::fromUtf8(name);
     },
     [](void*, wl_output*, const char*) {},
 };
@@ -123,7 +126,7 @@ void OutputConnection::removed(uint32_t global) {
 }
 
 void OutputConnection::refresh() {
-    waitUntil(std::chrono::steady_clock::now(), [] { return false; });
+    waitUntil(deadlineIn({}), [] { return false; });
 }
 
 void OutputConnection::flush() const {
@@ -131,7 +134,7 @@ void OutputConnection::flush() const {
         wl_display_flush(display);
 }
 
-bool OutputConnection::waitUntil(ScreenDeadline deadline, const std::function<bool()>& done) {
+bool OutputConnection::waitUntil(Deadline deadline, const std::function<bool()>& done) {
     if (!display)
         return false;
     while (!done()) {
@@ -142,7 +145,7 @@ bool OutputConnection::waitUntil(ScreenDeadline deadline, const std::function<bo
         }
         wl_display_flush(display);
         pollfd ready{wl_display_get_fd(display), POLLIN, 0};
-        if (::poll(&ready, 1, millisecondsLeft(deadline)) <= 0) {
+        if (::poll(&ready, 1, pollTimeout(deadline)) <= 0) {
             wl_display_cancel_read(display);
             return false;
         }

@@ -2,10 +2,11 @@
 
 #include "Owned.h"
 
+#include "base/EventThread.h"
+
 #include <QSize>
 #include <QString>
 
-#include <chrono>
 #include <functional>
 #include <vector>
 
@@ -14,8 +15,6 @@ struct zwlr_layer_shell_v1;
 struct zwlr_screencopy_manager_v1;
 
 namespace ovalin {
-
-using ScreenDeadline = std::chrono::steady_clock::time_point;
 
 /// A connection of our own to the compositor, for questions that are answered before the program goes on: what comes on
 /// it goes to nobody else, and what comes for Qt's windows waits meanwhile. Main thread.
@@ -30,6 +29,7 @@ public:
         uint32_t global = 0;
         wl_output* proxy = nullptr;
         QString name; ///< as QScreen has it
+        int32_t transform = 0;
     };
     struct Seat {
         uint32_t global = 0;
@@ -42,7 +42,7 @@ public:
     /// Sends what has been asked for. Whoever does not wait for an answer needs it.
     void flush() const;
     /// Sends, and reads until it is done. False: it was not until then, or the compositor is gone.
-    bool waitUntil(ScreenDeadline deadline, const std::function<bool()>& done);
+    bool waitUntil(Deadline deadline, const std::function<bool()>& done);
 
     /// Becomes true when the compositor has worked off all that was asked before.
     [[nodiscard]] Owned<wl_callback> mark(bool& reached) const;

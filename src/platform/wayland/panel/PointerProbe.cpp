@@ -108,7 +108,7 @@ QRect freeArea(QSize all, QSize rest, QPoint pointer, std::optional<QPoint> inRe
     return QRect(from, rest) & QRect(QPoint(), all);
 }
 
-std::optional<PointerPlace> findPointer(OutputConnection& connection, ScreenDeadline deadline) {
+std::optional<PointerPlace> findPointer(OutputConnection& connection, Deadline deadline) {
     const auto& seats = connection.seats();
     if (std::none_of(seats.begin(), seats.end(), [](const auto& seat) { return seat.hasPointer; }))
         return {};

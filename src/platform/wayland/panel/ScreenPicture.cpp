@@ -1,5 +1,7 @@
 #include "ScreenPicture.h"
 
+#include <QTransform>
+
 namespace ovalin {
 
 namespace {
@@ -26,8 +28,10 @@ QImage::Format qtFormat(uint32_t format) {
 
 } // namespace
 
-ScreenPicture::ScreenPicture(const OutputConnection& theConnection, wl_output* output, std::optional<QRect> part)
-    : connection(theConnection) {
+ScreenPicture::ScreenPicture(const OutputConnection& theConnection, const OutputConnection::Output& output,
+                             std::optional<QRect> part)
+    : connection(theConnection)
+    , transform(output.transform) {
     static const zwlr_screencopy_frame_v1_listener listener = {
         [](void* self, zwlr_screencopy_frame_v1*, uint32_t pixelFormat, uint32_t width, uint32_t height,
            uint32_t stride) {
@@ -49,9 +53,9 @@ ScreenPicture::ScreenPicture(const OutputConnection& theConnection, wl_output* o
         failed = true;
         return;
     }
-    frame.reset(part ? zwlr_screencopy_manager_v1_capture_output_region(connection.screencopy, 0, output, part->x(),
-                                                                        part->y(), part->width(), part->height())
-                     : zwlr_screencopy_manager_v1_capture_output(connection.screencopy, 0, output));
+    frame.reset(part ? zwlr_screencopy_manager_v1_capture_output_region(
+                           connection.screencopy, 0, output.proxy, part->x(), part->y(), part->width(), part->height())
+                     : zwlr_screencopy_manager_v1_capture_output(connection.screencopy, 0, output.proxy));
     zwlr_screencopy_frame_v1_add_listener(frame.get(), &listener, this);
 }
 
@@ -61,7 +65,7 @@ void ScreenPicture::copyInto(QSize pictureSize, int stride, uint32_t pixelFormat
     size = pictureSize;
     bytesPerLine = stride;
     format = qtFormat(pixelFormat);
-    if (format != QImage::Format_Invalid)
+    if (format != QImage::Format_Invalid && stride / 4 >= size.width())
         buffer = connection.makeBuffer(size, stride, pixelFormat);
     if (!buffer.proxy) {
         failed = true;
@@ -73,13 +77,24 @@ void ScreenPicture::copyInto(QSize pictureSize, int stride, uint32_t pixelFormat
 QImage ScreenPicture::image() const {
     if (!ready)
         return {};
-    const QImage shown(buffer.pixels.get(), size.width(), size.height(), bytesPerLine, format);
-    return upsideDown ? shown.mirrored() : shown;
+    const auto release = [](void* pixels) { delete static_cast<std::shared_ptr<uchar>*>(pixels); };
+    const uchar* const first = buffer.pixels.get();
+    const QImage shown(first, size.width(), size.height(), bytesPerLine, format, release,
+                       new std::shared_ptr(buffer.pixels));
+    return upright(upsideDown ? shown.mirrored() : shown, transform);
+}
+
+QImage upright(const QImage& picture, int32_t transform) {
+    if (transform == WL_OUTPUT_TRANSFORM_NORMAL)
+        return picture;
+    const bool mirrored = transform & WL_OUTPUT_TRANSFORM_FLIPPED;
+    const int quarters = transform & 3;
+    const QImage turned = picture.transformed(QTransform().rotate(90.0 * quarters));
+    return mirrored ? turned.mirrored(true, false) : turned;
 }
 
 QImage partOf(const QImage& picture, QSize whole, const QRect& area) {
-    const bool upright = (picture.width() > picture.height()) == (whole.width() > whole.height());
-    if (picture.isNull() || whole.isEmpty() || area.isEmpty() || !upright)
+    if (picture.isNull() || whole.isEmpty() || area.isEmpty())
         return {};
     const qreal ratio = qreal(picture.width()) / whole.width();
     const QRect pixels(QRectF(QPointF(area.topLeft()) * ratio, QSizeF(area.size()) * ratio).toRect());

@@ -11,8 +11,6 @@
 #include "virtual-keyboard-unstable-v1-client-protocol.h"
 #include "wlr-data-control-unstable-v1-client-protocol.h"
 #include "wlr-foreign-toplevel-management-unstable-v1-client-protocol.h"
-#include "wlr-screencopy-unstable-v1-client-protocol.h"
-#include "xdg-output-unstable-v1-client-protocol.h"
 #include <wayland-client.h>
 
 namespace ovalin {
@@ -77,15 +75,10 @@ WaylandThread::WaylandThread(const QByteArray& name)
         [](void* self, wl_registry*, quint32 global, const char* interface, quint32 version) {
             static_cast<WaylandThread*>(self)->appeared(global, interface, version);
         },
-        [](void* self, wl_registry*, quint32 global) { static_cast<WaylandThread*>(self)->disappeared(global); }};
+        [](void*, wl_registry*, quint32) {}};
     registry = wl_display_get_registry(display);
     wl_registry_add_listener(registry, &listener, this);
-    const Deadline deadline = deadlineIn(START);
-    if (!roundTrip(display, deadline))
-        return;
-    for (WaylandOutput& screen : screens)
-        locate(screen);
-    if (roundTrip(display, deadline))
+    if (roundTrip(display, deadlineIn(START)))
         begin();
 }
 
@@ -93,73 +86,31 @@ WaylandThread::~WaylandThread() {
     finish();
     if (!display)
         return;
-    while (!screens.empty())
-        disappeared(screens.front().global);
     const auto end = [](auto* object, auto destroy) {
         if (object)
             destroy(object);
     };
     end(offered.seat, wl_seat_destroy);
-    end(offered.memory, wl_shm_destroy);
     end(offered.dataControl, zwlr_data_control_manager_v1_destroy);
     end(offered.toplevels, zwlr_foreign_toplevel_manager_v1_destroy);
-    end(offered.screenCopy, zwlr_screencopy_manager_v1_destroy);
     end(offered.keyboards, zwp_virtual_keyboard_manager_v1_destroy);
-    end(offered.places, zxdg_output_manager_v1_destroy);
     wl_registry_destroy(registry);
     wl_display_disconnect(display);
 }
 
 void WaylandThread::appeared(quint32 name, const QByteArray& interface, quint32 version) {
-    if (interface == wl_output_interface.name)
-        return addOutput(name, version);
     if (alive())
-        return; // all that is not a screen is there from the beginning
+        return; // all that we use is there from the beginning
     const auto take = [&](auto*& global, const wl_interface& wanted, quint32 most) {
         if (global == nullptr && interface == wanted.name)
             global = bind<std::remove_reference_t<decltype(*global)>>(registry, name, wanted, std::min(version, most));
     };
     take(offered.seat, wl_seat_interface, 1);
-    take(offered.memory, wl_shm_interface, 1);
     take(offered.dataControl, zwlr_data_control_manager_v1_interface, 2);
     take(offered.toplevels, zwlr_foreign_toplevel_manager_v1_interface, 3);
-    take(offered.screenCopy, zwlr_screencopy_manager_v1_interface, 3);
     take(offered.keyboards, zwp_virtual_keyboard_manager_v1_interface, 1);
-    take(offered.places, zxdg_output_manager_v1_interface, 2);
     if (interface == zwlr_data_control_manager_v1_interface.name)
         offered.dataControlVersion = std::min(version, 2U);
-}
-
-void WaylandThread::addOutput(quint32 name, quint32 version) {
-    WaylandOutput& screen = screens.emplace_back();
-    screen.global = name;
-    screen.output = bind<wl_output>(registry, name, wl_output_interface, std::min(version, 2U));
-    if (alive())
-        locate(screen);
-}
-
-void WaylandThread::locate(WaylandOutput& screen) {
-    if (!offered.places || screen.place)
-        return;
-    static const zxdg_output_v1_listener listener{
-        [](void* data, zxdg_output_v1*, qint32 x, qint32 y) { static_cast<WaylandOutput*>(data)->area.moveTo(x, y); },
-        [](void* data, zxdg_output_v1*, qint32 width, qint32 height) {
-            static_cast<WaylandOutput*>(data)->area.setSize({width, height});
-        },
-        [](void*, zxdg_output_v1*) {}, [](void*, zxdg_output_v1*, const char*) {},
-        [](void*, zxdg_output_v1*, const char*) {}};
-    screen.place = zxdg_output_manager_v1_get_xdg_output(offered.places, screen.output);
-    zxdg_output_v1_add_listener(screen.place, &listener, &screen);
-}
-
-void WaylandThread::disappeared(quint32 name) {
-    const auto gone = std::ranges::find(screens, name, &WaylandOutput::global);
-    if (gone == screens.end())
-        return;
-    if (gone->place)
-        zxdg_output_v1_destroy(gone->place);
-    wl_output_destroy(gone->output);
-    screens.erase(gone);
 }
 
 void WaylandThread::whenWorkedOff(Task done) {

@@ -5,41 +5,23 @@
 //   WaylandThread      our second connection to the compositor, on a thread of its own like the X thread; on it:
 //    ├ Toplevels         the windows of all applications, and which one has the keyboard
 //    ├ DataControl       CLIPBOARD and PRIMARY: what is in them, since when, our loans
-//    ├ VirtualKeyboard   a keyboard of ours, for one chord at a time
-//    └ ScreenCopy        pictures of the screen
+//    └ VirtualKeyboard   a keyboard of ours, for one chord at a time
 //   WindowBook         which windows there are, as the last event told it; any thread, nobody is asked
 //   WaylandPasteboard  asked on the main thread and on workers, which read from the owner by themselves
 
 #include "base/EventThread.h"
 
 #include <QByteArray>
-#include <QRect>
 #include <QStringList>
 
-#include <functional>
-#include <list>
-
 struct wl_display;
-struct wl_output;
 struct wl_registry;
 struct wl_seat;
-struct wl_shm;
 struct zwlr_data_control_manager_v1;
 struct zwlr_foreign_toplevel_manager_v1;
-struct zwlr_screencopy_manager_v1;
 struct zwp_virtual_keyboard_manager_v1;
-struct zxdg_output_manager_v1;
-struct zxdg_output_v1;
 
 namespace ovalin {
-
-/// A screen, as the compositor lays it out.
-struct WaylandOutput {
-    quint32 global = 0;
-    wl_output* output = nullptr;
-    zxdg_output_v1* place = nullptr;
-    QRect area; ///< logical pixels of the layout; empty until it is known
-};
 
 /// An EventThread whose server is a Wayland compositor.
 class WaylandThread final : public EventThread {
@@ -47,12 +29,9 @@ public:
     /// What the compositor offers to us; null: it does not.
     struct Globals {
         wl_seat* seat = nullptr; ///< the first
-        wl_shm* memory = nullptr;
         zwlr_data_control_manager_v1* dataControl = nullptr;
         zwlr_foreign_toplevel_manager_v1* toplevels = nullptr;
-        zwlr_screencopy_manager_v1* screenCopy = nullptr;
         zwp_virtual_keyboard_manager_v1* keyboards = nullptr;
-        zxdg_output_manager_v1* places = nullptr;
         quint32 dataControlVersion = 0;
     };
 
@@ -64,11 +43,7 @@ public:
     /// Never changes. Any thread.
     [[nodiscard]] const Globals& globals() const { return offered; }
 
-    // On the thread only, or before and after it runs:
-
-    [[nodiscard]] const std::list<WaylandOutput>& outputs() const { return screens; }
-
-    /// Calls `done` when the compositor has worked off all that was sent before.
+    /// Calls `done` when the compositor has worked off all that was sent before. On the thread.
     void whenWorkedOff(Task done);
 
 private:
@@ -79,14 +54,10 @@ private:
     void lost() override;
 
     void appeared(quint32 name, const QByteArray& interface, quint32 version);
-    void disappeared(quint32 name);
-    void addOutput(quint32 name, quint32 version);
-    void locate(WaylandOutput& screen);
 
     wl_display* display = nullptr;
     wl_registry* registry = nullptr;
     Globals offered;
-    std::list<WaylandOutput> screens;
     bool more = false;
 };
 
