@@ -2,6 +2,7 @@
 include(GNUInstallDirs)
 set(resources ${PROJECT_SOURCE_DIR}/resources)
 install(TARGETS ovalin)
+install(TARGETS ovalin_agent DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/ovalin)
 install(DIRECTORY ${resources}/Fonts ${resources}/bin DESTINATION ${CMAKE_INSTALL_DATADIR}/ovalin USE_SOURCE_PERMISSIONS)
 install(FILES ${resources}/earlier-scripts DESTINATION ${CMAKE_INSTALL_DATADIR}/ovalin)
 install(PROGRAMS ${PROJECT_SOURCE_DIR}/scripts/install-speech DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/ovalin)

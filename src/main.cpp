@@ -63,7 +63,7 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    const QString toolFolder = Tools::folderBeside(QCoreApplication::applicationDirPath());
+    const QString toolFolder = Tools::folderBeside(programFolder());
     const Tools tools = Tools::under(toolFolder);
     setHelperFolder(toolFolder);
     QtDispatch dispatch;
@@ -79,7 +79,7 @@ int main(int argc, char** argv) {
         leftAloneAmong(session.windows(), config.exclude),
     };
     PulseMicrophone microphone(dispatch);
-    VoskRecognizer speech(dispatch, [home = paths.home, program = QCoreApplication::applicationDirPath()] {
+    VoskRecognizer speech(dispatch, [home = paths.home, program = programFolder()] {
         return findSpeechFiles(home, program);
     });
     Desktop desktop = session.desktop();

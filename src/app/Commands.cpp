@@ -7,7 +7,6 @@
 #include "base/Text.h"
 #include "platform/helpers/Tools.h"
 
-#include <QCoreApplication>
 #include <QFile>
 
 #include <array>
@@ -74,8 +73,7 @@ int forget(const CommandCall& call) {
 }
 
 int installSpeech(const CommandCall& call) {
-    const QByteArray script =
-        QFile::encodeName(Tools::folderBeside(QCoreApplication::applicationDirPath()) + u"/install-speech"_s);
+    const QByteArray script = QFile::encodeName(Tools::folderBeside(programFolder()) + u"/install-speech"_s);
     const QByteArray folder = QFile::encodeName(call.paths.home + u"/.local/share/ovalin/speech"_s);
     ::execl(script.constData(), script.constData(), folder.constData(), nullptr);
     return failed(QFile::decodeName(script) + u": "_s + QString::fromLocal8Bit(std::strerror(errno)));

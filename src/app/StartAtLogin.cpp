@@ -1,10 +1,10 @@
 #include "StartAtLogin.h"
 
 #include "base/Config.h"
+#include "base/Paths.h"
 #include "base/WholeFile.h"
 #include "base/children/ChildProcess.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -37,7 +37,7 @@ bool systemctl(const QStringList& arguments) {
 /// Quoted as the Desktop Entry Specification wants a program in Exec: once for the line, once for the file.
 QByteArray quotedProgram() {
     QByteArray quoted = "\"";
-    for (const char byte : QFile::encodeName(QCoreApplication::applicationFilePath())) {
+    for (const char byte : QFile::encodeName(programFolder() + u"/ovalin"_s)) {
         if (QByteArrayView("\"`$\\").contains(byte))
             quoted += byte == '\\' ? "\\\\\\" : "\\\\";
         quoted += byte;

@@ -14,7 +14,6 @@
 #include "platform/helpers/SpeechFiles.h"
 #include "platform/helpers/Tools.h"
 
-#include <QCoreApplication>
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
@@ -118,7 +117,7 @@ Fact accessibility(const Running& running) {
 
 Fact speech(const QString& home) {
     const QString subject = u"dictation"_s;
-    const SpeechFiles files = findSpeechFiles(home, QCoreApplication::applicationDirPath());
+    const SpeechFiles files = findSpeechFiles(home, programFolder());
     if (files.complete())
         return {State::Well, subject, u"engine and model are there, "_s + files.models.constFirst()};
     return {State::Hint, subject, files.whatIsMissing(), u"`ovalin install-speech`, if you want to dictate"_s};
@@ -137,7 +136,7 @@ Fact microphone(const Running& running) {
 
 Fact textRecognition() {
     const QString subject = u"text in pictures"_s;
-    const Tools tools = Tools::under(Tools::folderBeside(QCoreApplication::applicationDirPath()));
+    const Tools tools = Tools::under(Tools::folderBeside(programFolder()));
     RunOptions options;
     options.deadline = 5s;
     const QStringList languages =

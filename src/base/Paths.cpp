@@ -13,7 +13,7 @@ namespace ovalin {
 namespace {
 
 QString findResources() {
-    const QDir binary(QCoreApplication::applicationDirPath());
+    const QDir binary(programFolder());
     for (const char* candidate : {"resources", "../share/ovalin"}) {
         const QFileInfo folder(binary.filePath(QString::fromLatin1(candidate)));
         if (folder.isDir())
@@ -36,6 +36,13 @@ QString findRuntimeDir(const QString& stateDir) {
 }
 
 } // namespace
+
+QString programFolder() {
+    const QDir here(QCoreApplication::applicationDirPath());
+    if (here.path().endsWith(u"/libexec"_s))
+        return QDir::cleanPath(here.filePath(u".."_s));
+    return here.path().endsWith(u"/libexec/ovalin"_s) ? QDir::cleanPath(here.filePath(u"../../bin"_s)) : here.path();
+}
 
 Paths Paths::under(const QString& home) {
     const QDir root(home);

@@ -26,4 +26,8 @@ struct Paths {
     [[nodiscard]] static Paths under(const QString& home);
 };
 
+/// The folder that `ovalin` lies in: of the agent in libexec/ (build tree) or libexec/ovalin (install prefix), else
+/// that of the program which asks. Needs the application object.
+[[nodiscard]] QString programFolder();
+
 } // namespace ovalin

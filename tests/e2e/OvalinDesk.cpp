@@ -48,14 +48,16 @@ void OvalinDesk::startOvalinWith(const QString& tool, const QByteArray& script) 
     QDir().mkpath(place + u"/libexec"_s);
     QFile::link(built.filePath(u"resources"_s), place + u"/resources"_s);
     for (const QString& name : QDir(built.filePath(u"libexec"_s)).entryList(QDir::Files)) {
-        if (name != tool)
+        // The program finds its helpers beside itself, and a symbolic link would lead back to the real ones.
+        if (name == u"ovalin-agent")
+            QFile::copy(built.filePath(u"libexec/"_s + name), place + u"/libexec/"_s + name);
+        else if (name != tool)
             QFile::link(built.filePath(u"libexec/"_s + name), place + u"/libexec/"_s + name);
     }
     if (!script.isEmpty())
         installScript(u"copy/libexec/"_s + tool, script);
     environment.insert(u"TOOLS"_s, built.filePath(u"libexec"_s));
     const QString copy = place + u"/ovalin"_s;
-    // The program finds its helpers beside itself, and a symbolic link would lead back to the real ones.
     if (!QFile::copy(BINARY, copy))
         throw std::runtime_error("cannot copy the program");
     startBinary(copy, {});
