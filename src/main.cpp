@@ -79,9 +79,8 @@ int main(int argc, char** argv) {
         leftAloneAmong(session.windows(), config.exclude),
     };
     PulseMicrophone microphone(dispatch);
-    VoskRecognizer speech(dispatch, [home = paths.home, program = programFolder()] {
-        return findSpeechFiles(home, program);
-    });
+    VoskRecognizer speech(dispatch,
+                          [home = paths.home, program = programFolder()] { return findSpeechFiles(home, program); });
     Desktop desktop = session.desktop();
     desktop.microphone = &microphone;
     desktop.speechRecognizer = &speech;
