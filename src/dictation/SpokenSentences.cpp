@@ -22,11 +22,9 @@ Words words(const char* list) {
 /// A sentence hardly ends with one of them.
 const Words& open() {
     static const Words all = words(
-        "a an the my your our their its every and or but because if while although unless until whether than as of "
-        "from "
-        "into onto with without by between during against be been being could should would might "
-        "may "
-        "must i we they he she i'm we're they're you're it's that's i'll we'll i'd i've we've very really quite don't "
+        "a an the my your our their its every and or but because if while although unless until whether than as "
+        "of from into onto with without by between during against be been being could should would might may must "
+        "i we they he she i'm we're they're you're it's that's i'll we'll i'd i've we've very really quite don't "
         "can't won't uh um er");
     return all;
 }

@@ -30,8 +30,7 @@ constexpr qsizetype MOST_LAUNCHED = 20;
 constexpr qint64 AT_WORK_MS = 60'000;
 
 const QString INTERRUPTED = u"It was begun when Ovalin or the computer stopped, and nobody knows how far it came — "
-                            u"send it again if it is still "
-                            "wanted"_s;
+                            "send it again if it is still wanted"_s;
 
 struct Places {
     const Paths& paths;
