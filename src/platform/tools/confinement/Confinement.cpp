@@ -105,7 +105,8 @@ void confine(May may) {
         return;
     filter.refuse(OTHER_PROCESSES);
     filter.refuse(SCMP_SYS(ioctl), 1, 0xffffffff, TIOCSTI); // typing into the terminal it was started from
-#ifndef OVALIN_SANITIZED                                    // it looks for leaks from a process of its own
+#ifndef OVALIN_SANITIZED
+    // A sanitizer looks for leaks from a process of its own.
     filter.refuse({SCMP_SYS(ptrace)});
     filter.refuse(SCMP_SYS(clone), 0, CLONE_THREAD, 0);
     filter.pretendMissing(SCMP_SYS(clone3));
