@@ -17,9 +17,6 @@ namespace {
 const QString REQUEST = u"OVALIN_REQUEST"_s;
 const QString WATCHER = u"OVALIN_WATCHER"_s;
 
-// The bundled router gives the agent ten.
-constexpr std::chrono::seconds TO_CLEAN_UP(12);
-
 void signalAll(const std::vector<Descriptor>& processes, int number) {
     for (const Descriptor& process : processes)
         signalProcess(process, number);
@@ -58,13 +55,13 @@ QMultiHash<QString, pid_t> runningRouters() {
     return routers;
 }
 
-bool endRouter(const QString& id, const std::function<void()>& proven) {
+bool endRouter(const QString& id, const std::function<void()>& proven, std::chrono::milliseconds toCleanUp) {
     const std::vector<Descriptor> processes = markedInGroupsOf(id);
     if (processes.empty())
         return false;
     proven();
     signalAll(processes, SIGTERM);
-    const auto until = std::chrono::steady_clock::now() + TO_CLEAN_UP;
+    const auto until = std::chrono::steady_clock::now() + toCleanUp;
     for (const Descriptor& process : processes)
         waitForProcess(process,
                        std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now()));

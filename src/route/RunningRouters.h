@@ -4,6 +4,7 @@
 
 #include <QMultiHash>
 
+#include <chrono>
 #include <functional>
 #include <sys/types.h>
 
@@ -19,9 +20,10 @@ namespace ovalin {
 /// The routers at work, by the ids of their requests. Reads /proc: for workers.
 [[nodiscard]] QMultiHash<QString, pid_t> runningRouters();
 
-/// Ends the router of a request: SIGTERM to all of its process group that bears the mark, SIGKILL 12 s later to what is
-/// left of that. False: there is none that is proven to be ours, and nothing was signalled. `proven` is called before.
-/// Blocks until they have ended: for workers.
-bool endRouter(const QString& id, const std::function<void()>& proven);
+/// Ends the router of a request: SIGTERM to all of its process group that bears the mark, SIGKILL after `toCleanUp` to
+/// what is left of that; the bundled router gives the agent ten seconds. False: there is none that is proven to be
+/// ours, and nothing was signalled. `proven` is called before. Blocks until they have ended: for workers.
+bool endRouter(const QString& id, const std::function<void()>& proven,
+               std::chrono::milliseconds toCleanUp = std::chrono::seconds(12));
 
 } // namespace ovalin

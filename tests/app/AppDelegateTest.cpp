@@ -132,13 +132,10 @@ TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
         {FrontApplication{u"KeePassXC"_s, u"KeePassXC"_s, 1, {1}, u"secrets [Locked]"_s},
          "KeePassXC is left alone",
          {}},
-        {FrontApplication{u"Secrets"_s, u"org.gnome.World.Secrets"_s, 1, {1}, {}}, "left alone", {}},
-        {FrontApplication{u"x"_s, u"polkit-gnome-authentication-agent-1"_s, 1, {1}, {}}, "left alone", {}},
         {FrontApplication{u"Firefox"_s, u"org.mozilla.firefox"_s, 1, {1}, u"My bank/account - Firefox"_s},
          "Firefox is left alone",
          {u"*BANK*firefox"_s}},
-        {FrontApplication{u"Diary"_s, u"Diary"_s, 1, {1}, {}}, "left alone", {u"diar?"_s}},
-        // And not: these only speak of one.
+        // And not: it only speaks of one.
         {FrontApplication{u"Firefox"_s, u"org.mozilla.firefox"_s, 1, {1}, u"KeePassXC - Wikipedia"_s}, "", {u"bank"_s}},
     };
     for (const auto& each : cases) {
@@ -399,6 +396,27 @@ TEST_F(AppDelegateTest, AskStartsTheAgentAtTheSwitchAndIsLearnedAndNeverQueued) 
     EXPECT_EQ(panel().sendBtnRef->text(), u"Send"_s) << "as it was meant before";
 }
 
+TEST_F(AppDelegateTest, TheWordStopEndsTheAnswerThatStreamsAndIsAQuestionOtherwise) {
+    writeProgram(paths.askScript, "#!/bin/sh\ncat >>'" + home.filePath(u"asked"_s).toUtf8() + "'\n"); // never answers
+    const auto shows = [](const char* words) {
+        return panel().transcriptView->toPlainText().contains(QLatin1String(words));
+    };
+    for (const char* word : {"/stop", " Stop "}) {
+        openSettled();
+        QTest::mouseClick(panel().modeControl->modeSegAsk, Qt::LeftButton);
+        submit(QLatin1String(word));
+        settle();
+        EXPECT_FALSE(panel().sendBtnRef->isEnabled()) << "a question";
+        submit(u"stop it"_s);
+        EXPECT_FALSE(shows("[stopped]"));
+        panel().promptField->clear();
+        submit(QLatin1String(word));
+        EXPECT_TRUE(shows("[stopped]") && panel().sendBtnRef->isEnabled());
+        EXPECT_EQ(panel().promptField->text(), QString());
+        close();
+    }
+}
+
 TEST_F(AppDelegateTest, WhatIsForgottenDoesNotComeBackFromMemory) {
     openSettled();
     typePrompt(u"a secret"_s);
@@ -555,9 +573,14 @@ TEST_F(AppDelegateTest, ARequestUnderWayIsWrittenWhenTheProgramEnds) {
     submit(u"last words"_s);
     settle();
     EXPECT_TRUE(queueFiles().isEmpty());
-    delegate->applicationWillTerminate();
+    openSettled();
+    typePrompt(u"half a thought"_s);
+    delegate.reset();
+    EXPECT_FALSE(isOpen() || fake.keyboardHold.held());
+    EXPECT_EQ(fake.hotKeys.unregistrations, 1);
     settle();
     EXPECT_EQ(queueFiles().size(), 1);
+    EXPECT_TRUE(readFile(PromptHistory::storePath(paths.systemDir)).contains("half a thought"));
 }
 
 TEST_F(AppDelegateTest, ReplaceWithTheWordsThemselvesClosesThePanelAndPastesIntoTheWindowOfTheSelection) {
@@ -786,9 +809,12 @@ TEST_F(AppDelegateTest, ReplaceSubmitAndTheEndOfThePanelStopTheDictation) {
         [&] { replace(); }, [&] { QTest::keyClick(panel().promptField, Qt::Key_Return); }, [&] { close(); }};
     for (size_t i = 0; i < std::size(ends); ++i) {
         openSettled();
+        const QImage idle = panel().micButton->grab().toImage();
         QTest::mouseClick(panel().micButton, Qt::LeftButton);
         settle();
-        ASSERT_TRUE(microphone.running);
+        ASSERT_TRUE(microphone.running && panel().micButton->isChecked());
+        EXPECT_NE(panel().micButton->grab().toImage(), idle) << "seen";
+        EXPECT_TRUE(panel().hintField->status().startsWith(u"listening"_s));
         ends[i]();
         EXPECT_FALSE(microphone.running) << i;
         close();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Desktop.h"
+#include "platform/Windows.h"
 #include "support/Testing.h"
 
 #include <QCursor>
@@ -33,6 +34,17 @@ struct FakeWorkspace final : Workspace {
     QString title(WindowId) override { return front ? front->title : QString(); }
     QString windowManager() override { return manager; }
     bool seesAllWindows() override { return seesAll; }
+};
+
+struct FakeWindows final : Windows {
+    std::vector<WindowInfo> list;
+    QString nextTitle; ///< of all, once they have been listed
+    std::vector<WindowInfo> onScreenWindows() override {
+        const auto listed = list;
+        for (WindowInfo& each : list)
+            each.title = nextTitle.isEmpty() ? each.title : nextTitle;
+        return listed;
+    }
 };
 
 struct FakeAccessibility final : Accessibility {

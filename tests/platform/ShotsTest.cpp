@@ -1,6 +1,6 @@
 #include "capture/WindowShot.h"
+#include "fakes/FakeDesktop.h"
 #include "platform/helpers/OcrProcess.h"
-#include "support/Testing.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -13,17 +13,6 @@ namespace ovalin {
 namespace {
 
 Tools builtTools() { return Tools::under(Tools::folderBeside(QCoreApplication::applicationDirPath())); }
-
-struct FakeWindows final : Windows {
-    std::vector<WindowInfo> list;
-    QString nextTitle; ///< of all, once they have been listed
-    std::vector<WindowInfo> onScreenWindows() override {
-        const auto listed = list;
-        for (WindowInfo& each : list)
-            each.title = nextTitle.isEmpty() ? each.title : nextTitle;
-        return listed;
-    }
-};
 
 struct FakeRecognizer final : TextRecognizer {
     std::optional<QString> answer;

@@ -53,34 +53,42 @@ TEST_F(RequestList, TheNewestFirstWithWhateverOthersHaveWritten) {
     EXPECT_EQ(listRequests(paths, NOW).more, 9'800);
 }
 
-TEST_F(RequestList, ARouterIsKnownByItsLaunchAndItAloneIsEnded) {
-    const QueueItem asked = item(u"do it"_s);
-    const QString file = queueFilePath(paths.queueDir, asked.id);
-    // It leaves something running for the user, as an agent may.
-    writeProgram(paths.routerScript,
-                 "#!/bin/sh\necho \"about $1\"\nsetsid sleep 1000 & echo $! > ~/left\nsleep 1000\n");
-    writeLedger(QJsonDocument(asked.ledgerEntry()).toJson());
-    ASSERT_TRUE(writeQueueFile(paths.queueDir, asked));
-    QProcess editor; // has the file open
-    editor.start(u"/bin/sh"_s, {u"-c"_s, u"sleep 1000; :"_s, file});
-    ASSERT_TRUE(editor.waitForStarted());
-    EXPECT_EQ(listRequests(paths, NOW).newest[0].stateName, u"queued"_s);
-    ASSERT_EQ(spawnRouter(file, paths, {}).start, RouterStart::Launched);
-    ASSERT_TRUE(waitUntil([&] { return readFile(home + u"/left"_s).endsWith('\n'); }));
-    EXPECT_EQ(listRequests(paths, NOW).newest[0].stateName, u"working"_s);
-    EXPECT_EQ(requestDetail(paths, asked.id, NOW)->log, u"about "_s + file);
+TEST_F(RequestList, ARouterIsKnownByItsLaunchAndItAloneIsEndedHoweverItTakesIt) {
+    for (const bool deaf : {false, true}) {
+        const QueueItem asked = item(u"do it"_s);
+        const QString file = queueFilePath(paths.queueDir, asked.id);
+        // It leaves something running for the user, as an agent may.
+        writeProgram(paths.routerScript,
+                     QByteArray("#!/bin/sh\ntrap '") + (deaf ? "" : "echo done > ~/cleaned; exit") +
+                         "' TERM\necho \"about $1\"\nsetsid sleep 1000 & echo $! > ~/left\nsleep 1000\n");
+        writeLedger(QJsonDocument(asked.ledgerEntry()).toJson());
+        ASSERT_TRUE(writeQueueFile(paths.queueDir, asked));
+        QProcess editor; // has the file open
+        editor.start(u"/bin/sh"_s, {u"-c"_s, u"sleep 1000; :"_s, file});
+        ASSERT_TRUE(editor.waitForStarted());
+        EXPECT_EQ(listRequests(paths, NOW).newest[0].stateName, u"queued"_s);
+        ASSERT_EQ(spawnRouter(file, paths, {}).start, RouterStart::Launched);
+        ASSERT_TRUE(waitUntil([&] { return readFile(home + u"/left"_s).endsWith('\n'); }));
+        EXPECT_EQ(listRequests(paths, NOW).newest[0].stateName, u"working"_s);
+        EXPECT_EQ(requestDetail(paths, asked.id, NOW)->log, u"about "_s + file);
 
-    int proven = 0;
-    EXPECT_FALSE(endRouter(item(u"another"_s).id, [&] { ++proven; }));
-    EXPECT_TRUE(endRouter(asked.id, [&] { ++proven; }));
-    EXPECT_FALSE(endRouter(asked.id, [&] { ++proven; }));
-    EXPECT_EQ(proven, 1);
-    EXPECT_EQ(listRequests(paths, NOW).newest[0].stateName, u"queued"_s);
-    EXPECT_EQ(editor.state(), QProcess::Running);
-    const auto left = readFile(home + u"/left"_s).trimmed().toInt();
-    EXPECT_EQ(::kill(left, SIGKILL), 0) << "was left alone";
-    editor.kill();
-    editor.waitForFinished();
+        int proven = 0;
+        const std::chrono::milliseconds toCleanUp(deaf ? 1 : 60'000);
+        EXPECT_FALSE(endRouter(item(u"another"_s).id, [&] { ++proven; }));
+        EXPECT_TRUE(endRouter(
+            asked.id, [&] { ++proven; }, toCleanUp));
+        EXPECT_TRUE(waitUntil([&] { return !runningRouters().contains(asked.id); }));
+        EXPECT_FALSE(endRouter(asked.id, [&] { ++proven; }));
+        EXPECT_EQ(proven, 1);
+        EXPECT_EQ(QFile::remove(home + u"/cleaned"_s), !deaf);
+        EXPECT_EQ(listRequests(paths, NOW).newest[0].stateName, u"queued"_s);
+        EXPECT_EQ(editor.state(), QProcess::Running);
+        const QString left = home + u"/left"_s;
+        EXPECT_EQ(::kill(readFile(left).trimmed().toInt(), SIGKILL), 0) << "was left alone";
+        QFile::remove(left);
+        editor.kill();
+        editor.waitForFinished();
+    }
 }
 
 TEST_F(RequestList, WhatIsRunAgainHasItsWordsAndWhatItsOpeningSawFromWhereverItIs) {

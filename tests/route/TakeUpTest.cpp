@@ -78,8 +78,11 @@ TEST_F(TakeUp, OnlyWhatNeverHadARouterIsLaunched) {
     const TakenUp found = takeUpRequests(paths, start);
     EXPECT_EQ(prompts(found.launch), launched) << "oldest first";
     EXPECT_EQ(prompts(found.interrupted), interrupted);
-    for (const QueueItem& each : found.interrupted)
+    for (const QueueItem& each : found.interrupted) {
         EXPECT_EQ(statusOf(each), NEEDS_ATTENTION);
+        const QJsonValue told = entryIn(ledger(), each.id)[u"result"_s][u"summary"_s];
+        EXPECT_TRUE(told.toString().contains(u"nobody knows how far it came"_s)) << each.prompt.toStdString();
+    }
     EXPECT_EQ(queueFile(items[1].id), items[1].queueEntry()) << "its queue file is there again";
     EXPECT_TRUE(takeUpRequests(paths, start).interrupted.isEmpty()) << "said once";
 }
