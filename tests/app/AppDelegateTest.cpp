@@ -411,7 +411,8 @@ TEST_F(AppDelegateTest, TheWordStopEndsTheAnswerThatStreamsAndIsAQuestionOtherwi
         EXPECT_FALSE(shows("[stopped]"));
         panel().promptField->clear();
         submit(QLatin1String(word));
-        EXPECT_TRUE(shows("[stopped]") && panel().sendBtnRef->isEnabled());
+        EXPECT_TRUE(waitUntil([&] { return shows("[stopped]"); }));
+        EXPECT_TRUE(panel().sendBtnRef->isEnabled());
         EXPECT_EQ(panel().promptField->text(), QString());
         close();
     }

@@ -155,20 +155,25 @@ TEST_F(AskHistoryTest, WhatCannotBeReadStaysWhereItIs) {
     EXPECT_TRUE(log.lines[0].endsWith(u"Is a directory"_s)) << log.lines[0].toStdString();
 }
 
-TEST_F(AskHistoryTest, WhatCannotBeWrittenIsListedAndTriedAgainAtTheEnd) {
+TEST_F(AskHistoryTest, WhatCannotBeWrittenIsListedAndTriedAgainAtTheEndUnlessItIsForgotten) {
     const QString folderName = folder.filePath(u"CLAUDE"_s);
-    writeFile(folderName, "a file where the folder should be");
-    store(u"a"_s);
-    qsizetype listed = 0;
-    history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { listed = all.size(); });
-    settle();
-    EXPECT_EQ(listed, 1);
-    EXPECT_EQ(readFile(folderName), "a file where the folder should be");
-    EXPECT_EQ(log.lines.size(), 1);
-    QFile::remove(folderName);
-    history.saveAgain();
-    settle();
-    EXPECT_EQ(stored().size(), 1);
+    for (const bool forgotten : {false, true}) {
+        writeFile(folderName, "a file where the folder should be");
+        store(u"a"_s);
+        qsizetype listed = 0;
+        history.loadAskHistory(&history, [&](const AskHistoryEntries& all) { listed = all.size(); });
+        settle();
+        EXPECT_EQ(listed, 1);
+        EXPECT_EQ(readFile(folderName), "a file where the folder should be");
+        EXPECT_EQ(log.lines.size(), forgotten ? 2 : 1);
+        QFile::remove(folderName);
+        if (forgotten)
+            history.forget();
+        history.saveAgain();
+        settle();
+        EXPECT_NE(QFile::exists(file), forgotten);
+        QDir(folderName).removeRecursively();
+    }
 }
 
 TEST_F(AskHistoryTest, TheTitleOfANewConversationComesLater) {

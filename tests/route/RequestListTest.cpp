@@ -58,9 +58,10 @@ TEST_F(RequestList, ARouterIsKnownByItsLaunchAndItAloneIsEndedHoweverItTakesIt) 
         const QueueItem asked = item(u"do it"_s);
         const QString file = queueFilePath(paths.queueDir, asked.id);
         // It leaves something running for the user, as an agent may.
-        writeProgram(paths.routerScript,
-                     QByteArray("#!/bin/sh\ntrap '") + (deaf ? "" : "echo done > ~/cleaned; exit") +
-                         "' TERM\necho \"about $1\"\nsetsid sleep 1000 & echo $! > ~/left\nsleep 1000\n");
+        writeProgram(
+            paths.routerScript,
+            QByteArray("#!/bin/sh\ntrap '") + (deaf ? "" : "echo done > ~/cleaned; exit") +
+                "' TERM\necho \"about $1\"\nsetsid sleep 1000 & left=$!\nsleep 1000 & echo $left > ~/left\nwait\n");
         writeLedger(QJsonDocument(asked.ledgerEntry()).toJson());
         ASSERT_TRUE(writeQueueFile(paths.queueDir, asked));
         QProcess editor; // has the file open

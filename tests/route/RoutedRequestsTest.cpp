@@ -3,6 +3,7 @@
 #include "RouteFolder.h"
 #include "fakes/FakeDispatch.h"
 #include "route/CapturesLedger.h"
+#include "route/Router.h"
 
 namespace {
 
@@ -196,6 +197,20 @@ TEST_F(DoRequest, AMissingAgentIsToldAndTheRequestStaysInTheQueueForTheNextStart
     writeProgram(paths.routerScript, "#!/bin/sh\necho ran \"$1\"\n");
     startAgain();
     EXPECT_EQ(routed(), 1);
+}
+
+TEST_F(DoRequest, WhatAnEarlierRunBeganIsToldByNameAndWhatIsTooMuchByNumber) {
+    for (int i = 0; i < 25; ++i) {
+        const QueueItem earlier = item(u"request %1"_s.arg(i));
+        ASSERT_TRUE(appendToCaptures(paths.capturesFile, earlier));
+        if (i < 2)
+            writeFile(routerMark(queueFilePath(paths.queueDir, earlier.id)), {});
+    }
+    startAgain();
+    ASSERT_EQ(news.size(), 2);
+    EXPECT_TRUE(news[0].body.startsWith(u"“request 0”, “request 1”: begun when"_s)) << news[0].body.toStdString();
+    EXPECT_TRUE(news[1].body.startsWith(u"3 of earlier days"_s)) << news[1].body.toStdString();
+    EXPECT_EQ(routed(), 20);
 }
 
 TEST_F(DoRequest, WhatTheScriptSaysOfAMissingAgentIsTheNextOpeningsHint) {

@@ -72,6 +72,8 @@ TEST_F(TakeUp, OnlyWhatNeverHadARouterIsLaunched) {
         if (row.interrupted)
             interrupted.append(made.prompt);
     }
+    const QString picture = paths.queueDir + QLatin1Char('/') + items[1].id + u".png"_s;
+    writeFile(picture, "png");
     record(request(u"of this run"_s, -1));
     record(request(u"of last year"_s, 400 * 24 * 3600));
 
@@ -83,6 +85,7 @@ TEST_F(TakeUp, OnlyWhatNeverHadARouterIsLaunched) {
         const QJsonValue told = entryIn(ledger(), each.id)[u"result"_s][u"summary"_s];
         EXPECT_TRUE(told.toString().contains(u"nobody knows how far it came"_s)) << each.prompt.toStdString();
     }
+    items[1].screenshot = picture;
     EXPECT_EQ(queueFile(items[1].id), items[1].queueEntry()) << "its queue file is there again";
     EXPECT_TRUE(takeUpRequests(paths, start).interrupted.isEmpty()) << "said once";
 }
