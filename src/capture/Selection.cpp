@@ -74,7 +74,7 @@ SelectedText Selection::read(const Subject& subject) {
     const AccessibleSelection tree = accessibility.selection(subject.window());
     using Kind = AccessibleSelection::Kind;
     using Source = SelectedText::Source;
-    const SelectedText nothing{{}, Source::Tree, tree.focus, tree.window ? tree.window : subject.capWindow};
+    SelectedText nothing{{}, Source::Tree, tree.focus, tree.window ? tree.window : subject.capWindow};
     SelectedText found = nothing;
     if (tree.kind == Kind::Text)
         found.text = tree.text.trimmed();
