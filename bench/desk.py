@@ -14,6 +14,8 @@ SETTLED_USER = "[General]\novalinHowtoSeen=true\novalinAccessibilityOffered=true
 
 
 class Desk:
+    ABOVE_EDITOR = 780  # lines of the screen, on sway
+
     def __init__(self, screen="1600x1000x24"):
         signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that close() is reached
         self.processes = []
@@ -82,14 +84,38 @@ class Desk:
             time.sleep(0.02)
         if window_manager == "openbox":
             self.start("openbox", "--config-file", self.write("openbox.xml", NO_KEYS))
+        elif window_manager == "sway":
+            self.start_sway()
         if compositor == "picom":
             self.start("picom", "--backend", "xrender", "--config", "/dev/null")
         time.sleep(1)
+
+    def start_sway(self):
+        """sway in a window that fills the X server. Programs belong to it from then on, but what drives the X server."""
+        session = self.path("run/session")
+        self.environment["GDK_BACKEND"] = "wayland"
+        as_user = ["unshare", "-U", "--map-user=1000", "--map-group=1000"] if os.geteuid() == 0 else []
+        outer = dict(self.environment, WLR_BACKENDS="x11", WLR_RENDERER="pixman")
+        config = self.write("sway.conf", "output * resolution 1600x1000\ndefault_border none\nfocus_follows_mouse no\n"
+                            f"for_window [app_id=mousepad] floating enable, resize set 600 200, move absolute position 0 {self.ABOVE_EDITOR}\n"
+                            f"exec env >'{session}.part' && mv '{session}.part' '{session}'\n")
+        with open(self.path("sway.log"), "w") as log:
+            self.processes.append(subprocess.Popen([*as_user, "sway", "-c", config], env=outer, stdout=log, stderr=log))
+        while not os.path.exists(session):
+            time.sleep(0.05)
+        with open(session) as file:
+            told = dict(line.rstrip("\n").split("=", 1) for line in file if "=" in line)
+        self.environment.update({name: told[name] for name in ("WAYLAND_DISPLAY", "SWAYSOCK")})
 
     def start_editor(self, selected):
         """An editor with the focus and as many selected bytes (0: an empty document)."""
         text = ("The quick brown fox jumps over the lazy dog again.\n" * (selected // 51 + 1))[:selected]
         self.start("mousepad", "--disable-server", self.write("letter.txt", text))
+        if "SWAYSOCK" in self.environment:
+            time.sleep(2)
+            self.output("xdotool", "mousemove", "800", "300", "key", "ctrl+a" if selected else "Home")
+            time.sleep(0.5)
+            return None
         window = self.window("mousepad")
         self.output("xdotool", "windowmove", "--sync", window, "400", "200")
         self.output("xdotool", "windowsize", "--sync", window, "800", "600")

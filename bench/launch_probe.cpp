@@ -1,9 +1,11 @@
-// launch_probe KEY CLOSE_KEY TRIALS WARMUPS: presses a hotkey and prints, one line of JSON a trial, after how many
-// milliseconds a new window
+// launch_probe KEY CLOSE_KEY TRIALS WARMUPS [HEIGHT]: presses a hotkey and prints, one line of JSON a trial, after how
+// many milliseconds a new window
 //   mapped   became viewable,
 //   shown    covered most of what was there before,
 //   painted  showed nine tenths of its final content,
 //   keys     held the keyboard: the input focus or a grab.
+// With HEIGHT, what opens is no window of this X server but a part of the picture in one, a compositor's, in the upper
+// HEIGHT lines of the screen; "mapped" is the first change there, and of the keyboard nothing is known.
 // Knows nothing of the program that opens it. A picture counts from when it was in hand, so the figures err upwards.
 #include <algorithm>
 #include <chrono>
@@ -242,15 +244,48 @@ void judge(Trial& trial, const std::vector<Picture>& pictures, const Pixels& bef
     }
 }
 
+/// The same where only the picture of the screen is seen, a part of which changes.
+void judgeInside(Trial& trial, const std::vector<Picture>& pictures, const Pixels& before) {
+    if (pictures.empty())
+        return;
+    const Picture& last = pictures.back();
+    const auto width = static_cast<size_t>(last.area.width);
+    size_t left = width, right = 0, top = before.size(), bottom = 0;
+    for (size_t i = 0; i < before.size(); ++i) {
+        if (last.pixels[i] == before[i])
+            continue;
+        left = std::min(left, i % width), right = std::max(right, i % width);
+        top = std::min(top, i / width), bottom = std::max(bottom, i / width);
+    }
+    if (left > right)
+        return;
+    trial.area = {static_cast<int>(left), static_cast<int>(top), static_cast<int>(right - left + 1),
+                  static_cast<int>(bottom - top + 1)};
+    trial.mapped = pictures.front().time;
+    std::vector<Picture> parts;
+    for (const Picture& picture : pictures) {
+        Picture part{picture.time, trial.area, {}};
+        for (size_t y = top; y <= bottom; ++y) {
+            const auto line = picture.pixels.begin() + static_cast<std::ptrdiff_t>(y * width);
+            part.pixels.insert(part.pixels.end(), line + static_cast<std::ptrdiff_t>(left),
+                               line + static_cast<std::ptrdiff_t>(right + 1));
+        }
+        parts.push_back(std::move(part));
+    }
+    judge(trial, parts, before, last.area.width);
+}
+
 class Probe {
 public:
-    Probe(const std::string& key, const std::string& closeKey)
-        : open(display.chord(key))
+    Probe(const std::string& key, const std::string& closeKey, int height)
+        : inside(height > 0)
+        , watched{0, 0, display.screen.width, inside ? height : display.screen.height}
+        , open(display.chord(key))
         , close(display.chord(closeKey)) {}
 
     Trial run() {
         const std::set<Window> known = display.viewableWindows();
-        const Pixels before = display.pixels(display.screen);
+        const Pixels before = display.pixels(watched);
         for (size_t i = 0; i + 1 < open.size(); ++i)
             display.key(open[i], true);
         display.flush();
@@ -266,34 +301,39 @@ public:
             display.key(open[i], false);
         display.flush();
         double lastChange = 0;
-        while (elapsed() < GIVE_UP.count() && !(window != 0 && elapsed() > lastChange + PICTURE_IS_FINAL.count())) {
+        const auto begun = [&] { return inside ? !pictures.empty() : window != 0; };
+        while (elapsed() < GIVE_UP.count() && !(begun() && elapsed() > lastChange + PICTURE_IS_FINAL.count())) {
             const bool polling = window != 0 && !trial.keys;
             auto seen = display.changes(polling ? KEYBOARD_POLL : Milliseconds(50));
-            if (window == 0 && seen.structure)
+            if (window == 0 && seen.structure && !inside)
                 findWindow(known, trial);
             if (polling && display.holdsKeyboard(window))
                 trial.keys = elapsed();
-            if (window == 0 || !(seen.structure || seen.picture))
+            if (!(inside || window != 0) || !(seen.structure || seen.picture))
                 continue;
-            if (const auto area = display.viewableArea(window))
+            if (inside)
+                trial.area = watched;
+            else if (const auto area = display.viewableArea(window))
                 trial.area = *area;
             Pixels pixels = display.pixels(trial.area);
-            if (!pictures.empty() && pictures.back().area == trial.area && pictures.back().pixels == pixels)
+            if (pictures.empty() ? inside && pixels == before
+                                 : pictures.back().area == trial.area && pictures.back().pixels == pixels)
                 continue;
             lastChange = elapsed();
             pictures.push_back({lastChange, trial.area, std::move(pixels)});
         }
-        judge(trial, pictures, before, display.screen.width);
+        if (inside)
+            judgeInside(trial, pictures, before);
+        else
+            judge(trial, pictures, before, display.screen.width);
         return trial;
     }
 
     void closeWindow() {
+        if (inside)
+            pressClose();
         for (int attempt = 0; attempt < 4 && window != 0 && display.viewableArea(window); ++attempt) {
-            for (const KeyCode code : close)
-                display.key(code, true);
-            for (size_t i = close.size(); i-- > 0;)
-                display.key(close[i], false);
-            display.flush();
+            pressClose();
             for (int wait = 0; wait < 70 && display.viewableArea(window); ++wait)
                 pause(Milliseconds(10));
         }
@@ -302,6 +342,14 @@ public:
     }
 
 private:
+    void pressClose() {
+        for (const KeyCode code : close)
+            display.key(code, true);
+        for (size_t i = close.size(); i-- > 0;)
+            display.key(close[i], false);
+        display.flush();
+    }
+
     double elapsed() const { return Milliseconds(Clock::now() - start).count(); }
 
     void findWindow(const std::set<Window>& known, Trial& trial) {
@@ -317,6 +365,8 @@ private:
     }
 
     Server display;
+    const bool inside;
+    const Area watched;
     const std::vector<KeyCode> open, close;
     Window window = 0;
     Clock::time_point start;
@@ -338,7 +388,7 @@ void print(const Trial& trial) {
 int main(int argc, char** argv) {
     if (argc < 5)
         return 1;
-    Probe probe(argv[1], argv[2]);
+    Probe probe(argv[1], argv[2], argc > 5 ? std::atoi(argv[5]) : 0);
     const int trials = std::atoi(argv[3]), warmups = std::atoi(argv[4]);
     for (int i = -warmups; i < trials; ++i) {
         const Trial trial = probe.run();
