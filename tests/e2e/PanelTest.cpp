@@ -96,16 +96,19 @@ TEST(Panel, AClickOutsideGivesTheKeyboardBackAndASelectionThereIsFollowed) {
     EXPECT_EQ(request.value(u"text"_s).toString(), desk.primary()) << "what Shift+Right left selected";
 }
 
-TEST(Panel, AClickBringsItBackOverWhatCoversIt) {
+TEST(Panel, AClickBringsItBackOverWhatCoversItAndOneIntoAnInputMethodsListLeavesItTheKeyboard) {
     OvalinDesk desk;
     desk.startOvalin();
     ASSERT_TRUE(desk.opensPanel());
     const QRect frame = desk.frameOf(desk.panelWindow());
-    desk.start(QStringLiteral(STAND_IN), {u"popup"_s, desk.path(u"keys"_s)});
+    desk.start(QStringLiteral(STAND_IN), {u"-name"_s, u"ibus-ui-gtk3"_s, u"popup"_s, desk.path(u"keys"_s)});
     const QString popup = desk.waitForWindow(u"stand-in"_s);
     desk.xdo(u"windowmove %1 %2 %3"_s.arg(popup).arg(frame.left() + 60).arg(frame.top()));
     desk.xdo(u"windowraise %1"_s.arg(popup));
     ASSERT_TRUE(waitUntil([&] { return !isInFront(desk); }));
     desk.xdo(u"mousemove %1 %2 click 1"_s.arg(frame.left() + 20).arg(frame.top() + 12));
     EXPECT_TRUE(waitUntil([&] { return isInFront(desk); }));
+    desk.xdo(u"windowmove --sync %1 0 0 mousemove 100 100 click 1"_s.arg(popup));
+    desk.enter(u"remember the milk"_s);
+    EXPECT_EQ(desk.waitForRequest().value(u"prompt"_s), u"remember the milk"_s);
 }

@@ -47,6 +47,11 @@ const char* const EDITORS_WITH_TERMINAL =
     "subl jetbrains-idea jetbrains-idea-ce jetbrains-pycharm jetbrains-pycharm-ce jetbrains-webstorm jetbrains-clion "
     "jetbrains-goland jetbrains-rider jetbrains-phpstorm jetbrains-rubymine jetbrains-datagrip jetbrains-studio";
 
+const char* const TYPED_WITH =
+    "ibus-ui-gtk3 ibus-ui-emojier ibus-extension-gtk3 fcitx fcitx5 fcitx-qimpanel uim-candwin-gtk uim-candwin-gtk3 "
+    "uim-candwin-qt5 uim-candwin-horizontal-gtk3 uim-candwin-tbl-gtk3 scim-panel-gtk nimf-candidate onboard florence "
+    "xvkbd matchbox-keyboard svkbd-mobile-intl kvkbd cellwriter";
+
 const char* const FOCUS_WRITER = "focuswriter gottcode.focuswriter org.gottcode.focuswriter";
 
 // The last is every browser's, and Electron's.
@@ -128,6 +133,11 @@ bool isVim(const QString& executable) { return words(VIMS).contains(executable.t
 
 bool isTerminal(const QString& name) {
     static const QStringList names = words(CLASSIC_TERMINALS) + words(TERMINALS);
+    return names.contains(name.toLower());
+}
+
+bool isTypedWith(const QString& name) {
+    static const QStringList names = words(TYPED_WITH);
     return names.contains(name.toLower());
 }
 

@@ -52,4 +52,8 @@ struct TargetRule {
 /// Whether a program of this name, a part of WM_CLASS say, is a terminal. Pure.
 [[nodiscard]] bool isTerminal(const QString& name);
 
+/// Whether a program of this name, a part of WM_CLASS or an executable, is there to type with: the lists of an input
+/// method, or a keyboard on the screen. Pure.
+[[nodiscard]] bool isTypedWith(const QString& name);
+
 } // namespace ovalin

@@ -2,6 +2,7 @@
 
 #include "X11Settings.h"
 
+#include "platform/applications/TargetRules.h"
 #include "platform/atspi/AtSpiAccessibility.h"
 #include "platform/dbus/FreedesktopNotifier.h"
 #include "platform/dbus/Logind.h"
@@ -21,12 +22,16 @@
 #include "platform/x11/windows/X11Windows.h"
 #include "platform/x11/windows/X11Workspace.h"
 
+#include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QWindow>
 
 #include <xcb/xcb.h>
 
 namespace ovalin {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -47,6 +52,16 @@ bool isOurWindow(quint32 window) {
     return window != XCB_WINDOW_NONE && (window & ~setup->resource_id_mask) == setup->resource_id_base;
 }
 
+/// The lists of an input method and keyboards on the screen are a part of what types into the panel, in a window of
+/// their own or in a frame. A few round trips.
+bool showsTypingAid(const WindowReader& reader, quint32 topWindow) {
+    const WindowIdentity client = reader.clientBelow(topWindow);
+    const qint32 pid = client.pid ? client.pid : reader.windowOwners().ownerOf(topWindow);
+    const QString program =
+        pid > 0 ? QFileInfo(QFile::symLinkTarget(u"/proc/%1/exe"_s.arg(pid))).fileName() : QString();
+    return isTypedWith(client.instance) || isTypedWith(client.wmClass) || isTypedWith(program);
+}
+
 } // namespace
 
 struct X11Desktop::Parts {
@@ -62,7 +77,8 @@ struct X11Desktop::Parts {
         , notifier(dispatch)
         , settings(dispatch) {
         monitors.setOwnWindows([this](QPoint rootPosition, quint32 topWindow, quint32 time) {
-            return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time);
+            return isOurWindow(topWindow) || liesInOurWindows(rootPosition) || ownPresses.includes(time) ||
+                   (hold.held() && showsTypingAid(WindowReader(qtConnection()), topWindow));
         });
         outside = monitors.onPressOutside([this](quint32 time) {
             if (!hotKeys.pressedSince(time)) // such a click was not beside the panel: it opened later
