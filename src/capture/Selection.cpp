@@ -125,22 +125,19 @@ std::optional<QString> Selection::clipboardGrab(qint32 pid, FocusKind focus) {
         return std::nullopt;
     }
     const quint64 before = saved->changeCount;
-    switch (keyboard.sendCopy(pid, focus)) {
-    case Keyboard::Sent::Yes:
-        break;
-    case Keyboard::Sent::NotTrusted:
-        logLine(u"Ovalin: Accessibility not granted — cannot grab selection"_s);
-        return std::nullopt;
-    default:
+    pasteboard.catchCopy(saved, pid);
+    if (const auto sent = keyboard.sendCopy(pid, focus); sent != Keyboard::Sent::Yes) {
+        pasteboard.catchCopy({}, 0);
+        if (sent == Keyboard::Sent::NotTrusted)
+            logLine(u"Ovalin: Accessibility not granted — cannot grab selection"_s);
         return std::nullopt;
     }
     for (int poll = 0; poll < POLLS && pasteboard.changeCount() == before; ++poll)
         sleep(POLL_STEP);
     std::optional<QString> text;
-    if (pasteboard.changeCount() != before) {
+    if (pasteboard.changeCount() != before)
         text = pasteboard.text();
-        pasteboard.restore(std::move(*saved));
-    }
+    pasteboard.restore(std::move(*saved));
     if (text && (text = trimmedOrAbsent(withoutMasks(text->trimmed())))) {
         logLine(u"Ovalin: selection fallback grabbed %1 chars via Cmd+C"_s.arg(characterCount(*text)));
         return text;

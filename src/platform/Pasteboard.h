@@ -80,7 +80,14 @@ public:
     /// Text of CLIPBOARD. Worker threads; at most 150 ms.
     [[nodiscard]] virtual std::optional<QString> text() = 0;
 
-    /// Puts a snapshot back: owns CLIPBOARD and serves its items until somebody else takes it. Worker threads.
+    /// Before process `pid` (below 1: any) is asked for a copy: what it puts on CLIPBOARD until restore() is for text()
+    /// alone. Where the desktop has a way to, that is read at once and `before` is back in the same moment, since
+    /// programs that keep a history of the clipboard look into all that they see there. Absent: none is expected any
+    /// more. Worker threads.
+    virtual void catchCopy(std::optional<PasteboardSnapshot> /*before*/, qint32 /*pid*/) {}
+
+    /// Puts a snapshot back, unless CLIPBOARD is as it was: owns it and serves its items until somebody else takes it.
+    /// Worker threads.
     virtual void restore(PasteboardSnapshot snapshot) = 0;
 
     /// Reads a selection's text for a paste into one of our own fields. Main thread, returns at once; `done` is called

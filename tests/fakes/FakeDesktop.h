@@ -92,7 +92,10 @@ struct FakePasteboard final : Pasteboard {
         return true;
     }
     std::optional<QString> text() override { return clipboard; }
-    void restore(PasteboardSnapshot snapshot) override { restored.push_back(std::move(snapshot)); }
+    void restore(PasteboardSnapshot snapshot) override {
+        if (snapshot.changeCount != changes)
+            restored.push_back(std::move(snapshot));
+    }
     void readText(Selection, QObject*, std::function<void(const QString&)> done) override {
         if (readable)
             done(*readable);

@@ -104,6 +104,31 @@ TEST_F(PasteboardTest, SnapshotsComeBackByteForByte) {
     }
 }
 
+TEST_F(PasteboardTest, ACopyThatWasAskedForIsReadAndGoneBeforeAnybodyElseReadsIt) {
+    for (const bool owned : {true, false}) {
+        if (owned)
+            pasteboard.restore({true, textContent(u"mine"_s), ~quint64{0}});
+        const auto before = pasteboard.snapshot();
+        ASSERT_TRUE(before);
+        pasteboard.catchCopy(before, 0);
+        {
+            const QStringList copied{u"-quiet"_s, u"-selection"_s, u"clipboard"_s, desk().path(u"copied"_s)};
+            writeFile(desk().path(u"copied"_s), "the answer");
+            const Program application(u"xclip"_s, copied);
+            ASSERT_TRUE(waitUntil([&] { return pasteboard.changeCount() > before->changeCount + 1; })) << owned;
+            EXPECT_EQ(pasted(u"UTF8_STRING"_s), owned ? "mine" : "");
+            EXPECT_EQ(pasteboard.text(), u"the answer"_s);
+        }
+        const quint64 changes = pasteboard.changeCount();
+        pasteboard.restore(*before);
+        EXPECT_EQ(pasteboard.changeCount(), changes) << "it is there already";
+        pasteboard.restore({false, {}, ~quint64{0}});
+    }
+    pasteboard.catchCopy(pasteboard.snapshot(), ::getpid());
+    const auto other = owner("of another program");
+    EXPECT_EQ(pasteboard.text(), u"of another program"_s);
+}
+
 TEST_F(PasteboardTest, AnUntouchedClipboardStaysWithItsOwner) {
     const auto xclip = owner("mine");
     pasteboard.restore(*pasteboard.snapshot());

@@ -60,10 +60,9 @@ std::optional<QString> X11Pasteboard::primaryText(qint32 pid, Freshness freshnes
 std::optional<QString> X11Pasteboard::text() {
     const Deadline deadline = deadlineIn(limits.text);
     return thread
-        .ask<std::optional<QString>>(deadline,
-                                     [this, deadline](XSelections::TextDone answer) {
-                                         parts->readText(parts->clipboard, deadline, std::move(answer));
-                                     })
+        .ask<std::optional<QString>>(
+            deadline,
+            [this, deadline](XSelections::TextDone answer) { parts->readClipboard(deadline, std::move(answer)); })
         .value_or(std::nullopt);
 }
 
@@ -116,10 +115,21 @@ bool X11Pasteboard::giveBack(Selection selection, PasteboardSnapshot saved, Give
     return done.value_or(false);
 }
 
+void X11Pasteboard::catchCopy(std::optional<PasteboardSnapshot> before, qint32 pid) {
+    auto content = std::make_shared<std::optional<PasteboardSnapshot>>(std::move(before));
+    (void)thread.call(deadlineIn(OWN_DEADLINE), [this, content, pid] {
+        if (*content)
+            parts->catchCopy({std::move(**content), pid, limits.text});
+        else
+            parts->endCatch();
+        return true;
+    });
+}
+
 void X11Pasteboard::restore(PasteboardSnapshot snapshot) {
     auto content = std::make_shared<PasteboardSnapshot>(std::move(snapshot));
     const auto restored = thread.call(deadlineIn(OWN_DEADLINE), [this, content] {
-        if (!needsRestore(*content, clipboardChanges))
+        if (parts->endCatch() || !needsRestore(*content, clipboardChanges))
             return true;
         if (content->owned)
             return parts->server.own(std::move(content->items));

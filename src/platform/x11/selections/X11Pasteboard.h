@@ -49,6 +49,7 @@ public:
     [[nodiscard]] Loan loan(Selection selection) override;
     bool giveBack(Selection selection, PasteboardSnapshot saved, GiveBack when) override;
     [[nodiscard]] std::optional<QString> text() override;
+    void catchCopy(std::optional<PasteboardSnapshot> before, qint32 pid) override;
     void restore(PasteboardSnapshot snapshot) override;
     void readText(Selection selection, QObject* context, std::function<void(const QString&)> done) override;
 

@@ -3,6 +3,8 @@
 #include "platform/selections/SelectionRules.h"
 #include "platform/applications/TargetRules.h"
 
+#include <utility>
+
 namespace ovalin {
 
 namespace {
@@ -17,7 +19,7 @@ QByteArrayList atomNames(XConnection& server, const SelectionReading& targets) {
 
 } // namespace
 
-XSelections::XSelections(XThread& xThread, const ActivityClock& activity, std::atomic<quint64>& clipboardChanges)
+XSelections::XSelections(XThread& xThread, const ActivityClock& activity, std::atomic<quint64>& changesOfClipboard)
     : thread(xThread)
     , clock(activity)
     , windows(xThread.connection().get())
@@ -25,17 +27,57 @@ XSelections::XSelections(XThread& xThread, const ActivityClock& activity, std::a
     , reader(xThread)
     , server(xThread, clipboard)
     , primaryServer(xThread, primary)
-    , changes(xThread, [this, &clipboardChanges](const SelectionChanges::Change& change) {
-        if (change.selection == clipboard) {
-            ++clipboardChanges;
-        } else {
-            ++primaryState.changes;
-            primaryState.owner = change.owner;
-            primaryState.since = change.time;
-        }
-        if (change.ownerDied)
-            reader.ownerGone(change.selection);
-    }) {}
+    , clipboardChanges(changesOfClipboard)
+    , changes(xThread, [this](const SelectionChanges::Change& change) { changed(change); }) {}
+
+void XSelections::changed(const SelectionChanges::Change& change) {
+    if (change.selection == clipboard) {
+        ++clipboardChanges;
+        if (expected && change.owner && !thread.connection().isOwn(change.owner))
+            takeCopy(change.owner);
+    } else {
+        ++primaryState.changes;
+        primaryState.owner = change.owner;
+        primaryState.since = change.time;
+    }
+    if (change.ownerDied)
+        reader.ownerGone(change.selection);
+}
+
+// The server passes the question on to the application before it tells it of the new owner. Clipboard histories ask for
+// the targets first; the text that they ask for then is ours.
+void XSelections::takeCopy(xcb_window_t owner) {
+    if (expected->pid > 0 && windows.windowOwners().ownerOf(owner) != expected->pid)
+        return;
+    expected->came = true;
+    ++expected->asked;
+    const SelectionReader::Request request{clipboard, thread.connection().atom(textTargets().constFirst()),
+                                           deadlineIn(expected->patience)};
+    reader.read(request, [this, copy = expected](const SelectionReading& reading) {
+        if (reading.end == SelectionReading::End::Data)
+            copy->text = selectionText(thread.connection().atomName(reading.type), reading.format, reading.bytes);
+        if (--copy->asked == 0 && copy->waiting)
+            copy->waiting(copy->text);
+    });
+    if (expected->before.owned)
+        server.own(expected->before.items);
+    else
+        server.clear();
+}
+
+bool XSelections::endCatch() {
+    const auto copy = std::exchange(expected, nullptr);
+    return copy && copy->came && (copy->before.owned ? server.owns() : !ownerOf(clipboard));
+}
+
+void XSelections::readClipboard(Deadline deadline, TextDone done) {
+    if (!expected || !expected->came)
+        readText(clipboard, deadline, 0, done);
+    else if (expected->asked == 0)
+        done(expected->text);
+    else
+        expected->waiting = std::move(done);
+}
 
 xcb_window_t XSelections::ownerOf(xcb_atom_t selection) {
     xcb_connection_t* c = thread.connection().get();

@@ -12,6 +12,7 @@
 #include <array>
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace ovalin {
@@ -28,6 +29,21 @@ public:
 
     xcb_atom_t atom(Selection selection) const { return selection == Selection::Primary ? primary : clipboard; }
     void readText(xcb_atom_t selection, Deadline deadline, TextDone done) { readText(selection, deadline, 0, done); }
+    /// Of CLIPBOARD, or of the copy that was caught there.
+    void readClipboard(Deadline deadline, TextDone done);
+    /// A copy that an application has been asked for, see Pasteboard::catchCopy().
+    struct Catch {
+        PasteboardSnapshot before;
+        qint32 pid = 0;
+        std::chrono::milliseconds patience{}; ///< with its answer
+        int asked = 0;                        ///< questions under way
+        bool came = false;
+        std::optional<QString> text{};
+        TextDone waiting{};
+    };
+    void catchCopy(Catch copy) { expected = std::make_shared<Catch>(std::move(copy)); }
+    /// Whether one came, and what was there before is there again.
+    bool endCatch();
     [[nodiscard]] xcb_window_t ownerOf(xcb_atom_t selection);
     [[nodiscard]] xcb_window_t primaryOwnerIn(qint32 pid);
     void readPrimary(xcb_window_t owner, Freshness freshness, Deadline deadline, TextDone done);
@@ -57,11 +73,15 @@ private:
         std::optional<quint32> since; // of that owner; none when it was set before our start
     };
 
+    void changed(const SelectionChanges::Change& change);
+    void takeCopy(xcb_window_t owner);
     void readText(xcb_atom_t selection, Deadline deadline, qsizetype attempt, const TextDone& done);
     void readPrimaryTime(Deadline deadline, std::function<void(std::optional<quint32>)> done);
     [[nodiscard]] ActivityClock::Reading inTerminal(xcb_window_t owner);
 
     PrimaryState primaryState;
+    std::shared_ptr<Catch> expected;
+    std::atomic<quint64>& clipboardChanges;
     SelectionChanges changes;
 };
 
