@@ -10,6 +10,7 @@ from Xlib import X, display as xdisplay
 
 from checks import CANNOT, HARM, OK, openings, told, use_button
 from editors import Mousepad
+from histories import CASES as HISTORIES
 from programs import CARET, SELECTED, TEXT
 from session import COPIED, NotRun, until
 from terminals import Xterm
@@ -383,6 +384,7 @@ CASES = {
     "a picture on the clipboard": (Mousepad, image_on_clipboard),
     "a storm of focus events": (Mousepad, focus_storm),
     "several lines into a terminal": (Mousepad, many_lines_into_terminal),
+    **HISTORIES,
 }
 
 
