@@ -170,6 +170,8 @@ TEST_F(HotKey, AKeyThatAnotherClientHoldsIsRefusedAndNothingStaysGrabbed) {
     const auto numLock = static_cast<quint16>(XCB_MOD_MASK_1 | map->modifierMask(XK_Num_Lock));
     ASSERT_EQ(other.grabKey(space, numLock), 0); // only one of the combinations
     EXPECT_EQ(keys.registerHotKey(), HotKeyState::Taken);
+    XThread thread;
+    thread.runAndWait([&] { EXPECT_FALSE(keys.watchdog(thread)(space, XCB_MOD_MASK_1)) << "another's press"; });
     OtherClient third;
     for (const int locks : {0, int{XCB_MOD_MASK_LOCK}})
         EXPECT_EQ(third.grabKey(space, static_cast<quint16>(XCB_MOD_MASK_1 | locks)), 0);

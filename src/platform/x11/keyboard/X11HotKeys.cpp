@@ -92,8 +92,10 @@ HotKeyState X11HotKeys::registerHotKey() {
         else
             grabbed.push_back(state);
     }
-    if (taken)
+    if (taken) {
         unregisterHotKey();
+        presses->binding = HotKeyBinding{}; // its presses are another program's
+    }
     return taken ? HotKeyState::Taken : HotKeyState::Registered;
 }
 
