@@ -51,6 +51,8 @@ class Session(Desk):
         self.environment.update(LIBGL_ALWAYS_SOFTWARE="1", GDK_BACKEND="x11", QT_QPA_PLATFORM="xcb", IS_SANDBOX="1",
                                 GSK_RENDERER="cairo", XDG_CURRENT_DESKTOP="X-Generic", NO_AT_BRIDGE="0",
                                 DBUS_SYSTEM_BUS_ADDRESS="unix:path=/nonexistent/bus", **environment)
+        # Klipper comes with Plasma's launcher, whose Alt+Space any program of KDE's would take for it.
+        self.write(".config/kglobalshortcutsrc", "[org.kde.krunner.desktop]\n_launch=none,none,KRunner\n")
         self.start_session(window_manager)
         self.x = xdisplay.Display(self.environment["DISPLAY"])
         self.root = self.x.screen().root
