@@ -1,5 +1,7 @@
 #include "CapturesLedger.h"
 
+#include "LedgerText.h"
+
 #include "base/FileLock.h"
 #include "base/Json.h"
 #include "base/SetAside.h"
@@ -21,7 +23,6 @@ namespace ovalin {
 
 namespace {
 
-constexpr qsizetype LEDGER_LIMIT = 500;
 constexpr int TRIES = 20;
 
 const QString ITEMS = u"items"_s;
@@ -36,6 +37,9 @@ using Change = std::function<std::optional<QJsonObject>(const QJsonObject& ledge
 
 bool isOpen(const QJsonObject& entry) { return entry.value(STATUS).toString() == QUEUED; }
 
+/// The same on the text, where that is enough; absent: it is not.
+using TextChange = std::function<std::optional<QByteArray>(const QByteArray& text)>;
+
 /// An editor that writes in place leaves the file blank or cut off for a moment.
 bool mayBeHalfWritten(const QString& file, const FileVersion& version) {
     const qint64 age = QDateTime::currentMSecsSinceEpoch() - version.modified / 1'000'000;
@@ -43,10 +47,12 @@ bool mayBeHalfWritten(const QString& file, const FileVersion& version) {
 }
 
 /// One read, change and replace; `Changed` asks for another.
-FileResult<Replaced> tryChange(const QString& file, const Change& change, bool lastTry) {
+FileResult<Replaced> tryChange(const QString& file, const Change& change, const TextChange& quickly, bool lastTry) {
     auto read = readWholeFile(file);
     if (!read)
         return tl::unexpected(read.error());
+    if (const auto text = quickly ? quickly(read->bytes) : std::nullopt)
+        return replaceIfUnchanged(file, *read, *text);
     const JsonNumbers numbers(read->bytes);
     auto ledger = parseLedger(numbers.guarded());
     const bool blank = read->bytes.trimmed().isEmpty();
@@ -70,12 +76,12 @@ FileResult<Replaced> tryChange(const QString& file, const Change& change, bool l
     return changed ? replaceIfUnchanged(file, *read, numbers.restored(prettyJson(*changed))) : Replaced::Done;
 }
 
-tl::expected<void, QString> changeLedger(const QString& file, const Change& change) {
+tl::expected<void, QString> changeLedger(const QString& file, const Change& change, const TextChange& quickly = {}) {
     if (auto made = ensureFolder(QFileInfo(file).path()); !made)
         return made;
     const FileLock lock(file);
     for (int tries = 1; tries <= TRIES; ++tries) {
-        const auto replaced = tryChange(file, change, tries == TRIES);
+        const auto replaced = tryChange(file, change, quickly, tries == TRIES);
         if (!replaced)
             return tl::unexpected(replaced.error());
         if (*replaced == Replaced::Done)
@@ -144,10 +150,13 @@ QJsonObject withItem(QJsonObject ledger, const QueueItem& item) {
 }
 
 tl::expected<void, QString> appendToCaptures(const QString& capturesFile, const QueueItem& item) {
-    return changeLedger(capturesFile, [&](const QJsonObject& ledger) {
-        const QJsonObject changed = withItem(ledger, item);
-        return changed == ledger ? std::nullopt : std::optional(changed);
-    });
+    return changeLedger(
+        capturesFile,
+        [&](const QJsonObject& ledger) {
+            const QJsonObject changed = withItem(ledger, item);
+            return changed == ledger ? std::nullopt : std::optional(changed);
+        },
+        [&](const QByteArray& text) { return textWithItem(text, item); });
 }
 
 tl::expected<bool, QString> settleCapture(const QString& capturesFile, const QString& id, const QString& status,

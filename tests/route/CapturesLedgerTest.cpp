@@ -93,6 +93,33 @@ TEST_F(CapturesLedger, WhatOthersKeepThereStays) {
     EXPECT_FALSE(withItem(*before, timeless)[u"meta"_s].toObject().contains(u"last_update"_s));
 }
 
+TEST_F(CapturesLedger, HoweverTheFileIsLaidOutTheLedgerIsThatWithTheItem) {
+    const QJsonObject meta{{u"last_update"_s, u"old"_s}, {u"owner"_s, u"me"_s}};
+    const auto ours = [&](int count) {
+        QJsonObject ledger = *parseLedger(ledgerOf(count));
+        ledger[u"meta"_s] = meta;
+        return QJsonDocument(ledger).toJson();
+    };
+    const QByteArray three = ours(3), brace = "\"prompt\": {\n        }";
+    for (const QByteArray& text :
+         {ours(0), ours(1), ours(498), ours(499), ours(500), ours(700), ledgerOf(3),
+          QJsonDocument::fromJson(three).toJson(QJsonDocument::Compact), QByteArray(three).replace("items", "others"),
+          QByteArray(three).replace("\"prompt\": \"1\"", brace),
+          QByteArray(ours(600)).replace("\"prompt\": \"1\"", brace),
+          QByteArray(three).replace("\"prompt\": \"1\"", "\"prompt\": \"\\n        }\", \"n\": [12, {\"a\": {}}]"),
+          QByteArray(three).replace("\"meta\"", "\"items\": [], \"meta\""),
+          QByteArray(three).replace("\"owner\"", "\"a\": {\n    },\n        \"owner\""),
+          QByteArray(three).replace("\"old\"", "17"), QByteArray(three).replace("\"id\": \"1\"", "\"id\": 1")}) {
+        writeOld(text);
+        const QueueItem added = item(u"new"_s);
+        ASSERT_TRUE(appendToCaptures(file, added));
+        EXPECT_EQ(ledger(), withItem(*parseLedger(text), added)) << text.left(500).constData();
+    }
+    writeOld(QByteArray(three).replace("\"1\"", "9007199254740993.10"));
+    ASSERT_TRUE(append(u"new"_s));
+    EXPECT_TRUE(readFile(file).contains("9007199254740993.10"));
+}
+
 TEST_F(CapturesLedger, AMissingOrBlankFileCountsAsEmpty) {
     ASSERT_TRUE(append(u"first"_s)) << "the folders are made";
     EXPECT_EQ(ledgerPrompts(), QStringList{u"first"_s});
@@ -145,6 +172,8 @@ TEST_F(CapturesLedger, WhatCannotBeReadOrIsBeingWrittenIsLeftAndTheReasonIsSaid)
     QFile::remove(file);
 
     writeOld(ledgerOf(3));
+    for (int i = 0; i < 2; ++i) // the sanitizer looks at the JSON reader's tables once, with a descriptor
+        ASSERT_TRUE(append(u"earlier"_s));
     for (size_t free = 0; free < 5; ++free) { // the lock file may be open, and the ledger not
         const DescriptorLimit few(free);
         const auto appended = append(u"new"_s);
