@@ -29,6 +29,12 @@ using ReplacementTable = QHash<QString, QString>;
 /// stays as it was typed.
 [[nodiscard]] std::vector<LinkSpan> attributedAnswer(const QString& answer);
 
+/// All that becomes of an answer's links.
+struct AnswerLinks {
+    std::vector<LinkSpan> spans;
+    std::vector<LinkPair> pairs;
+};
+
 /// What a click on the target hands to the desktop: http and https with a host as they are, of mailto the address, the
 /// subject and the body; else nothing. A mail with files attached, for instance, is for nobody but the user to begin.
 [[nodiscard]] QString openable(const QString& target);

@@ -22,6 +22,10 @@ using Outcome = StreamEvent::Outcome;
 constexpr qsizetype MOST_BACKLOG = qsizetype{1} << 16;
 constexpr qsizetype LONGEST_ANSWER = qsizetype{1} << 18; // UTF-16 units; a long one of the agent has half as many
 
+const QString CHECKING_LINKS = u"checking links…"_s;
+
+AnswerLinks linksOf(const QString& answer) { return {attributedAnswer(answer), extractLinkPairs(answer)}; }
+
 QString bracketed(const QString& text) { return u"\n["_s + text + QLatin1Char(']'); }
 
 } // namespace
@@ -151,6 +155,7 @@ void AskChat::undelivered(ChatProcess::Wrote why) {
 }
 
 void AskChat::startTorviTurn() {
+    ++answersBegun;
     view.beginAnswer();
     torviTurnText.clear();
     confirmedLength = 0;
@@ -194,20 +199,38 @@ void AskChat::endTorviTurn(const QString& error) {
         setAskStatus({});
         return;
     }
-    const auto pairs = extractLinkPairs(torviTurnText);
-    view.linkify(attributedAnswer(torviTurnText));
-    if (pairs.empty()) {
-        setAskStatus({});
+    setAskStatus(torviTurnText.contains(u"]("_s) ? CHECKING_LINKS : QString());
+    dispatch.inBackground(
+        Queue::UserInitiated, this, [answer = torviTurnText] { return linksOf(answer); },
+        [this, number = answersBegun](const AnswerLinks& links) {
+            if (number == answersBegun) // else what they are in is no longer the last answer
+                linkAnswer(links);
+        });
+}
+
+void AskChat::linkAnswer(const AnswerLinks& links) {
+    view.linkify(links.spans);
+    if (links.pairs.empty()) {
+        linksChecked();
         return;
     }
-    setAskStatus(u"checking links…"_s);
     const QString pageHost = QUrl(context.capURL.value_or(QString())).host();
-    verifier.verifyURLs(pairs, pageHost, [this, guard = QPointer<QObject>(this)](const ReplacementTable& table) {
+    verifier.verifyURLs(links.pairs, pageHost, [this, guard = QPointer<QObject>(this)](const ReplacementTable& table) {
         if (!guard)
             return;
         view.repairLinks(table);
-        setAskStatus({});
+        linksChecked();
     });
+}
+
+void AskChat::linksChecked() {
+    if (askStatus == CHECKING_LINKS)
+        setAskStatus({});
+}
+
+void AskChat::setAskStatus(const QString& text) {
+    askStatus = text;
+    Q_EMIT said(text);
 }
 
 void AskChat::stopAskTurn() {
@@ -325,6 +348,7 @@ void AskChat::resumeAskSession(const PastConversation& conversation, const std::
     saidSoFar = conversation.unfinished;
     startWarmAsk();
     switchToAsk();
+    ++answersBegun;
     view.clearConversation();
     for (const PreviewLine& line : conversation.preview)
         view.appendTranscript(line.user ? Speaker::You : Speaker::Torvi, line.text);

@@ -68,6 +68,7 @@ private:
     void appendTorviDelta(const QString& text);
     void answerGoesOn(const QString& text);
     void endTorviTurn(const QString& error);
+    void linkAnswer(const AnswerLinks& links);
     void handleEvent(const StreamEvent& event);
     void handleResult(const StreamEvent& event);
     void takeBack(qsizetype length);
@@ -75,7 +76,8 @@ private:
     void processEnded();
     void undelivered(ChatProcess::Wrote why);
     void persistAskTurn();
-    void setAskStatus(const QString& text) { Q_EMIT said(text); }
+    void linksChecked();
+    void setAskStatus(const QString& text);
 
     Dispatch& dispatch;
     LinkVerifier& verifier;
@@ -98,6 +100,8 @@ private:
     bool agentKnowsUs = false;     ///< the running process has begun an answer: it has not refused to resume
     std::shared_ptr<Turn> current; ///< what comes late for an older one is dropped
     QString saidSoFar;             ///< of an answer cut short, to be told with the next question
+    QString askStatus;
+    int answersBegun = 0; ///< on the view, which shows links in the last one alone
     bool answerTooLong = false;
     qsizetype confirmedLength = 0; ///< of the answer: what lies behind it may still become void
 };

@@ -27,7 +27,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto FRAME = 33ms, BUDGET = 8ms;
+constexpr auto FRAME = 33ms, BUDGET = 5ms;
 constexpr auto BETWEEN_WORDS_SPOKEN = 1s; // what comes faster is spoken together
 constexpr qsizetype SLICE = 1000;         // UTF-16 units put in at once
 constexpr int LINK_SLICE = 40;
