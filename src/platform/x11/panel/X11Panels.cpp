@@ -18,11 +18,44 @@
 
 namespace ovalin {
 
+namespace {
+
+/// Whether the pixels of the root window lie in memory as those of QImage::Format_RGB32 do.
+bool hasPlainPixels(xcb_connection_t* connection, quint32 root) {
+    const xcb_setup_t* setup = xcb_get_setup(connection);
+    const bool sameOrder = (setup->image_byte_order == XCB_IMAGE_ORDER_LSB_FIRST) == (Q_BYTE_ORDER == Q_LITTLE_ENDIAN);
+    for (auto screen = xcb_setup_roots_iterator(setup); screen.rem; xcb_screen_next(&screen)) {
+        if (screen.data->root != root || screen.data->root_depth != 24)
+            continue;
+        for (auto depth = xcb_screen_allowed_depths_iterator(screen.data); depth.rem; xcb_depth_next(&depth))
+            for (auto visual = xcb_depth_visuals_iterator(depth.data); visual.rem; xcb_visualtype_next(&visual))
+                if (visual.data->visual_id == screen.data->root_visual)
+                    return sameOrder && visual.data->red_mask == 0xff0000 && visual.data->blue_mask == 0xff;
+    }
+    return false;
+}
+
+/// Null: the area is not all on the screen.
+QImage rootPixels(xcb_connection_t* connection, quint32 root, const QRect& area) {
+    const auto width = static_cast<quint16>(area.width()), height = static_cast<quint16>(area.height());
+    const XReply<xcb_get_image_reply_t> reply(
+        xcb_get_image_reply(connection,
+                            xcb_get_image(connection, XCB_IMAGE_FORMAT_Z_PIXMAP, root, static_cast<qint16>(area.x()),
+                                          static_cast<qint16>(area.y()), width, height, ~0U),
+                            nullptr));
+    if (!reply || xcb_get_image_data_length(reply.get()) < 4 * width * height)
+        return {};
+    return QImage(xcb_get_image_data(reply.get()), width, height, 4 * width, QImage::Format_RGB32).copy();
+}
+
+} // namespace
+
 X11Panels::X11Panels() {
     xcb_connection_t* connection = qtConnection();
     if (!connection)
         return;
     reader.emplace(connection);
+    plainPixels = hasPlainPixels(connection, reader->rootId());
     const QByteArray compositor = "_NET_WM_CM_S" + QByteArray::number(screenNumber());
     const char* const names[] = {compositor.constData(), "_NET_WM_STRUT", "_NET_WM_STRUT_PARTIAL"};
     const auto atoms = internAtoms(connection, names);
@@ -53,6 +86,7 @@ void X11Panels::watchCompositor() {
                             XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE;
     xcb_xfixes_select_selection_input(connection, reader->rootId(), compositorSelection, ALL);
     selectionEvent = fixes->first_event + XCB_XFIXES_SELECTION_NOTIFY;
+    findCompositor();
 }
 
 void X11Panels::watchWindowManager() {
@@ -67,8 +101,11 @@ bool X11Panels::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
     if (type != 0 && type == selectionEvent) {
         // Qt listens too, by a window of its own.
         const auto* notify = static_cast<const xcb_xfixes_selection_notify_event_t*>(message);
-        if (notify->selection == compositorSelection && notify->window == reader->rootId() && compositedChanged)
-            compositedChanged();
+        if (notify->selection == compositorSelection && notify->window == reader->rootId()) {
+            compositorWindow = notify->owner;
+            if (compositedChanged)
+                compositedChanged();
+        }
     } else if (type == XCB_PROPERTY_NOTIFY) {
         const auto* property = static_cast<const xcb_property_notify_event_t*>(message);
         if (property->window == reader->rootId() && property->atom == reader->checkAtom())
@@ -100,13 +137,17 @@ std::vector<ReservedStrip> X11Panels::reservedStrips() {
     return strips;
 }
 
-bool X11Panels::composited() {
+void X11Panels::findCompositor() {
     xcb_connection_t* connection = qtConnection();
-    if (!connection || !compositorSelection)
-        return false;
     const XReply<xcb_get_selection_owner_reply_t> reply(
         xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, compositorSelection), nullptr));
-    return reply && reply->owner != XCB_NONE;
+    compositorWindow = reply ? reply->owner : XCB_NONE;
+}
+
+bool X11Panels::composited() {
+    if (compositorSelection && !selectionEvent) // nobody tells of it
+        findCompositor();
+    return compositorWindow != XCB_NONE;
 }
 
 std::vector<ScreenArea> X11Panels::screens() {
@@ -140,6 +181,15 @@ QImage X11Panels::backdrop(const QRect& area) {
     if (!screen || area.isEmpty())
         return {};
     const QPoint offset = area.topLeft() - screen->geometry().topLeft();
+    if (plainPixels) { // Qt needs several round trips
+        const qreal ratio = screen->devicePixelRatio();
+        const QPoint corner = screen->geometry().topLeft() + (QPointF(offset) * ratio).toPoint();
+        QImage picture =
+            rootPixels(qtConnection(), reader->rootId(), QRect(corner, (QSizeF(area.size()) * ratio).toSize()));
+        picture.setDevicePixelRatio(ratio);
+        if (!picture.isNull())
+            return picture;
+    }
     return screen->grabWindow(0, offset.x(), offset.y(), area.width(), area.height()).toImage();
 }
 
