@@ -26,6 +26,7 @@ using namespace std::chrono_literals;
 
 const QString HOWTO_SEEN_KEY = u"ovalinHowtoSeen"_s;
 constexpr double SLOW_OPEN_MS = 400;
+constexpr auto PREPARED_AFTER = 100ms; // the closing itself is through by then
 
 double millisecondsSince(std::chrono::steady_clock::time_point start) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
@@ -164,6 +165,7 @@ void AppDelegate::warmUp() {
     unseen.grab();
     unseen.winId();
     [[maybe_unused]] const QFontMetrics signature(Brand::signature(13));
+    program.preparePanel();
 }
 
 void AppDelegate::toggle() { hotKey.passedOn(program.desktop.keyboardHold.waiting()); }
@@ -209,6 +211,16 @@ void AppDelegate::showPanel(const std::optional<FrontApplication>& front) {
         program.dispatch.after(0ms, this, [this] { defaults.set(HOWTO_SEEN_KEY); });
         program.dispatch.after(350ms, opening.get(), [shown = opening.get()] { shown->showHowto(); });
     }
+}
+
+void AppDelegate::closePanel() {
+    if (!opening)
+        return;
+    opening.reset();
+    program.dispatch.after(PREPARED_AFTER, this, [this] {
+        if (!opening)
+            program.preparePanel();
+    });
 }
 
 void AppDelegate::showRequests(const QString& id) {

@@ -39,7 +39,7 @@ private:
     void watchDesktop();
     void hotkeyFired();
     void showPanel(const std::optional<FrontApplication>& front);
-    void closePanel() { opening.reset(); }
+    void closePanel();
     void told(const RequestNews& news);
     [[nodiscard]] Notification notificationOf(const RequestNews& news);
     void hotkeyTaken(HotKeyState state);

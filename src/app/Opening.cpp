@@ -24,6 +24,7 @@ constexpr auto STATUS_SHOWN = 1400ms;
 constexpr qsizetype LONGEST_NAME = 100;   // an application gives itself what name it likes
 constexpr qsizetype LONGEST_SPOKEN = 200; // of an excerpt, to a screen reader
 constexpr auto LONGEST_LOOK = 1200ms;
+constexpr auto LONGEST_HELD = 6ms; // an excerpt that comes later makes the panel grow
 
 const QString LEFT_ALONE_NOW = u"this page is left alone — nothing of it is carried along"_s;
 
@@ -40,28 +41,36 @@ AskChat::Sources chatSources(Program& program, const CaptureContext& context) {
     };
 }
 
-} // namespace
-
-Opening::Opening(Program& theProgram, const std::optional<FrontApplication>& front)
-    : program(theProgram)
-    , leftAlone(whyLeftAlone(front, program.desktop.workspace.seesAllWindows(), program.in.config.exclude))
-    , captured(std::make_shared<Captured>(program.dispatch, program.selection, program.in.sources))
-    , context(captured->context)
-    , panel(new CapturePanel(program.desktop.pasteboard, program.desktop.panels))
-    , mode(program)
-    , words(program, *panel, mode, context)
-    , cards(program, *panel)
-    , chat(program.dispatch, program.linkVerifier, panel->chatView(), context, chatSources(program, context)) {
+/// The record of what is in front; its selection is asked for already, while the panel is made.
+std::shared_ptr<Captured> capturedOf(Program& program, const std::optional<FrontApplication>& front, bool leftAlone) {
+    auto captured = std::make_shared<Captured>(program.dispatch, program.selection, program.in.sources);
+    CaptureContext& context = captured->context;
     context.selectionViaClipboard = program.next.selectionViaClipboard;
-    context.leftAlone = !leftAlone.isEmpty();
-    if (context.leftAlone)
+    context.leftAlone = leftAlone;
+    if (leftAlone)
         context.capContextMode = u"fetch"_s; // no picture comes, and none is waited for
-    const FrontApplication application = context.leftAlone ? FrontApplication() : front.value_or(FrontApplication());
+    const FrontApplication application = leftAlone ? FrontApplication() : front.value_or(FrontApplication());
     const QString name = onOneLine(application.name, LONGEST_NAME);
     context.capApp = name.isEmpty() ? u"Unknown"_s : name;
     context.capBundle = application.bundleId;
     context.capPID = application.pid;
     context.capWindow = application.window;
+    captured->pipeline.startSelectionTask();
+    return captured;
+}
+
+} // namespace
+
+Opening::Opening(Program& theProgram, const std::optional<FrontApplication>& front)
+    : program(theProgram)
+    , leftAlone(whyLeftAlone(front, program.desktop.workspace.seesAllWindows(), program.in.config.exclude))
+    , captured(capturedOf(program, front, !leftAlone.isEmpty()))
+    , context(captured->context)
+    , panel(program.takePanel())
+    , mode(program)
+    , words(program, *panel, mode, context)
+    , cards(program, *panel)
+    , chat(program.dispatch, program.linkVerifier, panel->chatView(), context, chatSources(program, context)) {
     program.panelIsOpen = true;
     const Desktop& desktop = program.desktop;
     if (desktop.microphone && desktop.speechRecognizer)
@@ -143,10 +152,21 @@ void Opening::show() {
     mode.setMode(false, false);
     words.begin();
     program.desktop.primaryGuard.setActive(true);
+    if (!context.leftAlone && !mode.ask())
+        panel->reserveRoom();
     panel->openUnderPointer();
+    if (!context.leftAlone) {
+        panel->holdFrame();
+        program.dispatch.after(LONGEST_HELD, this, [this] { showFrame(); });
+    }
     holdKeyboard();
     panel->prepareGlass(); // while the X server maps the window
     panel->announce(u"Ovalin over %1"_s.arg(context.capApp));
+}
+
+void Opening::showFrame() {
+    panel->showFrame();
+    captured->pipeline.startPageTask(); // not beside the first picture, which is to be quick
 }
 
 void Opening::holdKeyboard() { program.desktop.keyboardHold.take(*panel->windowHandle()); }
@@ -156,7 +176,6 @@ void Opening::startCapture() {
         panel->say(leftAlone);
         return;
     }
-    captured->pipeline.startContextPipeline();
     selectionWatch.emplace(program.desktop.selectionHints, program.dispatch, program.selection, context);
     selectionWatch->updateCaptureUI = [this](const QString& text) { updateCaptureUI(text); };
     selectionWatch->leftAlone = [this] { panel->say(LEFT_ALONE_NOW); };
@@ -168,6 +187,7 @@ void Opening::updateCaptureUI(const QString& text) {
     panel->showExcerpt(text, mode.ask());
     showPlaceholder();
     showWhatComes();
+    showFrame();
 }
 
 void Opening::checkSiteOwnership(const QString& url) {
@@ -230,6 +250,7 @@ void Opening::sendAwaited() {
 
 void Opening::sendTapped() {
     sendsWhenSeen = false;
+    showFrame(); // the picture goes along
     stopRecording();
     const QString instruction = panel->prompt().trimmed();
     const QString word = instruction.toLower();

@@ -45,6 +45,7 @@ private:
     void connectCapture();
     void connectChat();
     void show();
+    void showFrame();
 
     // What is shown above the prompt
     void updateCaptureUI(const QString& text);

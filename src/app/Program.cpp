@@ -13,6 +13,17 @@ Program::Program(Desktop& theDesktop, Dispatch& theDispatch, Surroundings surrou
     , routedRequests(std::make_unique<RoutedRequests>(dispatch, in.paths, in.agent))
     , submissions(std::make_unique<Submissions>(dispatch, selection, *routedRequests)) {}
 
+void Program::preparePanel() {
+    prepared = std::make_unique<CapturePanel>(desktop.pasteboard, desktop.panels);
+    preparedLook = Palette::look();
+}
+
+Shown<CapturePanel> Program::takePanel() {
+    if (!prepared || preparedLook != Palette::look())
+        preparePanel();
+    return Shown<CapturePanel>(prepared.release());
+}
+
 Replacement* Program::beginReplacement(Replacement::Press press, QObject* opening) {
     return new Replacement({desktop,
                             dispatch,

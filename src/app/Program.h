@@ -1,6 +1,7 @@
 #pragma once
 
 #include "PromptHistory.h"
+#include "Shown.h"
 #include "Submissions.h"
 
 #include "ask/LinkVerifier.h"
@@ -11,6 +12,8 @@
 #include "capture/ContextPipeline.h"
 #include "history/AskHistory.h"
 #include "intent/IntentLexicon.h"
+#include "panel/CapturePanel.h"
+#include "panel/Palette.h"
 #include "platform/Desktop.h"
 #include "transform/Replacement.h"
 
@@ -60,6 +63,10 @@ struct Program {
     bool panelIsOpen = false;
     bool motion = true; ///< what need not move may
 
+    /// Makes the panel of the next opening while nobody waits for it. Nothing of an earlier one is in it.
+    void preparePanel();
+    [[nodiscard]] Shown<CapturePanel> takePanel();
+
     /// `opening`: that of the press.
     Replacement* beginReplacement(Replacement::Press press, QObject* opening);
 
@@ -70,6 +77,8 @@ struct Program {
     void end();
 
 private:
+    std::unique_ptr<CapturePanel> prepared;
+    Palette::Look preparedLook{};
     QObject replacements; ///< their parent
 };
 

@@ -3,6 +3,7 @@
 #include <QUrl>
 
 #include <mutex>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -31,22 +32,39 @@ ContextPipeline::ContextPipeline(Dispatch& theDispatch, Selection& theSelection,
 ContextPipeline::~ContextPipeline() { closing(); }
 
 void ContextPipeline::startContextPipeline() {
-    if (context.leftAlone)
-        return;
     startSelectionTask();
     startPageTask();
 }
 
 void ContextPipeline::startSelectionTask() {
-    const auto read = [&from = selection, subject = Subject(context)] { return from.axSelectionOrGrab(subject); };
+    if (context.leftAlone || std::exchange(selectionAsked, true))
+        return;
+    const auto read = [&from = selection, subject = Subject(context)] { return from.axSelection(subject); };
     dispatch.inBackground(Queue::UserInitiated, this, read, [this](const SelectedText& found) {
-        context.selectionViaClipboard = found.source == SelectedText::Source::Copy;
-        context.capTextWindow = found.window;
-        updateCaptureUI(found.text);
+        if (found.source == SelectedText::Source::Nobody)
+            startCopyTask(found);
+        else
+            selectionFound(found);
     });
 }
 
+void ContextPipeline::startCopyTask(const SelectedText& found) {
+    if (stopReading.stop_requested()) // the panel is gone, and nobody waits for it
+        return;
+    const auto copy = [&from = selection, subject = Subject(context), found] { return from.orGrab(found, subject); };
+    dispatch.inBackground(Queue::UserInitiated, this, copy,
+                          [this](const SelectedText& copied) { selectionFound(copied); });
+}
+
+void ContextPipeline::selectionFound(const SelectedText& found) {
+    context.selectionViaClipboard = found.source == SelectedText::Source::Copy;
+    context.capTextWindow = found.window;
+    updateCaptureUI(found.text);
+}
+
 void ContextPipeline::startPageTask() {
+    if (context.leftAlone || std::exchange(pageAsked, true))
+        return;
     const auto read = [tabInfo = sources.browserTabInfo, leftAloneNow = sources.leftAloneNow,
                        subject = Subject(context)]() -> std::optional<BrowserTab> {
         auto tab = tabInfo(subject.capBundle);

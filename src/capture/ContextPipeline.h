@@ -29,8 +29,16 @@ public:
     ContextPipeline(Dispatch& dispatch, Selection& selection, ContextSources sources, CaptureContext& context);
     ~ContextPipeline() override;
 
-    /// Starts both halves, selection and page/picture, unless what is in front is left alone. Main thread; returns at
+    /// Begins with the selection, once, unless what is in front is left alone: widgets can be made meanwhile. The panel
+    /// is to have the keyboard before the event loop goes on, since a copy may be sent then. Main thread; returns at
     /// once.
+    void startSelectionTask();
+
+    /// Begins with the page, or the picture, which keeps a core busy for a while; once, and unless what is in front is
+    /// left alone. Main thread; returns at once.
+    void startPageTask();
+
+    /// Both.
     void startContextPipeline();
 
     /// The panel closes: nobody would read the text of a picture any more; a waiting request still wants the picture.
@@ -43,8 +51,8 @@ public:
     std::function<void(const QUuid& token, const QByteArray& shot)> applyShotToPendingSubmit;
 
 private:
-    void startSelectionTask();
-    void startPageTask();
+    void startCopyTask(const SelectedText& found);
+    void selectionFound(const SelectedText& found);
     void startShotTask();
     void startTextTask(const QByteArray& png);
 
@@ -53,6 +61,7 @@ private:
     ContextSources sources;
     CaptureContext& context;
     std::stop_source stopReading;
+    bool selectionAsked = false, pageAsked = false;
 };
 
 /// Whether the agent fetches the page by itself: an http(s) address on a host that is not this machine's. Pure.

@@ -101,8 +101,7 @@ SelectedText Selection::read(const Subject& subject) {
     return found;
 }
 
-SelectedText Selection::axSelectionOrGrab(const Subject& subject) {
-    SelectedText found = axSelection(subject);
+SelectedText Selection::orGrab(SelectedText found, const Subject& subject) {
     if (found.source != SelectedText::Source::Nobody)
         return found;
     if (const auto grabbed = clipboardGrab(subject.capPID, found.focus)) {

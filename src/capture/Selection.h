@@ -48,9 +48,13 @@ public:
     /// 0.6 s, and only while the clipboard's owner answers: what cannot be read cannot be put back.
     [[nodiscard]] std::optional<QString> clipboardGrab(qint32 pid, FocusKind focus);
 
-    /// axSelection(), and where nobody has answered, clipboardGrab(). What the tree has said ends the question: a
-    /// synthetic copy may mean something else to the application.
-    [[nodiscard]] SelectedText axSelectionOrGrab(const Subject& subject);
+    /// What axSelection() has found, and where nobody has answered, clipboardGrab(). What the tree has said ends the
+    /// question: a synthetic copy may mean something else to the application.
+    [[nodiscard]] SelectedText orGrab(SelectedText found, const Subject& subject);
+
+    [[nodiscard]] SelectedText axSelectionOrGrab(const Subject& subject) {
+        return orGrab(axSelection(subject), subject);
+    }
 
 private:
     [[nodiscard]] std::optional<QString> freshPrimary(qint32 pid);

@@ -96,7 +96,13 @@ void CapturePanel::connectControls() {
     connect(helpBtn, &GlyphButton::clicked, this, &CapturePanel::helpTapped);
 }
 
-void CapturePanel::openUnderPointer() { openAt(placeUnderPointer(host.pointer(), size(), host.screens())); }
+void CapturePanel::openUnderPointer() {
+    const QPoint pointer = host.pointer(); // first: what the host tells is of that moment
+    const auto screens = host.screens();
+    const QSize without(WIDTH, height() - extraHeight);
+    const QRect place(placeUnderPointer(pointer, without, screens), without);
+    openAt(placeResized(place, height(), screens));
+}
 
 void CapturePanel::showExcerpt(const QString& text, bool ask) {
     previewView->setExcerpt(text); // also an empty one: what does not show is not sent
@@ -108,6 +114,8 @@ void CapturePanel::showExcerpt(const QString& text, bool ask) {
     layOut();
     update();
 }
+
+void CapturePanel::reserveRoom() { setExtraHeight(NOTE_HEIGHT + SPACING); }
 
 std::optional<QString> CapturePanel::excerpt() const {
     const QString text = previewView->excerpt().trimmed();
@@ -200,7 +208,10 @@ void CapturePanel::growBy(int height) {
     if (height == 0)
         return;
     const int wanted = this->height() + height;
-    resizeGlass(QRect(placeResized(geometry(), wanted, host.screens()), QSize(WIDTH, wanted)));
+    if (!isVisible()) // its place is found when it opens
+        resize(WIDTH, wanted);
+    else
+        resizeGlass(QRect(placeResized(geometry(), wanted, host.screens()), QSize(WIDTH, wanted)));
 }
 
 QRect CapturePanel::inputContainer() const {

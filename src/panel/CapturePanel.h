@@ -35,11 +35,13 @@ public:
 
     CapturePanel(Pasteboard& pasteboard, PanelHost& host);
 
-    /// Shows it below the pointer.
+    /// Shows it below the pointer, where it would be without excerpt and note.
     void openUnderPointer();
 
     /// Shows an excerpt, or for an empty one the note that nothing is selected (in Do mode), and resizes.
     void showExcerpt(const QString& text, bool ask);
+    /// Keeps room for that note while nobody knows whether there is an excerpt; before the panel shows.
+    void reserveRoom();
     /// What is to be sent: the excerpt as it was given, or as the user has left it, trimmed. Absent where there is none
     /// that the user might have emptied.
     [[nodiscard]] std::optional<QString> excerpt() const;

@@ -32,6 +32,7 @@ void GlassWindow::compositedChanged() {
 
 void GlassWindow::openAt(QPoint corner) {
     deliverKeysDirectly();
+    composited = host.composited(); // it may have been made long before
     const QRect place(corner, size());
     glass.setBackdrop(place, host.backdrop(place));
     move(corner);
@@ -39,6 +40,13 @@ void GlassWindow::openAt(QPoint corner) {
     windowHandle()->installEventFilter(this);
     host.open(*this);
 }
+
+void GlassWindow::holdFrame() {
+    if (!composited)
+        setUpdatesEnabled(false);
+}
+
+void GlassWindow::showFrame() { setUpdatesEnabled(true); }
 
 void GlassWindow::prepareGlass() { glass.prepare(glassRadius, !composited); }
 

@@ -24,6 +24,11 @@ public:
     /// Paints the glass; after openAt() and before the event loop goes on.
     void prepareGlass();
 
+    /// The first picture waits until showFrame(), since more of it is on its way: nothing is to be seen until then.
+    /// Does nothing under a compositing manager, which would show the window unpainted.
+    void holdFrame();
+    void showFrame();
+
 Q_SIGNALS:
     /// A press anywhere in it, at this place of it.
     void pressed(QPoint at);

@@ -122,6 +122,55 @@ TEST_F(AppDelegateTest, ARequestTravelsFromTheHotkeyToTheQueue) {
     EXPECT_EQ(ledger().first().toObject().value(u"id"_s), item.value(u"id"_s));
 }
 
+TEST_F(AppDelegateTest, TheFirstPictureIsTheLastWhereTheAnswerComesInTime) {
+    dispatch.runAtOnce = false;
+    const struct {
+        const char* what;
+        QString text;
+        bool composited, late, paintedAtOnce;
+    } rows[] = {{"an excerpt", u"the excerpt"_s, false, false, false},
+                {"nothing", {}, false, false, false},
+                {"nothing, late", {}, false, true, false},
+                {"with a compositing manager, which would show it unpainted", {}, true, false, true}};
+    for (const auto& row : rows) {
+        fake.panels.transparent = row.composited;
+        fake.accessibility.answer = {row.text.isEmpty() ? Kind::None : Kind::Text, row.text, false};
+        fake.accessibility.answer.focus = FocusKind::Editable;
+        open();
+        const auto* window = shown<CapturePanel>();
+        const int height = window->height();
+        EXPECT_EQ(window->updatesEnabled(), row.paintedAtOnce) << row.what;
+        if (row.late)
+            dispatch.advance(0.02);
+        else
+            settle();
+        EXPECT_TRUE(window->updatesEnabled()) << row.what;
+        settle();
+        EXPECT_EQ(window->height() == height, row.text.isEmpty()) << row.what << ": room was kept for the note";
+        close();
+        settle();
+    }
+}
+
+TEST_F(AppDelegateTest, APanelMadeAheadIsEmptyAndLooksAsTheDesktopDoesNow) {
+    struct : DesktopSettings {
+        DesktopLook wanted;
+        DesktopLook look() override { return wanted; }
+        bool animations() override { return true; }
+    } settings;
+    fake.desktop.settings = &settings;
+    config.appearance = Config::Appearance::Desktop;
+    restart();
+    openSettled();
+    typePrompt(u"words"_s);
+    close();
+    dispatch.advance(1); // the next one is made
+    settings.wanted.dark = true;
+    open();
+    EXPECT_EQ(panel().promptField->text(), QString());
+    EXPECT_EQ(panel().promptField->palette().color(QPalette::Text), Palette::colorsOf(Palette::Look::Dark).ink);
+}
+
 TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
     const struct {
         std::optional<FrontApplication> front;

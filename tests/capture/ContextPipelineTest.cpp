@@ -77,6 +77,24 @@ TEST_F(CaptureTest, ANonBrowserGetsExcerptScreenshotAndItsText) {
     EXPECT_FALSE(context.selectionViaClipboard);
 }
 
+TEST_F(CaptureTest, TheSelectionIsAskedForOnceAndACopyIsSentOnlyWhileThePanelIsThere) {
+    for (const bool closed : {false, true}) {
+        open();
+        fake.accessibility.answer = {};
+        fake.accessibility.asked = 0;
+        fake.keyboard.copies = 0;
+        captured->pipeline.startSelectionTask(); // before the panel
+        captured->pipeline.startContextPipeline();
+        dispatch.runBackground();
+        EXPECT_EQ(fake.keyboard.copies, 0);
+        if (closed)
+            captured->pipeline.closing();
+        dispatch.settle();
+        EXPECT_EQ(fake.keyboard.copies, closed ? 0 : 1);
+        EXPECT_EQ(fake.accessibility.asked, 1);
+    }
+}
+
 TEST_F(CaptureTest, OnlyARemotePageIsFetchedInsteadOfPictured) {
     struct Row {
         const char* url;
@@ -142,10 +160,11 @@ TEST_F(CaptureTest, AFailedSourceLeavesItsFieldAbsent) {
     EXPECT_TRUE(handedOver.empty());
     png = PNG;
     recognised = std::nullopt;
+    open();
     captured->pipeline.startContextPipeline();
     dispatch.settle();
-    EXPECT_EQ(context.capShot, PNG);
-    EXPECT_EQ(context.capShotText, std::nullopt);
+    EXPECT_EQ(captured->context.capShot, PNG);
+    EXPECT_EQ(captured->context.capShotText, std::nullopt);
 }
 
 TEST_F(CaptureTest, TheRecordKnowsWhetherTheClipboardWasUsed) {
@@ -160,9 +179,10 @@ TEST_F(CaptureTest, TheRecordKnowsWhetherTheClipboardWasUsed) {
     EXPECT_TRUE(context.selectionViaClipboard);
     EXPECT_EQ(context.capText, u"by copy"_s);
     fake.keyboard.onCopy = {};
+    open().selectionViaClipboard = true;
     captured->pipeline.startContextPipeline();
     dispatch.settle();
-    EXPECT_FALSE(context.selectionViaClipboard);
+    EXPECT_FALSE(captured->context.selectionViaClipboard);
     EXPECT_EQ(shown.last(), QString());
 }
 
