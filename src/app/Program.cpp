@@ -15,6 +15,7 @@ Program::Program(Desktop& theDesktop, Dispatch& theDispatch, Surroundings surrou
 
 void Program::preparePanel() {
     prepared = std::make_unique<CapturePanel>(desktop.pasteboard, desktop.panels);
+    prepared->winId(); // its native window, too: a third of the way to the screen
     preparedLook = Palette::look();
 }
 
