@@ -220,3 +220,18 @@ TEST(Wayland, ThePanelHangsUnderThePointerAndFollowsADragOfItsGround) {
     EXPECT_TRUE(desk.closes());
     std::ignore = desk.waitForRequest(u"still typed"_s);
 }
+
+TEST(Wayland, AWindowThatOpensMeanwhileGetsNoneOfTheWords) {
+    SwayDesk desk;
+    desk.startOvalin();
+    desk.openProgram(u"foot"_s, {u"cat"_s}, u"foot"_s);
+    ASSERT_TRUE(desk.openPanel());
+    desk.start(u"foot"_s, {u"--app-id=other"_s, u"sh"_s, u"-c"_s, u"cat >taken"_s});
+    ASSERT_TRUE(waitUntil([&] {
+        return desk.output(u"swaymsg"_s, {u"-t"_s, u"get_tree"_s}).contains(u"\"app_id\": \"other\""_s);
+    }));
+    desk.hands.type(u"a word for the panel"_s);
+    desk.hands.press(u"Return"_s);
+    std::ignore = desk.waitForRequest(u"a word for the panel"_s);
+    EXPECT_EQ(readFile(desk.path(u"taken"_s)), "");
+}

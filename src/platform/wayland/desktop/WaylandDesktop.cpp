@@ -28,6 +28,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr std::chrono::milliseconds LONGEST_MAPPING{500};
+
 /// Where no program may bind a key by itself.
 class NoHotKeys final : public HotKeys {
 public:
@@ -79,11 +81,13 @@ struct WaylandDesktop::Parts {
         if (event != SwayIpc::Event::Window)
             return;
         const QString change = what[u"change"].toString();
+        const Deadline now = deadlineIn({});
         if (change == u"new" || change == u"close")
-            byItself = true;
+            byItselfUntil = now + LONGEST_MAPPING;
         // A click beside the panel, or keys that lead elsewhere; but what is typed for us is not to go into a window
-        // that came, or was uncovered, by itself.
-        if (change == u"focus" && !std::exchange(byItself, false))
+        // that came, or was uncovered, by itself: sway tells of several changes of the focus for each.
+        const bool hasFocus = what[u"container"].toObject()[u"focused"].toBool();
+        if (change == u"focus" && hasFocus && now > byItselfUntil)
             dispatch.toMain([this, guard = QPointer<QObject>(&context)] {
                 if (guard)
                     hold.letGo();
@@ -116,8 +120,8 @@ struct WaylandDesktop::Parts {
     FreedesktopNotifier notifier;
     Logind logind;
     WaylandPrimaryGuard guard;
-    bool byItself = false; // the next focus that sway tells of is not the user's doing; on the WaylandThread
-    QObject context;       // of what goes to the main thread
+    Deadline byItselfUntil; // what sway tells of the focus until then is not the user's doing; on the WaylandThread
+    QObject context;        // of what goes to the main thread
 };
 
 WaylandDesktop::WaylandDesktop(Dispatch& dispatch, KeyChord hotkey)
