@@ -51,6 +51,9 @@ TEST_F(RequestList, TheNewestFirstWithWhateverOthersHaveWritten) {
     writeLedger(many + "{}");
     EXPECT_EQ(listRequests(paths, NOW).newest.size(), 200);
     EXPECT_EQ(listRequests(paths, NOW).more, 9'800);
+    QFile::remove(paths.capturesFile);
+    QDir().mkpath(paths.capturesFile);
+    EXPECT_EQ(listRequests(paths, NOW).trouble, u"the ledger cannot be read: is a directory"_s);
 }
 
 TEST_F(RequestList, ARouterIsKnownByItsLaunchAndItAloneIsEndedHoweverItTakesIt) {
@@ -71,7 +74,9 @@ TEST_F(RequestList, ARouterIsKnownByItsLaunchAndItAloneIsEndedHoweverItTakesIt) 
         ASSERT_EQ(spawnRouter(file, paths, {}).start, RouterStart::Launched);
         ASSERT_TRUE(waitUntil([&] { return readFile(home + u"/left"_s).endsWith('\n'); }));
         EXPECT_EQ(listRequests(paths, NOW).newest[0].stateName, u"working"_s);
-        EXPECT_EQ(requestDetail(paths, asked.id, NOW)->log, u"about "_s + file);
+        const auto detail = requestDetail(paths, asked.id, NOW);
+        EXPECT_EQ(detail->request.stateName + detail->log, u"workingabout "_s + file);
+        EXPECT_EQ(detail->prompt + detail->excerpt, u"do itexcerpt"_s);
 
         int proven = 0;
         const std::chrono::milliseconds toCleanUp(deaf ? 1 : 60'000);

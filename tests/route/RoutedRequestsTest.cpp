@@ -227,14 +227,21 @@ TEST_F(DoRequest, WhatTheScriptSaysOfAMissingAgentIsTheNextOpeningsHint) {
 TEST_F(DoRequest, AnAgentThatEndsWithoutAWordIsNotQueuedForEver) {
     QFile::remove(paths.routerScript);
     search.candidates = {home + u"/claude"_s};
-    writeProgram(search.candidates.first(),
-                 "#!/bin/sh\nsleep 0.2\necho working; echo 'API Error: 401 not signed in'; exit 1\n");
-    requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
-    requests->onNews = [this](const RequestNews& told) { news.append(told); };
-    requests->submit(item(u"now"_s), token);
-    ASSERT_TRUE(waitForNews());
-    const QJsonObject entry = ledger()[u"items"_s][0].toObject();
-    EXPECT_EQ(entry[u"status"_s].toString(), NEEDS_ATTENTION);
-    EXPECT_EQ(entry[u"result"_s][u"summary"_s].toString(), u"the agent ended: API Error: 401 not signed in"_s);
-    EXPECT_TRUE(news[0].body.startsWith(u"“now”: "_s)) << news[0].body.toStdString();
+    const struct {
+        const char *prints, *told;
+    } rows[] = {{"sleep 0.2\necho working; echo 'API Error: 401 not signed in'; exit 1\n",
+                 "the agent ended: API Error: 401 not signed in"},
+                {"sleep 0.2\n", "the agent ended without saying what it did"}};
+    for (const auto& row : rows) {
+        writeProgram(search.candidates.first(), QByteArray("#!/bin/sh\n") + row.prints);
+        requests = std::make_unique<RoutedRequests>(dispatch, paths, search);
+        requests->onNews = [this](const RequestNews& told) { news.append(told); };
+        requests->submit(item(u"now"_s), token);
+        ASSERT_TRUE(waitForNews());
+        const QJsonObject entry = ledger()[u"items"_s][0].toObject();
+        EXPECT_EQ(entry[u"status"_s].toString(), NEEDS_ATTENTION);
+        EXPECT_EQ(entry[u"result"_s][u"summary"_s].toString(), QLatin1String(row.told));
+        EXPECT_TRUE(news[0].body.startsWith(u"“now”: "_s)) << news[0].body.toStdString();
+        news.clear();
+    }
 }
