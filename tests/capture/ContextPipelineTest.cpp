@@ -66,9 +66,11 @@ struct CaptureTest : testing::Test {
 
 TEST_F(CaptureTest, ANonBrowserGetsExcerptScreenshotAndItsText) {
     const CaptureContext& context = captured->context;
+    fake.accessibility.answer.window = {9};
     captured->pipeline.startContextPipeline();
     dispatch.settle();
     EXPECT_THAT(shown, ElementsAre(u"selected"_s));
+    EXPECT_EQ(context.capTextWindow, WindowId{9});
     EXPECT_EQ(context.capShot, PNG);
     EXPECT_EQ(context.capShotText, u"recognised"_s);
     EXPECT_EQ(context.capURL, std::nullopt);

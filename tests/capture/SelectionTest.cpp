@@ -91,6 +91,23 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
     EXPECT_EQ(selection.axSelection({}).source, Source::Nobody);
 }
 
+TEST_F(SelectionTest, WhatRunsBesideChromiumsFilesIsOfItsFamilyUnderAnyName) {
+    const QTemporaryDir folder;
+    QFile::copy(u"/bin/sleep"_s, folder.filePath(u"app"_s));
+    QProcess app;
+    app.start(folder.filePath(u"app"_s), {u"1000"_s});
+    ASSERT_TRUE(app.waitForStarted());
+    fake.pasteboard.primary = u"hunter2"_s;
+    for (const bool chromium : {false, true}) {
+        if (chromium)
+            writeFile(folder.filePath(u"chrome_100_percent.pak"_s), {});
+        const Subject target{{}, {}, static_cast<qint32>(app.processId()), {}, {}, {}};
+        EXPECT_EQ(selection.axSelection(target).text, chromium ? QString() : u"hunter2"_s);
+    }
+    app.kill();
+    app.waitForFinished();
+}
+
 TEST_F(SelectionTest, TheWindowIsTheOneThatTheUserWorksInNow) {
     fake.accessibility.answer = {.kind = Kind::Text, .text = u"text"_s, .window = {8}};
     EXPECT_EQ(selection.axSelection({{}, {}, 42, {7}, {}, {}}).window, WindowId{8});

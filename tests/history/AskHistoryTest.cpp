@@ -104,11 +104,13 @@ TEST_F(AskHistoryTest, WhatTheTwentyDropGoesIntoTheArchiveAndComesBackWhenItGoes
     AskHistoryEntries many;
     for (int i = 0; i < 1000; ++i)
         many.append({{u"id"_s, u"put away %1"_s.arg(i)}});
+    many[5] = stored()[0]; // as after a kill between the two files
     writeFile(archive, askHistoryBytes(many));
     store(u"newest"_s);
     settle();
     EXPECT_EQ(archived().size(), 1000);
     EXPECT_EQ(archived().last()[u"id"_s], u"put away 998"_s) << "the oldest goes";
+    EXPECT_EQ(found(u"why"_s), u"newest newer new"_s) << "each once";
 }
 
 TEST_F(AskHistoryTest, ATurnWithoutSessionOrQuestionIsNotStored) {
