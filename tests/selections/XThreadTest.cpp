@@ -15,32 +15,6 @@ TEST(XThread, WithoutADisplayEveryQuestionIsAnsweredWithNothing) {
     x.pasteboard.readText(Pasteboard::Selection::Clipboard, qApp, [](const QString&) { FAIL(); });
 }
 
-TEST(XThread, TimersRunInTheirOrderAndCancelledOnesNot) {
-    XThread thread;
-    const auto order = thread.ask<std::string>(deadlineIn(10s), [&thread](auto answer) {
-        auto seen = std::make_shared<std::string>();
-        thread.at(deadlineIn(20ms), [seen, answer] { answer(*seen + "c"); });
-        thread.at(deadlineIn(2ms), [seen] { *seen += "b"; });
-        thread.cancelTimer(thread.at(deadlineIn(1ms), [seen] { *seen += "x"; }));
-        *seen += "a";
-    });
-    EXPECT_EQ(order, "abc");
-}
-
-TEST(XThread, AQuestionNobodyAnswersEndsAtItsDeadline) {
-    XThread thread;
-    EXPECT_EQ(thread.ask<int>(deadlineIn(20ms), [](const auto&) {}), std::nullopt);
-    EXPECT_EQ(thread.call(deadlineIn(10s), [] { return 5; }), 5);
-}
-
-TEST(XThread, SleepsWhileNothingHappens) {
-    XSide x;
-    settle(x.thread);
-    const quint64 before = x.thread.wakeups();
-    desk().output(u"sleep"_s, {u"0.5"_s});
-    EXPECT_LE(x.thread.wakeups(), before + 1) << "the last one may still be on its way to sleep";
-}
-
 TEST(XThread, EndsQuietlyWithTheServerAndFreesWhoWaits) {
     auto server =
         std::make_unique<TestDesk>(TestDesk::Options{TestDesk::WindowManager::None, false, u"64x64x24"_s, {}});
