@@ -10,6 +10,7 @@
 #include "base/Text.h"
 #include "base/Version.h"
 #include "base/children/ChildProcess.h"
+#include "platform/HotKeys.h"
 #include "platform/KeyChord.h"
 #include "platform/helpers/SpeechFiles.h"
 #include "platform/helpers/Tools.h"
@@ -63,6 +64,9 @@ Fact hotkey(const Running& running, const Config& config) {
     if (status < 0)
         return {State::Off, u"hotkey"_s, key + u", which this keyboard does not have"_s,
                 u"choose another: a line such as hotkey=Super+Space in ~/.config/ovalin/config"_s};
+    if (status == static_cast<int>(HotKeyState::ByCompositor))
+        return {State::Unknown, u"hotkey"_s, key + u", if it is bound in the desktop's own settings"_s,
+                u"no program can bind it here: bind `ovalin toggle` to it there"_s};
     return {State::Off, u"hotkey"_s, key + u", held by another program"_s,
             howToFree(key, desktopName(), running->value(u"window_manager"_s).toString())};
 }

@@ -920,6 +920,11 @@ TEST_F(AppDelegateTest, TheClockTogglesTheListOfPastConversations) {
     EXPECT_FALSE(listIsOpen()) << "one card at a time";
     click();
     EXPECT_FALSE(shown<HowtoPanel>()) << "nor the other way";
+    settle();
+    QTest::mouseClick(panel().requestsBtn, Qt::LeftButton);
+    settle();
+    EXPECT_FALSE(listIsOpen());
+    EXPECT_TRUE(shown<RequestsPanel>());
     close();
     settle();
     EXPECT_FALSE(listIsOpen());
