@@ -39,7 +39,7 @@ public:
 
     virtual ~Pasteboard() = default;
 
-    /// Text of PRIMARY if a window of process `pid` owns it. Worker threads; at most 150 ms, and half a second more for
+    /// Text of PRIMARY if a window of process `pid` owns it. Worker threads; at most 150 ms, and 0.9 s more for
     /// a Vim, which is asked whether it still shows it.
     [[nodiscard]] virtual std::optional<QString> primaryText(qint32 pid, Freshness freshness) = 0;
 

@@ -2,6 +2,8 @@
 
 #include "platform/x11/selections/SelectionServer.h"
 
+#include <thread>
+
 using Freshness = Pasteboard::Freshness;
 using Selection = Pasteboard::Selection;
 
@@ -225,6 +227,32 @@ TEST_F(PasteboardTest, PrimaryIsReadOfTheAskedProcessOnly) {
     xclip->signal(SIGKILL);
     EXPECT_TRUE(waitUntil([&] { return ownerPid(XCB_ATOM_PRIMARY) == 0; }));
     EXPECT_EQ(pasteboard.primaryText(0, Freshness::Any), std::nullopt) << "no owner is nobody's process";
+}
+
+TEST_F(PasteboardTest, PrimaryIsReadOfAnOwnerThatTakesItAnewWhenItIsAsked) {
+    const xcb_window_t window = server.makeHiddenWindow(0);
+    const auto take = [&] { xcb_set_selection_owner(server.get(), window, XCB_ATOM_PRIMARY, XCB_CURRENT_TIME); };
+    take();
+    ASSERT_EQ(ownerPid(XCB_ATOM_PRIMARY), static_cast<qint32>(::getpid()));
+    settle(thread);
+    std::thread owner([&] {
+        xcb_selection_notify_event_t answer{};
+        for (XReply<xcb_generic_event_t> event; answer.response_type == 0;) {
+            event.reset(xcb_wait_for_event(server.get()));
+            if (!event || (event->response_type & 0x7f) != XCB_SELECTION_REQUEST)
+                continue;
+            const auto& asked = reinterpret_cast<const xcb_selection_request_event_t&>(*event);
+            take();
+            xcb_change_property(server.get(), XCB_PROP_MODE_REPLACE, asked.requestor, asked.property, asked.target, 8,
+                                5, "shown");
+            answer = {XCB_SELECTION_NOTIFY, 0, 0, asked.time, asked.requestor, asked.selection, asked.target,
+                      asked.property};
+            xcb_send_event(server.get(), 0, asked.requestor, 0, reinterpret_cast<const char*>(&answer));
+            xcb_flush(server.get());
+        }
+    });
+    EXPECT_EQ(pasteboard.primaryText(::getpid(), Freshness::Any), u"shown"_s);
+    owner.join();
 }
 
 TEST_F(PasteboardTest, ATerminalsHighlightIsFreshUntilAClickIntoItOrTyping) {

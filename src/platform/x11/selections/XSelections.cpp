@@ -139,10 +139,11 @@ void XSelections::readPrimary(xcb_window_t owner, Freshness freshness, Deadline 
         done({});
         return;
     }
-    auto readNow = [this, deadline, before = primaryState.changes, done] {
-        readText(primary, deadline, [this, before, done](std::optional<QString> text) {
-            // Another owner since we looked: the text may be that one's.
-            done(primaryState.changes == before ? std::move(text) : std::nullopt);
+    auto readNow = [this, owner, deadline, before = primaryState.changes, done] {
+        readText(primary, deadline, [this, owner, before, done](std::optional<QString> text) {
+            // Another owner since we looked: the text may be that one's. Vim takes PRIMARY anew when it is asked.
+            const bool same = primaryState.changes == before || primaryState.owner == owner;
+            done(same ? std::move(text) : std::nullopt);
         });
     };
     if (freshness == Freshness::Any) {

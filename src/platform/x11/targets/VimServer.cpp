@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::milliseconds PASTE_LIMIT{1000};
-constexpr std::chrono::milliseconds LOOK_LIMIT{500};
+constexpr std::chrono::milliseconds LOOK_LIMIT{900};
 constexpr quint32 MOST_OF_REGISTRY = 16384; // 32-bit units
 
 QByteArray registry(xcb_connection_t* connection) {

@@ -20,7 +20,7 @@ public:
     /// happened, when it is in no mode for that, its text cannot be changed, or it does not answer within a second.
     [[nodiscard]] bool pasteClipboard(bool overSelection) const;
 
-    /// Whether something is highlighted in it now. False when it does not say so within half a second.
+    /// Whether something is highlighted in it now. False when it does not say so within 0.9 s.
     [[nodiscard]] bool hasSelection() const;
 
 private:
