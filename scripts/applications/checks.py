@@ -91,8 +91,11 @@ def check_request(target):
         if not entry:
             came = [each.get("prompt") for each in target.s.requests()]
             return (NOT_RUN, "no request"), (HARM, f"typed {prompt!r}, came {came}")
-        if not entry.get("source_app") or entry["source_app"] == "Unknown":
-            request = (HARM, "the application is unknown")
+        known = (entry.get("source_app") or "Unknown") != "Unknown"
+        if known == target.left_alone:
+            request = (HARM, f"the application is {entry.get('source_app')}")
+        elif target.left_alone:
+            request = (OK, "nothing is told of it")
         else:
             request = (OK, entry["source_app"])
         text = (entry.get("text") or "").replace("\r\n", "\n")

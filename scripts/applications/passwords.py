@@ -51,6 +51,7 @@ class Zenity(Password):
 
 class KeePassXC(Password):
     name, window_class = "keepassxc", "keepassxc"
+    left_alone = True
     command = ("keepassxc", "{home}/secrets.kdbx")
     settle = 3.0
 

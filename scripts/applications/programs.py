@@ -21,6 +21,7 @@ class Program:
     enter = ""  # what ends typing
     editable = True
     password = False
+    left_alone = False  # nothing is captured over it
     settle = 1.0
 
     def __init__(self, session):
