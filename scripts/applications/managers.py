@@ -38,6 +38,7 @@ class Manager:
 
     def by_command(self):
         self.s.output(os.path.join(self.s.build, "ovalin"), "toggle")
+        self.s.last_hotkey = time.monotonic()  # it may have taken a while to arrive
 
     def check_hotkey(self):
         s = self.s

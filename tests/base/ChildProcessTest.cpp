@@ -115,7 +115,8 @@ TEST_F(ChildProcess, WhatAChildLeftRunningDoesNotHoldUsByItsOutput) {
     options.grace = 100ms;
     const ChildRun run = shell(u"sleep 1000 & print $!"_s, options);
     EXPECT_TRUE(run.end.succeeded());
-    EXPECT_TRUE(readFile(u"/proc/%1/stat"_s.arg(run.text())).contains(") S ")) << "it is a job of the child's own";
+    const auto sleeps = [&] { return readFile(u"/proc/%1/stat"_s.arg(run.text())).contains(") S "); };
+    EXPECT_TRUE(waitUntil(sleeps)) << "it is a job of the child's own";
     ::kill(run.text().toInt(), SIGKILL);
 }
 
