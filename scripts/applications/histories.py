@@ -44,7 +44,7 @@ class GPaste(History):
     command = ("/usr/libexec/gpaste/gpaste-daemon",)
 
     def entries(self):
-        return self.s.output("gpaste-client", "history", "--raw", "--zero").split("\0")
+        return self.s.output("gpaste-client", "history", "--raw", "--zero").rstrip("\0").split("\0")
 
 
 class Klipper(History):
