@@ -46,7 +46,12 @@ void GlassWindow::holdFrame() {
         setUpdatesEnabled(false);
 }
 
-void GlassWindow::showFrame() { setUpdatesEnabled(true); }
+void GlassWindow::showFrame() {
+    if (updatesEnabled())
+        return;
+    setUpdatesEnabled(true);
+    repaint(); // update() would wait for a request that Qt has dropped meanwhile
+}
 
 void GlassWindow::prepareGlass() { glass.prepare(glassRadius, !composited); }
 
