@@ -59,8 +59,8 @@ public:
     SelectionServer primaryServer;
     std::array<std::optional<Deadline>, 2> lastRead; // by the reader of the loan of each Selection
 
-    [[nodiscard]] quint64 changesOf(Selection selection, const std::atomic<quint64>& clipboardChanges) const {
-        return selection == Selection::Primary ? primaryState.changes : clipboardChanges.load();
+    [[nodiscard]] quint64 changesOf(Selection selection, const std::atomic<quint64>& ofClipboard) const {
+        return selection == Selection::Primary ? primaryState.changes : ofClipboard.load();
     }
     SelectionServer& serverOf(Selection selection) { return selection == Selection::Primary ? primaryServer : server; }
     std::optional<Deadline>& lastReadOf(Selection selection) { return lastRead.at(static_cast<size_t>(selection)); }
