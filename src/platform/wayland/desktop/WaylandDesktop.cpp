@@ -9,6 +9,7 @@
 #include "platform/atspi/AtSpiAccessibility.h"
 #include "platform/dbus/FreedesktopNotifier.h"
 #include "platform/dbus/Logind.h"
+#include "platform/dbus/PortalSettings.h"
 #include "platform/wayland/panel/LayerHold.h"
 #include "platform/wayland/panel/LayerPanels.h"
 #include "platform/wayland/panel/WaylandPrimaryGuard.h"
@@ -53,7 +54,8 @@ struct WaylandDesktop::Parts {
         , keyboard(compositor, dispatch,
                    {[this](bool lent) { hold.lend(lent); }, [this] { pasteboard.pasteKeysSent(); }})
         , accessibility(dispatch, [this](const AppWindow& at) { return frontTitle(at); })
-        , notifier(dispatch) {
+        , notifier(dispatch)
+        , settings(dispatch) {
         panels.pictured = [this](auto outputs) { shots.pictured(std::move(outputs)); };
         logind.willLock = [this] { hold.letGo(); };
         if (compositor.sway())
@@ -119,6 +121,7 @@ struct WaylandDesktop::Parts {
     AtSpiAccessibility accessibility;
     FreedesktopNotifier notifier;
     Logind logind;
+    PortalSettings settings;
     WaylandPrimaryGuard guard;
     Deadline byItselfUntil; // what sway tells of the focus until then is not the user's doing; on the WaylandThread
     QObject context;        // of what goes to the main thread
@@ -129,8 +132,9 @@ WaylandDesktop::WaylandDesktop(Dispatch& dispatch, KeyChord hotkey)
 WaylandDesktop::~WaylandDesktop() = default;
 
 Desktop WaylandDesktop::desktop() {
-    return {parts->hotKeys(), parts->workspace, parts->accessibility, parts->pasteboard, parts->keyboard, parts->hold,
-            parts->panels,    parts->hints,     parts->notifier,      parts->logind,     parts->guard};
+    return {parts->hotKeys(), parts->workspace, parts->accessibility, parts->pasteboard,
+            parts->keyboard,  parts->hold,      parts->panels,        parts->hints,
+            parts->notifier,  parts->logind,    parts->guard,         &parts->settings};
 }
 
 Windows& WaylandDesktop::windows() { return parts->windows; }

@@ -1,14 +1,11 @@
 #include "X11Settings.h"
 
-#include "platform/dbus/BusAddress.h"
 #include "platform/x11/QtConnection.h"
 #include "platform/x11/RootWindow.h"
 #include "platform/x11/XProperty.h"
 #include "platform/x11/XReply.h"
 
 #include <QCoreApplication>
-#include <QDBusMessage>
-#include <QDBusVariant>
 #include <QtEndian>
 
 #include <xcb/xcb.h>
@@ -18,24 +15,6 @@ using namespace Qt::StringLiterals;
 namespace ovalin {
 
 namespace {
-
-constexpr int CALL_MS = 1000;
-
-/// 0 where nobody says; worker threads.
-int portalScheme(BusLink& link) {
-    const auto bus = link.connection(sessionBusAddress, QDeadlineTimer(CALL_MS));
-    if (!bus)
-        return 0;
-    QDBusMessage call =
-        QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s, u"/org/freedesktop/portal/desktop"_s,
-                                       u"org.freedesktop.portal.Settings"_s, u"Read"_s);
-    call.setAutoStartService(false);
-    call << u"org.freedesktop.appearance"_s << u"color-scheme"_s;
-    QVariant value = bus->call(call, QDBus::Block, CALL_MS).arguments().value(0);
-    while (value.metaType() == QMetaType::fromType<QDBusVariant>())
-        value = value.value<QDBusVariant>().variant();
-    return value.toInt();
-}
 
 class Reader {
 public:
@@ -113,7 +92,7 @@ DesktopLook lookOf(const QHash<QByteArray, QVariant>& settings) {
 
 X11Settings::X11Settings(Dispatch& theDispatch)
     : dispatch(theDispatch)
-    , link(std::make_shared<BusLink>(u"settings"_s)) {
+    , portal(dispatch) {
     xcb_connection_t* connection = qtConnection();
     if (!connection)
         return;
@@ -163,22 +142,9 @@ bool X11Settings::nativeEventFilter(const QByteArray&, void* message, qintptr*) 
     return false;
 }
 
-void X11Settings::askPortal() {
-    if (std::exchange(asking, true))
-        return;
-    dispatch.inBackground(
-        Queue::Utility, &context, [link = link] { return portalScheme(*link); },
-        [this](int found) {
-            asking = false;
-            scheme = found;
-        });
-}
-
 DesktopLook X11Settings::look() {
     DesktopLook look = lookOf(settings);
-    if (scheme != 0)
-        look.dark = scheme == 1;
-    askPortal();
+    look.dark = portal.dark().value_or(look.dark);
     return look;
 }
 

@@ -2,20 +2,17 @@
 
 #include "base/Dispatch.h"
 #include "platform/DesktopSettings.h"
-#include "platform/dbus/BusLink.h"
+#include "platform/dbus/PortalSettings.h"
 
 #include <QAbstractNativeEventFilter>
 #include <QByteArray>
 #include <QHash>
 #include <QVariant>
 
-#include <memory>
-
 namespace ovalin {
 
 /// The XSETTINGS of the desktop (freedesktop.org, Xsettings 0.5), read at the start and when they change, so that an
-/// opening asks nobody; and over them the colour scheme of its portal (org.freedesktop.portal.Settings). That is asked
-/// in the background, so what it says counts from the next look on; no portal is started for it.
+/// opening asks nobody; and over them the colour scheme of its portal.
 class X11Settings final : public DesktopSettings, public QAbstractNativeEventFilter {
 public:
     explicit X11Settings(Dispatch& dispatch);
@@ -28,17 +25,14 @@ public:
 
 private:
     void read();
-    void askPortal();
 
     Dispatch& dispatch;
     QObject context;
-    const std::shared_ptr<BusLink> link;
+    PortalSettings portal;
     quint32 selection = 0, property = 0, announced = 0; // atoms
     quint32 owner = 0;                                  // of the selection: the settings are a property of that window
     QHash<QByteArray, QVariant> settings;
     bool readPending = false;
-    int scheme = 0; // of the portal: 1 dark, 2 light
-    bool asking = false;
 };
 
 /// The numbers and texts of an XSETTINGS property by their names; what is cut short ends it. Pure.
