@@ -57,5 +57,6 @@ TEST_F(Router, WhatIsMissingIsTold) {
     EXPECT_TRUE(log.lines.isEmpty());
     writeProgram(paths.routerScript, "#!/bin/sh\n");
     EXPECT_EQ(spawnRouter(queueFilePath, paths, search).start, RouterStart::LaunchFailed);
+    EXPECT_FALSE(QFile::exists(routerMark(queueFilePath))) << "the next start tries again";
     EXPECT_EQ(log.lines, QStringList{u"Ovalin: router spawn failed — %1/zsh: No such file or directory"_s.arg(home)});
 }
