@@ -71,6 +71,7 @@ TEST_F(SelectionTest, TheFirstThatKnowsAnswersAndOnlyThenIsNoCopyAsked) {
         {"a terminal without one", tree(Kind::Unavailable, FocusKind::Terminal), {}, "", Source::Tree},
         {"a password field hides PRIMARY too", tree(Kind::Secret, FocusKind::Password), primary, "", Source::Tree},
         {"the dots of a password field", {}, u"●●●"_s, "", Source::Nobody},
+        {"the dot of a password of one letter", {}, u"●"_s, "", Source::Nobody},
         {"only blanks", {}, u" \n"_s, "", Source::Nobody},
         {"PRIMARY has all of what the tree has a part of", part("one\ntwo"), u"zero\none\n two"_s, "zero\none\n two",
          Source::Primary},
