@@ -121,7 +121,7 @@ void X11Pasteboard::catchCopy(std::optional<PasteboardSnapshot> before, qint32 p
         if (*content)
             parts->catchCopy({std::move(**content), pid, limits.text});
         else
-            parts->endCatch();
+            parts->forgetCatch();
         return true;
     });
 }

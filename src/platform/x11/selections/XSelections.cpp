@@ -9,6 +9,8 @@ namespace ovalin {
 
 namespace {
 
+constexpr std::chrono::seconds LONGEST_BUSY{5};
+
 QByteArrayList atomNames(XConnection& server, const SelectionReading& targets) {
     if (targets.format != 32)
         return {};
@@ -47,6 +49,12 @@ void XSelections::changed(const SelectionChanges::Change& change) {
 // The server passes the question on to the application before it tells it of the new owner. Clipboard histories ask for
 // the targets first; the text that they ask for then is ours.
 void XSelections::takeCopy(xcb_window_t owner) {
+    // What the user has copied meanwhile is no answer of an application that was busy.
+    if (expected->overdue &&
+        (std::chrono::steady_clock::now() > *expected->overdue || clock.read().lastPress != expected->pressed)) {
+        forgetCatch();
+        return;
+    }
     if (expected->pid > 0 && windows.windowOwners().ownerOf(owner) != expected->pid)
         return;
     expected->came = true;
@@ -65,13 +73,26 @@ void XSelections::takeCopy(xcb_window_t owner) {
         server.clear();
 }
 
+void XSelections::catchCopy(Catch copy) {
+    expected = std::make_shared<Catch>(std::move(copy));
+    expected->pressed = clock.read().lastPress;
+}
+
 bool XSelections::endCatch() {
+    if (expected && !expected->came) {
+        expected->overdue = deadlineIn(LONGEST_BUSY);
+        thread.at(*expected->overdue, [late = std::weak_ptr(expected)] {
+            if (const auto copy = late.lock())
+                copy->before = {}; // it may be large
+        });
+        return false;
+    }
     const auto copy = std::exchange(expected, nullptr);
-    return copy && copy->came && (copy->before.owned ? server.owns() : !ownerOf(clipboard));
+    return copy && (copy->before.owned ? server.owns() : !ownerOf(clipboard));
 }
 
 void XSelections::readClipboard(Deadline deadline, TextDone done) {
-    if (!expected || !expected->came)
+    if (!expected || !expected->came || expected->overdue)
         readText(clipboard, deadline, 0, done);
     else if (expected->asked == 0)
         done(expected->text);
@@ -174,6 +195,8 @@ void XSelections::readTargets(xcb_atom_t selection, Deadline deadline,
 bool XSelections::borrow(Selection selection, const QString& text, qint32 wanted) {
     auto& last = lastReadOf(selection);
     last.reset();
+    if (selection == Selection::Clipboard)
+        forgetCatch();
     return serverOf(selection).own(
         textContent(text),
         [&last](const SelectionServer::Request& request) {

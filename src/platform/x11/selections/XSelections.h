@@ -38,12 +38,15 @@ public:
         std::chrono::milliseconds patience{}; ///< with its answer
         int asked = 0;                        ///< questions under way
         bool came = false;
+        std::optional<Deadline> overdue{}; ///< nobody waits for it any more; not looked for after that
+        std::optional<quint32> pressed{};  ///< the user's last press before
         std::optional<QString> text{};
         TextDone waiting{};
     };
-    void catchCopy(Catch copy) { expected = std::make_shared<Catch>(std::move(copy)); }
-    /// Whether one came, and what was there before is there again.
+    void catchCopy(Catch copy);
+    /// Whether one came, and what was there before is there again. One that has not come yet is put away when it does.
     bool endCatch();
+    void forgetCatch() { expected.reset(); }
     [[nodiscard]] xcb_window_t ownerOf(xcb_atom_t selection);
     [[nodiscard]] xcb_window_t primaryOwnerIn(qint32 pid);
     void readPrimary(xcb_window_t owner, Freshness freshness, Deadline deadline, TextDone done);
