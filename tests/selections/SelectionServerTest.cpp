@@ -25,6 +25,10 @@ struct SelectionServerTest : testing::Test {
             xcb_change_property(c, XCB_PROP_MODE_REPLACE, window, property, client.atom("ATOM_PAIR"), 32,
                                 static_cast<quint32>(pairs.size()), pairs.data());
         xcb_convert_selection(c, window, client.atom("CLIPBOARD"), client.atom(target), property, XCB_CURRENT_TIME);
+        return answer(target);
+    }
+
+    XReply<xcb_get_property_reply_t> answer(const QByteArray& target) {
         while (const auto event = client.waitForEvent(deadlineIn(10s))) {
             if ((event->response_type & 0x7f) != XCB_SELECTION_NOTIFY)
                 continue;
@@ -83,6 +87,17 @@ TEST_F(SelectionServerTest, MultipleServesEachPartAndMarksTheRefused) {
     EXPECT_EQ(pairs[3], xcb_atom_t{XCB_ATOM_NONE});
     EXPECT_EQ(pairs[5], xcb_atom_t{XCB_ATOM_NONE}) << "nested";
     EXPECT_EQ(bytes(get(text)), "Grüße");
+}
+
+TEST_F(SelectionServerTest, AQuestionUnderWayWhenTheContentChangesIsRefusedNotForgotten) {
+    thread.runAndWait([this] {
+        xcb_convert_selection(client.get(), window, client.atom("CLIPBOARD"), client.atom("UTF8_STRING"), property,
+                              XCB_CURRENT_TIME);
+        std::ignore = client.serverTime(deadlineIn(10s)); // it is with the server
+        EXPECT_TRUE(server->own(textContent(u"what was there before"_s), {}));
+    });
+    EXPECT_EQ(bytes(answer("UTF8_STRING")), "refused");
+    EXPECT_EQ(bytes(convert("UTF8_STRING")), "what was there before");
 }
 
 TEST_F(SelectionServerTest, TellsWhoAskedForWhat) {

@@ -118,8 +118,10 @@ void SelectionServer::lost() {
 }
 
 void SelectionServer::requested(const xcb_selection_request_event_t& event) {
-    if (event.selection != selection || !owns() || event.owner != window)
+    if (event.selection != selection)
         return;
+    // To an earlier ownership: nobody else answers that any more, and what is there now is not what was asked for.
+    const bool late = !owns() || event.owner != window;
     // Clients older than ICCCM give no property and mean the target's name.
     const xcb_atom_t property = event.property != XCB_ATOM_NONE ? event.property : event.target;
     union { // an event is 32 bytes on the wire, and this one is declared with fewer
@@ -131,7 +133,7 @@ void SelectionServer::requested(const xcb_selection_request_event_t& event) {
     notify.requestor = event.requestor;
     notify.selection = event.selection;
     notify.target = event.target;
-    notify.property = convert(event.requestor, event.target, property) ? property : xcb_atom_t{XCB_ATOM_NONE};
+    notify.property = !late && convert(event.requestor, event.target, property) ? property : xcb_atom_t{XCB_ATOM_NONE};
     xcb_send_event(thread.connection().get(), 0, event.requestor, 0, bytes);
 }
 
