@@ -139,7 +139,8 @@ QRect OvalinDesk::frameOf(const QString& window) const {
 }
 
 void OvalinDesk::pressReplace() const {
-    const QString panel = panelWindow();
+    QString panel;
+    waitUntil([&] { return !(panel = panelWindow()).isEmpty(); }); // a search fails over a window that just goes
     QSize size;
     QElapsedTimer steady; // it grows when it has found out what is in front
     waitUntil([&] {
