@@ -950,6 +950,18 @@ TEST(Shown, AWindowThatIsGoneIsGoneForScreenReadersToo) {
     EXPECT_EQ(QAccessible::accessibleInterface(id), nullptr) << "the next window at its address would pass for it";
 }
 
+TEST(Shown, AWindowThatClosesTellsNothing) {
+    struct Telling : QWidget {
+        void hideEvent(QHideEvent*) override { setWindowTitle(u"an input method ends its word"_s); }
+    };
+    Shown<QWidget> window(new Telling);
+    bool told = false;
+    QObject::connect(window.get(), &QWidget::windowTitleChanged, window.get(), [&] { told = true; });
+    window->show();
+    window.reset();
+    EXPECT_FALSE(told) << "who made it is on their way out";
+}
+
 TEST_F(AppDelegateTest, AConversationIsFoundByTabAndRemovedAtTheSecondPress) {
     const QString file = AskHistory::storePath(paths.systemDir);
     writeFile(file, R"({"sessions": [{"id": "a", "title": "Milk"}, {"id": "b", "title": "Café", "preview":
