@@ -1,14 +1,9 @@
 #include "WaylandPasteboard.h"
 
 #include "base/Log.h"
+#include "base/PipeReader.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
 
 namespace ovalin {
 
@@ -25,26 +20,6 @@ constexpr std::chrono::seconds OWN_DEADLINE{2};
 
 /// What tells histories of the clipboard that a text is not for them.
 const char* const NO_HISTORY = "x-kde-passwordManagerHint";
-
-/// All that comes until the other end is closed; nothing at the deadline, or when it is more than `most`.
-std::optional<QByteArray> readToEnd(const Descriptor& from, Deadline deadline, qsizetype most) {
-    QByteArray bytes;
-    std::array<char, 64 * 1024> piece;
-    while (bytes.size() <= most) {
-        pollfd ready{from.get(), POLLIN, 0};
-        const int found = ::poll(&ready, 1, pollTimeout(deadline));
-        if (found == 0 || (found < 0 && errno != EINTR))
-            return {};
-        const auto count = ::read(from.get(), piece.data(), piece.size());
-        if (count == 0)
-            return bytes;
-        if (count > 0)
-            bytes.append(piece.data(), count);
-        else if (errno != EINTR && errno != EAGAIN)
-            return {};
-    }
-    return {};
-}
 
 } // namespace
 
@@ -70,18 +45,15 @@ std::optional<DataControl::Shown> WaylandPasteboard::shown(Selection selection, 
 
 std::optional<QByteArray> WaylandPasteboard::read(Selection selection, const QByteArray& type, Deadline deadline,
                                                   qsizetype most) {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
+    Pipe pipe = openPipe();
+    if (!pipe.from)
         return {};
-    const Descriptor from(ends[0]);
-    const auto into = std::make_shared<Descriptor>(ends[1]);
-    // The owner's end is an ordinary one: programs write to it as if it never filled up.
-    ::fcntl(into->get(), F_SETFL, 0);
+    const auto into = std::make_shared<Descriptor>(std::move(pipe.into));
     thread.post([this, selection, type, into] {
         control->receive(selection, type, *into);
         into->close();
     });
-    return readToEnd(from, deadline, most);
+    return readToEnd(pipe.from, deadline, most);
 }
 
 std::optional<QString> WaylandPasteboard::readText(Selection selection, const QByteArrayList& types,
