@@ -1,7 +1,8 @@
 # Wayland's side is built where its packages are (libwayland-dev, wayland-protocols, libxkbcommon-dev); else the program is
-# X11's alone. OVALIN_WAYLAND says which.
+# X11's alone. OVALIN_WAYLAND says which; OVALIN_PLASMA, whether KWin's own protocols are known (plasma-wayland-protocols).
 pkg_check_modules(WAYLAND IMPORTED_TARGET wayland-client xkbcommon)
 pkg_get_variable(WAYLAND_PROTOCOLS wayland-protocols pkgdatadir)
+find_path(PLASMA_PROTOCOLS plasma-window-management.xml PATHS /usr/share/plasma-wayland-protocols)
 find_program(WAYLAND_SCANNER wayland-scanner)
 if(WAYLAND_FOUND AND WAYLAND_PROTOCOLS AND WAYLAND_SCANNER)
   set(OVALIN_WAYLAND ON)
@@ -9,6 +10,12 @@ if(WAYLAND_FOUND AND WAYLAND_PROTOCOLS AND WAYLAND_SCANNER)
 else()
   set(OVALIN_WAYLAND OFF)
   message(STATUS "Without Wayland: libwayland-dev, wayland-protocols or libxkbcommon-dev is missing")
+endif()
+if(OVALIN_WAYLAND AND PLASMA_PROTOCOLS)
+  set(OVALIN_PLASMA ON)
+elseif(OVALIN_WAYLAND)
+  set(OVALIN_PLASMA OFF)
+  message(STATUS "Without KWin's own protocols: plasma-wayland-protocols is missing")
 endif()
 
 # A library of these protocol descriptions: "NAME-client-protocol.h" for each NAME.xml.

@@ -124,7 +124,9 @@ std::optional<QByteArray> WindowShots::captureWindowPNG(qint32 pid) const {
         return std::nullopt;
     if (taken) {
         const QImage picture = taken(pid);
-        return picture.isNull() ? std::nullopt : downscalePNG(picture, SHOT_MAX_WIDTH);
+        if (picture.isNull() || !mayPicture(windows.onScreenWindows(), window)) // it may show another page by now
+            return std::nullopt;
+        return downscalePNG(picture, SHOT_MAX_WIDTH);
     }
     const ShotFile file;
     if (file.path().isEmpty()) {

@@ -12,6 +12,9 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#ifdef OVALIN_PLASMA
+#include "fake-input-client-protocol.h"
+#endif
 #include "virtual-keyboard-unstable-v1-client-protocol.h"
 #include "wlr-virtual-pointer-unstable-v1-client-protocol.h"
 #include <wayland-client.h>
@@ -33,6 +36,33 @@ struct Held {
 constexpr Held HELD[] = {
     {"ctrl", KEY_LEFTCTRL}, {"shift", KEY_LEFTSHIFT}, {"alt", KEY_LEFTALT}, {"super", KEY_LEFTMETA}};
 
+/// KWin takes the user's hands from one device.
+class FakeInput {
+public:
+#ifdef OVALIN_PLASMA
+    void offered(wl_registry* registry, quint32 name) {
+        input = static_cast<org_kde_kwin_fake_input*>(
+            wl_registry_bind(registry, name, &org_kde_kwin_fake_input_interface, 4));
+        org_kde_kwin_fake_input_authenticate(input, "hands", "to try programs");
+    }
+    explicit operator bool() const { return input; }
+    void key(quint32 code, bool down) { org_kde_kwin_fake_input_keyboard_key(input, code, down); }
+    void move(QPoint to) {
+        org_kde_kwin_fake_input_pointer_motion_absolute(input, wl_fixed_from_int(to.x()), wl_fixed_from_int(to.y()));
+    }
+    void button(bool down) { org_kde_kwin_fake_input_button(input, BTN_LEFT, down); }
+
+private:
+    org_kde_kwin_fake_input* input = nullptr;
+#else
+    void offered(wl_registry*, quint32) {}
+    explicit operator bool() const { return false; }
+    void key(quint32, bool) {}
+    void move(QPoint) {}
+    void button(bool) {}
+#endif
+};
+
 } // namespace
 
 struct WaylandHands::Parts {
@@ -43,6 +73,7 @@ struct WaylandHands::Parts {
     zwlr_virtual_pointer_manager_v1* pointers = nullptr;
     zwp_virtual_keyboard_v1* keyboard = nullptr;
     zwlr_virtual_pointer_v1* pointer = nullptr;
+    FakeInput fake; // in place of both
     xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
     xkb_keymap* map = nullptr;
     xkb_state* state = nullptr;
@@ -72,20 +103,32 @@ struct WaylandHands::Parts {
         return keyOf(xkb_keysym_from_name(name.toUtf8().constData(), XKB_KEYSYM_CASE_INSENSITIVE)).key;
     }
     void key(quint32 code, bool down) {
+        if (fake) {
+            fake.key(code, down);
+            return finish();
+        }
         zwp_virtual_keyboard_v1_key(keyboard, ++time, code, down ? 1 : 0);
         xkb_state_update_key(state, code + EVDEV, down ? XKB_KEY_DOWN : XKB_KEY_UP);
         zwp_virtual_keyboard_v1_modifiers(keyboard, xkb_state_serialize_mods(state, XKB_STATE_MODS_DEPRESSED), 0, 0, 0);
         finish();
     }
     void move(QPoint to) {
+        if (fake) {
+            fake.move(to);
+            return finish();
+        }
         zwlr_virtual_pointer_v1_motion_absolute(pointer, ++time, static_cast<quint32>(to.x()),
                                                 static_cast<quint32>(to.y()), SCREEN.width(), SCREEN.height());
         zwlr_virtual_pointer_v1_frame(pointer);
         finish();
     }
     void button(bool down) {
-        zwlr_virtual_pointer_v1_button(pointer, ++time, BTN_LEFT, down ? 1 : 0);
-        zwlr_virtual_pointer_v1_frame(pointer);
+        if (fake) {
+            fake.button(down);
+        } else {
+            zwlr_virtual_pointer_v1_button(pointer, ++time, BTN_LEFT, down ? 1 : 0);
+            zwlr_virtual_pointer_v1_frame(pointer);
+        }
         finish();
         QThread::msleep(20); // a finger's, so that the compositor's frames lie between
     }
@@ -107,6 +150,8 @@ WaylandHands::WaylandHands(const QString& runtimeFolder, const QString& display)
             take(all->seat, wl_seat_interface);
             take(all->keyboards, zwp_virtual_keyboard_manager_v1_interface);
             take(all->pointers, zwlr_virtual_pointer_manager_v1_interface);
+            if (QByteArray(interface) == "org_kde_kwin_fake_input")
+                all->fake.offered(registry, name);
         },
         [](void*, wl_registry*, quint32) {}};
     parts->registry = wl_display_get_registry(parts->display);
@@ -117,6 +162,12 @@ WaylandHands::WaylandHands(const QString& runtimeFolder, const QString& display)
     names.layout = "us";
     parts->map = xkb_keymap_new_from_names(parts->context, &names, XKB_KEYMAP_COMPILE_NO_FLAGS);
     parts->state = xkb_state_new(parts->map);
+    if (parts->fake) {
+        parts->finish();
+        return;
+    }
+    if (!parts->keyboards || !parts->pointers)
+        throw std::runtime_error("the compositor lets nobody type and point");
     char* text = xkb_keymap_get_as_string(parts->map, XKB_KEYMAP_FORMAT_TEXT_V1);
     const QByteArray written = QByteArray(text) + char(0);
     ::free(text);
@@ -131,10 +182,12 @@ WaylandHands::WaylandHands(const QString& runtimeFolder, const QString& display)
 }
 
 WaylandHands::~WaylandHands() {
-    zwlr_virtual_pointer_v1_destroy(parts->pointer);
-    zwp_virtual_keyboard_v1_destroy(parts->keyboard);
-    zwlr_virtual_pointer_manager_v1_destroy(parts->pointers);
-    zwp_virtual_keyboard_manager_v1_destroy(parts->keyboards);
+    if (!parts->fake) {
+        zwlr_virtual_pointer_v1_destroy(parts->pointer);
+        zwp_virtual_keyboard_v1_destroy(parts->keyboard);
+        zwlr_virtual_pointer_manager_v1_destroy(parts->pointers);
+        zwp_virtual_keyboard_manager_v1_destroy(parts->keyboards);
+    }
     wl_seat_destroy(parts->seat);
     wl_registry_destroy(parts->registry);
     wl_display_disconnect(parts->display);

@@ -10,6 +10,8 @@
 #include "platform/dbus/FreedesktopNotifier.h"
 #include "platform/dbus/Logind.h"
 #include "platform/dbus/PortalSettings.h"
+#include "platform/wayland/kwin/KwinHotKeys.h"
+#include "platform/wayland/kwin/KwinPictures.h"
 #include "platform/wayland/panel/LayerHold.h"
 #include "platform/wayland/panel/LayerPanels.h"
 #include "platform/wayland/panel/WaylandPrimaryGuard.h"
@@ -31,14 +33,6 @@ namespace {
 
 constexpr std::chrono::milliseconds LONGEST_MAPPING{500};
 
-/// Where no program may bind a key by itself.
-class NoHotKeys final : public HotKeys {
-public:
-    [[nodiscard]] HotKeyState registerHotKey() override { return HotKeyState::ByCompositor; }
-    void unregisterHotKey() override {}
-    void pressHandled() override {}
-};
-
 } // namespace
 
 struct WaylandDesktop::Parts {
@@ -58,28 +52,37 @@ struct WaylandDesktop::Parts {
         , settings(dispatch) {
         panels.pictured = [this](auto outputs) { shots.pictured(std::move(outputs)); };
         logind.willLock = [this] { hold.letGo(); };
-        if (compositor.sway())
-            swayKeys = std::make_unique<SwayHotKeys>(
+        SwayHotKeys* swayKeys = nullptr;
+        if (compositor.sway()) {
+            auto its = std::make_unique<SwayHotKeys>(
                 *compositor.sway(), [this](EventThread::Task task) { compositor.thread().post(std::move(task)); },
                 dispatch, chord);
-        compositor.thread().runAndWait([this] {
+            swayKeys = its.get();
+            hotKeys = std::move(its);
+        } else {
+            hotKeys = std::make_unique<KwinHotKeys>(chord);
+        }
+        compositor.thread().runAndWait([this, swayKeys] {
             pasteboard.primaryChanged = [this] { hints.primaryChanged(); };
+            compositor.focusMoved = [this](bool byItself) { focusMoved(byItself); };
             if (swayKeys)
-                compositor.swayTold = [this](auto event, const auto& what) { told(event, what); };
+                compositor.swayTold = [this, swayKeys](auto event, const auto& what) {
+                    swayKeys->told(event, what);
+                    told(event, what);
+                };
         });
     }
     ~Parts() {
-        if (swayKeys)
-            swayKeys->unregisterHotKey();
+        hotKeys->unregisterHotKey();
         compositor.thread().runAndWait([this] {
             pasteboard.primaryChanged = {};
             compositor.swayTold = {};
+            compositor.focusMoved = {};
         });
     }
 
     /// On the WaylandThread.
     void told(SwayIpc::Event event, const QJsonObject& what) {
-        swayKeys->told(event, what);
         if (event != SwayIpc::Event::Window)
             return;
         const QString change = what[u"change"].toString();
@@ -91,9 +94,17 @@ struct WaylandDesktop::Parts {
         const bool hasFocus = what[u"container"].toObject()[u"focused"].toBool();
         if (change == u"focus" && hasFocus && now > byItselfUntil)
             dispatch.toMain([this, guard = QPointer<QObject>(&context)] {
-                if (guard)
+                if (guard && !hold.isLent())
                     hold.letGo();
             });
+    }
+
+    /// As told(), where the panel loses the keyboard by that: it takes it back from a window that came by itself.
+    void focusMoved(bool itself) {
+        dispatch.toMain([this, itself, guard = QPointer<QObject>(&context)] {
+            if (guard && !hold.isLent())
+                itself ? hold.takeAgain() : hold.letGo();
+        });
     }
 
     /// Worker threads.
@@ -104,7 +115,13 @@ struct WaylandDesktop::Parts {
         return {{}, compositor.book().find(at.window.number).value_or(WaylandWindow{}).title};
     }
 
-    [[nodiscard]] HotKeys& hotKeys() { return swayKeys ? static_cast<HotKeys&>(*swayKeys) : noKeys; }
+    /// Worker threads.
+    [[nodiscard]] QImage picture(qint32 pid) {
+        const auto front = compositor.book().front();
+        if (!front || front->handle.isEmpty())
+            return shots.picture(pid);
+        return front->pid == pid ? pictures.picture(front->handle) : QImage();
+    }
 
     Dispatch& dispatch;
     Compositor compositor;
@@ -112,8 +129,8 @@ struct WaylandDesktop::Parts {
     WaylandWindows windows;
     WaylandPasteboard pasteboard;
     WaylandHints hints;
-    NoHotKeys noKeys;
-    std::unique_ptr<SwayHotKeys> swayKeys;
+    KwinPictures pictures;
+    std::unique_ptr<HotKeys> hotKeys;
     WaylandWorkspace workspace;
     LayerPanels panels;
     LayerHold hold;
@@ -132,31 +149,35 @@ WaylandDesktop::WaylandDesktop(Dispatch& dispatch, KeyChord hotkey)
 WaylandDesktop::~WaylandDesktop() = default;
 
 Desktop WaylandDesktop::desktop() {
-    return {parts->hotKeys(), parts->workspace, parts->accessibility, parts->pasteboard,
-            parts->keyboard,  parts->hold,      parts->panels,        parts->hints,
-            parts->notifier,  parts->logind,    parts->guard,         &parts->settings};
+    return {*parts->hotKeys, parts->workspace, parts->accessibility, parts->pasteboard,
+            parts->keyboard, parts->hold,      parts->panels,        parts->hints,
+            parts->notifier, parts->logind,    parts->guard,         &parts->settings};
 }
 
 Windows& WaylandDesktop::windows() { return parts->windows; }
 
-QImage WaylandDesktop::picture(qint32 pid) { return parts->shots.picture(pid); }
+QImage WaylandDesktop::picture(qint32 pid) { return parts->picture(pid); }
 
 QString WaylandDesktop::missing() const {
-    const auto& globals = parts->compositor.thread().globals();
+    Compositor& on = parts->compositor;
     const struct {
         bool there;
         QString loss;
     } rows[] = {
-        {globals.toplevels || parts->compositor.sway(), u"the window you work in is not known"_s},
-        {globals.keyboards && globals.toplevels, u"a new text goes to the clipboard"_s},
-        {parts->panels.seesOutputs() && parts->compositor.sway(), u"there are no pictures"_s},
+        {on.tellsFront(), u"the window you work in is not known"_s},
+        {parts->keyboard.trusted(), u"a new text goes to the clipboard"_s},
+        {on.sway() ? parts->panels.seesOutputs() : on.tellsAll(), u"there are no pictures"_s},
     };
     QStringList lost;
     for (const auto& row : rows) {
         if (!row.there)
             lost += row.loss;
     }
-    return lost.isEmpty() ? QString() : u"on this compositor "_s + lost.join(u", "_s);
+    if (lost.isEmpty())
+        return {};
+    const bool lockedOut = !on.tellsAll() && on.thread().offers("org_kde_plasma_shell");
+    return (lockedOut ? u"KWin knows no desktop file of this program: "_s : u"on this compositor "_s) +
+           lost.join(u", "_s);
 }
 
 } // namespace ovalin

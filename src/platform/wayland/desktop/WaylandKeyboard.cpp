@@ -44,8 +44,7 @@ WaylandKeyboard::WaylandKeyboard(Compositor& theCompositor, Dispatch& theDispatc
     , ways(std::move(theWays)) {}
 
 bool WaylandKeyboard::trusted() const {
-    const auto& globals = compositor.thread().globals();
-    return globals.keyboards && globals.toplevels; // without the windows nobody knows where the keys would go
+    return compositor.sendsKeys() && compositor.tellsFront(); // else nobody knows where the keys would go
 }
 
 bool WaylandKeyboard::hasKeyboard(const AppWindow& target) const {
@@ -70,7 +69,7 @@ bool WaylandKeyboard::send(const std::vector<WaylandChord>& chords) {
     return compositor.thread()
         .ask<bool>(deadlineIn(SENT_DEADLINE),
                    [this, chords](auto answer) {
-                       if (!sendChords(compositor.thread(), chords, [answer] { answer(true); }))
+                       if (!compositor.send(chords, [answer] { answer(true); }))
                            answer(false);
                    })
         .value_or(false);
@@ -86,7 +85,11 @@ Keyboard::Sent WaylandKeyboard::sendCopy(qint32 pid, FocusKind focus) {
     const TargetRule::Copy how = ruleFor(*front, focus).copy;
     if (how == TargetRule::Copy::None)
         return Sent::NotAllowed;
-    dispatch.toMain([this] { ways.lend(true); });
+    dispatch.toMain([this, id = front->id] {
+        ways.lend(true);
+        if (compositor.keepsFocus())
+            compositor.bring(id);
+    });
     const bool there = waitForKeyboard({front->pid, WindowId{front->id}}, LENT);
     const bool sent =
         there && send({{static_cast<quint32>(how == TargetRule::Copy::CtrlC ? KEY_C : KEY_INSERT), CONTROL}});

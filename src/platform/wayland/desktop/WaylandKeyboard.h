@@ -3,7 +3,6 @@
 #include "Compositor.h"
 #include "base/Dispatch.h"
 #include "platform/Keyboard.h"
-#include "platform/wayland/thread/VirtualKeyboard.h"
 
 #include <functional>
 #include <mutex>
@@ -11,8 +10,8 @@
 
 namespace ovalin {
 
-/// Synthetic keys by a keyboard of our own (virtual-keyboard). Nobody can tell keys to a window: the panel lends the
-/// keyboard for a copy, and the keys go out once the target has it.
+/// Synthetic keys as the compositor takes them. Nobody can tell keys to a window: the panel lends the keyboard for a
+/// copy, and the keys go out once the target has it.
 class WaylandKeyboard final : public Keyboard {
 public:
     struct Ways {

@@ -5,7 +5,7 @@
 
 namespace ovalin {
 
-/// The windows that sway shows; elsewhere the one in front alone, since nobody tells which are to be seen.
+/// The windows that are on the screens; where nobody tells which, the one in front alone.
 class WaylandWindows final : public Windows {
 public:
     explicit WaylandWindows(Compositor& theCompositor)

@@ -14,7 +14,7 @@ std::optional<FrontApplication> WaylandWorkspace::frontmostApplication() {
     const auto front = compositor.book().front();
     if (!front || front->pid == ::getpid())
         return {};
-    // Elsewhere than on sway nobody tells that the last one is out of sight, on another workspace.
+    // Elsewhere than on sway it is not told at once that the last one is out of sight, on another workspace.
     if (!compositor.sway() && !compositor.book().applicationHasKeyboard())
         return {};
     const auto [name, bundleId] = names.find(front->appId, front->instance, front->pid);

@@ -16,10 +16,8 @@ public:
 
     [[nodiscard]] std::optional<FrontApplication> frontmostApplication() override;
     [[nodiscard]] QString title(WindowId window) override;
-    [[nodiscard]] QString windowManager() override { return compositor.sway() ? QStringLiteral("sway") : QString(); }
-    [[nodiscard]] bool seesAllWindows() override {
-        return compositor.sway() || compositor.thread().globals().toplevels;
-    }
+    [[nodiscard]] QString windowManager() override { return compositor.name(); }
+    [[nodiscard]] bool seesAllWindows() override { return compositor.tellsFront(); }
 
 private:
     Compositor& compositor;

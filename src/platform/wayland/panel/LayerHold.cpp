@@ -19,8 +19,14 @@ void LayerHold::letGo() {
 }
 
 void LayerHold::lend(bool lent) {
+    lentNow = lent;
     if (window)
         panels.setKeyboard(*window, !lent);
+}
+
+void LayerHold::takeAgain() {
+    lend(true);
+    lend(false);
 }
 
 } // namespace ovalin

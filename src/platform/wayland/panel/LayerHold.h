@@ -22,10 +22,14 @@ public:
     /// For keys that are sent to the application: it has the keyboard as long as it is lent. The compositor takes a
     /// round trip to bring the focus there, and back.
     void lend(bool lent);
+    [[nodiscard]] bool isLent() const { return lentNow; }
+    /// The compositor has given the keyboard to a window that came by itself.
+    void takeAgain();
 
 private:
     LayerPanels& panels;
     QPointer<QWindow> window;
+    bool lentNow = false;
 };
 
 } // namespace ovalin

@@ -72,7 +72,7 @@ SwayWindows::SwayWindows(SwayIpc& theSway, WindowBook& theBook)
     : sway(theSway)
     , book(theBook) {
     sway.ask(SwayIpc::Ask::Subscribe, R"(["window","workspace","binding"])", {});
-    locate();
+    locate({});
 }
 
 void SwayWindows::setFront(const QJsonObject& container) {
@@ -98,7 +98,7 @@ void SwayWindows::told(SwayIpc::Event event, const QJsonObject& what) {
     }
 }
 
-void SwayWindows::locate(std::function<void()> done) {
+void SwayWindows::locate(EventThread::Task done) {
     sway.ask(SwayIpc::Ask::Tree, {}, [this, done = std::move(done)](const QJsonDocument& tree) {
         WaylandWindow window = swayFront(tree.object());
         book.setFront(window.id ? std::optional(std::move(window)) : std::nullopt);
@@ -108,5 +108,10 @@ void SwayWindows::locate(std::function<void()> done) {
 }
 
 void SwayWindows::bring(quint64 id) { sway.command("[con_id=" + QByteArray::number(id) + "] focus"); }
+
+void SwayWindows::visible(std::function<void(Windows)> answer) {
+    sway.ask(SwayIpc::Ask::Tree, {},
+             [answer = std::move(answer)](const QJsonDocument& tree) { answer(swayVisible(tree.object())); });
+}
 
 } // namespace ovalin

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "SwayIpc.h"
-#include "platform/wayland/thread/WindowBook.h"
+#include "platform/wayland/thread/WindowSource.h"
 
 #include <QJsonObject>
 
@@ -12,17 +12,15 @@ namespace ovalin {
 
 /// Keeps the book by what sway tells: which window is in front, whose it is, and where. On the thread of the socket,
 /// which tells it of every event.
-class SwayWindows {
+class SwayWindows final : public WindowSource {
 public:
     SwayWindows(SwayIpc& sway, WindowBook& book);
 
     void told(SwayIpc::Event event, const QJsonObject& what);
 
-    /// Looks where the front window is now; `done` is called once that is in the book.
-    void locate(std::function<void()> done = {});
-
-    /// Brings it to the front, from another workspace too.
-    void bring(quint64 id);
+    void locate(EventThread::Task done) override;
+    void bring(quint64 id) override;
+    void visible(std::function<void(Windows)> answer) override;
 
 private:
     void setFront(const QJsonObject& container);

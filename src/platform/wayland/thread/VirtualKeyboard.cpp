@@ -80,7 +80,7 @@ private:
 
 } // namespace
 
-bool sendChords(WaylandThread& thread, const std::vector<WaylandChord>& chords, EventThread::Task done) {
+bool VirtualKeyboard::send(const std::vector<WaylandChord>& chords, EventThread::Task done) {
     const auto& globals = thread.globals();
     const QByteArray& map = keymap();
     if (!globals.keyboards || !globals.seat || map.isEmpty())

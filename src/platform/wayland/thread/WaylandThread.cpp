@@ -105,12 +105,19 @@ void WaylandThread::appeared(quint32 name, const QByteArray& interface, quint32 
         if (global == nullptr && interface == wanted.name)
             global = bind<std::remove_reference_t<decltype(*global)>>(registry, name, wanted, std::min(version, most));
     };
+    if (!further.contains(interface))
+        further.insert(interface, {name, version});
     take(offered.seat, wl_seat_interface, 1);
     take(offered.dataControl, zwlr_data_control_manager_v1_interface, 2);
     take(offered.toplevels, zwlr_foreign_toplevel_manager_v1_interface, 3);
     take(offered.keyboards, zwp_virtual_keyboard_manager_v1_interface, 1);
     if (interface == zwlr_data_control_manager_v1_interface.name)
         offered.dataControlVersion = std::min(version, 2U);
+}
+
+void* WaylandThread::bindFurther(const wl_interface& wanted, quint32 most) {
+    const Global global = further.value(wanted.name);
+    return global.version ? bind<void>(registry, global.name, wanted, std::min(global.version, most)) : nullptr;
 }
 
 void WaylandThread::whenWorkedOff(Task done) {

@@ -5,16 +5,19 @@
 //   WaylandThread      our second connection to the compositor, on a thread of its own like the X thread; on it:
 //    ├ Toplevels         the windows of all applications, and which one has the keyboard
 //    ├ DataControl       CLIPBOARD and PRIMARY: what is in them, since when, our loans
-//    └ VirtualKeyboard   a keyboard of ours, for one chord at a time
+//    ├ WindowSource      the same with processes and places, in the compositor's own way: SwayWindows, PlasmaWindows
+//    └ KeySender         keys into what has the keyboard: VirtualKeyboard, FakeKeys
 //   WindowBook         which windows there are, as the last event told it; any thread, nobody is asked
 //   WaylandPasteboard  asked on the main thread and on workers, which read from the owner by themselves
 
 #include "base/EventThread.h"
 
 #include <QByteArray>
+#include <QHash>
 #include <QStringList>
 
 struct wl_display;
+struct wl_interface;
 struct wl_registry;
 struct wl_seat;
 struct zwlr_data_control_manager_v1;
@@ -42,8 +45,15 @@ public:
 
     /// Never changes. Any thread.
     [[nodiscard]] const Globals& globals() const { return offered; }
+    /// What else was offered in the beginning: the version of it, 0 when it was not. Never changes; any thread.
+    [[nodiscard]] quint32 offers(const QByteArray& interface) const { return further.value(interface).version; }
 
-    /// Calls `done` when the compositor has worked off all that was sent before. On the thread.
+    // On the thread only, or before and after it runs:
+
+    /// A new object for one of what else was offered, of this version at most, and the caller's; null: it was not.
+    [[nodiscard]] void* bindFurther(const wl_interface& wanted, quint32 most);
+
+    /// Calls `done` when the compositor has worked off all that was sent before.
     void whenWorkedOff(Task done);
 
 private:
@@ -55,9 +65,14 @@ private:
 
     void appeared(quint32 name, const QByteArray& interface, quint32 version);
 
+    struct Global {
+        quint32 name = 0, version = 0;
+    };
+
     wl_display* display = nullptr;
     wl_registry* registry = nullptr;
     Globals offered;
+    QHash<QByteArray, Global> further; // the first of each
     bool more = false;
 };
 

@@ -16,7 +16,8 @@ struct WaylandWindow {
     QString appId;    ///< of an X client the class of its WM_CLASS
     QString instance; ///< of an X client the other part
     QString title;
-    QRect frame; ///< logical pixels of the layout, as of `frameOf`; empty: not told
+    QRect frame;      ///< logical pixels of the layout, as of `frameOf`; empty: not told
+    QString handle{}; ///< what the compositor calls it on the session bus; empty: nothing
 };
 
 /// Which window the user works in, kept from the compositor's events: while the panel has the keyboard nobody could be
