@@ -17,12 +17,15 @@ class Desk:
     ABOVE_EDITOR = 780  # lines of the screen, on sway
 
     def __init__(self, screen="1600x1000x24"):
+        """`screen`: None leaves the display to somebody else."""
         signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that close() is reached
         self.processes = []
         self.home = tempfile.mkdtemp(prefix="ovalin-bench-")
         os.makedirs(self.path("run"), mode=0o700)
         kept = {name: value for name, value in os.environ.items() if not name.startswith(INHERITED_NOT)}
         self.environment = dict(kept, HOME=self.home, XDG_RUNTIME_DIR=self.path("run"), LC_ALL="C.UTF-8")
+        if screen is None:
+            return
         read, write = os.pipe()
         self.processes.append(subprocess.Popen(
             ["Xvfb", "-displayfd", str(write), "-screen", "0", screen, "-nolisten", "tcp", "-noreset"],

@@ -1,7 +1,6 @@
 #include "support/WaylandHands.h"
 
 #include <QFile>
-#include <QSize>
 #include <QStringList>
 #include <QThread>
 
@@ -27,7 +26,6 @@ namespace {
 using namespace Qt::StringLiterals;
 
 constexpr int EVDEV = 8; // what xkb adds to the kernel's numbers
-constexpr QSize SCREEN(1280, 800);
 
 struct Held {
     const char* name;
@@ -78,6 +76,7 @@ struct WaylandHands::Parts {
     xkb_keymap* map = nullptr;
     xkb_state* state = nullptr;
     quint32 time = 0;
+    QSize screen;
 
     void finish() { wl_display_roundtrip(display); }
 
@@ -118,7 +117,8 @@ struct WaylandHands::Parts {
             return finish();
         }
         zwlr_virtual_pointer_v1_motion_absolute(pointer, ++time, static_cast<quint32>(to.x()),
-                                                static_cast<quint32>(to.y()), SCREEN.width(), SCREEN.height());
+                                                static_cast<quint32>(to.y()), static_cast<quint32>(screen.width()),
+                                                static_cast<quint32>(screen.height()));
         zwlr_virtual_pointer_v1_frame(pointer);
         finish();
     }
@@ -134,8 +134,9 @@ struct WaylandHands::Parts {
     }
 };
 
-WaylandHands::WaylandHands(const QString& runtimeFolder, const QString& display)
+WaylandHands::WaylandHands(const QString& runtimeFolder, const QString& display, QSize screen)
     : parts(std::make_unique<Parts>()) {
+    parts->screen = screen;
     parts->display = wl_display_connect(QFile::encodeName(runtimeFolder + u'/' + display).constData());
     if (!parts->display)
         throw std::runtime_error("no compositor");

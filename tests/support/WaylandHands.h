@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QPoint>
+#include <QSize>
 #include <QString>
 
 #include <memory>
@@ -12,7 +13,8 @@ namespace ovalin {
 /// compositor has worked it off.
 class WaylandHands {
 public:
-    explicit WaylandHands(const QString& runtimeFolder, const QString& display);
+    /// `screen`: all outputs together.
+    explicit WaylandHands(const QString& runtimeFolder, const QString& display, QSize screen = {1280, 800});
     ~WaylandHands();
 
     /// Keys that are pressed in this order and released in the other: "ctrl+shift+v", "alt+space", "Return".

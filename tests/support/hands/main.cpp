@@ -1,17 +1,21 @@
-// A user's hands for scripts: a line of standard input is a movement, and is answered when it is done.
+// A user's hands for scripts: hands WIDTH HEIGHT, of all outputs together. A line of standard input is a movement, and
+// is answered when it is done.
 //   press CHORD | hold CHORD | release CHORD | type TEXT | click X Y | drag X Y X Y
 #include "support/WaylandHands.h"
 
 #include <QStringList>
 
+#include <cstdlib>
 #include <iostream>
 #include <string>
 
 using namespace Qt::StringLiterals;
 
-int main() {
+int main(int count, char** words) {
     try {
-        ovalin::WaylandHands hands(qEnvironmentVariable("XDG_RUNTIME_DIR"), qEnvironmentVariable("WAYLAND_DISPLAY"));
+        const QSize screen = count > 2 ? QSize(std::atoi(words[1]), std::atoi(words[2])) : QSize(1280, 800);
+        ovalin::WaylandHands hands(qEnvironmentVariable("XDG_RUNTIME_DIR"), qEnvironmentVariable("WAYLAND_DISPLAY"),
+                                   screen);
         std::cout << "ready" << std::endl;
         for (std::string line; std::getline(std::cin, line);) {
             const QString text = QString::fromStdString(line);
