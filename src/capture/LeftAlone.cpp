@@ -43,7 +43,7 @@ bool isExcluded(const QStringList& names, const QString& title, const QStringLis
 QString whyLeftAlone(const std::optional<FrontApplication>& front, bool seesAllWindows, const QStringList& exclude) {
     // Without a window to ask, the whole display would be pictured, with what belongs to others.
     if (!front)
-        return seesAllWindows ? QString() : u"the window in front is not an X11 one — nothing of it is known"_s;
+        return seesAllWindows ? QString() : u"nobody tells which window is in front — nothing of it is known"_s;
     return isExcluded({front->name, front->bundleId}, front->title, exclude)
                ? u"%1 is left alone — nothing of it is carried along"_s.arg(onOneLine(front->name, 100))
                : QString();
