@@ -54,10 +54,12 @@ public:
     [[nodiscard]] QString seenText() { return reader.text().value_or(QString()); }
 
 private:
-    XThread thread;
+    XThread thread, readerThread; // a program serves a selection once
     ActivityClock clock;
     X11Pasteboard reader{
-        thread, clock, {std::chrono::seconds(9), {}, {}, {std::chrono::seconds(9), 1 << 26}, std::chrono::seconds(9)}};
+        readerThread,
+        clock,
+        {std::chrono::seconds(9), {}, {}, {std::chrono::seconds(9), 1 << 26}, std::chrono::seconds(9)}};
     std::unique_ptr<SelectionServer> server;
 };
 
