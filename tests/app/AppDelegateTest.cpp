@@ -189,7 +189,7 @@ TEST_F(AppDelegateTest, OverWhatIsLeftAloneNothingIsTaken) {
         const char* said;
         QStringList exclude;
     } cases[] = {
-        {std::nullopt, "not an X11 one", {}},
+        {std::nullopt, "nobody tells which window is in front", {}},
         {FrontApplication{u"KeePassXC"_s, u"KeePassXC"_s, 1, {1}, u"secrets [Locked]"_s},
          "KeePassXC is left alone",
          {}},
