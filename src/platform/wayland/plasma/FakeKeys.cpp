@@ -61,11 +61,11 @@ FakeKeys::FakeKeys(WaylandThread& theThread)
         [](void*, wl_keyboard*, quint32, quint32, quint32, quint32) {},
         [](void*, wl_keyboard*, quint32, quint32, quint32, quint32, quint32) {},
         [](void*, wl_keyboard*, qint32, qint32) {}};
-    static const wl_seat_listener seatListener{[](void* data, wl_seat* seat, quint32 capabilities) {
+    static const wl_seat_listener seatListener{[](void* data, wl_seat* from, quint32 capabilities) {
                                                    auto* self = static_cast<FakeKeys*>(data);
                                                    if (!(capabilities & WL_SEAT_CAPABILITY_KEYBOARD) || self->keyboard)
                                                        return;
-                                                   self->keyboard = wl_seat_get_keyboard(seat);
+                                                   self->keyboard = wl_seat_get_keyboard(from);
                                                    wl_keyboard_add_listener(self->keyboard, &keyListener, self);
                                                },
                                                [](void*, wl_seat*, const char*) {}};
