@@ -26,13 +26,4 @@ std::optional<QByteArray> readToEnd(const Descriptor& from, Deadline deadline, q
     return {};
 }
 
-Pipe openPipe() {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0)
-        return {};
-    // Programs write to their end as if it never filled up.
-    ::fcntl(ends[1], F_SETFL, 0);
-    return {Descriptor(ends[0]), Descriptor(ends[1])};
-}
-
 } // namespace ovalin

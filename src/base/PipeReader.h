@@ -13,10 +13,4 @@ namespace ovalin {
 /// more than `most` bytes. Worker threads.
 [[nodiscard]] std::optional<QByteArray> readToEnd(const Descriptor& from, Deadline deadline, qsizetype most);
 
-/// A pipe whose reading end does not block; none where there are no more descriptors.
-struct Pipe {
-    Descriptor from, into;
-};
-[[nodiscard]] Pipe openPipe();
-
 } // namespace ovalin

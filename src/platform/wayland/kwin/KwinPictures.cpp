@@ -2,6 +2,7 @@
 
 #include "base/Log.h"
 #include "base/PipeReader.h"
+#include "base/children/Spawn.h"
 #include "platform/dbus/BusAddress.h"
 
 #include <QDBusArgument>
@@ -23,23 +24,23 @@ constexpr qsizetype MOST_BYTES = 256 * 1024 * 1024; // a screen of 8k has 133
 QImage KwinPictures::picture(const QString& window, std::chrono::milliseconds patience) {
     const Deadline deadline = deadlineIn(patience);
     const auto bus = link.connection(&sessionBusAddress, QDeadlineTimer(patience));
-    Pipe pipe = openPipe();
-    if (!bus || !pipe.from)
+    auto pipe = makePipe();
+    if (!bus || !pipe)
         return {};
     auto call = QDBusMessage::createMethodCall(u"org.kde.KWin"_s, u"/org/kde/KWin/ScreenShot2"_s,
                                                u"org.kde.KWin.ScreenShot2"_s, u"CaptureWindow"_s);
     call.setAutoStartService(false);
     const QVariantMap options{
         {u"include-cursor"_s, false}, {u"include-decoration"_s, false}, {u"native-resolution"_s, true}};
-    call.setArguments({window, options, QVariant::fromValue(QDBusUnixFileDescriptor(pipe.into.get()))}); // a copy
+    call.setArguments({window, options, QVariant::fromValue(QDBusUnixFileDescriptor(pipe->write.get()))}); // a copy
     const QDBusMessage reply = bus->call(call, QDBus::Block, pollTimeout(deadline));
     call = {}; // both of our ends would keep the pipe open
-    pipe.into.close();
+    pipe->write.close();
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) {
         logOnce(u"kwin-picture"_s, u"Ovalin: KWin takes no picture: %1"_s.arg(reply.errorMessage()));
         return {};
     }
-    const auto bytes = readToEnd(pipe.from, deadline, MOST_BYTES);
+    const auto bytes = readToEnd(pipe->read, deadline, MOST_BYTES);
     return bytes ? kwinPicture(qdbus_cast<QVariantMap>(reply.arguments().constFirst()), *bytes) : QImage();
 }
 

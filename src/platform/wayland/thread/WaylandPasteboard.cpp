@@ -2,6 +2,7 @@
 
 #include "base/Log.h"
 #include "base/PipeReader.h"
+#include "base/children/Spawn.h"
 
 #include <algorithm>
 
@@ -45,15 +46,15 @@ std::optional<DataControl::Shown> WaylandPasteboard::shown(Selection selection, 
 
 std::optional<QByteArray> WaylandPasteboard::read(Selection selection, const QByteArray& type, Deadline deadline,
                                                   qsizetype most) {
-    Pipe pipe = openPipe();
-    if (!pipe.from)
+    auto pipe = makePipe();
+    if (!pipe)
         return {};
-    const auto into = std::make_shared<Descriptor>(std::move(pipe.into));
+    const auto into = std::make_shared<Descriptor>(std::move(pipe->write));
     thread.post([this, selection, type, into] {
         control->receive(selection, type, *into);
         into->close();
     });
-    return readToEnd(pipe.from, deadline, most);
+    return readToEnd(pipe->read, deadline, most);
 }
 
 std::optional<QString> WaylandPasteboard::readText(Selection selection, const QByteArrayList& types,
