@@ -102,10 +102,10 @@ QString OvalinDesk::panelWindow() const {
     return xdotool({u"search"_s, u"--onlyvisible"_s, u"--name"_s, u"^Ovalin$"_s}).section(QLatin1Char('\n'), 0, 0);
 }
 
-void OvalinDesk::pressHotkey() const {
+void OvalinDesk::pressHotkey(const std::function<void()>& press) const {
     constexpr qint64 DEBOUNCE = 400; // ms; the program's own is 250
     waitUntil([this] { return !sinceHotkey.isValid() || sinceHotkey.hasExpired(DEBOUNCE); });
-    pressKey(u"alt+space"_s);
+    press();
     sinceHotkey.start();
 }
 

@@ -38,7 +38,10 @@ public:
 
     void pressKey(const QString& key) const { xdotool({u"key"_s, key}); }
     /// Alt+Space, once the last such press is long enough ago not to count as the same.
-    void pressHotkey() const;
+    void pressHotkey() const {
+        pressHotkey([this] { pressKey(u"alt+space"_s); });
+    }
+    void pressHotkey(const std::function<void()>& press) const;
     void type(const QString& text) const { xdotool({u"type"_s, u"--delay"_s, u"8"_s, text}); }
     /// The text, and Return.
     void enter(const QString& text) const {

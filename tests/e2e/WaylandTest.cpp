@@ -64,7 +64,7 @@ struct SwayDesk : OvalinDesk {
     /// Presses the hotkey and waits until the panel has the keyboard.
     [[nodiscard]] bool openPanel() {
         const auto before = log().count(u"panel up"_s);
-        hands.press(u"alt+space"_s);
+        pressHotkey([this] { hands.press(u"alt+space"_s); });
         return waitUntil([&] { return log().count(u"panel up"_s) > before && focused().isEmpty(); });
     }
     [[nodiscard]] bool closes() const {
