@@ -81,7 +81,7 @@ class Desk:
     def start_session(self, window_manager="openbox", compositor="none"):
         """A session bus, a window manager that leaves all keys free, a compositor."""
         address = "unix:path=" + self.path("run/bus")
-        self.environment.update(DBUS_SESSION_BUS_ADDRESS=address, GSETTINGS_BACKEND="memory", NO_AT_BRIDGE="0")
+        self.environment.update(DBUS_SESSION_BUS_ADDRESS=address, GSETTINGS_BACKEND="memory", GIO_USE_VFS="local", NO_AT_BRIDGE="0")
         self.start("dbus-daemon", "--session", "--nofork", "--address=" + address)
         while not os.path.exists(self.path("run/bus")):
             time.sleep(0.02)

@@ -41,6 +41,7 @@ TestDesk::TestDesk(const Options& options)
     environment.insert(u"XDG_RUNTIME_DIR"_s, path(u"run"_s));
     environment.insert(u"XDG_CONFIG_HOME"_s, path(u".config"_s));
     environment.insert(u"GSETTINGS_BACKEND"_s, u"memory"_s);
+    environment.insert(u"GIO_USE_VFS"_s, u"local"_s); // gvfsd-fuse would leave its mount behind
     environment.insert(u"GDK_BACKEND"_s, u"x11"_s);
     environment.insert(u"DBUS_SYSTEM_BUS_ADDRESS"_s, u"unix:path=/nonexistent/bus"_s);
 
