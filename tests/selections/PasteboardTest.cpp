@@ -126,17 +126,21 @@ TEST_F(PasteboardTest, ACopyThatWasAskedForIsReadAndGoneBeforeAnybodyElseReadsIt
         EXPECT_EQ(pasteboard.changeCount(), changes) << "it is there already";
         pasteboard.restore({false, {}, ~quint64{0}});
     }
-    pasteboard.restore({true, textContent(u"mine"_s), ~quint64{0}});
-    const auto before = pasteboard.snapshot();
-    pasteboard.catchCopy(before, 0);
-    pasteboard.restore(*before); // nothing has come
-    for (const bool ofTheUser : {false, true}) {
-        if (ofTheUser)
+    const struct {
+        bool inputIsSeen, pressed, ofTheUser;
+    } rows[] = {{true, false, false}, {true, true, true}, {false, false, true}};
+    for (const auto& row : rows) {
+        pasteboard.restore({true, textContent(u"mine"_s), ~quint64{0}});
+        const auto before = pasteboard.snapshot();
+        clock.setWatching(row.inputIsSeen);
+        pasteboard.catchCopy(before, 0);
+        pasteboard.restore(*before); // nothing has come
+        if (row.pressed)
             clock.pressed(1);
         const quint64 changes = pasteboard.changeCount();
         const Program late(u"xclip"_s, {u"-quiet"_s, u"-selection"_s, u"clipboard"_s, desk().path(u"copied"_s)});
-        ASSERT_TRUE(waitUntil([&] { return pasteboard.changeCount() > changes + (ofTheUser ? 0 : 1); })) << ofTheUser;
-        EXPECT_EQ(pasted(u"UTF8_STRING"_s), ofTheUser ? "the answer" : "mine");
+        ASSERT_TRUE(waitUntil([&] { return pasteboard.changeCount() > changes + (row.ofTheUser ? 0 : 1); }));
+        EXPECT_EQ(pasted(u"UTF8_STRING"_s), row.ofTheUser ? "the answer" : "mine") << row.inputIsSeen;
     }
     pasteboard.catchCopy(pasteboard.snapshot(), ::getpid());
     const auto other = owner("of another program");

@@ -50,10 +50,13 @@ void XSelections::changed(const SelectionChanges::Change& change) {
 // the targets first; the text that they ask for then is ours.
 void XSelections::takeCopy(xcb_window_t owner) {
     // What the user has copied meanwhile is no answer of an application that was busy.
-    if (expected->overdue &&
-        (std::chrono::steady_clock::now() > *expected->overdue || clock.read().lastPress != expected->pressed)) {
-        forgetCatch();
-        return;
+    if (expected->overdue) {
+        const ActivityClock::Reading user = clock.read();
+        if (!user.watching || user.lastPress != expected->pressed ||
+            std::chrono::steady_clock::now() > *expected->overdue) {
+            forgetCatch();
+            return;
+        }
     }
     if (expected->pid > 0 && windows.windowOwners().ownerOf(owner) != expected->pid)
         return;
