@@ -41,7 +41,7 @@ void Compositor::connectSway(const QByteArray& path) {
     if (!found->connected())
         return;
     socket = std::move(found);
-    auto its = std::make_unique<SwayWindows>(*socket, windows);
+    auto its = std::make_unique<SwayWindows>(*socket, windows, [this](auto change) { focused(change); });
     swayWindows = its.get();
     source = std::move(its);
 }
@@ -49,15 +49,17 @@ void Compositor::connectSway(const QByteArray& path) {
 void Compositor::connectPlasma() {
 #ifdef OVALIN_PLASMA
     if (!source && PlasmaWindows::offered(events)) {
-        source = std::make_unique<PlasmaWindows>(events, windows, [this](PlasmaWindows::Change change) {
-            if (focusMoved)
-                focusMoved(change == PlasmaWindows::Change::ByItself);
-        });
+        source = std::make_unique<PlasmaWindows>(events, windows, [this](auto change) { focused(change); });
         focusStays = true;
     }
     if (!keys && FakeKeys::offered(events))
         keys = std::make_unique<FakeKeys>(events);
 #endif
+}
+
+void Compositor::focused(WindowSource::Change change) const {
+    if (focusMoved)
+        focusMoved(change);
 }
 
 QString Compositor::name() const { return socket ? u"sway"_s : source ? u"KWin"_s : QString(); }

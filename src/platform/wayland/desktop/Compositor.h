@@ -37,8 +37,8 @@ public:
     /// The one in front is told, at least by its name.
     [[nodiscard]] bool tellsFront() const { return source || events.globals().toplevels; }
     [[nodiscard]] bool sendsKeys() const { return keys != nullptr; }
-    /// The keyboard has to be brought to a window to be there: it does not come back by itself from a panel that lends
-    /// it.
+    /// The keyboard stays with the window that got it last: it does not come back by itself from a panel that lends it,
+    /// and a window that comes takes it from a panel.
     [[nodiscard]] bool keepsFocus() const { return focusStays; }
 
     /// On the thread. Looks where the front window is, as far as the compositor tells, then calls `done`.
@@ -52,13 +52,14 @@ public:
 
     /// Hears of sway's events, on the thread; set by runAndWait().
     std::function<void(SwayIpc::Event, const QJsonObject&)> swayTold;
-    /// A window has got the keyboard, of the user's doing or by itself; where not swayTold tells that. As that.
-    std::function<void(bool byItself)> focusMoved;
+    /// A window has got the keyboard. As that.
+    std::function<void(WindowSource::Change)> focusMoved;
 
 private:
     void connectSway(const QByteArray& path);
     void connectPlasma();
     void toplevelsChanged();
+    void focused(WindowSource::Change change) const;
 
     WaylandThread events;
     WindowBook windows;

@@ -18,7 +18,6 @@
 #include "platform/wayland/sway/SwayHotKeys.h"
 #include "platform/wayland/thread/WaylandPasteboard.h"
 
-#include <QJsonObject>
 #include <QObject>
 #include <QPointer>
 #include <QStringList>
@@ -28,12 +27,6 @@
 namespace ovalin {
 
 using namespace Qt::StringLiterals;
-
-namespace {
-
-constexpr std::chrono::milliseconds LONGEST_MAPPING{500};
-
-} // namespace
 
 struct WaylandDesktop::Parts {
     Parts(Dispatch& theDispatch, const KeyChord& chord)
@@ -64,12 +57,9 @@ struct WaylandDesktop::Parts {
         }
         compositor.thread().runAndWait([this, swayKeys] {
             pasteboard.primaryChanged = [this] { hints.primaryChanged(); };
-            compositor.focusMoved = [this](bool byItself) { focusMoved(byItself); };
+            compositor.focusMoved = [this](auto change) { focusMoved(change); };
             if (swayKeys)
-                compositor.swayTold = [this, swayKeys](auto event, const auto& what) {
-                    swayKeys->told(event, what);
-                    told(event, what);
-                };
+                compositor.swayTold = [swayKeys](auto event, const auto& what) { swayKeys->told(event, what); };
         });
     }
     ~Parts() {
@@ -81,29 +71,16 @@ struct WaylandDesktop::Parts {
         });
     }
 
-    /// On the WaylandThread.
-    void told(SwayIpc::Event event, const QJsonObject& what) {
-        if (event != SwayIpc::Event::Window)
-            return;
-        const QString change = what[u"change"].toString();
-        const Deadline now = deadlineIn({});
-        if (change == u"new" || change == u"close")
-            byItselfUntil = now + LONGEST_MAPPING;
-        // A click beside the panel, or keys that lead elsewhere; but what is typed for us is not to go into a window
-        // that came, or was uncovered, by itself: sway tells of several changes of the focus for each.
-        const bool hasFocus = what[u"container"].toObject()[u"focused"].toBool();
-        if (change == u"focus" && hasFocus && now > byItselfUntil)
-            dispatch.toMain([this, guard = QPointer<QObject>(&context)] {
-                if (guard && !hold.isLent())
-                    hold.letGo();
-            });
-    }
-
-    /// As told(), where the panel loses the keyboard by that: it takes it back from a window that came by itself.
-    void focusMoved(bool itself) {
-        dispatch.toMain([this, itself, guard = QPointer<QObject>(&context)] {
-            if (guard && !hold.isLent())
-                itself ? hold.takeAgain() : hold.letGo();
+    /// On the WaylandThread. By a click beside the panel, or by keys that lead elsewhere, the user goes on to work
+    /// there; but what they type for us does not go into a window that came, or was uncovered, by itself.
+    void focusMoved(WindowSource::Change change) {
+        dispatch.toMain([this, change, guard = QPointer<QObject>(&context)] {
+            if (!guard || hold.isLent())
+                return;
+            if (change == WindowSource::Change::ByUser)
+                hold.letGo();
+            else if (compositor.keepsFocus())
+                hold.takeAgain();
         });
     }
 
@@ -140,8 +117,7 @@ struct WaylandDesktop::Parts {
     Logind logind;
     PortalSettings settings;
     WaylandPrimaryGuard guard;
-    Deadline byItselfUntil; // what sway tells of the focus until then is not the user's doing; on the WaylandThread
-    QObject context;        // of what goes to the main thread
+    QObject context; // of what goes to the main thread
 };
 
 WaylandDesktop::WaylandDesktop(Dispatch& dispatch, KeyChord hotkey)

@@ -14,7 +14,6 @@ using Handle = org_kde_plasma_window;
 constexpr quint32 LEAST = 13, MOST = 16; // from 13 on windows are told by their uuid
 constexpr auto ACTIVE = ORG_KDE_PLASMA_WINDOW_MANAGEMENT_STATE_ACTIVE;
 constexpr auto MINIMIZED = ORG_KDE_PLASMA_WINDOW_MANAGEMENT_STATE_MINIMIZED;
-constexpr std::chrono::milliseconds AT_ONCE{500}; // a window that comes or goes moves the keyboard as soon
 
 } // namespace
 
@@ -22,7 +21,7 @@ bool PlasmaWindows::offered(const WaylandThread& thread) {
     return thread.offers(org_kde_plasma_window_management_interface.name) >= LEAST;
 }
 
-PlasmaWindows::PlasmaWindows(WaylandThread& theThread, WindowBook& theBook, std::function<void(Change)> theFocused)
+PlasmaWindows::PlasmaWindows(WaylandThread& theThread, WindowBook& theBook, Focused theFocused)
     : thread(theThread)
     , book(theBook)
     , focused(std::move(theFocused)) {

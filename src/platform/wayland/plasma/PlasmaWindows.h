@@ -13,15 +13,10 @@ namespace ovalin {
 /// The windows as KWin tells of them (plasma-window-management), to programs whose desktop file asks for that.
 class PlasmaWindows final : public WindowSource {
 public:
-    enum class Change {
-        ByUser,   ///< another window has got the keyboard
-        ByItself, ///< so has one that has just come, or that lay below one that went
-    };
-
     static bool offered(const WaylandThread& thread);
 
     /// `focused` is called when a window has got the keyboard, before the book tells so.
-    PlasmaWindows(WaylandThread& thread, WindowBook& book, std::function<void(Change)> focused);
+    PlasmaWindows(WaylandThread& thread, WindowBook& book, Focused focused);
     ~PlasmaWindows() override;
     PlasmaWindows(const PlasmaWindows&) = delete;
     PlasmaWindows& operator=(const PlasmaWindows&) = delete;
@@ -47,7 +42,7 @@ private:
 
     WaylandThread& thread;
     WindowBook& book;
-    const std::function<void(Change)> focused;
+    const Focused focused;
     org_kde_plasma_window_management* management = nullptr;
     std::list<Entry> entries;
     quint64 lastId = 0;

@@ -68,9 +68,10 @@ WaylandWindow swayFront(QJsonObject tree) {
     return found;
 }
 
-SwayWindows::SwayWindows(SwayIpc& theSway, WindowBook& theBook)
+SwayWindows::SwayWindows(SwayIpc& theSway, WindowBook& theBook, Focused theFocused)
     : sway(theSway)
-    , book(theBook) {
+    , book(theBook)
+    , focused(std::move(theFocused)) {
     sway.ask(SwayIpc::Ask::Subscribe, R"(["window","workspace","binding"])", {});
     locate({});
 }
@@ -90,6 +91,12 @@ void SwayWindows::told(SwayIpc::Event event, const QJsonObject& what) {
             setFront(container);
         else if (change == u"close")
             book.closed(static_cast<quint64>(container[u"id"].toInteger()));
+        // Several changes of the focus are told for each window that comes or goes.
+        const Deadline now = std::chrono::steady_clock::now();
+        if (change == u"new" || change == u"close")
+            lastMoved = now;
+        if (change == u"focus" && container[u"focused"].toBool())
+            focused(now - lastMoved < AT_ONCE ? Change::ByItself : Change::ByUser);
     } else if (event == SwayIpc::Event::Workspace && change == u"focus") {
         // An empty one has nothing that could be told of next.
         const QJsonObject current = what[u"current"].toObject();

@@ -14,7 +14,8 @@ namespace ovalin {
 /// which tells it of every event.
 class SwayWindows final : public WindowSource {
 public:
-    SwayWindows(SwayIpc& sway, WindowBook& book);
+    /// `focused` is called when a window has got the keyboard, after the book tells so.
+    SwayWindows(SwayIpc& sway, WindowBook& book, Focused focused);
 
     void told(SwayIpc::Event event, const QJsonObject& what);
 
@@ -27,6 +28,8 @@ private:
 
     SwayIpc& sway;
     WindowBook& book;
+    const Focused focused;
+    Deadline lastMoved; // a window came or went
 };
 
 /// A window of sway's tree. Pure.

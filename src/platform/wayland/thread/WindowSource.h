@@ -3,6 +3,7 @@
 #include "WindowBook.h"
 #include "base/EventThread.h"
 
+#include <chrono>
 #include <functional>
 #include <vector>
 
@@ -13,6 +14,16 @@ namespace ovalin {
 class WindowSource {
 public:
     using Windows = std::vector<WaylandWindow>;
+    /// How a window came to the keyboard.
+    enum class Change {
+        ByUser,
+        ByItself, ///< it has just come, or lay below one that went
+    };
+    /// Is told on the thread.
+    using Focused = std::function<void(Change)>;
+    /// A window that comes or goes moves the keyboard as soon as this.
+    static constexpr std::chrono::milliseconds AT_ONCE{500};
+
     virtual ~WindowSource() = default;
 
     /// Looks where the front window is now, then calls `done`.
