@@ -35,10 +35,10 @@ const QString RESULT = u"result"_s;
 /// The ledger as it shall be; absent: as it is.
 using Change = std::function<std::optional<QJsonObject>(const QJsonObject& ledger)>;
 
-bool isOpen(const QJsonObject& entry) { return entry.value(STATUS).toString() == QUEUED; }
-
 /// The same on the text, where that is enough; absent: it is not.
 using TextChange = std::function<std::optional<QByteArray>(const QByteArray& text)>;
+
+bool isOpen(const QJsonObject& entry) { return entry.value(STATUS).toString() == QUEUED; }
 
 /// An editor that writes in place leaves the file blank or cut off for a moment.
 bool mayBeHalfWritten(const QString& file, const FileVersion& version) {
