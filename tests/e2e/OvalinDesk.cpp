@@ -138,6 +138,17 @@ QRect OvalinDesk::frameOf(const QString& window) const {
     return {value("\nX"), value("\nY"), value("\nWIDTH"), value("\nHEIGHT")};
 }
 
+bool OvalinDesk::hears(SoundServer& sound, const QString& words) const {
+    const auto utterances = [this] { return log().count(u"Ovalin dictate: final=0 meta=1"_s); };
+    const auto before = utterances();
+    if (!sound.play(spoken(words, home())) || !waitUntil([&] { return utterances() > before; }))
+        return false;
+    // On a busy machine a gap in the playing can pass for the end of an utterance.
+    for (QString heard; heard != log(); waitUntil([] { return false; }, 2))
+        heard = log();
+    return true;
+}
+
 void OvalinDesk::pressReplace() const {
     QString panel;
     waitUntil([&] { return !(panel = panelWindow()).isEmpty(); }); // a search fails over a window that just goes

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/SoundServer.h"
 #include "support/TestDesk.h"
 
 #include <QElapsedTimer>
@@ -58,6 +59,9 @@ public:
     [[nodiscard]] QRect frameOf(const QString& window) const;
     /// Saves the screen as NAME.png where OVALIN_TEST_PICTURES says, for a look at it; nothing otherwise.
     void keepPicture(const QString& name) const;
+
+    /// Speaks these words into the listening microphone; whether the program made an utterance of them, and is done.
+    [[nodiscard]] bool hears(SoundServer& sound, const QString& words) const;
 
     /// A press of the button between Cancel and Submit.
     void pressReplace() const;

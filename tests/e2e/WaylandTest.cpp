@@ -167,6 +167,26 @@ TEST(Wayland, AQuestionIsAnswered) {
     EXPECT_TRUE(desk.closes());
 }
 
+TEST(Wayland, SpokenWordsBecomeARequest) {
+    if (speechFolder().isEmpty())
+        GTEST_SKIP() << "scripts/install-speech could not fetch the engine";
+    SoundServer sound;
+    SwayDesk desk;
+    desk.environment.insert(u"PULSE_SERVER"_s, sound.address());
+    desk.startOvalin();
+    desk.openProgram(u"foot"_s, {u"cat"_s}, u"foot"_s);
+    ASSERT_TRUE(desk.openPanel());
+    desk.hands.press(u"Tab"_s); // to the microphone
+    desk.hands.press(u"space"_s);
+    ASSERT_TRUE(waitUntil([&] { return sound.hasListener(); })) << desk.log().toStdString();
+    ASSERT_TRUE(desk.hears(sound, u"please send this message to the whole team"_s)) << desk.log().toStdString();
+    desk.shoot(u"wayland-dictated"_s);
+    desk.hands.press(u"Return"_s);
+    EXPECT_TRUE(desk.closes());
+    EXPECT_TRUE(desk.waitForRequest()[u"prompt"_s].toString().contains(u"message to the"_s));
+    EXPECT_TRUE(waitUntil([&] { return !sound.hasListener(); }));
+}
+
 TEST(Wayland, TheSelectionIsReplacedAndTheClipboardIsAsItWas) {
     for (const bool onX : {false, true}) {
         SwayDesk desk;
