@@ -2,6 +2,7 @@
 
 #include "Brand.h"
 #include "CapturePanel.h"
+#include "CardKeys.h"
 #include "Palette.h"
 #include "SearchField.h"
 #include "SlimScrollBar.h"
@@ -9,11 +10,9 @@
 #include "base/Text.h"
 
 #include <QAccessible>
-#include <QApplication>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QScrollArea>
-#include <QWindow>
 
 #include <algorithm>
 
@@ -28,19 +27,6 @@ constexpr qsizetype PAGE = 8; // rows
 constexpr auto A_PAUSE = std::chrono::milliseconds(700);
 constexpr qsizetype LONGEST_BELOW = 300; // user-perceived characters
 constexpr int OVERHANG = ListRow::OVERHANG;
-
-// Qt then also asks for the focus of the X server, and complains each time that the card is not to have it.
-void keepQuietAboutFocus() {
-    static QtMessageHandler before = nullptr;
-    if (before)
-        return;
-    before = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext& context, const QString& text) {
-        if (!text.startsWith("requestActivate() called for"_L1))
-            before(type, context, text);
-    });
-}
-
-bool isReturn(const QKeyEvent& event) { return event.key() == Qt::Key_Return || event.key() == Qt::Key_Enter; }
 
 } // namespace
 
@@ -102,7 +88,8 @@ ListCard::ListCard(const QString& title, const QString& nothing, Pasteboard& pas
     , note(new Label(nothing, 12, Palette::muted(), this))
     , list(new QScrollArea(this))
     , page(new Page(*this))
-    , emptyNote(nothing) {
+    , emptyNote(nothing)
+    , keys(new CardKeys(*this, [this](const QKeyEvent& event) { return handleKey(event); })) {
     header->setFont(Brand::signature(14));
     setHeading(title, INSET);
     field->setGeometry(WIDTH - INSET - SEARCH_WIDTH, INSET + (header->height() - SearchField::HEIGHT) / 2, SEARCH_WIDTH,
@@ -120,26 +107,25 @@ ListCard::ListCard(const QString& title, const QString& nothing, Pasteboard& pas
         QWidget* child = childAt(at);
         while (child && !(child->focusPolicy() & Qt::ClickFocus))
             child = child->parentWidget();
-        if (!child || !panel) {
+        if (!child || !keys->panel()) {
             leave();
             return;
         }
-        Q_EMIT panel->pressed({}); // the keyboard may have gone to others meanwhile
-        enter(child);
+        Q_EMIT keys->panel()->pressed({}); // the keyboard may have gone to others meanwhile
+        keys->enter(child);
+    });
+    connect(keys, &CardKeys::enteredChild, this, [this](QWidget* child) {
+        if (child == field)
+            Q_EMIT searched(field->text());
     });
     resize(WIDTH, LEAST_HEIGHT);
     setItems({});
 }
 
 // It may stay in memory for a moment.
-void ListCard::hideEvent(QHideEvent*) {
-    leave();
-    if (panel && panel->windowHandle())
-        panel->windowHandle()->removeEventFilter(this);
-    if (panel)
-        panel->removeEventFilter(this);
-    panel = nullptr;
-}
+void ListCard::hideEvent(QHideEvent*) { keys->giveBack(); }
+
+void ListCard::leave() { keys->leave(); }
 
 int ListCard::listTop() const { return INSET + header->height() + HEADER_SPACING; }
 
@@ -170,8 +156,8 @@ void ListCard::setItems(const QList<ListItem>& items, const QString& below) {
 }
 
 void ListCard::announce(const QString& text) {
-    if (panel)
-        panel->announce(text);
+    if (keys->panel())
+        keys->panel()->announce(text);
 }
 
 void ListCard::tellFound() {
@@ -221,7 +207,7 @@ void ListCard::showList(bool visible, int otherHeight) {
 void ListCard::fit(int wanted) {
     const int fitting = std::max(LEAST_HEIGHT, std::min(wanted, mostHeight));
     if (fitting != height())
-        resizeGlass(QRect(placeResized(geometry(), fitting, panel ? host.screens() : std::vector<ScreenArea>()),
+        resizeGlass(QRect(placeResized(geometry(), fitting, keys->panel() ? host.screens() : std::vector<ScreenArea>()),
                           QSize(WIDTH, fitting)));
     const int left = INSET - OVERHANG;
     list->setGeometry(left, listTop(), WIDTH - left, fitting - listTop() - INSET);
@@ -246,12 +232,12 @@ bool ListCard::handleKey(const QKeyEvent& event) {
         return true;
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        if (!selected && entered)
+        if (!selected && keys->areIn())
             select(0);
         // Without a row chosen on purpose, Return still belongs to the prompt.
         if (selected)
             Q_EMIT rowEntered(QString(selected->id()));
-        return selected || entered;
+        return selected || keys->areIn();
     case Qt::Key_Delete:
         if (!selected || !selected->isRemovable())
             return false;
@@ -294,112 +280,12 @@ void ListCard::deselect() {
     page->update();
 }
 
-void ListCard::openBeside(CapturePanel& thePanel) {
-    panel = &thePanel;
-    mostHeight = mostHeightBeside(panel->geometry(), host.screens());
+void ListCard::openBeside(CapturePanel& panel) {
+    mostHeight = mostHeightBeside(panel.geometry(), host.screens());
     fit(height());
-    openAt(placeBeside(panel->geometry(), size(), host.screens()));
-    panel->windowHandle()->installEventFilter(this);
-    panel->installEventFilter(this);
-    connect(panel, &CapturePanel::promptChanged, this, &ListCard::deselect);
-}
-
-// Qt makes no window active that the X server gives no focus; here it is to be told where keys go, and show it.
-void ListCard::enter(QWidget* child) {
-    if (!panel)
-        return;
-    if (!entered) {
-        entered = true;
-        panel->focusPrompt();
-        prompt = panel->focusWidget();
-        prompt->installEventFilter(this);
-        keepQuietAboutFocus();
-        QApplication::setActiveWindow(this);
-    }
-    child->setFocus(Qt::TabFocusReason);
-    if (child == field)
-        Q_EMIT searched(field->text());
-}
-
-void ListCard::leave() {
-    if (!std::exchange(entered, false))
-        return;
-    if (prompt)
-        prompt->removeEventFilter(this);
-    if (focusWidget())
-        focusWidget()->clearFocus();
-    // Where the keyboard has gone to others it must not be taken from them.
-    const bool panelHasKeyboard = panel && QGuiApplication::focusWindow() == panel->windowHandle();
-    QApplication::setActiveWindow(panelHasKeyboard ? panel.get() : nullptr);
-}
-
-QList<QWidget*> ListCard::stops() const {
-    QList<QWidget*> found;
-    for (QWidget* child : findChildren<QWidget*>()) {
-        if ((child->focusPolicy() & Qt::TabFocus) && child->isVisible() && child->isEnabled() && !child->focusProxy())
-            found.append(child);
-    }
-    return found;
-}
-
-// From the prompt into the card, through it, and on to what comes behind the prompt.
-bool ListCard::walk(bool forward) {
-    const QList<QWidget*> all = stops();
-    const qsizetype next = entered ? all.indexOf(focusWidget()) + (forward ? 1 : -1) : 0;
-    if (next >= 0 && next < all.size()) {
-        enter(all[next]);
-        return true;
-    }
-    leave();
-    return !forward;
-}
-
-bool ListCard::keyPressed(QKeyEvent& event) {
-    const bool tab = event.key() == Qt::Key_Tab && !event.modifiers(), back = event.key() == Qt::Key_Backtab;
-    if (entered ? tab || back : tab && panel->promptHasFocus())
-        return walk(tab);
-    if (entered && isReturn(event)) {
-        if (auto* button = qobject_cast<QAbstractButton*>(focusWidget())) {
-            button->click();
-            return true;
-        }
-    }
-    if (handleKey(event))
-        return true;
-    if (entered)
-        QCoreApplication::sendEvent(windowHandle(), &event);
-    return entered;
-}
-
-bool ListCard::eventFilter(QObject* watched, QEvent* event) {
-    if (panel && watched == panel->windowHandle()) {
-        switch (event->type()) {
-        case QEvent::MouseButtonPress:
-            leave();
-            break;
-        case QEvent::KeyPress:
-            return keyPressed(*static_cast<QKeyEvent*>(event));
-        case QEvent::KeyRelease:
-            if (entered)
-                QCoreApplication::sendEvent(windowHandle(), event);
-            return entered;
-        default:
-            break;
-        }
-        return false;
-    }
-    if (panel && watched == panel && event->type() == QEvent::WindowActivate && entered) // after a menu, say
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                if (entered)
-                    QApplication::setActiveWindow(this);
-            },
-            Qt::QueuedConnection);
-    const bool composed = event->type() == QEvent::InputMethod || event->type() == QEvent::InputMethodQuery;
-    if (composed && entered && watched == prompt && focusWidget())
-        return QCoreApplication::sendEvent(focusWidget(), event);
-    return Card::eventFilter(watched, event);
+    openAt(placeBeside(panel.geometry(), size(), host.screens()));
+    keys->takeFrom(panel);
+    connect(&panel, &CapturePanel::promptChanged, this, &ListCard::deselect);
 }
 
 void ListCard::paintEvent(QPaintEvent* event) {

@@ -4,10 +4,7 @@
 #include "ListRow.h"
 #include "Placement.h"
 
-#include <QPointer>
 #include <QTimer>
-
-#include <functional>
 
 class QKeyEvent;
 class QScrollArea;
@@ -15,12 +12,11 @@ class QScrollArea;
 namespace ovalin {
 
 class CapturePanel;
+class CardKeys;
 class Pasteboard;
 class SearchField;
 
-/// A card with a list that can be searched. The capture panel keeps the keyboard; as an event filter of its window the
-/// card takes the few keys that operate the list. Only when the user goes into the card, by Tab or a click into a field
-/// of it, do all keys go there, until they leave it.
+/// A card with a list that can be searched; the few keys that operate it come from the capture panel (CardKeys).
 class ListCard : public Card {
     Q_OBJECT
 public:
@@ -62,13 +58,9 @@ protected:
     void setHeading(const QString& text, int left);
     /// Shows the list with its search field, or makes room for something else of this height.
     void showList(bool visible, int otherHeight = 0);
-    /// Gives the keys to this child.
-    void enter(QWidget* child);
-    [[nodiscard]] bool isEntered() const { return entered; }
     /// To a screen reader.
     void announce(const QString& text);
 
-    bool eventFilter(QObject* watched, QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
     void hideEvent(QHideEvent* event) override;
 
@@ -80,9 +72,6 @@ private:
     void fit(int wanted);
     void select(qsizetype index);
     void remove(ListRow& row);
-    bool keyPressed(QKeyEvent& event);
-    bool walk(bool forward);
-    [[nodiscard]] QList<QWidget*> stops() const;
     [[nodiscard]] bool isSearching() const;
     void tellFound();
 
@@ -92,15 +81,13 @@ private:
     QScrollArea* const list;
     Page* const page;
     const QString emptyNote;
+    CardKeys* const keys;
     QList<ListRow*> shown;
     ListRow* selected = nullptr;
     bool listVisible = true;
     int mostHeight = 10000;
     int listHeight = 0;
 
-    QPointer<CapturePanel> panel;
-    QPointer<QWidget> prompt; ///< gets what the input method composes
-    bool entered = false;
     QTimer typing; ///< what is found is told when they pause
 };
 
