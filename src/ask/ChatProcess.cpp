@@ -80,6 +80,23 @@ struct ChatProcess::Output {
         if (!std::exchange(announced, true))
             announce();
     }
+
+    static LiveChild::Handlers handlers(const std::shared_ptr<Output>& said) {
+        LiveChild::Handlers to;
+        to.room = [said] { return said->room(); };
+        to.printed = [said](size_t count) {
+            said->reader.added(count, [&said](std::string_view line) {
+                said->protocol.handleAskLine(line, [&said](StreamEvent&& event) { said->add(std::move(event)); });
+            });
+        };
+        to.ended = [said](const ChildEnd&) {
+            const std::lock_guard lock(said->mutex);
+            said->hasEnded = true;
+            said->tell();
+        };
+        to.refused = [said](const QString&) { said->refused(); };
+        return to;
+    }
 };
 
 struct ChatProcess::Launched {
@@ -88,6 +105,29 @@ struct ChatProcess::Launched {
     QString failure;
     std::unique_ptr<LiveChild> child;
 };
+
+ChatProcess::Launched ChatProcess::launch(const ChatCommand& where, const std::optional<QString>& resumeId,
+                                          const std::shared_ptr<Output>& said) {
+    Launched result;
+    QString line = shellQuoted(where.askScript);
+    if (!scriptExists(where.askScript)) {
+        const auto cli = findClaudeBinary(where.search);
+        result.agentFound = cli.has_value();
+        if (!cli)
+            return result;
+        line = agentChatLine(*cli, fallbackAskPersona(), resumeId);
+    }
+    ChildCommand shell = shellCommand(line);
+    if (isSessionId(resumeId))
+        shell.variables.insert(u"OVALIN_ASK_RESUME"_s, *resumeId);
+    shell.workingDirectory = u"/"_s;
+    auto child = LiveChild::start(shell, Output::handlers(said));
+    if (child)
+        result.child = std::move(*child);
+    else
+        result.failure = child.error();
+    return result;
+}
 
 ChatProcess::ChatProcess(Dispatch& theDispatch, ChatCommand theCommand)
     : dispatch(theDispatch)
@@ -109,44 +149,11 @@ bool ChatProcess::startWarmAsk(const std::optional<QString>& resumeId) {
                 deliver();
         });
     };
-    const auto handlers = [said = output] {
-        LiveChild::Handlers to;
-        to.room = [said] { return said->room(); };
-        to.printed = [said](size_t count) {
-            said->reader.added(count, [&said](std::string_view line) {
-                said->protocol.handleAskLine(line, [&said](StreamEvent&& event) { said->add(std::move(event)); });
-            });
-        };
-        to.ended = [said](const ChildEnd&) {
-            const std::lock_guard lock(said->mutex);
-            said->hasEnded = true;
-            said->tell();
-        };
-        to.refused = [said](const QString&) { said->refused(); };
-        return to;
-    };
     dispatch.inBackground(
         Queue::UserInitiated, this,
-        [where = command, resumeId, handlers, number = generation] {
-            Launched result;
+        [where = command, resumeId, said = output, number = generation] {
+            Launched result = launch(where, resumeId, said);
             result.generation = number;
-            QString line = shellQuoted(where.askScript);
-            if (!scriptExists(where.askScript)) {
-                const auto cli = findClaudeBinary(where.search);
-                result.agentFound = cli.has_value();
-                if (!cli)
-                    return result;
-                line = agentChatLine(*cli, fallbackAskPersona(), resumeId);
-            }
-            ChildCommand shell = shellCommand(line);
-            if (isSessionId(resumeId))
-                shell.variables.insert(u"OVALIN_ASK_RESUME"_s, *resumeId);
-            shell.workingDirectory = u"/"_s;
-            auto child = LiveChild::start(shell, handlers());
-            if (child)
-                result.child = std::move(*child);
-            else
-                result.failure = child.error();
             return result;
         },
         [this](Launched result) { launched(result); });

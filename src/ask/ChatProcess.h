@@ -60,6 +60,9 @@ private:
     struct Output;
     struct Launched;
 
+    /// On a worker.
+    static Launched launch(const ChatCommand& where, const std::optional<QString>& resumeId,
+                           const std::shared_ptr<Output>& said);
     void launched(Launched& result);
     void deliver();
 
