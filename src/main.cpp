@@ -23,46 +23,21 @@
 using namespace ovalin;
 using namespace Qt::StringLiterals;
 
-int main(int argc, char** argv) {
-    completeEnvironment();
-    const CommandLine command = parseCommandLine(argc, argv);
-    if (!command.display.isEmpty())
-        qputenv("DISPLAY", command.display); // for the connections and helper programs that are not Qt's
-    rememberEnvironment();
-    qputenv("DBUS_FATAL_WARNINGS", "0"); // libdbus would end the process over a bus that misbehaves
-    if (command.action != CommandLine::Action::Run)
-        return runCommand(command, argc, argv);
-    const SessionChoice choice = chooseSession(command);
-    if (!choice.refusal.isEmpty()) { // Qt would abort where it finds no platform
-        logLine(u"Ovalin: needs %1, but %2 — exiting"_s.arg(
-            choice.wayland ? u"a Wayland compositor"_s : u"an X server"_s, choice.refusal));
-        return 1;
-    }
+namespace {
 
-    setVerboseLog(command.verbose);
-    closeStandardInput();
-    std::vector<char*> arguments = platformArguments(argc, argv, choice.wayland);
-    int count = static_cast<int>(arguments.size()) - 1;
+void prepareQt() {
     QCoreApplication::setApplicationName(u"ovalin"_s);
     QCoreApplication::setApplicationVersion(QLatin1String(VERSION));
     QCoreApplication::setAttribute(Qt::AA_Use96Dpi); // sizes are pixels; a screen's scale factor comes on top
     // The PRIMARY guard refuses claims on purpose; Qt would warn of each.
     // The other one is that there is no GL for its windows on Wayland.
     QLoggingCategory::setFilterRules(u"qt.qpa.clipboard.warning=false\nqt.qpa.wayland.warning=false"_s);
-    QApplication application(count, arguments.data());
     QApplication::setDesktopFileName(u"ovalin"_s);
     QApplication::setQuitOnLastWindowClosed(false);
+}
 
-    const Paths paths = Paths::under(QDir::homePath());
-    const SingleInstance::Folders folders{paths.runtimeDir, paths.stateDir};
-    SingleInstance instance(folders);
-    if (!instance.acquire()) {
-        logLine(u"Ovalin: another instance is running (pid %1) — exiting"_s.arg(instance.otherPid()));
-        if (!command.background)
-            std::ignore = SingleInstance::send(folders, {{u"command"_s, u"open"_s}}, std::chrono::seconds(2));
-        return 0;
-    }
-
+/// The one copy that runs, from its desktop to the end of its loop. Returns the exit status.
+int run(const SessionChoice& choice, const Paths& paths, SingleInstance& instance) {
     const QString toolFolder = Tools::folderBeside(programFolder());
     const Tools tools = Tools::under(toolFolder);
     setHelperFolder(toolFolder);
@@ -103,4 +78,41 @@ int main(int argc, char** argv) {
     const int status = QApplication::exec();
     end(status);
     return status;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    completeEnvironment();
+    const CommandLine command = parseCommandLine(argc, argv);
+    if (!command.display.isEmpty())
+        qputenv("DISPLAY", command.display); // for the connections and helper programs that are not Qt's
+    rememberEnvironment();
+    qputenv("DBUS_FATAL_WARNINGS", "0"); // libdbus would end the process over a bus that misbehaves
+    if (command.action != CommandLine::Action::Run)
+        return runCommand(command, argc, argv);
+    const SessionChoice choice = chooseSession(command);
+    if (!choice.refusal.isEmpty()) { // Qt would abort where it finds no platform
+        logLine(u"Ovalin: needs %1, but %2 — exiting"_s.arg(
+            choice.wayland ? u"a Wayland compositor"_s : u"an X server"_s, choice.refusal));
+        return 1;
+    }
+
+    setVerboseLog(command.verbose);
+    closeStandardInput();
+    std::vector<char*> arguments = platformArguments(argc, argv, choice.wayland);
+    int count = static_cast<int>(arguments.size()) - 1;
+    prepareQt();
+    QApplication application(count, arguments.data());
+
+    const Paths paths = Paths::under(QDir::homePath());
+    const SingleInstance::Folders folders{paths.runtimeDir, paths.stateDir};
+    SingleInstance instance(folders);
+    if (!instance.acquire()) {
+        logLine(u"Ovalin: another instance is running (pid %1) — exiting"_s.arg(instance.otherPid()));
+        if (!command.background)
+            std::ignore = SingleInstance::send(folders, {{u"command"_s, u"open"_s}}, std::chrono::seconds(2));
+        return 0;
+    }
+    return run(choice, paths, instance);
 }
