@@ -24,7 +24,7 @@ constexpr qsizetype MOST_LISTED = 200;
 constexpr qsizetype LONGEST_LINE = 300;     // user-perceived characters; more never fits a row
 constexpr qsizetype LONGEST_EXCERPT = 2000; // the same
 constexpr qsizetype MOST_LOG_LINES = 40;
-constexpr qint64 MOST_LOG = 256 * 1024; // bytes
+constexpr qint64 MOST_LOG = qint64{256} * 1024; // bytes
 constexpr qsizetype LONGEST_STATE = 40;
 
 QString text(const QJsonObject& entry, const char* key) { return entry.value(QLatin1String(key)).toString(); }

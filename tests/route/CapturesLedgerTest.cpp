@@ -258,7 +258,8 @@ TEST_F(CapturesLedger, NothingIsLostBetweenUsAndAnEditorOfTheSameFile) {
     writeFile(file, R"({"items":[{"id":"counter","n":0}]})");
     QProcess editor;
     editor.start(u"/usr/bin/python3"_s, {u"-c"_s, QString::fromLatin1(EDITOR), file});
-    ASSERT_TRUE(editor.waitForStarted());
+    const auto edited = [this] { return ledger()[u"items"_s].toArray().last()[u"n"_s].toInt(); };
+    ASSERT_TRUE(waitUntil([&] { return edited() > 0; }));
     QStringList expected;
     for (int i = 0; i < 100; ++i) {
         const auto appended = append(QString::number(i));
@@ -272,7 +273,7 @@ TEST_F(CapturesLedger, NothingIsLostBetweenUsAndAnEditorOfTheSameFile) {
     QStringList prompts = ledgerPrompts();
     EXPECT_EQ(prompts.takeLast(), QString()) << "the editor's entry is the oldest";
     EXPECT_EQ(prompts, expected);
-    EXPECT_EQ(ledger()[u"items"_s].toArray().last()[u"n"_s].toInt(), edits);
+    EXPECT_EQ(edited(), edits);
     EXPECT_TRUE(asides().isEmpty()) << "a half-written ledger was taken for a damaged one";
     EXPECT_TRUE(names().filter(u"conflict"_s).isEmpty());
 }
