@@ -95,23 +95,23 @@ bool AtSpiQuery::answered(QDBusPendingCall call) const {
     return !call.isError();
 }
 
-QVariantList AtSpiQuery::answer(QDBusPendingCall call, const char* signature) const {
+QVariantList AtSpiQuery::answer(const QDBusPendingCall& call, const char* signature) const {
     return answered(call) ? checkedAnswer(call.reply(), signature) : QVariantList();
 }
 
-QList<AtSpiRef> AtSpiQuery::refs(QDBusPendingCall call) const {
-    return qdbus_cast<QList<AtSpiRef>>(answer(std::move(call), "a(so)").value(0));
+QList<AtSpiRef> AtSpiQuery::refs(const QDBusPendingCall& call) const {
+    return qdbus_cast<QList<AtSpiRef>>(answer(call, "a(so)").value(0));
 }
 
-AtSpiRef AtSpiQuery::ref(QDBusPendingCall call) const {
-    return qdbus_cast<AtSpiRef>(answer(std::move(call), "(so)").value(0));
+AtSpiRef AtSpiQuery::ref(const QDBusPendingCall& call) const {
+    return qdbus_cast<AtSpiRef>(answer(call, "(so)").value(0));
 }
 
-AtSpiStates AtSpiQuery::states(QDBusPendingCall call) const {
-    return {qdbus_cast<QList<uint>>(answer(std::move(call), "au").value(0))};
+AtSpiStates AtSpiQuery::states(const QDBusPendingCall& call) const {
+    return {qdbus_cast<QList<uint>>(answer(call, "au").value(0))};
 }
 
-uint AtSpiQuery::role(QDBusPendingCall call) const { return answer(std::move(call), "u").value(0).toUInt(); }
+uint AtSpiQuery::role(const QDBusPendingCall& call) const { return answer(call, "u").value(0).toUInt(); }
 
 std::vector<AtSpiQuery::Application> AtSpiQuery::applications() const {
     const QList<AtSpiRef> roots = children(REGISTRY);
@@ -144,8 +144,8 @@ uint AtSpiQuery::role(const AtSpiRef& object) const { return role(beginRole(obje
 QDBusPendingCall AtSpiQuery::beginInterfaces(const AtSpiRef& object) const {
     return begin(object, ACCESSIBLE, "GetInterfaces");
 }
-bool AtSpiQuery::hasText(QDBusPendingCall interfaces) const {
-    return answer(std::move(interfaces), "as").value(0).toStringList().contains(QLatin1String("org.a11y.atspi.Text"));
+bool AtSpiQuery::hasText(const QDBusPendingCall& interfaces) const {
+    return answer(interfaces, "as").value(0).toStringList().contains(QLatin1String("org.a11y.atspi.Text"));
 }
 
 QDBusPendingCall AtSpiQuery::beginProperty(const AtSpiRef& object, const char* name) const {
@@ -155,12 +155,12 @@ QDBusPendingCall AtSpiQuery::beginProperty(const AtSpiRef& object, const char* n
 QDBusPendingCall AtSpiQuery::beginName(const AtSpiRef& object) const { return beginProperty(object, "Name"); }
 QDBusPendingCall AtSpiQuery::beginParent(const AtSpiRef& object) const { return beginProperty(object, "Parent"); }
 
-QVariant AtSpiQuery::property(QDBusPendingCall call) const {
-    return answer(std::move(call), "v").value(0).value<QDBusVariant>().variant();
+QVariant AtSpiQuery::property(const QDBusPendingCall& call) const {
+    return answer(call, "v").value(0).value<QDBusVariant>().variant();
 }
 
-AtSpiRef AtSpiQuery::parent(QDBusPendingCall call) const {
-    const QVariant value = property(std::move(call));
+AtSpiRef AtSpiQuery::parent(const QDBusPendingCall& call) const {
+    const QVariant value = property(call);
     if (value.metaType() != QMetaType::fromType<QDBusArgument>() ||
         value.value<QDBusArgument>().currentSignature() != QLatin1String("(so)"))
         return {};

@@ -116,7 +116,7 @@ public:
                                          const QVariantList& arguments = {}) const;
     /// Waits for the answer until the deadline; its arguments if it has exactly this D-Bus signature, else none.
     /// Checking it here keeps libdbus from ending the process over data of another type.
-    [[nodiscard]] QVariantList answer(QDBusPendingCall call, const char* signature) const;
+    [[nodiscard]] QVariantList answer(const QDBusPendingCall& call, const char* signature) const;
     /// Whether there was an answer, of whatever type, that is no error.
     [[nodiscard]] bool answered(QDBusPendingCall call) const;
 
@@ -140,14 +140,14 @@ public:
     [[nodiscard]] QDBusPendingCall beginName(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginParent(const AtSpiRef& object) const;
     [[nodiscard]] QDBusPendingCall beginMatches(const AtSpiRef& window, const AtSpiMatch& match, int count) const;
-    [[nodiscard]] QList<AtSpiRef> refs(QDBusPendingCall call) const;
-    [[nodiscard]] AtSpiRef ref(QDBusPendingCall call) const;
-    [[nodiscard]] QString name(QDBusPendingCall call) const { return property(std::move(call)).toString(); }
-    [[nodiscard]] QVariant property(QDBusPendingCall call) const;
-    [[nodiscard]] AtSpiRef parent(QDBusPendingCall call) const;
-    [[nodiscard]] AtSpiStates states(QDBusPendingCall call) const;
-    [[nodiscard]] uint role(QDBusPendingCall call) const;
-    [[nodiscard]] bool hasText(QDBusPendingCall interfaces) const;
+    [[nodiscard]] QList<AtSpiRef> refs(const QDBusPendingCall& call) const;
+    [[nodiscard]] AtSpiRef ref(const QDBusPendingCall& call) const;
+    [[nodiscard]] QString name(const QDBusPendingCall& call) const { return property(call).toString(); }
+    [[nodiscard]] QVariant property(const QDBusPendingCall& call) const;
+    [[nodiscard]] AtSpiRef parent(const QDBusPendingCall& call) const;
+    [[nodiscard]] AtSpiStates states(const QDBusPendingCall& call) const;
+    [[nodiscard]] uint role(const QDBusPendingCall& call) const;
+    [[nodiscard]] bool hasText(const QDBusPendingCall& interfaces) const;
 
     /// Cache.GetItems in the form that GTK 4 sends; absent for the other form (Qt's, which is empty) and no answer.
     [[nodiscard]] std::optional<std::vector<AtSpiCacheItem>> cacheItems(const AtSpiRef& application) const;
