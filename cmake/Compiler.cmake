@@ -29,5 +29,8 @@ else()
   add_link_options(-Wl,-z,relro -Wl,-z,now)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
     add_link_options(-Wno-alloc-size-larger-than) # seen in QHash by link-time optimisation, where it cannot happen
+    if(CMAKE_COMPILE_WARNING_AS_ERROR) # what only the whole program shows: two classes of one name, above all
+      add_link_options(-Werror=odr -Werror=lto-type-mismatch)
+    endif()
   endif()
 endif()
