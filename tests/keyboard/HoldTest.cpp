@@ -173,6 +173,17 @@ TEST_F(Hold, EndsUnderAWindowThatCoversThePanelAndComesBackAfterIt) {
     }
 }
 
+TEST_F(Hold, StaysUnderTheOverlayOfACompositingManager) {
+    PanelWindow panel;
+    hold.take(*panel.windowHandle());
+    typed(panel, "a", "a");
+    other.showOverlay();
+    for (const char* text : {"ab", "abb"})
+        typed(panel, "b", text);
+    other.hideOverlay();
+    hold.letGo();
+}
+
 TEST_F(Hold, IsTakenAgainAfterAPopupClosed) {
     PanelWindow panel;
     hold.take(*panel.windowHandle());

@@ -5,6 +5,7 @@
 
 #include <string_view>
 
+#include <xcb/composite.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
@@ -62,6 +63,17 @@ quint32 OtherClient::showUnmanaged(QSize size) {
 
 void OtherClient::hide(quint32 window) {
     std::free(xcb_request_check(connection, xcb_destroy_window_checked(connection, window)));
+}
+
+void OtherClient::showOverlay() {
+    std::free(xcb_composite_query_version_reply(connection, xcb_composite_query_version(connection, 0, 4), nullptr));
+    const auto ask = xcb_composite_get_overlay_window(connection, rootWindow(connection));
+    std::free(xcb_composite_get_overlay_window_reply(connection, ask, nullptr));
+}
+
+void OtherClient::hideOverlay() {
+    std::free(xcb_request_check(connection,
+                                xcb_composite_release_overlay_window_checked(connection, rootWindow(connection))));
 }
 
 void OtherClient::finger(quint8 key, bool down) {

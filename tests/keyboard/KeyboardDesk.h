@@ -29,6 +29,9 @@ public:
     /// A window in the upper left corner that no window manager sees.
     quint32 showUnmanaged(QSize size);
     void hide(quint32 window);
+    /// The window over all others that a compositing manager draws on.
+    void showOverlay();
+    void hideOverlay();
 
     /// The key of the keyboard device itself, not of XTEST's own device: as if a finger pressed it.
     void finger(quint8 key, bool down);

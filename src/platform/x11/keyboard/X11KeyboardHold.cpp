@@ -33,6 +33,12 @@ quint32 focusNow() {
     return reply ? reply->focus : quint32{XCB_INPUT_FOCUS_POINTER_ROOT};
 }
 
+/// Clients have bits of their own above the mask. So the overlay that a compositing manager draws on (Composite
+/// extension) is known at once, before it lets input through.
+bool isServersOwn(xcb_connection_t* connection, quint32 window) {
+    return (window & ~xcb_get_setup(connection)->resource_id_mask) == 0;
+}
+
 QRect frameOf(const xcb_get_geometry_reply_t& geometry) {
     return {geometry.x, geometry.y, geometry.width, geometry.height};
 }
@@ -94,6 +100,8 @@ void X11KeyboardHold::watchForCovers() {
 // Some lockers show their window before they try to get the keyboard: what is typed then is a password, and not for us.
 void X11KeyboardHold::windowMapped(quint32 window) {
     xcb_connection_t* connection = qtConnection();
+    if (isServersOwn(connection, window))
+        return;
     const auto askOther = xcb_get_geometry(connection, window), askOurs = xcb_get_geometry(connection, wanted);
     const XReply<xcb_get_geometry_reply_t> other(xcb_get_geometry_reply(connection, askOther, nullptr));
     const XReply<xcb_get_geometry_reply_t> ours(xcb_get_geometry_reply(connection, askOurs, nullptr));
