@@ -14,7 +14,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int MOST_ANSWERS = 400; // of one input; then errors
+// Of one input; then errors. Each answer may name several objects, and each of these is asked about.
+constexpr int MOST_ANSWERS = 120, MOST_IN_LIST = 8;
 
 struct CacheItem {
     AtSpiRef object, root, parent;
@@ -44,8 +45,8 @@ AtSpiRef refFrom(FuzzedDataProvider& in) {
 template <class Value>
 QList<Value> listFrom(FuzzedDataProvider& in, Value (*one)(FuzzedDataProvider&)) {
     QList<Value> list;
-    for (int left = in.ConsumeIntegralInRange(0, in.ConsumeBool() ? 3 : 40); left > 0 && in.remaining_bytes() > 0;
-         --left)
+    for (int left = in.ConsumeIntegralInRange(0, in.ConsumeBool() ? 3 : MOST_IN_LIST);
+         left > 0 && in.remaining_bytes() > 0; --left)
         list.append(one(in));
     return list;
 }
@@ -112,9 +113,14 @@ HostileApplication::~HostileApplication() {
 QDBusConnection HostileApplication::connection() const { return QDBusConnection::connectToPeer(address, u"hostile"_s); }
 
 void HostileApplication::answerFrom(FuzzedDataProvider* input) {
-    const QMutexLocker lock(&mutex);
-    in = input;
-    answers = 0;
+    {
+        const QMutexLocker lock(&mutex);
+        in = input;
+        answers = 0;
+    }
+    // What a deadline has left behind would be answered out of the next input. The connection keeps the order.
+    if (input == nullptr)
+        QDBusConnection(u"hostile"_s).call(QDBusMessage::createMethodCall({}, u"/a/0"_s, {}, u"Behind"_s));
 }
 
 QVariant HostileApplication::answerTo(const QString& member) {
