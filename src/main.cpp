@@ -1,5 +1,6 @@
 // The composition root: the command line, the one running copy, the desktop, the controller, the loop.
 #include "Session.h"
+#include "WatchedApplication.h"
 #include "app/AppDelegate.h"
 #include "app/CommandLine.h"
 #include "app/SingleInstance.h"
@@ -103,7 +104,7 @@ int main(int argc, char** argv) {
     std::vector<char*> arguments = platformArguments(argc, argv, choice.wayland);
     int count = static_cast<int>(arguments.size()) - 1;
     prepareQt();
-    QApplication application(count, arguments.data());
+    WatchedApplication application(count, arguments.data());
 
     const Paths paths = Paths::under(QDir::homePath());
     const SingleInstance::Folders folders{paths.runtimeDir, paths.stateDir};
