@@ -59,11 +59,14 @@ class Session(Desk):
         self.notices = Notices(self.environment["DBUS_SESSION_BUS_ADDRESS"])
         self.sent = SentKeys(self.environment["DISPLAY"], {self.x.display.info.resource_id_base})
         if accessibility:
-            self.notices.bus.call_sync(
-                "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set",
-                GLib.Variant("(ssv)", ("org.a11y.Status", "IsEnabled", GLib.Variant("b", True))), None, 0, 10000, None)
+            self.switch_accessibility_on()
         self.last_hotkey = 0.0
         self.run_agent("tr a-z A-Z")
+
+    def switch_accessibility_on(self):
+        self.notices.bus.call_sync(
+            "org.a11y.Bus", "/org/a11y/bus", "org.freedesktop.DBus.Properties", "Set",
+            GLib.Variant("(ssv)", ("org.a11y.Status", "IsEnabled", GLib.Variant("b", True))), None, 0, 10000, None)
 
     def run_agent(self, transform):
         """`transform`: what a shell does to the highlighted text; the agent itself is the stand-in of the tests."""
