@@ -21,10 +21,20 @@
 #include <QDir>
 #include <QLoggingCategory>
 
+#include <malloc.h>
+
 using namespace ovalin;
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// By itself malloc keeps as much as its largest block so far, a picture of the screen, for each thread that once held
+/// one; with fixed limits a picture goes back at once (mallopt(3)).
+void keepLittleMemory() {
+    constexpr int MEGABYTE = 1 << 20;
+    ::mallopt(M_MMAP_THRESHOLD, MEGABYTE);
+    ::mallopt(M_TRIM_THRESHOLD, MEGABYTE);
+}
 
 void prepareQt() {
     QCoreApplication::setApplicationName(u"ovalin"_s);
@@ -84,6 +94,7 @@ int run(const SessionChoice& choice, const Paths& paths, SingleInstance& instanc
 } // namespace
 
 int main(int argc, char** argv) {
+    keepLittleMemory();
     completeEnvironment();
     const CommandLine command = parseCommandLine(argc, argv);
     if (!command.display.isEmpty())

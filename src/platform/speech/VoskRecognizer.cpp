@@ -2,6 +2,8 @@
 
 #include "base/Log.h"
 
+#include <malloc.h>
+
 namespace ovalin {
 
 using namespace Qt::StringLiterals;
@@ -84,6 +86,7 @@ void VoskRecognizer::work() {
             } else if (!changed.wait_for(lock, idleTime, called)) {
                 lock.unlock();
                 engine.reset();
+                ::malloc_trim(0); // it has left small holes all over a hundred MB
                 loaded = false;
                 continue;
             }
