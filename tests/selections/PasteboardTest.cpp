@@ -144,7 +144,8 @@ TEST_F(PasteboardTest, ACopyThatWasAskedForIsReadAndGoneBeforeAnybodyElseReadsIt
     }
     pasteboard.catchCopy(pasteboard.snapshot(), ::getpid());
     const auto other = owner("of another program");
-    EXPECT_EQ(pasteboard.text(), u"of another program"_s);
+    settle(thread);
+    EXPECT_EQ(pasted(u"UTF8_STRING"_s), "of another program");
 }
 
 TEST_F(PasteboardTest, AnUntouchedClipboardStaysWithItsOwner) {
