@@ -82,6 +82,9 @@ TEST_F(WholeFile, ReadingPassesOverWhatIsNoFile) {
     ::mkfifo(QFile::encodeName(file).constData(), 0600);
     EXPECT_FALSE(readWholeFile(file)) << "and does not wait for a writer";
     EXPECT_FALSE(readWholeFile(folder.path()));
+    writeFile(path(u"huge"_s), {});
+    QFile::resize(path(u"huge"_s), qint64{257} << 20);
+    EXPECT_FALSE(readWholeFile(path(u"huge"_s))) << "what is not read must not pass for empty";
     const auto missing = readWholeFile(path(u"missing"_s));
     ASSERT_TRUE(missing);
     EXPECT_FALSE(missing->version.exists);
