@@ -116,6 +116,7 @@ TEST_F(PasteOverTest, NoKeyGoesWhereItWouldDoSomethingElse) {
         bool pasted;
     } rows[] = {
         {"terminal", terminal, "ls\n", "", true},
+        {"terminal, another line end", terminal, "ls\r\n", "", true},
         {"terminal, lines", terminal, "ls\npwd", "", false},
         {"terminal, carriage return", terminal, "a\rb", "", false},
         {"terminal, escape", terminal, "a\x1b[201~b", "", false},
