@@ -113,7 +113,9 @@ TEST_F(TranscriptTest, VoidTextIsTakenBackWhetherItShowsOrNot) {
         answer(shown);
         view.appendAnswer(waiting);
         view.truncateAnswer(length);
-        answer(u"and more"_s);
+        view.appendAnswer(u"and more, which is void too"_s);
+        view.truncateAnswer(length + 8);
+        view.flush();
         EXPECT_EQ(copied(), u"TORVI\n"_s + (shown + waiting).left(length) + u"and more"_s);
     }
 }
