@@ -241,7 +241,7 @@ TEST(Wayland, ThePanelHangsUnderThePointerAndFollowsADragOfItsGround) {
     std::ignore = desk.waitForRequest(u"still typed"_s);
 }
 
-TEST(Wayland, AWindowThatOpensMeanwhileGetsNoneOfTheWords) {
+TEST(Wayland, AWindowThatOpensMeanwhileGetsNoneOfTheWordsButOneThatIsClickedDoes) {
     SwayDesk desk;
     desk.startOvalin();
     desk.openProgram(u"foot"_s, {u"cat"_s}, u"foot"_s);
@@ -254,4 +254,14 @@ TEST(Wayland, AWindowThatOpensMeanwhileGetsNoneOfTheWords) {
     desk.hands.press(u"Return"_s);
     std::ignore = desk.waitForRequest(u"a word for the panel"_s);
     EXPECT_EQ(readFile(desk.path(u"taken"_s)), "");
+
+    ASSERT_TRUE(waitUntil([&] { return desk.focused() == u"other"_s; }));
+    ASSERT_TRUE(desk.openPanel());
+    EXPECT_TRUE(waitUntil([&] {
+        desk.hands.click({900, 700});
+        return !desk.focused().isEmpty();
+    }));
+    desk.hands.type(u"beside it"_s);
+    desk.hands.press(u"Return"_s);
+    EXPECT_TRUE(waitUntil([&] { return readFile(desk.path(u"taken"_s)) == "beside it\n"; }));
 }

@@ -91,11 +91,12 @@ void SwayWindows::told(SwayIpc::Event event, const QJsonObject& what) {
             setFront(container);
         else if (change == u"close")
             book.closed(static_cast<quint64>(container[u"id"].toInteger()));
-        // Several changes of the focus are told for each window that comes or goes.
+        // Several changes of the focus are told for each window that comes or goes. A window that is clicked beside a
+        // panel is told of as well, though sway leaves the keyboard with the panel.
         const Deadline now = std::chrono::steady_clock::now();
         if (change == u"new" || change == u"close")
             lastMoved = now;
-        if (change == u"focus" && container[u"focused"].toBool())
+        if (change == u"focus")
             focused(now - lastMoved < AT_ONCE ? Change::ByItself : Change::ByUser);
     } else if (event == SwayIpc::Event::Workspace && change == u"focus") {
         // An empty one has nothing that could be told of next.
