@@ -13,27 +13,9 @@ namespace {
 
 constexpr milliseconds LENT{300}, BRING{600}, LOOK_AGAIN{2};
 constexpr std::chrono::seconds SENT_DEADLINE{2};
-constexpr quint8 CONTROL = WaylandChord::Control, SHIFT = WaylandChord::Shift;
 
 TargetRule ruleFor(const WaylandWindow& window, FocusKind focus) {
     return targetRule(targetFacts({window.appId, window.instance}, window.pid, focus));
-}
-
-std::vector<WaylandChord> chordsOf(const PasteWay& way) {
-    std::vector<WaylandChord> chords;
-    if (way.before != PasteWay::Before::Nothing)
-        chords.push_back({static_cast<quint32>(way.before == PasteWay::Before::Delete ? KEY_DELETE : KEY_BACKSPACE)});
-    switch (way.keys) {
-    case PasteWay::Keys::CtrlShiftV:
-        chords.push_back({KEY_V, CONTROL | SHIFT});
-        break;
-    case PasteWay::Keys::CtrlV:
-        chords.push_back({KEY_V, CONTROL});
-        break;
-    default:
-        chords.push_back({KEY_INSERT, SHIFT});
-    }
-    return chords;
 }
 
 } // namespace
@@ -92,7 +74,8 @@ Keyboard::Sent WaylandKeyboard::sendCopy(qint32 pid, FocusKind focus) {
     });
     const bool there = waitForKeyboard({front->pid, WindowId{front->id}}, LENT);
     const bool sent =
-        there && send({{static_cast<quint32>(how == TargetRule::Copy::CtrlC ? KEY_C : KEY_INSERT), CONTROL}});
+        there &&
+        send({{static_cast<quint32>(how == TargetRule::Copy::CtrlC ? KEY_C : KEY_INSERT), WaylandChord::Control}});
     dispatch.toMain([this] { ways.lend(false); });
     return sent ? Sent::Yes : there ? Sent::NotTrusted : Sent::NoTarget;
 }
@@ -128,7 +111,7 @@ Keyboard::Sent WaylandKeyboard::sendPaste(const AppWindow& target, const PasteWa
     if (!hasKeyboard(target))
         return Sent::NoTarget;
     ways.pasting();
-    return send(chordsOf(way)) ? Sent::Yes : Sent::NotTrusted;
+    return send(pasteChords(way)) ? Sent::Yes : Sent::NotTrusted;
 }
 
 } // namespace ovalin

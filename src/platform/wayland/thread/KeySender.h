@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/EventThread.h"
+#include "platform/PasteWay.h"
 
 #include <vector>
 
@@ -12,6 +13,9 @@ struct WaylandChord {
     quint32 key = 0;
     quint8 modifiers = 0;
 };
+
+/// The keys of a paste. Pure.
+[[nodiscard]] std::vector<WaylandChord> pasteChords(const PasteWay& way);
 
 /// Types into what has the keyboard. Made, used and destroyed on the WaylandThread.
 class KeySender {
