@@ -101,7 +101,7 @@ AtSpiAccessibility::Focus AtSpiAccessibility::recorded(const AtSpiQuery& query, 
     return windows.contains(place.window) ? Focus{object, place} : Focus{};
 }
 
-AccessibleSelection AtSpiAccessibility::read(qint32 pid, const QString& title) {
+AtSpiAccessibility::Spot AtSpiAccessibility::read(qint32 pid, const QString& title) {
     const auto query = bus->open(QDeadlineTimer(limit));
     const auto application = query ? query->application(pid) : std::nullopt;
     if (!application)
@@ -114,15 +114,17 @@ AccessibleSelection AtSpiAccessibility::read(qint32 pid, const QString& title) {
     }
     if (focus.object.isNull()) // its loss may have become known meanwhile
         focus = recorded(*query, application->service, windows);
-    return focus.object.isNull() ? AccessibleSelection{} : selectionAt(*query, focus.object, focus.place.document);
+    if (focus.object.isNull())
+        return {};
+    return {selectionAt(*query, focus.object, focus.place.document), focus.object};
 }
 
-AccessibleSelection AtSpiAccessibility::selection(const AppWindow& at) {
+AtSpiAccessibility::Spot AtSpiAccessibility::spot(const AppWindow& at) {
     if (at.pid < 1)
         return {};
     const FrontTitle now = front(at);
-    AccessibleSelection found = read(at.pid, now.title);
-    found.window = now.window;
+    Spot found = read(at.pid, now.title);
+    found.selection.window = now.window;
     return found;
 }
 

@@ -42,14 +42,22 @@ public:
                        std::chrono::milliseconds deadline = std::chrono::milliseconds(250));
     ~AtSpiAccessibility() override;
 
+    /// A selection, and where it is.
+    struct Spot {
+        AccessibleSelection selection;
+        AtSpiRef object; ///< that has the focus; null: none was found
+    };
+    /// As selection().
+    [[nodiscard]] Spot spot(const AppWindow& at);
+
     void keyboardIsTaken() override;
-    [[nodiscard]] AccessibleSelection selection(const AppWindow& at) override;
+    [[nodiscard]] AccessibleSelection selection(const AppWindow& at) override { return spot(at).selection; }
     void queryEnabled(std::function<void(bool enabled)> answer) override;
     void enable() override;
 
 private:
     void withSession(std::function<void(const QDBusConnection&)> then);
-    [[nodiscard]] AccessibleSelection read(qint32 pid, const QString& title);
+    [[nodiscard]] Spot read(qint32 pid, const QString& title);
     struct Focus {
         AtSpiRef object; ///< null: not known
         AtSpiPlace place;
