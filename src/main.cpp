@@ -54,27 +54,27 @@ int run(const SessionChoice& choice, const Paths& paths, SingleInstance& instanc
     setHelperFolder(toolFolder);
     QtDispatch dispatch;
     Config config = readConfig(configPath(paths.home));
-    Session session(choice, dispatch, hotkeyOf(config));
+    const auto session = makeDesktop(choice, dispatch, hotkeyOf(config));
     OcrProcess recognizer(tools.ocr);
-    WindowShots shots(session.windows(), recognizer, tools, std::chrono::seconds(5), config.exclude);
-    shots.taken = session.pictures();
+    WindowShots shots(session->windows(), recognizer, tools, std::chrono::seconds(5), config.exclude);
+    shots.taken = session->pictures();
     ContextSources sources{
         [tools](const QString& bundle) { return browserTabInfoViaOsascript(bundle, tools.osascript); },
         [&shots](qint32 pid) { return shots.captureWindowPNG(pid); },
         [&shots](const QByteArray& png) { return shots.ocrText(png); },
-        leftAloneAmong(session.windows(), config.exclude),
+        leftAloneAmong(session->windows(), config.exclude),
     };
     PulseMicrophone microphone(dispatch);
     VoskRecognizer speech(dispatch,
                           [home = paths.home, program = programFolder()] { return findSpeechFiles(home, program); });
-    Desktop desktop = session.desktop();
+    Desktop desktop = session->desktop();
     desktop.microphone = &microphone;
     desktop.speechRecognizer = &speech;
     AppDelegate delegate(
         desktop, dispatch,
         {paths, AgentSearch::under(paths.home), std::move(sources),
          [script = paths.binDir + u"/ovalin-replace-web.sh"_s](const QString& url) { return siteOwned(url, script); },
-         std::move(config), session.notice()});
+         std::move(config), choice.notice + session->missing()}); // one of the two is empty
     instance.listen([&delegate](const QJsonObject& message, const SingleInstance::Answer& answer) {
         delegate.serve(message, answer);
     });
@@ -106,13 +106,13 @@ int main(int argc, char** argv) {
     const SessionChoice choice = chooseSession(command);
     if (!choice.refusal.isEmpty()) { // Qt would abort where it finds no platform
         logLine(u"Ovalin: needs %1, but %2 — exiting"_s.arg(
-            choice.wayland ? u"a Wayland compositor"_s : u"an X server"_s, choice.refusal));
+            choice.wayland() ? u"a Wayland compositor"_s : u"an X server"_s, choice.refusal));
         return 1;
     }
 
     setVerboseLog(command.verbose);
     closeStandardInput();
-    std::vector<char*> arguments = platformArguments(argc, argv, choice.wayland);
+    std::vector<char*> arguments = platformArguments(argc, argv, choice.wayland());
     int count = static_cast<int>(arguments.size()) - 1;
     prepareQt();
     WatchedApplication application(count, arguments.data());

@@ -96,8 +96,11 @@ class WaylandDesk(Desk):
             key = (glob.glob(self.path("run/.mutter-Xwaylandauth.*")) + [""])[0]
             self.write("session", f"WAYLAND_DISPLAY={socket}\nDISPLAY={found[1]}\nXAUTHORITY={key}\n")
 
+    def hands_command(self):
+        return [os.path.join(self.build, "hands"), str(2 * SIZE[0]), str(SIZE[1])]
+
     def begin_hands(self):
-        self.hands = subprocess.Popen([os.path.join(self.build, "hands"), str(2 * SIZE[0]), str(SIZE[1])], env=self.environment, text=True,
+        self.hands = subprocess.Popen(self.hands_command(), env=self.environment, text=True,
                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         if self.hands.stdout.readline() != "ready\n":
             self.why_no_hands = self.hands.stderr.read().strip()
@@ -167,12 +170,28 @@ class KWin(WaylandDesk):
 
 class Gnome(WaylandDesk):
     name, program, desktop = "GNOME Shell", "gnome-shell", "GNOME"
-    command = ("gnome-shell", "--headless", "--virtual-monitor", "{width}x{height}", "--wayland-display", "wayland-g")
+    # For our own pictures of the screen; what the program may do is the same.
+    command = ("gnome-shell", "--headless", "--unsafe-mode", "--virtual-monitor", "{width}x{height}", "--wayland-display", "wayland-g")
 
     def start_compositor(self):
         self.environment["DBUS_SYSTEM_BUS_ADDRESS"] = self.environment["DBUS_SESSION_BUS_ADDRESS"]
         super().start_compositor()
         self.told("wayland-g", 30)
+
+    def hands_command(self):
+        return [sys.executable, os.path.join(ROOT, "scripts/compositors/gnome_hands.py"), str(SIZE[0]), str(SIZE[1])]
+
+    def begin_hands(self):
+        super().begin_hands()
+        self.do("press Escape")  # it begins with the overview
+
+    def picture(self, file, output=0):
+        if output:
+            return False
+        service = "org.gnome.Shell.Screenshot"
+        self.output("gdbus", "call", "--session", "--dest", service, "--object-path", "/org/gnome/Shell/Screenshot", "--method",
+                    service + ".Screenshot", "false", "false", file)
+        return os.path.exists(file)
 
 
 class Weston(WaylandDesk):

@@ -132,7 +132,9 @@ Desktop WaylandDesktop::desktop() {
 
 Windows& WaylandDesktop::windows() { return parts->windows; }
 
-QImage WaylandDesktop::picture(qint32 pid) { return parts->picture(pid); }
+std::function<QImage(qint32)> WaylandDesktop::pictures() {
+    return [from = parts.get()](qint32 pid) { return from->picture(pid); };
+}
 
 QString WaylandDesktop::missing() const {
     Compositor& on = parts->compositor;

@@ -1,34 +1,25 @@
 #pragma once
 
 #include "base/Dispatch.h"
-#include "platform/Desktop.h"
 #include "platform/KeyChord.h"
-#include "platform/Windows.h"
+#include "platform/RealDesktop.h"
 
-#include <QImage>
-
-#include <functional>
 #include <memory>
 
 namespace ovalin {
 
-/// The real desktop on a Wayland compositor with layer shell and data control, as X11Desktop is that on X11. Made after
-/// QApplication on the main thread; the dispatch outlives it.
-class WaylandDesktop {
+/// The real desktop on a Wayland compositor with layer shell and data control, as X11Desktop is that on X11. The
+/// dispatch outlives it.
+class WaylandDesktop final : public RealDesktop {
 public:
     explicit WaylandDesktop(Dispatch& dispatch, KeyChord hotkey = {});
-    ~WaylandDesktop();
+    ~WaylandDesktop() override;
 
-    [[nodiscard]] Desktop desktop();
-
-    [[nodiscard]] Windows& windows();
-
-    /// What was to be seen of the window in front before the panel covered it; null when there is no picture of this
-    /// process. Worker threads; waits until it is there.
-    [[nodiscard]] QImage picture(qint32 pid);
-
-    /// What will not work here and why, for the user; empty: nothing.
-    [[nodiscard]] QString missing() const;
+    [[nodiscard]] Desktop desktop() override;
+    [[nodiscard]] Windows& windows() override;
+    /// What was to be seen of the window in front before the panel covered it; waits until that is there.
+    [[nodiscard]] std::function<QImage(qint32 pid)> pictures() override;
+    [[nodiscard]] QString missing() const override;
 
 private:
     struct Parts;

@@ -32,9 +32,11 @@ QScreen* screenNamed(const QString& name) {
 
 } // namespace
 
-void prepareForLayers() {
-    qputenv("QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT", "1");
-    qputenv("QT_WAYLAND_DISABLE_FIXED_POSITIONS", "1"); // Qt would take every window to be in the corner
+void prepareForWayland(bool layers) {
+    if (layers)
+        qputenv("QT_WAYLAND_USE_BYPASSWINDOWMANAGERHINT", "1");
+    qputenv("QT_WAYLAND_CLIENT_BUFFER_INTEGRATION", "none"); // GL would take memory and time for nothing
+    qputenv("QT_WAYLAND_DISABLE_FIXED_POSITIONS", "1");      // Qt would take every window to be in the corner
 }
 
 LayerPanels::LayerPanels() = default;

@@ -28,8 +28,8 @@
 
 namespace ovalin {
 
-/// To be called before QApplication: lets Qt's windows be made layer surfaces. Does nothing to others.
-void prepareForLayers();
+/// To be called before QApplication. `layers`: lets Qt's windows be made layer surfaces; does nothing to others.
+void prepareForWayland(bool layers);
 
 /// The panel as layer surfaces (zwlr_layer_shell_v1) over everything, on Qt's connection.
 class LayerPanels final : public QObject, public PanelHost {

@@ -1,23 +1,24 @@
 #pragma once
 
 #include "base/Dispatch.h"
-#include "platform/Desktop.h"
 #include "platform/KeyChord.h"
-#include "platform/Windows.h"
+#include "platform/RealDesktop.h"
 
 #include <memory>
 
 namespace ovalin {
 
-/// The real desktop: builds every capability on X11 and D-Bus and ties together what must know of each other. Made
-/// after QApplication on the main thread; the dispatch outlives it.
-class X11Desktop {
+/// The real desktop: builds every capability on X11 and D-Bus and ties together what must know of each other. The
+/// dispatch outlives it.
+class X11Desktop final : public RealDesktop {
 public:
     explicit X11Desktop(Dispatch& dispatch, KeyChord hotkey = {});
-    ~X11Desktop();
+    ~X11Desktop() override;
 
-    [[nodiscard]] Desktop desktop();
-    [[nodiscard]] Windows& windows();
+    [[nodiscard]] Desktop desktop() override;
+    [[nodiscard]] Windows& windows() override;
+    [[nodiscard]] std::function<QImage(qint32)> pictures() override { return {}; }
+    [[nodiscard]] QString missing() const override { return {}; }
 
 private:
     struct Parts;
