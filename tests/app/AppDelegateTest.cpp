@@ -584,6 +584,10 @@ TEST_F(AppDelegateTest, TheUserIsToldWhatTheyCannotSee) {
     fake.notifier.shown[1].onAction();
     EXPECT_TRUE(fake.notifier.shown.back().body.contains(u"`openbox --reconfigure`."_s));
     EXPECT_THAT(fake.notifier.withdrawn, testing::ElementsAre(2u)) << "the key is free by now";
+    QJsonObject told;
+    delegate->serve({{u"command"_s, u"status"_s}}, [&](const QJsonObject& answer) { told = answer; });
+    EXPECT_EQ(told.value(u"accessibility"_s), QJsonValue(false));
+    EXPECT_EQ(told.value(u"hotkey_status"_s), QJsonValue(0));
     restart();
     delegate->applicationDidFinishLaunching();
     EXPECT_EQ(fake.notifier.shown.size(), 3u) << "the offer is made once";
@@ -979,7 +983,12 @@ TEST_F(AppDelegateTest, AConversationIsFoundByTabAndRemovedAtTheSecondPress) {
     typePrompt(u"x"_s);
     EXPECT_EQ(rows() + panel().promptField->text(), u"a b cx"_s) << "nothing but Tab leads into the field";
     press(Qt::Key_Tab);
-    for (const auto& [key, found] : {std::pair(Qt::Key_C, "b c"), {Qt::Key_A, "b c"}, {Qt::Key_Z, ""}}) {
+    QInputMethodEvent composed; // which an input method sends to the prompt
+    composed.setCommitString(u"c"_s);
+    QCoreApplication::sendEvent(panel().promptField, &composed);
+    settle();
+    EXPECT_EQ(rows() + panel().promptField->text(), u"b cx"_s);
+    for (const auto& [key, found] : {std::pair(Qt::Key_A, "b c"), {Qt::Key_Z, ""}}) {
         press(key);
         settle();
         EXPECT_EQ(rows(), QLatin1String(found));
