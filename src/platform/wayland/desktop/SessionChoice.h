@@ -12,7 +12,7 @@ struct WaylandSession {
                          ///< as a window like others, as GNOME Shell has them
 };
 
-/// Asks the compositor, a second at most. Before the application is made.
+/// Asks the compositor, 5 seconds at most. Before the application is made.
 [[nodiscard]] WaylandSession lookForWayland();
 
 } // namespace ovalin

@@ -19,7 +19,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr std::chrono::seconds START{2};
+constexpr std::chrono::seconds START{2}, ANSWER{5}; // one that has just begun is busy
 
 /// wl_display_roundtrip() would wait for ever.
 bool roundTrip(wl_display* display, Deadline deadline) {
@@ -60,7 +60,7 @@ QByteArrayList waylandInterfaces(const QByteArray& name) {
                                                [](void*, wl_registry*, quint32) {}};
     wl_registry* registry = wl_display_get_registry(display);
     wl_registry_add_listener(registry, &listener, &found);
-    if (!roundTrip(display, deadlineIn(std::chrono::seconds(1))))
+    if (!roundTrip(display, deadlineIn(ANSWER)))
         found.clear();
     wl_registry_destroy(registry);
     wl_display_disconnect(display);

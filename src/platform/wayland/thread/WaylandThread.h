@@ -76,7 +76,7 @@ private:
     bool more = false;
 };
 
-/// The interfaces that a compositor offers, asked on a short connection of its own, a second at most; empty where none
+/// The interfaces that a compositor offers, asked on a short connection of its own, 5 seconds at most; empty where none
 /// answers. Any thread; before the program has one too.
 [[nodiscard]] QByteArrayList waylandInterfaces(const QByteArray& display = {});
 
