@@ -35,24 +35,28 @@ bool isChord(QString accelerator, const KeyChord& chord) {
     return written && *written == chord;
 }
 
-QString read(const QStringList& arguments) {
+/// Nothing of a schema that is not there; `late` when it did not answer.
+QString read(const QStringList& arguments, bool& late) {
     static const QString program = QStandardPaths::findExecutable(u"gsettings"_s);
     RunOptions options;
     options.deadline = std::chrono::seconds(5);
-    return runToEnd({program, arguments, {}, {}}, options).text() + u'\n';
+    const ChildRun run = runToEnd({program, arguments, {}, {}}, options);
+    late = late || run.timedOut;
+    return run.text() + u'\n';
 }
 
 std::optional<GnomeShortcuts> look(const KeyChord& chord) {
     QString all;
+    bool late = false;
     for (const QString& schema : SCHEMAS)
-        all += read({u"list-recursively"_s, schema});
+        all += read({u"list-recursively"_s, schema}, late);
     GnomeShortcuts found = gnomeShortcuts(all, chord);
-    const auto value = [](const QString& path, const QString& key) {
-        return quoted(read({u"get"_s, CUSTOM + u':' + path, key})).value(0);
+    const auto value = [&late](const QString& path, const QString& key) {
+        return quoted(read({u"get"_s, CUSTOM + u':' + path, key}, late)).value(0);
     };
     for (const QString& path : found.customs)
         found.add(value(path, u"binding"_s), value(path, u"command"_s), chord);
-    return all.trimmed().isEmpty() ? std::nullopt : std::optional(found);
+    return late || all.trimmed().isEmpty() ? std::nullopt : std::optional(found);
 }
 
 } // namespace
@@ -88,6 +92,9 @@ HotKeyState GnomeHotKeys::registerHotKey() {
 
 void GnomeHotKeys::became(const std::optional<GnomeShortcuts>& found) {
     asking = false;
+    if (!found && known) // as it was, as far as anybody knows
+        return;
+    known = known || found;
     const HotKeyState now = found && found->taken  ? HotKeyState::Taken // which wins
                             : found && found->ours ? HotKeyState::Registered
                                                    : HotKeyState::ByCompositor;

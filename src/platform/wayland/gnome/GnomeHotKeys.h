@@ -42,6 +42,7 @@ private:
     const KeyChord chord;
     HotKeyState state = HotKeyState::Registered;
     bool asking = false;
+    bool known = false; // the settings have been read
     QObject context;
 };
 
