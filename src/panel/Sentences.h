@@ -13,12 +13,13 @@ public:
     [[nodiscard]] QString takeComplete();
 
     /// All that is left.
-    [[nodiscard]] QString takeRest();
+    QString takeRest();
 
-    void clear() { rest.clear(); }
+    void clear() { takeRest(); }
 
 private:
     QString rest;
+    qsizetype looked = 0; ///< no sentence ends before there, but for what its last letters may have waited for
 };
 
 } // namespace ovalin
