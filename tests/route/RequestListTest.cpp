@@ -64,7 +64,7 @@ TEST_F(RequestList, ARouterIsKnownByItsLaunchAndItAloneIsEndedHoweverItTakesIt) 
         writeProgram(
             paths.routerScript,
             QByteArray("#!/bin/sh\ntrap '") + (deaf ? "" : "echo done > ~/cleaned; exit") +
-                "' TERM\necho \"about $1\"\nsetsid sleep 1000 & left=$!\nsleep 1000 & echo $left > ~/left\nwait\n");
+                "' TERM\necho \"about $1\"\nsetsid sh -c 'echo $$ > ~/left; exec sleep 1000' &\nsleep 1000 &\nwait\n");
         writeLedger(QJsonDocument(asked.ledgerEntry()).toJson());
         ASSERT_TRUE(writeQueueFile(paths.queueDir, asked));
         QProcess editor; // has the file open
