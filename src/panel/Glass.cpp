@@ -73,10 +73,8 @@ QBitmap roundedMask(QSize size, qreal radius) {
 
 int readableTintAlpha(const QImage& backdrop) {
     const Palette::Colors& colors = Palette::colors();
-    if (colors.opaque)
+    if (colors.opaque || backdrop.isNull()) // what lies below would show through sharp
         return 255;
-    if (backdrop.isNull())
-        return 235;
     const int material = qGray(colors.material.rgb());
     const bool light = material > colors.readable;
     const QImage sample = backdrop.scaled(24, 8, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
@@ -135,7 +133,7 @@ void Glass::setStale() {
         return;
     stale = true;
     sharp = blurred = rendered = {};
-    tintAlpha = 250;
+    tintAlpha = readableTintAlpha({});
 }
 
 void Glass::refresh() {

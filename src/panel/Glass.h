@@ -44,7 +44,7 @@ private:
     QImage blurred;
     QImage rendered; // the whole ground, while it fits the area
     bool renderedSharp = false;
-    int tintAlpha = 235;
+    int tintAlpha = 255;
     bool stale = false;
 };
 
