@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 #include <limits>
+#include <utility>
 #include <vector>
 
 #include <poll.h>
@@ -42,7 +43,7 @@ void EventThread::finish() {
     if (thread.joinable())
         thread.join();
     if (wakeDescriptor >= 0)
-        ::close(wakeDescriptor);
+        ::close(std::exchange(wakeDescriptor, -1));
 }
 
 void EventThread::wake() const {

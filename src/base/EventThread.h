@@ -93,7 +93,7 @@ protected:
 
     /// Last in the constructor, when there is a server; else the thread is one that has ended.
     void begin();
-    /// First in the destructor.
+    /// First in the destructor, or before: nothing that was posted, timed or asked for happens any more.
     void finish();
 
 private:

@@ -69,6 +69,7 @@ struct WaylandDesktop::Parts {
             compositor.swayTold = {};
             compositor.focusMoved = {};
         });
+        compositor.thread().finish(); // what is still due would come to services that are gone
     }
 
     /// On the WaylandThread. By a click beside the panel, or by keys that lead elsewhere, the user goes on to work

@@ -42,6 +42,7 @@ public:
     /// compositor the object is usable and answers nothing.
     explicit WaylandThread(const QByteArray& display = {});
     ~WaylandThread();
+    using EventThread::finish; // before those go who have timers and questions on it
 
     /// Never changes. Any thread.
     [[nodiscard]] const Globals& globals() const { return offered; }
