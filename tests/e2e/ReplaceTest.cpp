@@ -25,6 +25,7 @@ TEST(Replace, TheSelectionIsReplacedUndoneAndTheClipboardIsAsItWas) {
     desk.startOvalin();
     writeFile(desk.path(u"copied"_s), "copied before");
     desk.start(u"xclip"_s, {u"-quiet"_s, u"-selection"_s, u"clipboard"_s, desk.path(u"copied"_s)});
+    ASSERT_TRUE(waitUntil([&] { return desk.selection() == u"copied before"_s; }));
     desk.openEditor("the old words");
     ASSERT_TRUE(waitUntil([&] {
         desk.pressKey(u"ctrl+a"_s);

@@ -116,6 +116,8 @@ Editor openTerminal() {
 }
 
 void setSelection(const char* selection, const QString& text) {
+    if (desk().selection(selection) == text)
+        return; // a second owner of the same words could come after what is copied next, and nobody would see it
     writeFile(desk().path(u"selection"_s), text.toUtf8());
     // -quiet keeps it in the foreground, so that it ends with the desk.
     desk().start(u"xclip"_s,
